@@ -1,0 +1,10 @@
+#pragma once
+
+/// All exported headers of the library.
+
+#include <Ondrel/Export.h>
+#include <Ondrel/Host.h>
+#include <Ondrel/Smtp.h>
+#include <Ondrel/StatusTransition.h>
+#include <Ondrel/SystemLog.h>
+#include <Ondrel/Types.h>

@@ -1,0 +1,144 @@
+#pragma once
+
+#include <Ondrel/Export.h>
+#include <Ondrel/Types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Ondrel {
+
+/// Writes one text message at a time into a named system event log of this machine.
+///
+/// Failures are raised as an `unsigned int` module error of the form 0x2005nnnn (see
+/// `Pirsk/Exceptions.h` for reading what was raised, and for switching raising off). The results
+/// below are what a caller gets when nothing is raised.
+///
+/// One object belongs to one thread at a time; different objects may work at the same time. A copy
+/// holds the same two handles as its source: only one of the two may be closed or destroyed while
+/// the other is in use.
+class ONDREL_API CSystemLog_Win {
+public:
+  /// A closed log.
+  CSystemLog_Win();
+  CSystemLog_Win(const CSystemLog_Win& other);
+  CSystemLog_Win& operator=(const CSystemLog_Win& other);
+
+  /// Closes the log. Never lets an error out.
+  ~CSystemLog_Win();
+
+  /// Opens the log `name` for writing; `name` is also the source of the events written. Yields 1.
+  ///
+  /// Raises 0x20050001 when the object is open already, 0x20050002 when `name` is empty, 0x20050003
+  /// when the host cannot open the log and 0x20050004 when it cannot register the source, both with
+  /// the host's error number. After a failure the object is closed and `Open` may be tried again.
+  unsigned int Open(const std::string& name);
+
+  /// Gives both handles back and forgets the name. Always 1, also on a closed object.
+  unsigned int Close();
+
+  /// Writes one event whose displayed message is `text`. Yields 1, also when the host did not take
+  /// the event.
+  ///
+  /// `eventID` is the plain event code (10002) or the full message id (0x20002712); a number
+  /// outside 0x20002712..0x20002B64 becomes the catch-all event 0x20002710. Of `eventType` the low
+  /// 16 bits reach the host: 1 error, 2 warning, 4 information.
+  ///
+  /// Raises 0x20050002 when `text` is empty, then 0x20050007 when the object is closed.
+  unsigned int Report(int eventID, int eventType, const std::string& text);
+
+private:
+  std::string m_LogName;  // Empty means closed; this is what Open tests.
+  void* m_hEventSource;
+  void* m_hEventLog;
+};
+
+/// One record of a system event log.
+struct ONDREL_API CSystemEvent_Win {
+  ULong recordNumber = 0;         ///< Number of the record in its log.
+  ULong timeGenerated = 0;        ///< Seconds since 1 January 1970 UTC.
+  ULong eventID = 0;              ///< Low 16 bits of the event's id.
+  ULong eventType = 0;            ///< 1 error, 2 warning, 4 information.
+  std::vector<std::string> args;  ///< The non-empty insertion strings, in record order.
+  std::string message;            ///< Formatted text; empty without a message module.
+
+  /// The record as one line without a line end. The time is not shown.
+  std::string str() const;
+};
+
+/// Follows a named system event log from the moment it is opened.
+///
+/// Failures are raised as told at `CSystemLog_Win`. A reader is opened once in its life: `Close`
+/// gives its buffer up for good. One object belongs to one thread at a time. A copy shares the
+/// handles and the buffer with its source: only one of the two may then be closed or destroyed.
+class ONDREL_API CSystemLogReader_Win {
+public:
+  /// Size of the buffer at construction, and the bytes that each incremental read asks for.
+  static const ULong MAX_RECORD_BUFFER_SIZE;
+
+  /// Bytes asked for when only the newest record is wanted.
+  static const ULong MIN_BYTES_TO_READ;
+
+  /// A closed reader with its buffer. Raises 0x2005000B when there is no memory for it.
+  CSystemLogReader_Win();
+  CSystemLogReader_Win(const CSystemLogReader_Win& other);
+  CSystemLogReader_Win& operator=(const CSystemLogReader_Win& other);
+
+  /// Closes the reader. Never lets an error out.
+  ~CSystemLogReader_Win();
+
+  /// Opens the log `name`; all that stands in it at this moment counts as seen. Yields 1, or 0
+  /// after an error that was not raised.
+  ///
+  /// `sources` are the event sources that `ReadEvents` lets through. Raises 0x20050001 when the
+  /// reader was opened before, 0x20050002 when `name` is empty, 0x20050003 with the host's error
+  /// number when the host cannot open the log, 0x2005000C when its newest record cannot be read. A
+  /// log without records is such a case, with errorCode (38); the reader then counts as opened.
+  unsigned int Open(const std::string& name, const std::vector<std::string>& sources);
+
+  /// Gives everything back. Always 1. The reader cannot be opened again.
+  unsigned int Close();
+
+  /// Replaces the list of event sources. Allowed at any time.
+  void SetEventSources(const std::vector<std::string>& sources);
+
+  /// Loads the file whose message table gives events their text. Yields 1 when it loaded, else 0.
+  /// The log need not be open. A file loaded before stays loaded.
+  unsigned int GetMessageResources(const std::string& path);
+
+  /// The records that arrived since the last call (or since `Open`) from one of the event sources.
+  ///
+  /// Reads at most `MAX_RECORD_BUFFER_SIZE` bytes of records; more follow with the next call.
+  /// Source names are compared exactly; a name listed twice yields its records twice. Records of
+  /// other sources are passed over for good. Raises 0x2005000C with the host's error number when
+  /// the log cannot be read; 87 means that the last record seen is no longer in the log.
+  std::vector<CSystemEvent_Win> ReadEvents();
+
+  /// Non-zero when the log's handle is held.
+  int isOpened() const;
+
+protected:
+  /// Reads records into the buffer, growing it when the first does not fit. Yields 1, or 0 after an
+  /// error that was not raised.
+  unsigned int ReadEvents(ULong flags, ULong recordOffset, ULong bytesToRead);
+
+  /// Number of the newest record that the host gives; does not change what counts as seen.
+  ULong getRecordNumber();
+
+  /// The message of one event, or null. The caller releases it with `free`.
+  ///
+  /// `strings` points to `stringCount` zero-terminated texts, one behind the other.
+  char* GetMessageString(ULong messageId, ULong stringCount, char* strings);
+
+private:
+  std::string m_LogName;
+  std::vector<std::string> m_EventSources;
+  void* m_hEventLog;
+  void* m_hMessageModule;
+  char* m_pRecordBuffer;
+  ULong m_BytesRead;
+  std::uint64_t m_LastRecordNumber;
+};
+
+}  // namespace Ondrel

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <Pirsk/Export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace Pirsk::Language_Support {
+
+/// The texts of a module's errors in the language of its users.
+class CLanguageSupport {
+public:
+  /// One row of a module's error list: an error number and the index of its text. A list ends with
+  /// a row of two zeros.
+  struct ERROR_MSG_LIST {
+    std::uint32_t errorNumber;
+    std::uintptr_t messageIndex;
+  };
+
+  /// A module's language file and the texts that stand in for it.
+  ///
+  /// The file is UTF-8 text of lines `index = text`; blank lines and lines that begin with `#` are
+  /// passed over. It is looked for in the folder of the module's own file, then in the data
+  /// directory, and read when a text is first asked for. A file that is missing, is not UTF-8, or
+  /// has a line of another form, an index beyond the table or an index twice counts as absent as a
+  /// whole; an index that a good file does not have takes the built-in text.
+  ///
+  /// `Text` may be called from any thread.
+  class CLngFile {
+  public:
+    /// Binds the file `fileName` of the language `languageCode` (two letters, the first in the high
+    /// byte) in `encoding` to the built-in `texts`, `count` of them; the last is the stand-in for
+    /// errors without a text of their own. `formatVersion` is the version of the file's form, 1.
+    /// All arguments have static storage in the module.
+    PIRSK_API CLngFile(const char* fileName, std::uint32_t languageCode, const char* encoding,
+                       std::uint32_t formatVersion, const char* const* texts, std::size_t count);
+    PIRSK_API ~CLngFile();
+
+    CLngFile(const CLngFile&) = delete;
+    CLngFile& operator=(const CLngFile&) = delete;
+
+    /// The text of an index: from the file, else built in. An index beyond the table gives the
+    /// stand-in text.
+    PIRSK_API std::string Text(std::size_t index) const;
+
+    /// Index of the stand-in text.
+    std::size_t StandInIndex() const { return m_count - 1; }
+
+    /// Path of the language file in use; empty when the built-in texts are.
+    PIRSK_API std::string Path() const;
+
+  private:
+    struct Contents;
+
+    const Contents& Load() const;
+
+    const char* m_fileName;
+    std::uint32_t m_languageCode;
+    const char* m_encoding;
+    std::uint32_t m_formatVersion;
+    const char* const* m_texts;
+    std::size_t m_count;
+    mutable const Contents* m_contents;  // Null until a text is first asked for.
+  };
+};
+
+/// Sets the folder in which language files are looked for behind the module's own; takes effect for
+/// modules whose file has not been read yet. Initially the data directory of the installation.
+PIRSK_API void SetDataDirectory(const std::string& path);
+
+}  // namespace Pirsk::Language_Support

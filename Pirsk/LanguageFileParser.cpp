@@ -1,0 +1,55 @@
+#include "LanguageFileParser.h"
+
+#include <Pirsk/Strings.h>
+
+#include <charconv>
+#include <string_view>
+
+namespace Pirsk::Language_Support {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r";
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::optional<std::size_t> ParsedIndex(std::string_view text) {
+  std::size_t index = 0;
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, index);
+  if (error != std::errc() || rest != end) return std::nullopt;
+  return index;
+}
+
+}  // namespace
+
+std::optional<LanguageTexts> ParseLanguageFile(const std::string& text, std::size_t count) {
+  if (text.find('\0') != std::string::npos) return std::nullopt;
+  if (Strings::UTF8length(text) == static_cast<std::size_t>(-1)) return std::nullopt;
+
+  std::string_view rest = text;
+  if (rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
+
+  LanguageTexts texts;
+  while (!rest.empty()) {
+    const std::size_t lineEnd = std::min(rest.find('\n'), rest.size());
+    const std::string_view line = Trimmed(rest.substr(0, lineEnd));
+    rest.remove_prefix(std::min(lineEnd + 1, rest.size()));
+    if (line.empty() || line.front() == '#') continue;
+
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos) return std::nullopt;
+    const std::optional<std::size_t> index = ParsedIndex(Trimmed(line.substr(0, equals)));
+    if (!index || *index >= count) return std::nullopt;
+    const std::string_view value = Trimmed(line.substr(equals + 1));
+    if (!texts.emplace(*index, value).second) return std::nullopt;
+  }
+  return texts;
+}
+
+}  // namespace Pirsk::Language_Support

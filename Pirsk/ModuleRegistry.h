@@ -1,0 +1,36 @@
+#pragma once
+
+#include <Pirsk/ModuleInfo.h>
+
+#include <mutex>
+
+namespace Pirsk::Misc {
+
+/// The loaded modules, linked through their own module info objects.
+class CModuleRegistry {
+public:
+  static void Add(CModuleInfo& module);
+  static void Remove(CModuleInfo& module);
+
+  /// Calls `use` with the module of this number, under the registry's lock; false when there is
+  /// none.
+  template <class Use>
+  static bool With(std::uint32_t moduleNumber, Use use) {
+    const std::lock_guard lock(s_mutex);
+    CModuleInfo* module = Find(moduleNumber);
+    if (module == nullptr) return false;
+    use(*module);
+    return true;
+  }
+
+  static void SetMask(CModuleInfo& module, std::uint32_t mask);
+  static std::string Text(const CModuleInfo& module, std::uint32_t errorNumber);
+
+private:
+  static CModuleInfo* Find(std::uint32_t moduleNumber);
+
+  static std::mutex s_mutex;
+  static CModuleInfo* s_first;
+};
+
+}  // namespace Pirsk::Misc
