@@ -5,20 +5,16 @@
 #include <Pirsk/LanguageFile.h>
 #include <Pirsk/Strings.h>
 
-#include <charconv>
 #include <fstream>
-#include <iterator>
-#include <map>
 #include <mutex>
 #include <optional>
-#include <string_view>
 
 namespace Pirsk::Language_Support {
 
 namespace {
 
 constexpr char kStandInText[] = "No information available for this error";
-constexpr std::uintmax_t kLargestFile = 1024 * 1024;
+constexpr std::size_t kLargestFile = std::size_t{1024} * 1024;
 
 // Guards the data directory and the first reading of every language file.
 constinit std::mutex g_mutex;

@@ -8,7 +8,6 @@
 
 #include <concepts>
 #include <cstdint>
-#include <source_location>
 #include <string>
 
 /// The frame of the module: its identity, how it traces and how it raises.
@@ -70,28 +69,38 @@ using Pirsk::Misc::kTraceDetail;
 using Pirsk::Misc::kTraceEntry;
 using Pirsk::Misc::kTraceError;
 
+/// A place in the sources, taken where a function with a default argument of this kind is called.
+struct CallSite {
+  const char* file;
+  std::uint32_t line;
+
+  static constexpr CallSite Current(const char* file = __builtin_FILE(),
+                                    std::uint32_t line = __builtin_LINE()) {
+    return {file, line};
+  }
+};
+
 /// Raises a module error at the caller's line, with a formatted detail or the system's error where
 /// one is given. Returns when raising is switched off: the caller then goes on with its next
 /// statement as though no error had been found.
 inline void Raise(Pirsk::Threading::CThrowState& guard, ModuleError number,
-                  std::source_location where = std::source_location::current()) {
-  Pirsk::Exceptions::CException exception = guard.StartException(where.line());
+                  CallSite where = CallSite::Current()) {
+  Pirsk::Exceptions::CException exception = guard.StartException(where.line);
   const Pirsk::Exceptions::CFormatStreamCurrExc stream = exception.prepareThrow(number);
   stream.exception.tryThrow();
 }
 
 inline void Raise(Pirsk::Threading::CThrowState& guard, ModuleError number,
-                  const boost::format& detail,
-                  std::source_location where = std::source_location::current()) {
-  Pirsk::Exceptions::CException exception = guard.StartException(where.line());
+                  const boost::format& detail, CallSite where = CallSite::Current()) {
+  Pirsk::Exceptions::CException exception = guard.StartException(where.line);
   const Pirsk::Exceptions::CFormatStreamCurrExc stream = exception.prepareThrow(number, detail);
   stream.exception.tryThrow();
 }
 
 inline void Raise(Pirsk::Threading::CThrowState& guard, ModuleError number,
                   const Pirsk::Exceptions::NATIVE_ERROR& error,
-                  std::source_location where = std::source_location::current()) {
-  Pirsk::Exceptions::CException exception = guard.StartException(where.line());
+                  CallSite where = CallSite::Current()) {
+  Pirsk::Exceptions::CException exception = guard.StartException(where.line);
   const Pirsk::Exceptions::CFormatStreamCurrExc stream =
       exception.prepareThrow(number, error, nullptr);
   stream.exception.tryThrow();
@@ -103,9 +112,8 @@ constexpr Pirsk::Exceptions::NATIVE_ERROR SystemError(std::uint32_t lastError) {
 }
 
 /// The place of the handler that asks; kept in a static record of its own by each handler.
-constexpr Pirsk::Exceptions::SOURCE_INFO Here(
-    std::source_location where = std::source_location::current()) {
-  return {.moduleInfo = &g_moduleInfo, .file = where.file_name(), .line = where.line()};
+constexpr Pirsk::Exceptions::SOURCE_INFO Here(CallSite where = CallSite::Current()) {
+  return {.moduleInfo = &g_moduleInfo, .file = where.file, .line = where.line};
 }
 
 }  // namespace Ondrel

@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds and runs the tests.
+# Usage: scripts/test.sh [linux|asan|tsan|consumer|fuzz|lint]...   (all of them without arguments)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+allParts=(linux asan tsan consumer fuzz lint)
+jobs=$(nproc)
+
+buildPreset() {
+  cmake --preset "$1" >"build/$1-configure.log" 2>&1 || { cat "build/$1-configure.log"; return 1; }
+  cmake --build --preset "$1" -j "$jobs"
+}
+
+runTests() {
+  ctest --test-dir "build/$1" -j "$jobs" --output-on-failure --no-tests=error \
+    --output-log "build/$1-tests.log" >"build/$1-tests.out" || { cat "build/$1-tests.out"; return 1; }
+  tail -n 6 "build/$1-tests.out"
+}
+
+testLinux() { buildPreset linux && runTests linux; }
+
+testAsan() {
+  buildPreset asan
+  ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:check_initialization_order=1 \
+    UBSAN_OPTIONS=print_stacktrace=1 \
+    LSAN_OPTIONS=suppressions="$PWD/Tests/Support/leaks.supp" \
+    runTests asan
+}
+
+testTsan() {
+  buildPreset tsan
+  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions="$PWD/Tests/Support/threads.supp" \
+    runTests tsan
+}
+
+testConsumer() {
+  buildPreset linux
+  rm -rf build/consumer
+  mkdir -p build/consumer
+  cmake --install build/linux --prefix build/consumer/prefix >build/consumer/install.log
+  local prefix=$PWD/build/consumer/prefix
+  local libraries
+  libraries=$(dirname "$(find "$prefix" -name 'libondrel.so' | head -n 1)")
+
+  cmake -S Tests/Consumer -B build/consumer/package -G Ninja \
+    -DCMAKE_PREFIX_PATH="$prefix" -DONDREL_INCLUDE_FOLDER="$prefix/include" >build/consumer/configure.log
+  cmake --build build/consumer/package
+  build/consumer/package/consumer build/consumer/package.db
+
+  # The same program, found through pkg-config; the files name the prefix of the configuration, so
+  # the one in use is given.
+  local flags
+  flags=$(PKG_CONFIG_PATH="$libraries/pkgconfig" pkg-config --define-variable=prefix="$prefix" \
+    --define-variable=libdir="$libraries" --define-variable=includedir="$prefix/include" \
+    --cflags --libs ondrel)
+  # shellcheck disable=SC2086
+  g++ -std=c++17 Tests/Consumer/Consumer.cpp -o build/consumer/with-pkg-config $flags
+  LD_LIBRARY_PATH="$libraries" build/consumer/with-pkg-config build/consumer/pkg-config.db
+
+  "$prefix/bin/ondrel" --version
+}
+
+testFuzz() {
+  buildPreset fuzz
+  local target name corpus
+  for target in build/fuzz/Fuzz/*Fuzz; do
+    name=$(basename "$target")
+    corpus=build/fuzz/corpus/$name
+    mkdir -p "$corpus"
+    echo "fuzz $name"
+    "$target" -max_total_time="${FUZZ_SECONDS:-15}" -timeout=10 -rss_limit_mb=4096 -print_final_stats=1 \
+      -artifact_prefix="build/fuzz/$name-" "$corpus" \
+      $(test -d "Fuzz/Corpus/$name" && echo "Fuzz/Corpus/$name") >"build/fuzz/$name.log" 2>&1 ||
+      { tail -n 60 "build/fuzz/$name.log"; return 1; }
+    grep -E 'stat::number_of_executed_units' "build/fuzz/$name.log"
+  done
+}
+
+testLint() {
+  buildPreset linux
+  local sources
+  mapfile -t sources < <(git ls-files '*.cpp' '*.h')
+  clang-format --dry-run --Werror "${sources[@]}"
+  mapfile -t sources < <(git ls-files 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp')
+  printf '%s\n' "${sources[@]}" |
+    xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/linux --warnings-as-errors='*' \
+      2>build/tidy.err || { tail -n 40 build/tidy.err; return 1; }
+  cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
+    --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp -j "$jobs" \
+    -I Include -I Src -I Pirsk Pirsk Src Tool
+  bash -n scripts/*.sh .ci/run
+}
+
+scripts/install-deps.sh test
+mkdir -p build
+
+parts=("$@")
+[ ${#parts[@]} -gt 0 ] || parts=("${allParts[@]}")
+for part in "${parts[@]}"; do
+  case "$part" in
+    linux | asan | tsan | consumer | fuzz | lint) ;;
+    *) echo "usage: $0 [${allParts[*]}]" >&2; exit 2 ;;
+  esac
+done
+for part in "${parts[@]}"; do
+  started=$SECONDS
+  echo "== $part"
+  "test${part^}"
+  echo "== $part passed in $((SECONDS - started)) s"
+done
