@@ -1,0 +1,101 @@
+#include "ESmtp/MailDate.h"
+#include "ESmtp/MessageId.h"
+#include "ESmtp/TextFormat.h"
+#include "Module.h"
+
+#include <Ondrel/Smtp.h>
+
+#include <boost/tokenizer.hpp>
+
+namespace Ondrel {
+
+namespace {
+
+constexpr const char* kFormatHeader = "Ondrel::CSmtp::FormatHeader";
+constexpr const char* kFormatMessageBody = "Ondrel::CSmtp::FormatMessageBody";
+
+std::string Line(const char* pattern, const std::string& text) {
+  return (TextFormat(pattern) % text).str();
+}
+
+const char* PriorityLine(CSmtpXPriority priority) {
+  switch (priority) {
+    case XPRIORITY_HIGH:
+      return "X-Priority: 2 (High)\n";
+    case XPRIORITY_LOW:
+      return "X-Priority: 4 (Low)\n";
+    default:
+      return "X-Priority: 3 (Normal)\n";
+  }
+}
+
+std::string AddressLine(const char* field, const std::vector<CSmtp::Recipient>& recipients) {
+  std::string line = field;
+  const char* separator = "";
+  for (const CSmtp::Recipient& recipient : recipients) {
+    line.append(separator).append(recipient.m_Name);
+    line.append("<").append(recipient.m_Mail).append(">");
+    separator = ",";
+  }
+  return line.append("\n");
+}
+
+}  // namespace
+
+bool CSmtp::FormatHeader() {
+  ONDREL_TRACE(kTraceEntry, kFormatHeader, "ENTER CSmtp::FormatHeader ()");
+  // Cc and Bcc recipients do not make up for a missing To recipient.
+  if (m_To.empty()) {
+    m_LastError = CSMTP_ERROR_NO_RECIPIENTS;
+    ONDREL_TRACE(kTraceEntry, kFormatHeader,
+                 "LEAVE CSmtp::FormatHeader () -> failed CSMTP_ERROR_NO_RECIPIENTS");
+    return false;
+  }
+  if (m_MailFrom.m_Mail.empty()) {
+    m_LastError = CSMTP_ERROR_NO_MAILFROM;
+    ONDREL_TRACE(kTraceEntry, kFormatHeader,
+                 "LEAVE CSmtp::FormatHeader () -> failed CSMTP_ERROR_NO_MAILFROM");
+    return false;
+  }
+
+  // Behind the lines of an earlier Send, if there are any: the payload only grows.
+  m_Payload.push_back(Line("Date: %s\n", MailDate()));
+  m_Payload.push_back(
+      (TextFormat("From: %s <%s>\n") % m_MailFrom.m_Name % m_MailFrom.m_Mail).str());
+  if (!m_XMailer.empty()) m_Payload.push_back(Line("X-Mailer: %s\n", m_XMailer));
+  if (!m_ReplyTo.empty()) m_Payload.push_back(Line("Reply-To: %s\n", m_ReplyTo));
+  m_Payload.push_back(PriorityLine(m_XPriority));
+  m_Payload.push_back(AddressLine("To: ", m_To));
+  if (!m_Cc.empty()) m_Payload.push_back(AddressLine("Cc: ", m_Cc));
+  // In the header on purpose: every recipient may read the blind copies.
+  if (!m_Bcc.empty()) m_Payload.push_back(AddressLine("Bcc: ", m_Bcc));
+  if (m_Subject.empty()) {
+    // A warning only; Send replaces it after the transfer.
+    m_LastError = CSMTP_ERROR_NO_SUBJECT;
+    m_Payload.push_back("Subject: \n");
+  } else {
+    m_Payload.push_back(Line("Subject: %s\n", m_Subject));
+  }
+  m_Payload.push_back((TextFormat("Message-ID: <%s%s>\n") % MessageIdentifier() %
+                       MessageIdHostPart(m_MailFrom.m_Mail))
+                          .str());
+  m_Payload.push_back("MIME-Version: 1.0\n");
+  // The small "t" is how the mail has always looked; the name of a field has no case.
+  m_Payload.push_back("Content-type: text/plain; charset=US-ASCII\n");
+  m_Payload.push_back("Content-Transfer-Encoding: 7bit\n");
+  m_Payload.push_back("\n");
+  ONDREL_TRACE(kTraceEntry, kFormatHeader, "LEAVE CSmtp::FormatHeader ()");
+  return true;
+}
+
+bool CSmtp::FormatMessageBody() {
+  ONDREL_TRACE(kTraceEntry, kFormatMessageBody, "ENTER CSmtp::FormatMessageBody ()");
+  // Blank lines are dropped with the empty tokens: the body of an alert mail is one block.
+  const boost::char_separator<char> separator("\n", "", boost::drop_empty_tokens);
+  for (const std::string& token : boost::tokenizer(m_MessageBody, separator))
+    m_Payload.push_back(Line("%s\n", token));
+  ONDREL_TRACE(kTraceEntry, kFormatMessageBody, "LEAVE CSmtp::FormatMessageBody ()");
+  return true;
+}
+
+}  // namespace Ondrel
