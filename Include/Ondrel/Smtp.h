@@ -31,7 +31,7 @@ enum CSmtpError : std::int32_t {
   CSMTP_ERROR_OUT_OF_MEMORY = 15,          ///< No memory for the transfer.
   CSMTP_ERROR_CONNECTION_REFUSED = 25,     ///< The server could not be reached.
   CSMTP_ERROR_AUTHENTICATION_FAILED = 26,  ///< The login was refused.
-  CSMTP_ERROR_SSL = 27,                    ///< TLS failed.
+  CSMTP_ERROR_SSL = 27,                    ///< TLS, sending or receiving failed.
   CSMTP_ERROR_NO_RECIPIENT_MAIL = 28,      ///< A recipient was added without an address.
   CSMTP_ERROR_NO_RECIPIENTS = 29,          ///< The message has no To recipient.
   CSMTP_ERROR_NO_MAILFROM = 30,            ///< The message has no sender address.
@@ -41,7 +41,9 @@ enum CSmtpError : std::int32_t {
 /// One outgoing plain-text message with all that is needed to deliver it.
 ///
 /// Fill it through the setters and the `Add` operations, call `Send`, and read the outcome from its
-/// result and from `GetLastError`. Nothing is raised.
+/// result and from `GetLastError`. Nothing is raised. Texts go into the mail as they are given:
+/// none is checked, encoded or escaped, and a line break in a header text begins a line of its own
+/// there.
 ///
 /// A message is sent once: the formatted lines stay in the object, so that a second `Send` delivers
 /// the first message again in front of the second. Take a fresh object for each message. The copy
@@ -116,8 +118,9 @@ public:
   /// Delivers the message and waits until that is done or has failed; true when it was delivered.
   ///
   /// There is no time-out of this library's own. The server's certificate is not verified. A line
-  /// of the message may have up to 2 MiB; a longer one is refused with `CSMTP_ERROR_INTERNAL`
-  /// before anything is sent.
+  /// of the message, its line feed included, may have up to 2 MiB; a longer one is refused with
+  /// `CSMTP_ERROR_INTERNAL` before anything is sent. An empty subject is sent as such and leaves no
+  /// failure behind.
   bool Send();
 
   /// The failure recorded last, or `CSMTP_ERROR_NONE` after a transfer that succeeded. Setters and
