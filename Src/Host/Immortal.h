@@ -13,6 +13,7 @@ namespace Ondrel::Host {
 template <class T>
 class Immortal {
 public:
+  Immortal() { ::new (static_cast<void*>(m_storage)) T(); }
   explicit Immortal(T value) { ::new (static_cast<void*>(m_storage)) T(std::move(value)); }
 
   Immortal(const Immortal&) = delete;
