@@ -13,22 +13,29 @@ inline constexpr std::uint64_t kDefaultEventStoreCapacity = std::uint64_t{64} * 
 /// Smallest size that an event store can be held to, in bytes.
 inline constexpr std::uint64_t kMinEventStoreCapacity = std::uint64_t{256} * 1024;
 
-/// Chooses the event store that logs opened from now on live in.
+/// Chooses the event store for the logs opened from now on.
 ///
 /// On a host without a system event log of its own, events are kept in one database file, the event
 /// store. `path` is that file; it is created with mode 0600 when the first log is opened, and its
-/// folder must exist. An empty `path` goes back to the host's default,
-/// `/var/lib/ondrel/events.db`. `capacity` is the size in bytes at which the oldest records
-/// make room for new ones.
+/// folder must exist. An empty `path` means the host's default, `/var/lib/ondrel/events.db`.
+/// `capacity` is the size in bytes at which the oldest records make room for new ones.
 ///
 /// Yields false, and changes nothing, when `capacity` is below `kMinEventStoreCapacity` or when the
-/// host has an event log of its own (Windows). Logs that are open keep their store. Safe to call
-/// from any thread.
+/// host has an event log of another kind only (Windows). Logs that are open stay where they are.
+/// Safe to call from any thread, as the operations below.
 ONDREL_API bool UseEventStore(const std::string& path,
                               std::uint64_t capacity = kDefaultEventStoreCapacity);
 
-/// Path of the event store that a log opened now would use. Empty when the host has an event log of
-/// its own.
+/// Chooses the systemd journal for the logs opened from now on. There is one journal: every log
+/// name opens it. Yields false, and changes nothing, when no journal takes entries on this host.
+ONDREL_API bool UseJournal();
+
+/// Goes back to the host's own choice, which is also the one at the beginning: the journal where
+/// one takes entries, else the event store at its default path.
+ONDREL_API void UseHostEventLog();
+
+/// Path of the event store that a log opened now would use. Empty when it would use another kind of
+/// event log.
 ONDREL_API std::string EventStorePath();
 
 /// Path of this library's own file, which is the message file of the events it writes: what

@@ -1,0 +1,79 @@
+// The place in the sources that sends an entry is of no use to its reader.
+#define SD_JOURNAL_SUPPRESS_LOCATION
+
+#include "Host/Linux/Journal.h"
+#include "Host/Linux/JournalFields.h"
+#include "Host/Linux/LastError.h"
+
+#include <boost/algorithm/string/join.hpp>
+#include <systemd/sd-journal.h>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Ondrel::Host {
+
+namespace {
+
+class JournalSource final : public RegisteredSource {
+public:
+  explicit JournalSource(const std::string& identifier) : m_identifier(identifier) {}
+
+  ULong Report(const EventToWrite& event) override {
+    std::vector<std::string> fields;
+    fields.push_back("MESSAGE=" + boost::algorithm::join(event.strings, " "));
+    fields.push_back("PRIORITY=" + std::to_string(PriorityOfType(event.type)));
+    fields.push_back("SYSLOG_IDENTIFIER=" + m_identifier);
+    fields.push_back(Field(kIdField, std::to_string(event.id)));
+    fields.push_back(Field(kTypeField, std::to_string(event.type)));
+    if (event.category != 0)
+      fields.push_back(Field(kCategoryField, std::to_string(event.category)));
+    for (std::size_t i = 0; i < event.strings.size(); ++i)
+      fields.push_back(Field(kStringField + std::to_string(i + 1), event.strings[i]));
+    if (!event.data.empty()) {
+      fields.push_back(Field(kDataField, ""));
+      fields.back().append(reinterpret_cast<const char*>(event.data.data()), event.data.size());
+    }
+    return Send(fields);
+  }
+
+private:
+  static std::string Field(const std::string& name, const std::string& value) {
+    return name + "=" + value;
+  }
+
+  static ULong Send(std::vector<std::string>& fields) {
+    // sd_journal_sendv calls it a success when there is no journal to send to.
+    if (access(kJournalSocket, F_OK) != 0) return ErrorFromErrno(errno);
+    std::vector<iovec> parts;
+    for (std::string& field : fields) parts.push_back({field.data(), field.size()});
+    const int outcome = sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
+    return outcome == 0 ? ERROR_SUCCESS : ErrorFromErrno(-outcome);
+  }
+
+  std::string m_identifier;
+};
+
+}  // namespace
+
+bool JournalIsThere() {
+  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return false;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, kJournalSocket, sizeof kJournalSocket);
+  const bool isThere =
+      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  close(probe);
+  return isThere;
+}
+
+std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source) {
+  return std::make_unique<JournalSource>(source);
+}
+
+}  // namespace Ondrel::Host
