@@ -14,7 +14,10 @@ template <class T>
 class Immortal {
 public:
   Immortal() { ::new (static_cast<void*>(m_storage)) T(); }
-  explicit Immortal(T value) { ::new (static_cast<void*>(m_storage)) T(std::move(value)); }
+  template <class... Arguments>
+  explicit Immortal(Arguments&&... arguments) {
+    ::new (static_cast<void*>(m_storage)) T(std::forward<Arguments>(arguments)...);
+  }
 
   Immortal(const Immortal&) = delete;
   Immortal& operator=(const Immortal&) = delete;

@@ -30,8 +30,8 @@ using OpenedLogs = HandleTable<Guarded<OpenedLog>>;
 using RegisteredSources = HandleTable<Guarded<RegisteredSource>>;
 
 OpenedLogs& Logs() {
-  static Immortal<std::unique_ptr<OpenedLogs>> table(std::make_unique<OpenedLogs>());
-  return *table.Get();
+  static Immortal<OpenedLogs> table;
+  return table.Get();
 }
 
 RegisteredSources& Sources() {
