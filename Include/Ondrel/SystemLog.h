@@ -138,6 +138,7 @@ private:
   void* m_hMessageModule;
   char* m_pRecordBuffer;
   ULong m_BytesRead;
+  ULong m_BufferSize;  // Bytes that the buffer has room for.
   std::uint64_t m_LastRecordNumber;
 };
 

@@ -1,0 +1,175 @@
+#include <Ondrel/StatusTransition.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+namespace Ondrel {
+
+namespace {
+
+// The statuses as codes of the value vocabulary.
+enum Status : std::int32_t {
+  OFFLINE_SMART = 40034,
+  OPERATIONAL = 40093,
+  DEGRADED = 40094,
+  FAILED = 40095,
+  REBUILDING = 40096,
+  GLOBAL_HOTSPARE = 40097,
+  DEDICATED_HOTSPARE = 40098,
+  AVAILABLE = 40099,
+  OPERATIONAL_SMART = 40176,
+  REBUILDING_SMART = 40177,
+  GLOBAL_HOTSPARE_SMART = 40178,
+  DEDICATED_HOTSPARE_SMART = 40179,
+  AVAILABLE_SMART = 40180,
+  FAILED_SMART = 40181,
+  PARTIALLY_DEGRADED = 40242,
+  OFFLINE = 40261,
+  SYSTEM = 40307,
+  SYSTEM_SMART = 40308,
+};
+
+enum Severity : std::int32_t { kInformation = 2, kWarning = 3, kError = 4 };
+
+struct Transition {
+  CStateChange change;
+  CStateChangeEvent event;
+};
+
+constexpr bool Precedes(const CStateChange& left, const CStateChange& right) {
+  if (left.OldStatus != right.OldStatus) return left.OldStatus < right.OldStatus;
+  return left.NewStatus < right.NewStatus;
+}
+
+// A table in the order of its keys, which the search relies on.
+template <std::size_t Count>
+constexpr std::array<Transition, Count> InKeyOrder(std::array<Transition, Count> rows) {
+  std::sort(rows.begin(), rows.end(), [](const Transition& left, const Transition& right) {
+    return Precedes(left.change, right.change);
+  });
+  return rows;
+}
+
+template <std::size_t Count>
+constexpr bool HasNoKeyTwice(const std::array<Transition, Count>& sortedRows) {
+  return std::adjacent_find(sortedRows.begin(), sortedRows.end(),
+                            [](const Transition& left, const Transition& right) {
+                              return !Precedes(left.change, right.change);
+                            }) == sortedRows.end();
+}
+
+// clang-format off
+
+// Logical drives. A status to itself is no change here, unlike for physical drives, although the
+// event vocabulary has names for those cases. The severity is not a function of the new status
+// alone: DEGRADED is an error coming from OPERATIONAL and a warning otherwise, on purpose.
+constexpr auto kLogicalDriveTransitions = InKeyOrder(std::array<Transition, 12>{{
+    {{DEGRADED, FAILED}, {10418, kError}},  // LD_STATE_CHANGE_DEG_TO_FAIL
+    {{DEGRADED, OPERATIONAL}, {10415, kInformation}},  // LD_STATE_CHANGE_DEG_TO_OP
+    {{DEGRADED, PARTIALLY_DEGRADED}, {10417, kWarning}},  // LD_STATE_CHANGE_DEG_TO_PAR_DEG
+    {{FAILED, DEGRADED}, {10424, kWarning}},  // LD_STATE_CHANGE_FAIL_TO_DEG
+    {{FAILED, OPERATIONAL}, {10423, kInformation}},  // LD_STATE_CHANGE_FAIL_TO_OP
+    {{FAILED, PARTIALLY_DEGRADED}, {10425, kWarning}},  // LD_STATE_CHANGE_FAIL_TO_PAR_DEG
+    {{OPERATIONAL, DEGRADED}, {10412, kError}},  // LD_STATE_CHANGE_OP_TO_DEG
+    {{OPERATIONAL, FAILED}, {10414, kError}},  // LD_STATE_CHANGE_OP_TO_FAIL
+    {{OPERATIONAL, PARTIALLY_DEGRADED}, {10413, kWarning}},  // LD_STATE_CHANGE_OP_TO_PAR_DEG
+    {{PARTIALLY_DEGRADED, DEGRADED}, {10420, kWarning}},  // LD_STATE_CHANGE_PAR_DEG_TO_DEG
+    {{PARTIALLY_DEGRADED, FAILED}, {10422, kError}},  // LD_STATE_CHANGE_PAR_DEG_TO_FAIL
+    {{PARTIALLY_DEGRADED, OPERATIONAL}, {10419, kInformation}},  // LD_STATE_CHANGE_PAR_DEG_TO_OP
+}});
+
+// Physical drives: the statuses fall into groups. A status and its _SMART variant are one group, so
+// that the mark's coming and going is no event of its own.
+enum Group { AVAIL, FAIL, HS, OP, RBLD, OFFL, SYS, kGroupCount };
+
+struct GroupMember {
+  Status status;
+  Group group;
+};
+
+constexpr GroupMember kGroupMembers[] = {
+    {AVAILABLE, AVAIL},
+    {AVAILABLE_SMART, AVAIL},
+    {FAILED, FAIL},
+    {FAILED_SMART, FAIL},
+    {GLOBAL_HOTSPARE, HS},
+    {GLOBAL_HOTSPARE_SMART, HS},
+    {DEDICATED_HOTSPARE, HS},
+    {DEDICATED_HOTSPARE_SMART, HS},
+    {OPERATIONAL, OP},
+    {OPERATIONAL_SMART, OP},
+    {REBUILDING, RBLD},
+    {REBUILDING_SMART, RBLD},
+    {OFFLINE, OFFL},
+    {OFFLINE_SMART, OFFL},
+    {SYSTEM, SYS},
+    {SYSTEM_SMART, SYS},
+};
+
+// Event codes PD_STATE_CHANGE_<old group>_TO_<new group>, old group down, new group across. They
+// follow no formula.
+constexpr std::int32_t kGroupEvents[kGroupCount][kGroupCount] = {
+    // AVAIL, FAIL, HS, OP, RBLD, OFFL, SYS
+    {10277, 10451, 10452, 10454, 10453, 10485, 10745},  // AVAIL
+    {10455, 10456, 10457, 10459, 10458, 10497, 10747},  // FAIL
+    {10460, 10461, 10462, 10464, 10463, 10498, 10749},  // HS
+    {10470, 10471, 10472, 10474, 10473, 10505, 10753},  // OP
+    {10465, 10466, 10467, 10469, 10468, 10506, 10751},  // RBLD
+    {10499, 10500, 10501, 10503, 10504, 10502, 10798},  // OFFL
+    {10762, 10763, 10764, 10766, 10767, 10765, 10769},  // SYS
+};
+
+// clang-format on
+
+constexpr std::int32_t SeverityOf(Group newGroup) {
+  switch (newGroup) {
+    case FAIL:
+      return kError;
+    case OFFL:
+      return kWarning;
+    default:
+      return kInformation;
+  }
+}
+
+constexpr auto kPhysicalDriveTransitions = [] {
+  constexpr std::size_t kStatusCount = std::size(kGroupMembers);
+  std::array<Transition, kStatusCount * kStatusCount> rows{};
+  std::size_t row = 0;
+  for (const GroupMember& from : kGroupMembers)
+    for (const GroupMember& to : kGroupMembers)
+      rows[row++] = {{from.status, to.status},
+                     {kGroupEvents[from.group][to.group], SeverityOf(to.group)}};
+  return InKeyOrder(rows);
+}();
+
+static_assert(kPhysicalDriveTransitions.size() == 256);
+static_assert(HasNoKeyTwice(kLogicalDriveTransitions));
+static_assert(HasNoKeyTwice(kPhysicalDriveTransitions));
+
+template <std::size_t Count>
+bool Find(const std::array<Transition, Count>& sortedRows, const CStateChange& change,
+          CStateChangeEvent& event) {
+  const auto row = std::lower_bound(sortedRows.begin(), sortedRows.end(), change,
+                                    [](const Transition& left, const CStateChange& right) {
+                                      return Precedes(left.change, right);
+                                    });
+  if (row == sortedRows.end() || Precedes(change, row->change)) return false;
+  event = row->event;
+  return true;
+}
+
+}  // namespace
+
+bool FindStatusTransitionLD(const CStateChange& change, CStateChangeEvent& event) {
+  return Find(kLogicalDriveTransitions, change, event);
+}
+
+bool FindStatusTransitionPD(const CStateChange& change, CStateChangeEvent& event) {
+  return Find(kPhysicalDriveTransitions, change, event);
+}
+
+}  // namespace Ondrel

@@ -1,0 +1,101 @@
+#include "Host/EventLogOperations.h"
+#include "Module.h"
+
+#include <Ondrel/SystemLog.h>
+
+namespace Ondrel {
+
+namespace {
+
+constexpr ULong kCustomerBit = 0x20000000;
+
+// The ids that are written as they are. The bounds do not match the message table, on purpose: an
+// entry at either end of it falls to the catch-all, and ids without an entry pass in between.
+constexpr ULong kFirstOwnId = 0x20002712;
+constexpr ULong kLastOwnId = 0x20002B64;
+constexpr ULong kCatchAllId = 0x20002710;
+
+// The message id of an event that the caller names by its code or by the id itself.
+ULong MessageId(int eventID) {
+  const ULong id = static_cast<ULong>(eventID) | kCustomerBit;
+  if (id - kFirstOwnId > kLastOwnId - kFirstOwnId) return kCatchAllId;
+  return id;
+}
+
+}  // namespace
+
+CSystemLog_Win::CSystemLog_Win() : m_hEventSource(nullptr), m_hEventLog(nullptr) {}
+
+// Copies share the handles, on purpose.
+CSystemLog_Win::CSystemLog_Win(const CSystemLog_Win& other) = default;
+CSystemLog_Win& CSystemLog_Win::operator=(const CSystemLog_Win& other) = default;
+
+CSystemLog_Win::~CSystemLog_Win() {
+  Pirsk::Threading::CThrowState guard;
+  try {
+    Close();
+  } catch (unsigned int) {
+    static constexpr Pirsk::Exceptions::SOURCE_INFO source = Here();
+    guard.EndException(source);
+  }
+}
+
+// A raise comes back when raising is switched off. Nothing returns behind one: the caller who
+// switched it off asked for the next step.
+unsigned int CSystemLog_Win::Open(const std::string& name) {
+  Pirsk::Threading::CThrowState guard;
+  try {
+    if (!m_LogName.empty()) Raise(guard, kSystemLogAlreadyOpened);
+    if (name.empty()) Raise(guard, kInvalidParameter);
+
+    m_hEventLog = Host::EventLog().OpenEventLogA(nullptr, name.c_str());
+    if (m_hEventLog == nullptr)
+      Raise(guard, kCannotOpenSystemLog, SystemError(Host::EventLog().GetLastError()));
+
+    m_hEventSource = Host::EventLog().RegisterEventSourceA(nullptr, name.c_str());
+    if (m_hEventSource == nullptr) {
+      Host::EventLog().CloseEventLog(m_hEventLog);
+      m_hEventLog = nullptr;
+      // Only now, on purpose: the error told is the one left behind by the closing.
+      Raise(guard, kSystemLogRegistrationFailed, SystemError(Host::EventLog().GetLastError()));
+    }
+
+    m_LogName = name;
+    return 1;
+  } catch (unsigned int) {
+    static constexpr Pirsk::Exceptions::SOURCE_INFO source = Here();
+    Pirsk::Exceptions::CExceptionLog log = guard.ContinueException(source);
+    log.Format("CSystemLog::Open (%s)") << name;
+    return log.tryThrow();
+  }
+}
+
+// The host's failures are not looked at, on purpose: closing always succeeds.
+unsigned int CSystemLog_Win::Close() {
+  if (m_hEventSource != nullptr) Host::EventLog().DeregisterEventSource(m_hEventSource);
+  m_hEventSource = nullptr;
+  if (m_hEventLog != nullptr) Host::EventLog().CloseEventLog(m_hEventLog);
+  m_hEventLog = nullptr;
+  m_LogName.clear();
+  return 1;
+}
+
+unsigned int CSystemLog_Win::Report(int eventID, int eventType, const std::string& text) {
+  Pirsk::Threading::CThrowState guard;
+  try {
+    if (text.empty()) Raise(guard, kInvalidParameter);
+    if (m_hEventSource == nullptr) Raise(guard, kSystemLogNotOpenedForWriting);
+
+    const char* strings[] = {text.c_str()};
+    Host::EventLog().ReportEventA(m_hEventSource, static_cast<WORD>(eventType), 0,
+                                  MessageId(eventID), nullptr, 1, 0, strings, nullptr);
+    return 1;
+  } catch (unsigned int) {
+    static constexpr Pirsk::Exceptions::SOURCE_INFO source = Here();
+    Pirsk::Exceptions::CExceptionLog log = guard.ContinueException(source);
+    log.Format("CSystemLog::Report ()");
+    return log.tryThrow();
+  }
+}
+
+}  // namespace Ondrel
