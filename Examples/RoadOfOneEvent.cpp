@@ -1,0 +1,34 @@
+#include <Ondrel/Ondrel.h>
+#include <Pirsk/Exceptions.h>
+
+#include <iostream>
+
+// A physical drive fails: find the event, write it to the event log, mail it, read it back.
+int main() try {
+  Ondrel::Host::UseEventStore("events.db");
+
+  Ondrel::CStateChangeEvent event{};
+  if (!Ondrel::FindStatusTransitionPD({40093, 40095}, event)) return 1;  // OPERATIONAL to FAILED
+
+  Ondrel::CSystemLog_Win log;
+  log.Open("Example");
+  log.Report(10002, 4, "Example started");
+
+  Ondrel::CSystemLogReader_Win reader;
+  reader.Open("Example", {"Example"});
+  reader.GetMessageResources(Ondrel::Host::LibraryPath());
+  log.Report(event.EventCode, 1, "PD 3: status changed from OPERATIONAL to FAILED");
+
+  Ondrel::CSmtp mail;
+  mail.SetServer("localhost", 25);
+  mail.SetFrom("raid@example.com");
+  mail.AddTO("admin@example.com");
+  mail.SetSubject("PD 3 failed");
+  if (!mail.Send()) std::cerr << "Mail not sent: error " << mail.GetLastError() << '\n';
+
+  for (const Ondrel::CSystemEvent_Win& record : reader.ReadEvents())
+    std::cout << record.str() << '\n';
+} catch (unsigned int number) {
+  Pirsk::Exceptions::PrintError(std::cerr, number);
+  return 3;
+}

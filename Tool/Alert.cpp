@@ -1,0 +1,209 @@
+#include "Command.h"
+#include "DriveStatus.h"
+#include "EventLog.h"
+#include "MailOptions.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <Ondrel/Host.h>
+#include <Ondrel/SystemLog.h>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+namespace Tool {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A host may take a moment to show a record that was just written.
+constexpr std::chrono::seconds kReadBackPatience{2};
+constexpr std::chrono::milliseconds kReadBackInterval{20};
+
+struct AlertOptions {
+  StatusChange change;
+  std::string object;
+  std::string log;
+  MailOptions mail;
+};
+
+/// What an event of each severity is in the event log and in mail.
+struct Gravity {
+  std::int32_t severity;
+  EventType eventType;
+  Ondrel::CSmtpXPriority priority;
+};
+
+constexpr std::array kGravities = {
+    Gravity{2, kInformationEvent, Ondrel::XPRIORITY_LOW},
+    Gravity{3, kWarningEvent, Ondrel::XPRIORITY_NORMAL},
+    Gravity{4, kErrorEvent, Ondrel::XPRIORITY_HIGH},
+};
+
+const Gravity& GravityOf(std::int32_t severity) {
+  for (const Gravity& gravity : kGravities)
+    if (gravity.severity == severity) return gravity;
+  return kGravities.back();
+}
+
+/// The road of one status change. A step that fails does not keep the others from happening.
+class Alert {
+public:
+  Alert(const GlobalOptions& globals, const AlertOptions& options)
+      : m_globals(globals), m_options(options) {}
+
+  int Run() {
+    const std::optional<Ondrel::CStateChangeEvent> event = FindEvent(m_options.change);
+    m_result["status"] = JsonOfChange(m_options.change, event);
+    Tell("Status change: " + ChangeText(m_options.change) + ": " +
+         (event ? EventText(*event) : "there is no event for it"));
+    if (event) {
+      m_event = *event;
+      m_text = m_options.object + ": status changed from " +
+               StatusName(m_options.change.change.OldStatus) + " to " +
+               StatusName(m_options.change.change.NewStatus);
+      m_result["text"] = m_text;
+      Tell("Text: " + m_text);
+      TakeSteps();
+    } else {
+      m_isFailed = true;
+    }
+    const int status = m_isRaised ? kRaisedError : m_isFailed ? kNegativeAnswer : kDone;
+    m_result["ok"] = status == kDone;
+    if (m_globals.json) PrintJson(m_result);
+    return status;
+  }
+
+private:
+  void TakeSteps() {
+    // A reader delivers what comes after its opening, so it is opened before the event is written.
+    bool isReaderTried = false;
+    std::unique_ptr<Ondrel::CSystemLogReader_Win> reader;
+    Try("readBack", "Read back", [&] {
+      reader = OpenReader(m_options.log, {m_options.log});
+      isReaderTried = true;
+    });
+    const bool isWritten = Try("log", "Event log", [&] { WriteEvent(); });
+    if (!m_options.mail.server.empty()) Mail();
+    if (!isReaderTried) return;
+    if (!isWritten)
+      Fail("readBack", "Read back", "nothing was written");
+    else if (!reader)
+      Try("readBack", "Read back", [&] { LookForFirstRecord(); });
+    else
+      Try("readBack", "Read back", [&] { ReadBack(*reader); });
+  }
+
+  void WriteEvent() {
+    const EventType type = GravityOf(m_event.Severity).eventType;
+    Ondrel::CSystemLog_Win log;
+    log.Open(m_options.log);
+    log.Report(m_event.EventCode, type, m_text);
+    m_result["log"] = {{"ok", true}, {"log", m_options.log}, {"eventType", int{type}}};
+    Tell("Event log: reported to " + m_options.log + " with event type " + std::to_string(type));
+  }
+
+  void Mail() {
+    MailContent content;
+    content.subject = m_text;
+    content.body = m_text + "\nEvent log " + m_options.log + ": " + EventText(m_event) + "\n";
+    content.priority = GravityOf(m_event.Severity).priority;
+    const MailOutcome outcome = SendMail(m_options.mail, content);
+    m_result["mail"] = {{"ok", outcome.isSent}};
+    m_result["mail"].update(JsonOfOutcome(outcome));
+    m_isFailed |= !outcome.isSent;
+    Tell("Mail: " + OutcomeText(m_options.mail, outcome));
+  }
+
+  void ReadBack(Ondrel::CSystemLogReader_Win& reader) {
+    reader.GetMessageResources(Ondrel::Host::LibraryPath());
+    const Clock::time_point deadline = Clock::now() + kReadBackPatience;
+    do {
+      for (const Ondrel::CSystemEvent_Win& event : reader.ReadEvents())
+        if (IsOurs(event)) return ShowReadBack(event);
+      std::this_thread::sleep_for(kReadBackInterval);
+    } while (Clock::now() < deadline);
+    Fail("readBack", "Read back", "the event is not in the log");
+  }
+
+  bool IsOurs(const Ondrel::CSystemEvent_Win& event) const {
+    return event.eventID == static_cast<Ondrel::ULong>(m_event.EventCode) &&
+           event.args == std::vector<std::string>{m_text};
+  }
+
+  void ShowReadBack(const Ondrel::CSystemEvent_Win& event) {
+    m_result["readBack"] = {{"ok", true}, {"record", JsonOfEvent(event)}};
+    Tell("Read back: " + EventLine(event));
+  }
+
+  /// A log's first record is never delivered to a reader; that there is one now can be seen.
+  void LookForFirstRecord() {
+    if (!OpenReader(m_options.log, {m_options.log}))
+      return Fail("readBack", "Read back", "the log had no records, and has none now");
+    const std::string note = "the log has a record now; its first cannot be shown";
+    m_result["readBack"] = {{"ok", true}, {"record", nullptr}, {"note", note}};
+    Tell("Read back: " + note);
+  }
+
+  template <class Step>
+  bool Try(const char* name, const std::string& title, Step step) {
+    try {
+      step();
+      return true;
+    } catch (unsigned int number) {
+      m_isRaised = true;
+      m_result[name] = {{"ok", false}, {"error", JsonOfError(number)}};
+      Tell(title + ": an error was raised");
+      PrintErrorReport(number);
+      return false;
+    }
+  }
+
+  void Fail(const char* name, const std::string& title, const std::string& reason) {
+    m_isFailed = true;
+    m_result[name] = {{"ok", false}, {"reason", reason}};
+    Tell(title + ": failed, " + reason);
+  }
+
+  void Tell(const std::string& line) const {
+    if (!m_globals.json) std::cout << line << std::endl;
+  }
+
+  const GlobalOptions& m_globals;
+  const AlertOptions& m_options;
+  Ondrel::CStateChangeEvent m_event{};
+  std::string m_text;
+  bool m_isFailed = false;
+  bool m_isRaised = false;
+  Json m_result = Json::object();
+};
+
+}  // namespace
+
+void AddAlertCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const alert = AddSubcommand(
+      app, "alert", "Take a status change the whole way: event, event log, mail, read back");
+  alert->footer(
+      "Mail is sent when --server is given. A step that fails does not keep the others from\n"
+      "happening. Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an\n"
+      "error was raised in a step. The first record of a log is not shown by the read back.");
+  const auto options = std::make_shared<AlertOptions>();
+  AddStatusChange(*alert, options->change);
+  alert->add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")
+      ->required()
+      ->type_name("TEXT")
+      ->check(IsOneLine());
+  alert->add_option("--log", options->log, "Event log to write to")->required()->type_name("LOG");
+  AddMailOptions(*alert, options->mail, true);
+  alert->callback([options, &chosen] {
+    chosen = [options](const GlobalOptions& globals) {
+      ReadPassword(options->mail);
+      return Alert(globals, *options).Run();
+    };
+  });
+}
+
+}  // namespace Tool

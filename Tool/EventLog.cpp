@@ -1,0 +1,42 @@
+#include "EventLog.h"
+
+#include <Pirsk/Exceptions.h>
+
+namespace Tool {
+
+namespace {
+
+constexpr unsigned int kReadFailed = 0x2005000C;
+constexpr const char* kEndOfLog = "Failed to read Windows Log, errorCode (38)";
+
+}  // namespace
+
+std::unique_ptr<Ondrel::CSystemLogReader_Win> OpenReader(const std::string& name,
+                                                         const std::vector<std::string>& sources) {
+  auto reader = std::make_unique<Ondrel::CSystemLogReader_Win>();
+  try {
+    reader->Open(name, sources);
+  } catch (unsigned int number) {
+    if (number == kReadFailed && Pirsk::Exceptions::ReportOf(number).detail == kEndOfLog)
+      return nullptr;
+    throw;
+  }
+  return reader;
+}
+
+Json JsonOfEvent(const Ondrel::CSystemEvent_Win& event) {
+  return {{"recordNumber", event.recordNumber},
+          {"timeGenerated", event.timeGenerated},
+          {"eventID", event.eventID},
+          {"eventType", event.eventType},
+          {"args", event.args},
+          {"message", event.message}};
+}
+
+std::string EventLine(const Ondrel::CSystemEvent_Win& event) {
+  Ondrel::CSystemEvent_Win shown = event;
+  shown.message = OneLine(event.message);
+  return TimeText(event.timeGenerated) + " " + OneLine(shown.str());
+}
+
+}  // namespace Tool

@@ -1,0 +1,90 @@
+#include "Command.h"
+#include "EventLog.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <Ondrel/SystemLog.h>
+
+#include <CLI/Error.hpp>
+
+#include <array>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+namespace Tool {
+
+namespace {
+
+struct ReportOptions {
+  std::string log;
+  int event = 0;
+  int type = 0;
+  std::string text;
+};
+
+struct NamedType {
+  std::string_view name;
+  EventType type;
+};
+
+constexpr std::array kTypes = {
+    NamedType{"error", kErrorEvent},
+    NamedType{"warning", kWarningEvent},
+    NamedType{"information", kInformationEvent},
+};
+
+constexpr int kMinInt = std::numeric_limits<int>::min();
+constexpr int kMaxInt = std::numeric_limits<int>::max();
+
+int TypeOf(const std::string& text) {
+  for (const NamedType& known : kTypes)
+    if (IsSameWord(known.name, text)) return known.type;
+  const auto number = ParseNumber(text, kMinInt, kMaxInt);
+  if (!number) {
+    throw CLI::ValidationError(
+        "TYPE", "\"" + text + "\" is neither a number nor error, warning or information");
+  }
+  return static_cast<int>(*number);
+}
+
+int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
+  Ondrel::CSystemLog_Win log;
+  log.Open(options.log);
+  log.Report(options.event, options.type, options.text);
+  if (globals.json) {
+    PrintJson({{"log", options.log},
+               {"event", options.event},
+               {"type", options.type},
+               {"text", options.text}});
+  } else {
+    std::cout << "Reported event " << options.event << " of type " << options.type << " to the log "
+              << options.log << '\n';
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddLogReportCommand(CLI::App& log, Work& chosen) {
+  CLI::App* const report = AddSubcommand(log, "report", "Write one event into a log");
+  const auto options = std::make_shared<ReportOptions>();
+  report->add_option("LOG", options->log, "Log, which is also the event's source")->required();
+  AddNumber(
+      *report, "EVENT", kMinInt, kMaxInt,
+      [options](std::int64_t number) { options->event = static_cast<int>(number); },
+      "Event code (10471) or full id (0x200028E7)")
+      ->required();
+  report
+      ->add_option_function<std::string>(
+          "TYPE", [options](const std::string& text) { options->type = TypeOf(text); },
+          "error, warning, information or a number")
+      ->required()
+      ->type_name("TYPE");
+  report->add_option("TEXT", options->text, "The event's text")->required();
+  report->callback([options, &chosen] {
+    chosen = [options](const GlobalOptions& globals) { return ReportEvent(globals, *options); };
+  });
+}
+
+}  // namespace Tool

@@ -1,0 +1,66 @@
+#include "Command.h"
+#include "MailOptions.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <CLI/Validators.hpp>
+
+#include <iostream>
+#include <memory>
+
+namespace Tool {
+
+namespace {
+
+struct LetterOptions {
+  MailOptions mail;
+  std::string subject;
+  std::string bodyFile;
+  std::string priority = "normal";
+};
+
+Ondrel::CSmtpXPriority PriorityOf(const std::string& name) {
+  if (name == "high") return Ondrel::XPRIORITY_HIGH;
+  if (name == "low") return Ondrel::XPRIORITY_LOW;
+  return Ondrel::XPRIORITY_NORMAL;
+}
+
+int Send(const GlobalOptions& globals, const LetterOptions& options) {
+  MailContent content;
+  content.subject = options.subject;
+  if (!options.bodyFile.empty()) content.body = ReadWholeFile(options.bodyFile);
+  content.priority = PriorityOf(options.priority);
+
+  const MailOutcome outcome = SendMail(options.mail, content);
+  if (globals.json)
+    PrintJson(JsonOfOutcome(outcome));
+  else
+    std::cout << OutcomeText(options.mail, outcome) << '\n';
+  return outcome.isSent ? kDone : kNegativeAnswer;
+}
+
+}  // namespace
+
+void AddMailCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const mail = AddSubcommand(app, "mail", "Send one plain-text mail");
+  const auto options = std::make_shared<LetterOptions>();
+  AddMailOptions(*mail, options->mail, false);
+  mail->add_option("--subject", options->subject, "Text of the Subject line")
+      ->required()
+      ->type_name("TEXT")
+      ->check(IsOneLine());
+  mail->add_option("--body", options->bodyFile,
+                   "File with the body, - for standard input; empty lines are left out")
+      ->type_name("FILE");
+  mail->add_option("--priority", options->priority, "Priority (default: normal)")
+      ->type_name("high|normal|low")
+      ->check(CLI::IsMember({"high", "normal", "low"}).description(""));
+  mail->callback([options, &chosen] {
+    chosen = [options](const GlobalOptions& globals) {
+      ReadPassword(options->mail);
+      return Send(globals, *options);
+    };
+  });
+}
+
+}  // namespace Tool

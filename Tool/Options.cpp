@@ -1,0 +1,140 @@
+#include "Options.h"
+
+#include <Ondrel/Host.h>
+#include <Pirsk/ModuleInfo.h>
+#include <Pirsk/Trace.h>
+
+#include <CLI/Error.hpp>
+#include <CLI/Validators.hpp>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <sstream>
+#include <system_error>
+
+namespace Tool {
+
+namespace {
+
+constexpr std::uint32_t kOndrelModule = 5;
+
+struct TraceLevel {
+  std::string_view name;
+  std::uint32_t bit;
+};
+
+constexpr std::array kTraceLevels = {
+    TraceLevel{"error", Pirsk::Misc::kTraceError},
+    TraceLevel{"entry", Pirsk::Misc::kTraceEntry},
+    TraceLevel{"detail", Pirsk::Misc::kTraceDetail},
+};
+
+char LowerCase(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+std::uint32_t TraceMaskOf(const std::string& levels) {
+  std::uint32_t mask = 0;
+  std::istringstream words(levels + ",");
+  for (std::string word; std::getline(words, word, ',');) {
+    const auto level =
+        std::find_if(kTraceLevels.begin(), kTraceLevels.end(),
+                     [&](const TraceLevel& known) { return IsSameWord(known.name, word); });
+    if (level == kTraceLevels.end()) {
+      throw CLI::ValidationError("--trace",
+                                 "\"" + word + "\" is no level: error, entry and detail are");
+    }
+    mask |= level->bit;
+  }
+  return mask;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t min, std::int64_t max) {
+  const bool isNegative = text.starts_with('-');
+  if (isNegative) text.remove_prefix(1);
+  const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  if (isHexadecimal) text.remove_prefix(2);
+  if (text.starts_with('-')) return std::nullopt;  // The conversion would take a second sign.
+
+  std::int64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number, isHexadecimal ? 16 : 10);
+  if (error != std::errc() || rest != end) return std::nullopt;
+  if (isNegative) number = -number;
+  if (number < min || number > max) return std::nullopt;
+  return number;
+}
+
+bool IsSameWord(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char a, char b) { return LowerCase(a) == LowerCase(b); });
+}
+
+CLI::Option* AddNumber(CLI::App& app, const std::string& name, std::int64_t min, std::int64_t max,
+                       std::function<void(std::int64_t)> store, const std::string& description) {
+  return app
+      .add_option_function<std::string>(
+          name,
+          [name, min, max, store = std::move(store)](const std::string& text) {
+            const std::optional<std::int64_t> number = ParseNumber(text, min, max);
+            if (!number) {
+              throw CLI::ValidationError(name, "\"" + text + "\" is not a number of " +
+                                                   std::to_string(min) + " to " +
+                                                   std::to_string(max));
+            }
+            store(*number);
+          },
+          description)
+      ->type_name("N");
+}
+
+CLI::Option* AddRepeated(CLI::App& app, const std::string& name, std::vector<std::string>& target,
+                         const std::string& description) {
+  return app.add_option(name, target, description)->allow_extra_args(false);
+}
+
+CLI::Validator IsOneLine() {
+  return CLI::Validator(
+      [](std::string& text) {
+        return text.find_first_of("\r\n") == std::string::npos ? std::string()
+                                                               : std::string("has a line break");
+      },
+      "");
+}
+
+CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description) {
+  return parent.add_subcommand(name, description)->fallthrough();
+}
+
+void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {
+  app.add_flag("--json", globals.json, "Print results as JSON");
+  app.add_option_function<std::string>(
+         "--trace", [&](const std::string& levels) { globals.traceMask = TraceMaskOf(levels); },
+         "Trace to standard error; mail passwords stand in the detail level")
+      ->type_name("error,entry,detail");
+  app.add_option("--store", globals.store, "Event store to use instead of the host's own")
+      ->type_name("FILE");
+  AddNumber(
+      app, "--store-capacity", Ondrel::Host::kMinEventStoreCapacity,
+      std::numeric_limits<std::int64_t>::max(),
+      [&](std::int64_t bytes) { globals.storeCapacity = static_cast<std::uint64_t>(bytes); },
+      "Size in bytes at which the store drops its oldest records")
+      ->type_name("BYTES");
+}
+
+void ApplyGlobalOptions(const GlobalOptions& globals) {
+  if (globals.traceMask != 0) {
+    Pirsk::Trace::SetSink(Pirsk::Trace::StandardErrorSink());
+    Pirsk::Misc::SetTraceMask(kOndrelModule, globals.traceMask);
+  }
+  if (globals.store.empty() && !globals.storeCapacity) return;
+  if (!Ondrel::Host::UseEventStore(
+          globals.store, globals.storeCapacity.value_or(Ondrel::Host::kDefaultEventStoreCapacity)))
+    throw UsageError("--store: this host keeps events in a log of its own");
+}
+
+}  // namespace Tool

@@ -1,0 +1,72 @@
+#include "Output.h"
+
+#include <Pirsk/Exceptions.h>
+
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+
+namespace Tool {
+
+namespace {
+
+template <class... Values>
+std::string Print(const char* format, Values... values) {
+  char text[64];
+  const int length = std::snprintf(text, sizeof text, format, values...);
+  return std::string(text, static_cast<std::size_t>(length));
+}
+
+}  // namespace
+
+void PrintJson(const Json& value) {
+  std::cout << value.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+}
+
+Json JsonOfError(unsigned int number) {
+  const Pirsk::Exceptions::CErrorReport report = Pirsk::Exceptions::ReportOf(number);
+  Json error = {{"number", report.number}, {"hex", Print("0x%08X", report.number)},
+                {"text", report.text},     {"detail", report.detail},
+                {"systemError", nullptr},  {"context", report.contextLines}};
+  if (report.systemError) error["systemError"] = report.systemError->code;
+  return error;
+}
+
+void PrintErrorReport(unsigned int number) {
+  std::cerr << Pirsk::Exceptions::ReportOf(number).str() << std::flush;
+}
+
+void Say(std::string_view text) { std::cerr << "ondrel: " << text << std::endl; }
+
+std::string OneLine(std::string_view text) {
+  while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
+  std::string line;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '\n')
+      line += "\\n";
+    else if (character == '\r')
+      line += "\\r";
+    else if (character == '\t')
+      line += "\\t";
+    else if (byte < 0x20 || byte == 0x7F)
+      line += Print("\\x%02X", static_cast<unsigned int>(byte));
+    else
+      line += character;
+  }
+  return line;
+}
+
+std::string TimeText(std::uint32_t secondsSince1970) {
+  using namespace std::chrono;
+  const sys_seconds time{seconds{secondsSince1970}};
+  const sys_days day = floor<days>(time);
+  const year_month_day date{day};
+  const hh_mm_ss clock{time - day};
+  return Print("%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+               static_cast<unsigned int>(date.month()), static_cast<unsigned int>(date.day()),
+               static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+               static_cast<int>(clock.seconds().count()));
+}
+
+}  // namespace Tool

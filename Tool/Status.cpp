@@ -1,0 +1,35 @@
+#include "Command.h"
+#include "DriveStatus.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <iostream>
+#include <memory>
+
+namespace Tool {
+
+namespace {
+
+int ShowEvent(const GlobalOptions& globals, const StatusChange& change) {
+  const std::optional<Ondrel::CStateChangeEvent> event = FindEvent(change);
+  if (globals.json)
+    PrintJson(JsonOfChange(change, event));
+  else
+    std::cout << ChangeText(change) << ": "
+              << (event ? EventText(*event) : "there is no event for it") << '\n';
+  return event ? kDone : kNegativeAnswer;
+}
+
+}  // namespace
+
+void AddStatusCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const status =
+      AddSubcommand(app, "status", "Show the event and severity of a drive's status change");
+  const auto change = std::make_shared<StatusChange>();
+  AddStatusChange(*status, *change);
+  status->callback([change, &chosen] {
+    chosen = [change](const GlobalOptions& globals) { return ShowEvent(globals, *change); };
+  });
+}
+
+}  // namespace Tool
