@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Support/Process.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Ondrel::Testing {
+
+/// Runs the built command, each test with a folder and an event store of its own.
+class CommandFixture : public testing::Test {
+protected:
+  CommandFixture() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ondrel-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
+    m_folder = pattern;
+  }
+  ~CommandFixture() override { std::filesystem::remove_all(m_folder); }
+
+  std::string Path(const std::string& name) const { return (m_folder / name).string(); }
+
+  /// The arguments behind those that choose the test's own store.
+  std::vector<std::string> WithStore(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"--store", Path("events.db")});
+    return arguments;
+  }
+
+  /// Runs the command to its end.
+  ProcessResult Run(const std::vector<std::string>& arguments,
+                    const std::string& input = "") const {
+    return RunProcess(ONDREL_COMMAND, WithStore(arguments), input);
+  }
+
+  /// Starts the command beside the test.
+  std::unique_ptr<Process> Start(const std::vector<std::string>& arguments) const {
+    return std::make_unique<Process>(ONDREL_COMMAND, WithStore(arguments));
+  }
+
+  /// Writes an event into the log Demo.
+  void Report(const std::string& event, const std::string& type, const std::string& text) const {
+    const ProcessResult result = Run({"log", "report", "Demo", event, type, text});
+    ASSERT_EQ(result.exitStatus, 0) << result.errors;
+  }
+
+  std::string WriteFile(const std::string& name, const std::string& content) const {
+    std::ofstream(Path(name), std::ios::binary) << content;
+    return Path(name);
+  }
+
+private:
+  std::filesystem::path m_folder;
+};
+
+/// All bytes of a file; empty when it is not there.
+inline std::string FileContent(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+}  // namespace Ondrel::Testing

@@ -1,0 +1,333 @@
+#include "CommandFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+namespace Ondrel::Testing {
+namespace {
+
+using nlohmann::json;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+/// A mail server on a loopback port, with the folder of the mails it received.
+class CommandMail : public CommandFixture {
+protected:
+  CommandMail()
+      : m_server(ONDREL_TEST_PYTHON,
+                 {ONDREL_SOURCE_FOLDER "/scripts/demo-mail-server.py", Path(".")}) {
+    if (!m_server.WaitForOutput("\n")) throw std::runtime_error(m_server.Wait().errors);
+    m_port = m_server.Output().substr(0, m_server.Output().find('\n'));
+  }
+
+  std::vector<std::string> WithServer(std::vector<std::string> arguments) const {
+    for (const char* const option : {"--server", "127.0.0.1", "--port"})
+      arguments.emplace_back(option);
+    arguments.push_back(m_port);
+    return arguments;
+  }
+
+  std::string Mail(int number) const { return FileContent(Path(std::to_string(number) + ".eml")); }
+  std::string Envelope(int number) const {
+    return FileContent(Path(std::to_string(number) + ".envelope"));
+  }
+
+private:
+  Process m_server;
+  std::string m_port;
+};
+
+TEST_F(CommandMail, ReachesAllRecipientsWithAllItsLines) {
+  const std::string body = WriteFile("body", "First line\n\nSecond line\n");
+
+  const ProcessResult result = Run(WithServer({"mail",
+                                               "--mail-from",
+                                               "raid@example.com",
+                                               "--from-name",
+                                               "Raid Box",
+                                               "--to",
+                                               "a@x.org, b@x.org",
+                                               "--to",
+                                               "c@x.org",
+                                               "--cc",
+                                               "d@x.org",
+                                               "--bcc",
+                                               "e@x.org",
+                                               "--subject",
+                                               "PD 3 failed",
+                                               "--priority",
+                                               "high",
+                                               "--x-mailer",
+                                               "ondrel",
+                                               "--reply-to",
+                                               "admin@x.org",
+                                               "--body",
+                                               body}));
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_THAT(result.output, testing::StartsWith("Mail sent through 127.0.0.1 port "));
+  EXPECT_EQ(Envelope(1),
+            "MAIL FROM:<raid@example.com>\n"
+            "RCPT TO:<a@x.org>\nRCPT TO:<b@x.org>\nRCPT TO:<c@x.org>\nRCPT TO:<d@x.org>\n"
+            "RCPT TO:<e@x.org>\n");
+  EXPECT_THAT(Mail(1), HasSubstr("From: Raid Box <raid@example.com>\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("To: <a@x.org>,<b@x.org>,<c@x.org>\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("Cc: <d@x.org>\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("Bcc: <e@x.org>\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("Subject: PD 3 failed\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("X-Priority: 2 (High)\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("X-Mailer: ondrel\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("Reply-To: admin@x.org\r\n"));
+  EXPECT_THAT(Mail(1), EndsWith("\r\n\r\nFirst line\r\nSecond line\r\n"));
+}
+
+TEST_F(CommandMail, TakesItsBodyFromStandardInputAndShowsTheOutcomeAsJson) {
+  const ProcessResult result =
+      Run(WithServer({"mail", "--mail-from", "raid@example.com", "--to", "a@x.org", "--subject",
+                      "PD 3 failed", "--body", "-", "--json"}),
+          "From standard input\n");
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_EQ(json::parse(result.output),
+            json({{"sent", true}, {"error", 0}, {"errorName", "CSMTP_ERROR_NONE"}}));
+  EXPECT_THAT(Mail(1), HasSubstr("X-Priority: 3 (Normal)\r\n"));
+  EXPECT_THAT(Mail(1), EndsWith("\r\n\r\nFrom standard input\r\n"));
+}
+
+TEST_F(CommandMail, TracesTheLevelsAskedFor) {
+  const std::vector<std::string> mail =
+      WithServer({"mail", "--mail-from", "raid@example.com", "--to", "a@x.org", "--subject", "s"});
+  const auto traced = [&](const std::string& levels) {
+    std::vector<std::string> arguments = mail;
+    arguments.insert(arguments.end(), {"--trace", levels});
+    return Run(arguments).errors;
+  };
+
+  EXPECT_EQ(Run(mail).errors, "");
+  EXPECT_EQ(traced("error"), "");
+  EXPECT_THAT(traced("entry"), HasSubstr("ENTER CSmtp::AddTO ()"));
+  EXPECT_THAT(traced("entry"), Not(HasSubstr("add recipient")));
+  EXPECT_THAT(traced("detail"), HasSubstr("CSmtp::AddTO () add recipient a@x.org"));
+  EXPECT_THAT(traced("detail"), Not(HasSubstr("ENTER")));
+  const std::string both = traced("entry,detail");
+  EXPECT_THAT(both, HasSubstr("ENTER CSmtp::Send ()"));
+  EXPECT_THAT(both, HasSubstr("add recipient"));
+}
+
+struct MailFailure {
+  const char* name;
+  std::vector<std::string> arguments;
+  int error;
+  const char* errorName;
+};
+
+class CommandMailFailure : public CommandFixture,
+                           public testing::WithParamInterface<MailFailure> {};
+
+TEST_P(CommandMailFailure, IsNamedWithItsNumber) {
+  std::vector<std::string> arguments = GetParam().arguments;
+  const ProcessResult text = Run(arguments);
+  arguments.emplace_back("--json");
+  const ProcessResult result = Run(arguments);
+
+  EXPECT_EQ(text.exitStatus, 1);
+  EXPECT_THAT(text.output, HasSubstr(std::string(GetParam().errorName) + " (" +
+                                     std::to_string(GetParam().error) + ")\n"));
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(
+      json::parse(result.output),
+      json({{"sent", false}, {"error", GetParam().error}, {"errorName", GetParam().errorName}}));
+}
+
+// Port 1 of the loopback address has no server; the other rows fail before a connection.
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandMailFailure,
+    testing::Values(MailFailure{"EmptyRecipient",
+                                {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from",
+                                 "a@b", "--to", "", "--subject", "s"},
+                                28,
+                                "CSMTP_ERROR_NO_RECIPIENT_MAIL"},
+                    MailFailure{"OnlySeparatorsAsRecipients",
+                                {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from",
+                                 "a@b", "--to", ",;", "--subject", "s"},
+                                29,
+                                "CSMTP_ERROR_NO_RECIPIENTS"},
+                    MailFailure{"EmptySender",
+                                {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from", "",
+                                 "--to", "c@d", "--subject", "s"},
+                                30,
+                                "CSMTP_ERROR_NO_MAILFROM"},
+                    MailFailure{"NoServerThere",
+                                {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from",
+                                 "a@b", "--to", "c@d", "--subject", "s"},
+                                25,
+                                "CSMTP_ERROR_CONNECTION_REFUSED"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+class CommandAlert : public CommandMail {
+protected:
+  std::vector<std::string> FailedDrive() const {
+    return {"alert", "pd", "OPERATIONAL", "FAILED", "--object", "PD 3 (slot 7)", "--log", "Demo"};
+  }
+  std::vector<std::string> WithMail(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.end(),
+                     {"--mail-from", "raid@example.com", "--to", "admin@example.com"});
+    return WithServer(arguments);
+  }
+};
+
+constexpr const char* kFailedText = "PD 3 (slot 7): status changed from OPERATIONAL to FAILED";
+
+TEST_F(CommandAlert, TakesAStatusChangeTheWholeWay) {
+  Report("10002", "information", "First");
+
+  const ProcessResult result = Run(WithMail(FailedDrive()));
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("Status change: OPERATIONAL (40093) -> FAILED (40095): "
+                                       "event 10471, severity 4 (error)\n"));
+  EXPECT_THAT(result.output, HasSubstr(std::string("Text: ") + kFailedText + "\n"));
+  EXPECT_THAT(result.output, HasSubstr("Event log: reported to Demo with event type 1\n"));
+  EXPECT_THAT(result.output, HasSubstr("Mail: Mail sent through 127.0.0.1 port "));
+  EXPECT_THAT(result.output, HasSubstr("Read back: "));
+  EXPECT_THAT(result.output, HasSubstr("eventID (10471) eventType (1)"));
+  EXPECT_THAT(result.output, HasSubstr(std::string("message: '") + kFailedText + "'\n"));
+  EXPECT_THAT(Mail(1), HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
+  EXPECT_THAT(Mail(1), HasSubstr("X-Priority: 2 (High)\r\n"));
+  EXPECT_THAT(Mail(1), EndsWith(std::string("\r\n\r\n") + kFailedText +
+                                "\r\nEvent log Demo: event 10471, severity 4 (error)\r\n"));
+}
+
+TEST_F(CommandAlert, ShowsTheOutcomeOfEachStepAsJson) {
+  Report("10002", "information", "First");
+  std::vector<std::string> arguments = WithMail(FailedDrive());
+  arguments.emplace_back("--json");
+
+  const ProcessResult result = Run(arguments);
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  json shown = json::parse(result.output);
+  EXPECT_TRUE(shown["readBack"]["record"].contains("timeGenerated"));
+  shown["readBack"]["record"].erase("timeGenerated");
+  EXPECT_EQ(
+      shown,
+      json({{"status",
+             {{"kind", "pd"}, {"old", 40093}, {"new", 40095}, {"event", 10471}, {"severity", 4}}},
+            {"text", kFailedText},
+            {"log", {{"ok", true}, {"log", "Demo"}, {"eventType", 1}}},
+            {"mail",
+             {{"ok", true}, {"sent", true}, {"error", 0}, {"errorName", "CSMTP_ERROR_NONE"}}},
+            {"readBack",
+             {{"ok", true},
+              {"record",
+               {{"recordNumber", 2},
+                {"eventID", 10471},
+                {"eventType", 1},
+                {"args", {kFailedText}},
+                {"message", std::string(kFailedText) + "\r\n"}}}}},
+            {"ok", true}}));
+}
+
+struct GravityRow {
+  const char* name;
+  const char* newStatus;
+  int eventType;
+  const char* priority;
+};
+
+class CommandAlertGravity : public CommandAlert, public testing::WithParamInterface<GravityRow> {};
+
+TEST_P(CommandAlertGravity, DecidesTheEventTypeAndThePriority) {
+  Report("10002", "information", "First");
+
+  const ProcessResult result = Run(WithMail({"alert", "pd", "OPERATIONAL", GetParam().newStatus,
+                                             "--object", "PD 3", "--log", "Demo", "--json"}));
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_EQ(json::parse(result.output)["readBack"]["record"]["eventType"], GetParam().eventType);
+  EXPECT_THAT(Mail(1), HasSubstr(GetParam().priority));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandAlertGravity,
+    testing::Values(GravityRow{"Error", "FAILED", 1, "X-Priority: 2 (High)\r\n"},
+                    GravityRow{"Warning", "OFFLINE", 2, "X-Priority: 3 (Normal)\r\n"},
+                    GravityRow{"Information", "REBUILDING", 4, "X-Priority: 4 (Low)\r\n"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(CommandAlert, SendsNoMailWithoutAServer) {
+  Report("10002", "information", "First");
+  std::vector<std::string> arguments = FailedDrive();
+  arguments.emplace_back("--json");
+
+  const ProcessResult result = Run(arguments);
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  const json shown = json::parse(result.output);
+  EXPECT_FALSE(shown.contains("mail"));
+  EXPECT_EQ(shown["ok"], true);
+  EXPECT_EQ(Mail(1), "");
+}
+
+TEST_F(CommandAlert, SaysThatTheFirstRecordOfALogCannotBeShown) {
+  const ProcessResult result = Run(FailedDrive());
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_THAT(result.output,
+              HasSubstr("Read back: the log has a record now; its first cannot be shown\n"));
+}
+
+TEST_F(CommandAlert, DoesNothingForAChangeWithoutAnEvent) {
+  const ProcessResult result = Run(
+      WithMail({"alert", "ld", "FAILED", "FAILED", "--object", "LD 1", "--log", "Demo", "--json"}));
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(json::parse(result.output), json({{"status",
+                                               {{"kind", "ld"},
+                                                {"old", 40095},
+                                                {"new", 40095},
+                                                {"event", nullptr},
+                                                {"severity", nullptr}}},
+                                              {"ok", false}}));
+  EXPECT_EQ(Mail(1), "");
+}
+
+TEST_F(CommandAlert, WritesAndReadsBackWhenTheMailFails) {
+  Report("10002", "information", "First");
+  std::vector<std::string> arguments = FailedDrive();
+  arguments.insert(arguments.end(), {"--server", "127.0.0.1", "--port", "1", "--mail-from", "a@b",
+                                     "--to", "c@d", "--json"});
+
+  const ProcessResult result = Run(arguments);
+
+  EXPECT_EQ(result.exitStatus, 1);
+  const json shown = json::parse(result.output);
+  EXPECT_EQ(shown["mail"], json({{"ok", false},
+                                 {"sent", false},
+                                 {"error", 25},
+                                 {"errorName", "CSMTP_ERROR_CONNECTION_REFUSED"}}));
+  EXPECT_EQ(shown["log"]["ok"], true);
+  EXPECT_EQ(shown["readBack"]["ok"], true);
+  EXPECT_EQ(shown["ok"], false);
+}
+
+TEST_F(CommandAlert, MailsWhenTheLogCannotBeOpened) {
+  std::vector<std::string> arguments = WithMail(FailedDrive());
+  arguments.insert(arguments.end(), {"--json", "--store", Path("missing/events.db")});
+
+  const ProcessResult result = RunProcess(ONDREL_COMMAND, arguments);
+
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_THAT(result.errors, HasSubstr("Cannot open system log"));
+  const json shown = json::parse(result.output);
+  EXPECT_EQ(shown["log"]["error"]["hex"], "0x20050003");
+  EXPECT_EQ(shown["readBack"]["error"]["hex"], "0x20050003");
+  EXPECT_EQ(shown["mail"]["ok"], true);
+  EXPECT_EQ(shown["ok"], false);
+  EXPECT_THAT(Mail(1), HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
+}
+
+}  // namespace
+}  // namespace Ondrel::Testing

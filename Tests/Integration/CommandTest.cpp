@@ -1,0 +1,209 @@
+#include "CommandFixture.h"
+
+#include <gmock/gmock.h>
+
+namespace Ondrel::Testing {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Command : public CommandFixture {};
+
+TEST_F(Command, ShowsItsVersionAndTheIdentityOfTheLibrary) {
+  const ProcessResult result = Run({"--version"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.output, "ondrel 7.10.2 (ondrel P:7.10.2 F:7.10.2)\n");
+}
+
+TEST_F(Command, ShowsItsVersionAsJson) {
+  const ProcessResult result = Run({"--version", "--json"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(json::parse(result.output),
+            json({{"version", "7.10.2"}, {"identity", "ondrel P:7.10.2 F:7.10.2"}}));
+}
+
+TEST_F(Command, NamesTheEventOfAStatusChange) {
+  const ProcessResult result = Run({"status", "pd", "OPERATIONAL", "FAILED"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.output,
+            "OPERATIONAL (40093) -> FAILED (40095): event 10471, severity 4 (error)\n");
+  EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(Command, TakesGlobalOptionsBeforeAndBehindTheSubcommand) {
+  const json expected = {
+      {"kind", "pd"}, {"old", 40093}, {"new", 40095}, {"event", 10471}, {"severity", 4}};
+
+  EXPECT_EQ(json::parse(Run({"--json", "status", "pd", "OPERATIONAL", "FAILED"}).output), expected);
+  EXPECT_EQ(json::parse(Run({"status", "pd", "OPERATIONAL", "FAILED", "--json"}).output), expected);
+}
+
+TEST_F(Command, SaysThatAStatusChangeHasNoEvent) {
+  const ProcessResult result = Run({"status", "ld", "OPERATIONAL", "OPERATIONAL"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.output,
+            "OPERATIONAL (40093) -> OPERATIONAL (40093): there is no event for it\n");
+}
+
+TEST_F(Command, ShowsAMissingEventAsNull) {
+  const ProcessResult result = Run({"status", "ld", "OPERATIONAL", "OPERATIONAL", "--json"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(json::parse(result.output), json({{"kind", "ld"},
+                                              {"old", 40093},
+                                              {"new", 40093},
+                                              {"event", nullptr},
+                                              {"severity", nullptr}}));
+}
+
+TEST_F(Command, KnowsTheNamesOfAllStatuses) {
+  const std::pair<const char*, int> statuses[] = {
+      {"AVAILABLE", 40099},
+      {"AVAILABLE_SMART", 40180},
+      {"FAILED", 40095},
+      {"FAILED_SMART", 40181},
+      {"GLOBAL_HOTSPARE", 40097},
+      {"GLOBAL_HOTSPARE_SMART", 40178},
+      {"DEDICATED_HOTSPARE", 40098},
+      {"DEDICATED_HOTSPARE_SMART", 40179},
+      {"OPERATIONAL", 40093},
+      {"OPERATIONAL_SMART", 40176},
+      {"REBUILDING", 40096},
+      {"REBUILDING_SMART", 40177},
+      {"OFFLINE", 40261},
+      {"OFFLINE_SMART", 40034},
+      {"SYSTEM", 40307},
+      {"SYSTEM_SMART", 40308},
+      {"DEGRADED", 40094},
+      {"PARTIALLY_DEGRADED", 40242},
+  };
+  for (const auto& [name, code] : statuses) {
+    const json shown = json::parse(Run({"status", "pd", name, name, "--json"}).output);
+    EXPECT_EQ(shown["old"], code) << name;
+    EXPECT_EQ(shown["new"], code) << name;
+  }
+}
+
+TEST_F(Command, TakesStatusesInAnyCaseAndAsNumbers) {
+  const char* const expected =
+      "OPERATIONAL (40093) -> DEGRADED (40094): event 10412, severity 4 (error)\n";
+
+  EXPECT_EQ(Run({"status", "ld", "operational", "Degraded"}).output, expected);
+  EXPECT_EQ(Run({"status", "ld", "40093", "0x9C9E"}).output, expected);
+}
+
+TEST_F(Command, ShowsAStatusWithoutANameAsItsNumber) {
+  const ProcessResult result = Run({"status", "pd", "-1", "0"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.output, "-1 -> 0: there is no event for it\n");
+}
+
+struct WrongUsage {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* complaint;
+};
+
+class CommandUsage : public CommandFixture, public testing::WithParamInterface<WrongUsage> {};
+
+TEST_P(CommandUsage, IsRefusedWithAPointerToTheHelp) {
+  const ProcessResult result = Run(GetParam().arguments);
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, StartsWith("ondrel: "));
+  EXPECT_THAT(result.errors, HasSubstr(GetParam().complaint));
+  EXPECT_THAT(result.errors, HasSubstr("--help' for its usage."));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandUsage,
+    testing::Values(
+        WrongUsage{"NoSubcommand", {}, "a subcommand is required"},
+        WrongUsage{"UnknownSubcommand", {"frobnicate"}, "frobnicate"},
+        WrongUsage{"LogAlone", {"log"}, "Run 'ondrel log --help'"},
+        WrongUsage{"UnknownOption", {"status", "pd", "1", "2", "--frob"}, "--frob"},
+        WrongUsage{"UnknownKind", {"status", "xd", "1", "2"}, "KIND"},
+        WrongUsage{"StatusMissing", {"status", "pd", "OPERATIONAL"}, "NEW"},
+        WrongUsage{"StatusUnknown", {"status", "pd", "BROKEN", "FAILED"}, "BROKEN"},
+        WrongUsage{"StatusNumberWithLetters", {"status", "pd", "12abc", "1"}, "12abc"},
+        WrongUsage{"StatusTooLarge", {"status", "pd", "2147483648", "1"}, "2147483648"},
+        WrongUsage{"EventWithLetters", {"log", "report", "L", "12abc", "error", "t"}, "12abc"},
+        WrongUsage{"EventEmpty", {"log", "report", "L", "", "error", "t"}, "EVENT"},
+        WrongUsage{"EventWithPlus", {"log", "report", "L", "+1", "error", "t"}, "+1"},
+        WrongUsage{"EventWithBlank", {"log", "report", "L", " 1", "error", "t"}, "EVENT"},
+        WrongUsage{"EventTwoSigns", {"log", "report", "L", "0x-1", "error", "t"}, "0x-1"},
+        WrongUsage{"TypeUnknown", {"log", "report", "L", "1", "grave", "t"}, "grave"},
+        WrongUsage{"CountZero", {"log", "follow", "L", "--count", "0"}, "--count"},
+        WrongUsage{"TimeoutNegative", {"log", "follow", "L", "--timeout=-1"}, "--timeout"},
+        WrongUsage{"TraceLevelUnknown", {"--trace", "error,all", "status", "pd", "1", "2"}, "all"},
+        WrongUsage{"CapacityTooSmall",
+                   {"--store-capacity", "262143", "log", "follow", "L"},
+                   "--store-capacity"},
+        WrongUsage{"PortTooLarge",
+                   {"mail", "--server", "h", "--port", "65536", "--mail-from", "a@b", "--to", "c@d",
+                    "--subject", "s"},
+                   "65536"},
+        WrongUsage{"MailWithoutServer",
+                   {"mail", "--mail-from", "a@b", "--to", "c@d", "--subject", "s"},
+                   "--server"},
+        WrongUsage{"SubjectOfTwoLines",
+                   {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject",
+                    "s\nBcc: e@f"},
+                   "line break"},
+        WrongUsage{"UserWithoutPassword",
+                   {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s",
+                    "--user", "u"},
+                   "--password-file"},
+        WrongUsage{"PasswordFileMissing",
+                   {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s",
+                    "--user", "u", "--password-file", "/nowhere/password"},
+                   "cannot read /nowhere/password"},
+        WrongUsage{"BodyIsAFolder",
+                   {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s",
+                    "--body", "/"},
+                   "cannot read /"},
+        WrongUsage{"AlertWithMailOptionsButNoServer",
+                   {"alert", "pd", "1", "2", "--object", "o", "--log", "L", "--to", "c@d"},
+                   "--server"},
+        WrongUsage{"AlertWithServerButNoRecipient",
+                   {"alert", "pd", "1", "2", "--object", "o", "--log", "L", "--server", "h",
+                    "--mail-from", "a@b"},
+                   "--to"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+struct HelpRow {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* expected;
+};
+
+class CommandHelp : public CommandFixture, public testing::WithParamInterface<HelpRow> {};
+
+TEST_P(CommandHelp, NamesWhatTheSubcommandTakes) {
+  const ProcessResult result = Run(GetParam().arguments);
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_THAT(result.output, HasSubstr(GetParam().expected));
+  EXPECT_EQ(result.errors, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CommandHelp,
+                         testing::Values(HelpRow{"Command", {"--help"}, "--store-capacity"},
+                                         HelpRow{"Status", {"status", "--help"}, "pd|ld"},
+                                         HelpRow{"Log", {"log", "--help"}, "follow"},
+                                         HelpRow{"Report", {"log", "report", "--help"}, "EVENT"},
+                                         HelpRow{"Follow", {"log", "follow", "--help"}, "--count"},
+                                         HelpRow{"Mail", {"mail", "--help"}, "--mail-from"},
+                                         HelpRow{"Alert", {"alert", "--help"}, "--object"}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
+}  // namespace Ondrel::Testing

@@ -1,0 +1,164 @@
+#include "Support/Process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace Ondrel::Testing {
+
+namespace {
+
+constexpr int kPatienceMilliseconds = 120'000;
+
+void Check(int error, const char* what) {
+  if (error != 0) throw std::system_error(error, std::generic_category(), what);
+}
+
+struct Pipe {
+  Pipe() { Check(::pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno, "pipe2"); }
+  ~Pipe() {
+    for (const int end : ends)
+      if (end >= 0) ::close(end);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  int TakeReadEnd() {
+    const int end = ends[0];
+    ends[0] = -1;
+    return end;
+  }
+
+  int ends[2];
+};
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+// A file rather than a pipe: a program that reads late or never cannot hold the test up.
+File FileWith(const std::string& text) {
+  File file(std::tmpfile(), std::fclose);
+  if (!file || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
+      std::fflush(file.get()) != 0) {
+    Check(errno, "tmpfile");
+  }
+  std::rewind(file.get());
+  return file;
+}
+
+}  // namespace
+
+Process::Process(const std::string& program, const std::vector<std::string>& arguments,
+                 const std::string& input) {
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+
+  const File inputFile = FileWith(input);
+  Pipe output;
+  Pipe errors;
+  posix_spawn_file_actions_t actions;
+  Check(::posix_spawn_file_actions_init(&actions), "posix_spawn_file_actions_init");
+  int error = ::posix_spawn_file_actions_adddup2(&actions, ::fileno(inputFile.get()), 0);
+  if (error == 0) error = ::posix_spawn_file_actions_adddup2(&actions, output.ends[1], 1);
+  if (error == 0) error = ::posix_spawn_file_actions_adddup2(&actions, errors.ends[1], 2);
+  if (error == 0)
+    error = ::posix_spawn(&m_id, program.c_str(), &actions, nullptr, argv.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  Check(error, program.c_str());
+
+  m_output.descriptor = output.TakeReadEnd();
+  m_errors.descriptor = errors.TakeReadEnd();
+}
+
+Process::~Process() {
+  if (!m_isReaped) {
+    ::kill(m_id, SIGKILL);
+    Reap();
+  }
+  CloseOutput();
+  if (m_errors.descriptor >= 0) ::close(m_errors.descriptor);
+}
+
+bool Process::WaitForOutput(const std::string& text) { return WaitFor(m_output, text); }
+
+bool Process::WaitForErrors(const std::string& text) { return WaitFor(m_errors, text); }
+
+bool Process::WaitFor(const Stream& stream, const std::string& text) {
+  while (stream.text.find(text) == std::string::npos) {
+    if (stream.descriptor < 0 || !ReadSome()) return false;
+  }
+  return true;
+}
+
+void Process::Signal(int number) const { ::kill(m_id, number); }
+
+void Process::CloseOutput() {
+  if (m_output.descriptor >= 0) ::close(m_output.descriptor);
+  m_output.descriptor = -1;
+}
+
+ProcessResult Process::Wait() {
+  while (ReadSome()) {
+  }
+  Reap();
+  ProcessResult result;
+  if (WIFEXITED(m_status)) result.exitStatus = WEXITSTATUS(m_status);
+  if (WIFSIGNALED(m_status)) result.signal = WTERMSIG(m_status);
+  result.output = m_output.text;
+  result.errors = m_errors.text;
+  return result;
+}
+
+/// Reads what is there from both streams, waiting for some. False when both have ended.
+bool Process::ReadSome() {
+  Stream* const streams[] = {&m_output, &m_errors};
+  std::vector<pollfd> waited;
+  std::vector<Stream*> open;
+  for (Stream* const stream : streams) {
+    if (stream->descriptor < 0) continue;
+    waited.push_back({stream->descriptor, POLLIN, 0});
+    open.push_back(stream);
+  }
+  if (open.empty()) return false;
+
+  if (::poll(waited.data(), waited.size(), kPatienceMilliseconds) == 0) {
+    ::kill(m_id, SIGKILL);
+    return true;
+  }
+  for (std::size_t i = 0; i < open.size(); ++i) {
+    if (waited[i].revents == 0) continue;
+    char bytes[4096];
+    const ssize_t count = ::read(open[i]->descriptor, bytes, sizeof bytes);
+    if (count > 0) {
+      open[i]->text.append(bytes, static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      ::close(open[i]->descriptor);
+      open[i]->descriptor = -1;
+    }
+  }
+  return true;
+}
+
+void Process::Reap() {
+  if (m_isReaped) return;
+  while (::waitpid(m_id, &m_status, 0) < 0 && errno == EINTR) {
+  }
+  m_isReaped = true;
+}
+
+ProcessResult RunProcess(const std::string& program, const std::vector<std::string>& arguments,
+                         const std::string& input) {
+  Process process(program, arguments, input);
+  return process.Wait();
+}
+
+}  // namespace Ondrel::Testing
