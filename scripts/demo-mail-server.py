@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""A mail server on a free loopback port that keeps what it receives as files.
+"""A mail server on a loopback port that keeps what it receives as files.
 
-Usage: demo-mail-server.py FOLDER
+Usage: demo-mail-server.py FOLDER [PORT]
 
-Prints its port on a line of its own once it takes connections. Mail number N becomes
+Takes a free port when none is given. Prints its port on a line of its own once it takes connections. Mail number N becomes
 FOLDER/N.envelope (the commands' addresses) and FOLDER/N.eml (the message as it was received); when
 the second is there, the first is too. Ends on SIGTERM or SIGINT.
 """
@@ -37,11 +37,11 @@ class Keeper:
         os.replace(unfinished, self.folder / name)
 
 
-async def serve(folder):
+async def serve(folder, port):
     loop = asyncio.get_running_loop()
     keeper = Keeper(folder)
     server = await loop.create_server(
-        lambda: SMTP(keeper, hostname="localhost", loop=loop), "127.0.0.1", 0
+        lambda: SMTP(keeper, hostname="localhost", loop=loop), "127.0.0.1", port
     )
     ended = asyncio.Event()
     for number in (signal.SIGTERM, signal.SIGINT):
@@ -51,7 +51,14 @@ async def serve(folder):
     server.close()
 
 
+def main():
+    arguments = sys.argv[1:]
+    isPortGood = len(arguments) < 2 or arguments[1].isdecimal()
+    if len(arguments) not in (1, 2) or not os.path.isdir(arguments[0]) or not isPortGood:
+        sys.exit("usage: demo-mail-server.py FOLDER [PORT]")
+    port = int(arguments[1]) if len(arguments) == 2 else 0
+    asyncio.run(serve(pathlib.Path(arguments[0]), port))
+
+
 if __name__ == "__main__":
-    if len(sys.argv) != 2 or not os.path.isdir(sys.argv[1]):
-        sys.exit("usage: demo-mail-server.py FOLDER")
-    asyncio.run(serve(pathlib.Path(sys.argv[1])))
+    main()

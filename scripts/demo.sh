@@ -1,0 +1,109 @@
+#!/usr/bin/env bash
+# Builds the command and takes one event the whole way on this machine: a physical drive fails, the
+# event is written to an event log, mailed through a real mail server and read back.
+# Usage: scripts/demo.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+buildFolder=build/demo
+folder=
+processes=()
+
+cleanUp() {
+  local process
+  for process in "${processes[@]}"; do
+    kill "$process" 2>/dev/null || true
+    wait "$process" 2>/dev/null || true
+  done
+  [ -z "$folder" ] || rm -rf "$folder"
+}
+trap cleanUp EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+heading() { printf '\n== %s\n\n' "$1"; }
+
+fail() {
+  echo "demo: $1" >&2
+  exit 1
+}
+
+# Shows a command as it would be typed, then runs it.
+run() {
+  printf '$ ondrel'
+  printf ' %q' "${@:2}"
+  printf '\n'
+  "$@"
+}
+
+buildCommand() {
+  scripts/install-deps.sh build
+  mkdir -p "$buildFolder"
+  cmake --preset linux -B "$buildFolder" \
+    -DONDREL_BUILD_TESTS=OFF -DONDREL_WARNINGS_AS_ERRORS=OFF >"$buildFolder/configure.log" 2>&1 ||
+    { cat "$buildFolder/configure.log" >&2; fail "cannot configure the build"; }
+  cmake --build "$buildFolder" --target ondrel_tool
+}
+
+# Waits up to 30 seconds for a file to hold a text that a process of ours writes.
+waitFor() {
+  local file=$1 text=$2 process=$3 tries
+  for ((tries = 0; tries < 300; ++tries)); do
+    ! grep -q "$text" "$file" || return 0
+    kill -0 "$process" 2>/dev/null || break
+    sleep 0.1
+  done
+  cat "$file" >&2
+  fail "nothing came of: $text"
+}
+
+heading "Build"
+buildCommand
+ondrel=$buildFolder/Tool/ondrel
+"$ondrel" --version
+
+folder=$(mktemp -d)
+store=$folder/events.db
+mails=$folder/mails
+mkdir "$mails"
+
+heading "A mail server on the loopback address"
+/usr/bin/python3 scripts/demo-mail-server.py "$mails" >"$folder/port" 2>"$folder/server-errors" &
+server=$!
+processes+=("$server")
+waitFor "$folder/port" '[0-9]' "$server"
+port=$(cat "$folder/port")
+echo "It listens on port $port."
+
+heading "The event that the status change stands for"
+run "$ondrel" status pd OPERATIONAL FAILED
+
+heading "An event log with a first record, and another process that follows it"
+run "$ondrel" --store "$store" log report Demo 10000 information "The demo has started"
+: >"$folder/follow-errors"
+echo "\$ ondrel --store $store log follow Demo --count 1 --timeout 60 &"
+"$ondrel" --store "$store" log follow Demo --count 1 --timeout 60 \
+  >"$folder/followed" 2>"$folder/follow-errors" &
+follower=$!
+processes+=("$follower")
+waitFor "$folder/follow-errors" 'following Demo' "$follower"
+
+heading "The drive fails: event log, mail, read back"
+run "$ondrel" --store "$store" alert pd OPERATIONAL FAILED --object "PD 3 (slot 7)" --log Demo \
+  --server 127.0.0.1 --port "$port" --mail-from raid@example.com --from-name "RAID service" \
+  --to admin@example.com
+
+heading "What the other process read"
+wait "$follower" || fail "the other process did not see the event"
+processes=("$server")
+cat "$folder/followed"
+grep -q 'eventID (10471)' "$folder/followed" || fail "the other process saw another event"
+
+heading "The mail as the server received it"
+[ -f "$mails/1.eml" ] || fail "the mail did not arrive"
+cat "$mails/1.envelope"
+echo
+tr -d '\r' <"$mails/1.eml"
+grep -q 'status changed from OPERATIONAL to FAILED' "$mails/1.eml" || fail "the mail says otherwise"
+
+heading "All steps worked"

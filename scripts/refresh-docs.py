@@ -1,0 +1,105 @@
+#!/usr/bin/python3
+"""Puts the real output of the current build into the documents.
+
+Usage: scripts/refresh-docs.py [BUILD-FOLDER]      (build/linux unless another is given)
+
+In README.md and Docs/*.md, the code block behind
+
+    <!-- output of: COMMAND -->
+
+is replaced with COMMAND and what it prints. Behind
+
+    <!-- meanwhile: COMMAND -->
+
+the next command shown is one that follows a log; COMMAND is run once it does. Commands of one
+document run in order, in one empty folder, with a mail server on port 2525 that keeps its mails in
+the folder "mails".
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PORT = "2525"
+PATIENCE_SECONDS = 60
+BLOCK = re.compile(
+    r"(?:<!-- meanwhile: (?P<meanwhile>[^\n]*) -->\n)?"
+    r"<!-- output of: (?P<command>[^\n]*) -->\n```[a-z]*\n.*?```\n",
+    re.DOTALL,
+)
+
+
+def start(command, folder, environment):
+    return subprocess.Popen(
+        ["bash", "-c", command],
+        cwd=folder,
+        env=environment,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        text=True,
+    )
+
+
+def output_of(command, meanwhile, folder, environment):
+    process = start(command, folder, environment)
+    shown = ""
+    if meanwhile:
+        while "following" not in shown:
+            line = process.stdout.readline()
+            if not line:
+                sys.exit(f"does not follow: {command}")
+            shown += line
+        other = start(meanwhile, folder, environment)
+        other.communicate(timeout=PATIENCE_SECONDS)
+        if other.returncode != 0:
+            sys.exit(f"failed: {meanwhile}")
+    shown += process.communicate(timeout=PATIENCE_SECONDS)[0]
+    if process.returncode != 0:
+        shown += f"(exit status {process.returncode})\n"
+    return shown
+
+
+def refresh(document, environment):
+    with tempfile.TemporaryDirectory() as folder:
+        mails = pathlib.Path(folder, "mails")
+        mails.mkdir()
+        server = subprocess.Popen(
+            ["/usr/bin/python3", ROOT / "scripts/demo-mail-server.py", mails, PORT],
+            stdout=subprocess.PIPE,
+        )
+        try:
+            if not server.stdout.readline():
+                sys.exit("cannot start the mail server")
+
+            def replacement(block):
+                command, meanwhile = block["command"], block["meanwhile"]
+                shown = output_of(command, meanwhile, folder, environment).replace("\r\n", "\n")
+                head = f"<!-- meanwhile: {meanwhile} -->\n" if meanwhile else ""
+                return f"{head}<!-- output of: {command} -->\n```\n$ {command}\n{shown}```\n"
+
+            text = document.read_text()
+            document.write_text(BLOCK.sub(replacement, text))
+        finally:
+            server.terminate()
+            server.wait()
+
+
+def main():
+    build = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build/linux").resolve()
+    tool = build / "Tool"
+    if not (tool / "ondrel").exists():
+        sys.exit(f"no command in {tool}: build it first")
+    environment = dict(os.environ, PATH=f"{tool}:{os.environ['PATH']}", LC_ALL="C.UTF-8")
+    for document in [ROOT / "README.md", *sorted((ROOT / "Docs").glob("*.md"))]:
+        if document.exists() and BLOCK.search(document.read_text()):
+            refresh(document, environment)
+            print(f"refreshed {document.relative_to(ROOT)}")
+
+
+if __name__ == "__main__":
+    main()
