@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace Pirsk::Internals {
@@ -20,85 +21,149 @@ unsigned int CaughtNumber() {
   }
 }
 
-}  // namespace
-
-ThreadState& ThreadState::Current() {
-  thread_local ThreadState state;
-  return state;
-}
-
-ErrorRecord& ThreadState::Start(std::uint32_t line) {
-  DropCaught();
-  ErrorRecord& record = m_inFlight.emplace_back();
-  record.uncaughtAtStart = std::uncaught_exceptions();
-  record.report.locations.push_back({{}, {}, line});
-  return record;
-}
-
-ErrorRecord& ThreadState::InHandler(const Exceptions::SOURCE_INFO& source) {
-  const unsigned int caught = CaughtNumber();
-  if (m_inFlight.empty() || (caught != 0 && m_inFlight.back().report.number != caught)) {
-    // Thrown by other means than a raise: nothing is known of it but its number.
-    ErrorRecord& record = m_inFlight.emplace_back();
-    record.uncaughtAtStart = std::uncaught_exceptions();
-    record.report.number = caught;
-    record.report.wasRaised = true;
-  }
-
-  ErrorRecord& record = m_inFlight.back();
-  auto& locations = record.report.locations;
+void AddLocation(Exceptions::CErrorReport& report, const Exceptions::SOURCE_INFO& source) {
+  const char* module = source.moduleInfo->Name();
+  auto& locations = report.locations;
   if (!locations.empty() && locations.front().file.empty()) {
     // A raise tells its line alone; its file and module are those of the first handler.
-    locations.front().module = source.moduleInfo->Name();
+    locations.front().module = module;
     locations.front().file = source.file;
   }
-  locations.push_back({source.moduleInfo->Name(), source.file, source.line});
+  locations.push_back({module, source.file, source.line});
+}
+
+}  // namespace
+
+void ErrorStack::Push(ErrorRecordPtr record) noexcept {
+  record->below = std::move(m_top);
+  m_top = std::move(record);
+}
+
+ErrorRecordPtr ErrorStack::Pop() noexcept {
+  ErrorRecordPtr record = std::move(m_top);
+  m_top = std::move(record->below);
   return record;
 }
 
-void ThreadState::Pass(ErrorRecord& record) {
-  m_passed.push_back(record.report);
-  if (m_passed.size() > kMostPassed) m_passed.pop_front();
-  End(record);
+ErrorRecordPtr ErrorStack::TakeOpen(unsigned int number) noexcept {
+  ErrorRecordPtr* place = &m_top;
+  while (*place && ((*place)->isOver || (*place)->report.number != number))
+    place = &(*place)->below;
+  ErrorRecordPtr record = std::move(*place);
+  if (record) *place = std::move(record->below);
+  return record;
 }
 
-void ThreadState::End(ErrorRecord& record) {
-  const auto found = std::find_if(m_inFlight.begin(), m_inFlight.end(),
-                                  [&](const ErrorRecord& other) { return &other == &record; });
-  if (found == m_inFlight.end()) return;
-  m_last = std::move(found->report);
-  m_inFlight.erase(found);
+void ErrorStack::Trim(std::size_t count) noexcept {
+  ErrorRecordPtr* place = &m_top;
+  while (*place && count-- > 0) place = &(*place)->below;
+  ErrorRecordPtr rest = std::move(*place);
+  while (rest) rest = std::move(rest->below);
 }
 
-void ThreadState::DropCaught() {
-  while (!m_inFlight.empty() && m_inFlight.back().uncaughtAtStart >= std::uncaught_exceptions()) {
-    m_last = std::move(m_inFlight.back().report);
-    m_inFlight.pop_back();
+ThreadState& ThreadState::Current() {
+  alignas(ThreadState) static thread_local std::byte storage[sizeof(ThreadState)];
+  static thread_local ThreadState* state = nullptr;
+  if (state == nullptr) {
+    state = ::new (static_cast<void*>(storage)) ThreadState;
+
+    // Errors may still be raised behind this, by objects that the thread destroys later. They are
+    // not remembered once they are over, for nothing would free them.
+    struct Ending {
+      ~Ending() {
+        state->m_isThreadEnding = true;
+        state->Forget();
+      }
+    };
+    static thread_local Ending ending;
+    static_cast<void>(ending);
   }
+  return *state;
 }
 
-std::optional<Exceptions::CErrorReport> ThreadState::Last() const {
-  if (!m_inFlight.empty()) return m_inFlight.back().report;
-  return m_last;
+void ThreadState::PutInFlight(ErrorRecordPtr record) noexcept {
+  RetireCaught();
+  record->uncaughtAtThrow = std::uncaught_exceptions();
+  record->report.wasRaised = true;
+  m_inFlight.Push(std::move(record));
+}
+
+ErrorRecordPtr ThreadState::TakeCaught(const Exceptions::SOURCE_INFO& source) {
+  const unsigned int caught = CaughtNumber();
+  const int uncaught = std::uncaught_exceptions();
+
+  // Errors of destructors that ran on the way to this handler are over. What was thrown below the
+  // same number of exceptions as are in flight now is this handler's; below fewer, it is the error
+  // during which this handler runs.
+  RetireFrom(uncaught + 1);
+  const ErrorRecord* top = m_inFlight.Top();
+  ErrorRecordPtr record;
+  if (top != nullptr && top->uncaughtAtThrow == uncaught && top->report.number == caught) {
+    record = m_inFlight.Pop();
+  } else {
+    // Thrown on by a handler that raised others meanwhile, or thrown by other means than a raise:
+    // then nothing is known of it but its number.
+    RetireFrom(uncaught);
+    record = m_earlier.TakeOpen(caught);
+    if (!record) {
+      record = std::make_unique<ErrorRecord>();
+      record->report.number = caught;
+      record->report.wasRaised = true;
+    }
+  }
+  AddLocation(record->report, source);
+  return record;
+}
+
+void ThreadState::Pass(ErrorRecordPtr record) noexcept {
+  record->report.wasRaised = false;
+  End(std::move(record));
+}
+
+void ThreadState::End(ErrorRecordPtr record) noexcept {
+  RetireCaught();
+  record->isOver = true;
+  Remember(std::move(record));
+}
+
+void ThreadState::RetireCaught() noexcept { RetireFrom(std::uncaught_exceptions()); }
+
+void ThreadState::RetireFrom(int depth) noexcept {
+  // The lowest goes last: it was in flight until after those above it.
+  while (m_inFlight.Top() != nullptr && m_inFlight.Top()->uncaughtAtThrow >= depth)
+    Remember(m_inFlight.Pop());
+}
+
+void ThreadState::Remember(ErrorRecordPtr record) noexcept {
+  if (m_isThreadEnding) return;
+  m_earlier.Push(std::move(record));
+  m_earlier.Trim(kMostEarlier);
+}
+
+const Exceptions::CErrorReport* ThreadState::Last() {
+  RetireFrom(std::uncaught_exceptions() + 1);
+  const ErrorRecord* last = m_inFlight.Top() != nullptr ? m_inFlight.Top() : m_earlier.Top();
+  return last != nullptr ? &last->report : nullptr;
 }
 
 const Exceptions::CErrorReport* ThreadState::Find(unsigned int number) const {
-  const auto found =
-      std::find_if(m_inFlight.rbegin(), m_inFlight.rend(),
-                   [number](const ErrorRecord& record) { return record.report.number == number; });
-  if (found != m_inFlight.rend()) return &found->report;
-  if (m_last && m_last->number == number) return &*m_last;
+  for (const ErrorStack* errors : {&m_inFlight, &m_earlier})
+    for (const ErrorRecord* record = errors->Top(); record; record = record->below.get())
+      if (record->report.number == number) return &record->report;
   return nullptr;
 }
 
 std::vector<Exceptions::CErrorReport> ThreadState::Passed() const {
-  return {m_passed.begin(), m_passed.end()};
+  std::vector<Exceptions::CErrorReport> passed;
+  for (const ErrorRecord* record = m_earlier.Top(); record; record = record->below.get())
+    if (!record->report.wasRaised) passed.push_back(record->report);
+  std::reverse(passed.begin(), passed.end());
+  return passed;
 }
 
-void ThreadState::Forget() {
-  m_inFlight.clear();
-  m_passed.clear();
-  m_last.reset();
+void ThreadState::Forget() noexcept {
+  m_inFlight.Clear();
+  m_earlier.Clear();
 }
 
 }  // namespace Pirsk::Internals

@@ -1,12 +1,15 @@
 #include "ErrorChain.h"
 #include "Instrumentation.h"
+#include "Printable.h"
 
 #include <Pirsk/Exceptions.h>
 
 #include <boost/format.hpp>
 
 #include <cstdio>
+#include <new>
 #include <ostream>
+#include <utility>
 
 namespace Pirsk::Internals {
 
@@ -30,26 +33,26 @@ std::string Hexadecimal(std::uint32_t number) {
 }  // namespace
 #endif
 
-CException::CException(Internals::ErrorRecord& record, bool raisingIsOff)
-    : m_record(record), m_raisingIsOff(raisingIsOff) {}
+CException::CException(std::unique_ptr<Internals::ErrorRecord> record, bool raisingIsOff)
+    : m_record(std::move(record)), m_raisingIsOff(raisingIsOff) {}
 
 CException::~CException() {
   PIRSK_RECORD("CException::~CException");
-  if (m_raisingIsOff) ThreadState::Current().Pass(m_record);
+  if (m_wasLetPass) ThreadState::Current().Pass(std::move(m_record));
 }
 
 CFormatStreamCurrExc CException::prepareThrow(std::uint32_t number) {
   PIRSK_RECORD("CException::prepareThrow(" + Hexadecimal(number) + ")");
-  m_record.report.number = number;
-  return {{m_record.report.detail, ""}, *this};
+  m_record->report.number = number;
+  return {{m_record->report.detail, ""}, *this};
 }
 
 CFormatStreamCurrExc CException::prepareThrow(std::uint32_t number, const boost::format& detail) {
   PIRSK_RECORD("CException::prepareThrow(" + Hexadecimal(number) + ", format " + detail.str() +
                ")");
-  m_record.report.number = number;
-  m_record.report.detail = detail.str();
-  return {{m_record.report.detail, ""}, *this};
+  m_record->report.number = number;
+  m_record->report.detail = detail.str();
+  return {{m_record->report.detail, ""}, *this};
 }
 
 CFormatStreamCurrExc CException::prepareThrow(std::uint32_t number, const NATIVE_ERROR& error,
@@ -57,36 +60,48 @@ CFormatStreamCurrExc CException::prepareThrow(std::uint32_t number, const NATIVE
   PIRSK_RECORD("CException::prepareThrow(" + Hexadecimal(number) + ", native {" +
                std::to_string(error.kind) + ", " + std::to_string(error.code) + "}, " +
                (detail == nullptr ? "null" : detail) + ")");
-  m_record.report.number = number;
-  m_record.report.systemError = error;
-  if (detail != nullptr) m_record.report.detail = detail;
-  return {{m_record.report.detail, ""}, *this};
+  m_record->report.number = number;
+  m_record->report.systemError = error;
+  if (detail != nullptr) m_record->report.detail = detail;
+  return {{m_record->report.detail, ""}, *this};
 }
 
 void CException::tryThrow() {
   PIRSK_RECORD("CException::tryThrow");
-  if (m_raisingIsOff) return;
-  m_record.report.wasRaised = true;
-  throw static_cast<unsigned int>(m_record.report.number);
+  if (m_raisingIsOff) {
+    // The stream for the detail is still open: the record leaves with this object.
+    m_wasLetPass = true;
+    return;
+  }
+  const unsigned int number = m_record->report.number;
+  ThreadState::Current().PutInFlight(std::move(m_record));
+  throw number;
 }
 
-CExceptionLog::CExceptionLog(Internals::ErrorRecord& record, bool raisingIsOff)
-    : m_record(record), m_raisingIsOff(raisingIsOff) {}
+CExceptionLog::CExceptionLog(std::unique_ptr<Internals::ErrorRecord> record, bool raisingIsOff)
+    : m_record(std::move(record)), m_raisingIsOff(raisingIsOff) {}
 
 CExceptionLog::~CExceptionLog() {
   PIRSK_RECORD("CExceptionLog::~CExceptionLog");
-  if (m_raisingIsOff) ThreadState::Current().Pass(m_record);
+  if (!m_record) return;
+  if (m_raisingIsOff) {
+    ThreadState::Current().Pass(std::move(m_record));
+  } else {
+    // Something else was thrown before the error could be handed on.
+    ThreadState::Current().End(std::move(m_record));
+  }
 }
 
 Output_Streams::CFormatStream CExceptionLog::Format(const char* format) {
   PIRSK_RECORD(std::string("CExceptionLog::Format(") + format + ")");
-  return Output_Streams::CFormatStream(m_record.report.contextLines.emplace_back(), format);
+  return Output_Streams::CFormatStream(m_record->report.contextLines.emplace_back(), format);
 }
 
 unsigned int CExceptionLog::tryThrow() {
   PIRSK_RECORD("CExceptionLog::tryThrow");
-  const unsigned int number = m_record.report.number;
+  const unsigned int number = m_record->report.number;
   if (m_raisingIsOff) return number;
+  ThreadState::Current().PutInFlight(std::move(m_record));
   throw number;
 }
 
@@ -95,6 +110,7 @@ unsigned int CExceptionLog::tryThrow() {
 namespace Pirsk::Threading {
 
 using Internals::ErrorRecord;
+using Internals::ErrorRecordPtr;
 using Internals::ThreadState;
 
 void CThrowState::Init() {
@@ -105,34 +121,43 @@ void CThrowState::Init() {
 
 void CThrowState::Restore() noexcept {
   PIRSK_RECORD("CThrowState::Restore");
-  // The call that the guard stood for is over, and with it every error that it let pass.
-  static_cast<ThreadState*>(this)->DropCaught();
+  // Nothing that was caught during the call can be thrown on behind it.
+  static_cast<ThreadState*>(this)->RetireCaught();
 }
 
 Exceptions::CException CThrowState::StartException(std::uint32_t line) {
   PIRSK_RECORD("CThrowState::StartException");
-  return Exceptions::CException(ThreadState::Current().Start(line), m_state != nullptr);
+  ErrorRecordPtr record = std::make_unique<ErrorRecord>();
+  record->report.locations.push_back({{}, {}, line});
+  return Exceptions::CException(std::move(record), m_state != nullptr);
 }
 
 unsigned int CThrowState::ThrowNext(const Exceptions::SOURCE_INFO& source) {
   PIRSK_RECORD("CThrowState::ThrowNext");
   ThreadState& state = ThreadState::Current();
-  ErrorRecord& record = state.InHandler(source);
-  const unsigned int number = record.report.number;
-  if (m_state == nullptr) throw number;
-  state.Pass(record);
-  return number;
+  ErrorRecordPtr record = state.TakeCaught(source);
+  const unsigned int number = record->report.number;
+  if (m_state != nullptr) {
+    state.Pass(std::move(record));
+    return number;
+  }
+  state.PutInFlight(std::move(record));
+  throw number;
 }
 
 Exceptions::CExceptionLog CThrowState::ContinueException(const Exceptions::SOURCE_INFO& source) {
   PIRSK_RECORD("CThrowState::ContinueException");
-  return Exceptions::CExceptionLog(ThreadState::Current().InHandler(source), m_state != nullptr);
+  return Exceptions::CExceptionLog(ThreadState::Current().TakeCaught(source), m_state != nullptr);
 }
 
 void CThrowState::EndException(const Exceptions::SOURCE_INFO& source) {
   PIRSK_RECORD("CThrowState::EndException");
   ThreadState& state = ThreadState::Current();
-  state.End(state.InHandler(source));
+  try {
+    state.End(state.TakeCaught(source));
+  } catch (const std::bad_alloc&) {
+    // Destructors end errors here. One that there is no memory to remember is over all the same.
+  }
 }
 
 CRaisingSwitchedOff::CRaisingSwitchedOff() {
@@ -159,24 +184,28 @@ CErrorReport WithText(CErrorReport report) {
 }  // namespace
 
 std::string CErrorReport::str() const {
+  using Internals::Printable;
   char numberText[32];
   std::snprintf(numberText, sizeof numberText, "error 0x%08X: ", static_cast<unsigned>(number));
-  std::string shown = numberText + text + "\n";
-  if (!detail.empty()) shown += "  detail: " + detail + "\n";
+  std::string shown = numberText + Printable(text) + "\n";
+  if (!detail.empty()) shown += "  detail: " + Printable(detail) + "\n";
   if (systemError) shown += "  system error: " + std::to_string(systemError->code) + "\n";
-  for (const std::string& line : contextLines) shown += "  in " + line + "\n";
+  for (const std::string& line : contextLines) shown += "  in " + Printable(line) + "\n";
   for (const Location& location : locations) {
-    const std::string& file = location.file;
-    shown += "  at " + file.substr(file.find_last_of("/\\") + 1) + ":" +
-             std::to_string(location.line) + "\n";
+    shown += "  at ";
+    if (!location.file.empty())
+      shown += std::string(Internals::FileName(location.file)) + ":";
+    else
+      shown += "line ";
+    shown += std::to_string(location.line) + "\n";
   }
   return shown;
 }
 
 std::optional<CErrorReport> LastError() {
-  std::optional<CErrorReport> report = ThreadState::Current().Last();
-  if (report) report = WithText(std::move(*report));
-  return report;
+  const CErrorReport* last = ThreadState::Current().Last();
+  if (last == nullptr) return std::nullopt;
+  return WithText(*last);
 }
 
 CErrorReport ReportOf(unsigned int number) {
@@ -188,7 +217,7 @@ CErrorReport ReportOf(unsigned int number) {
 
 std::vector<CErrorReport> PassedErrors() {
   std::vector<CErrorReport> reports = ThreadState::Current().Passed();
-  for (CErrorReport& report : reports) report = WithText(std::move(report));
+  for (CErrorReport& report : reports) report.text = Misc::ErrorText(report.number);
   return reports;
 }
 

@@ -3,17 +3,21 @@
 #include "LanguageFileParser.h"
 
 #include <Pirsk/LanguageFile.h>
-#include <Pirsk/Strings.h>
 
+#include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <system_error>
+#include <utility>
 
 namespace Pirsk::Language_Support {
 
 namespace {
 
-constexpr char kStandInText[] = "No information available for this error";
+constexpr std::uint32_t kFormatVersion = 1;
 constexpr std::size_t kLargestFile = std::size_t{1024} * 1024;
 
 // Guards the data directory and the first reading of every language file.
@@ -25,6 +29,9 @@ std::string DataDirectory() {
 }
 
 std::optional<std::string> ReadFile(const std::string& path) {
+  // Opening anything else could wait for ever.
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
   std::ifstream file(path, std::ios::binary);
   if (!file) return std::nullopt;
   std::string text;
@@ -44,61 +51,59 @@ struct CLanguageSupport::CLngFile::Contents {
   LanguageTexts texts;
 };
 
-CLanguageSupport::CLngFile::CLngFile(const char* fileName, std::uint32_t languageCode,
+CLanguageSupport::CLngFile::CLngFile(const char* fileName,
+                                     [[maybe_unused]] std::uint32_t languageCode,
                                      const char* encoding, std::uint32_t formatVersion,
                                      const char* const* texts, std::size_t count)
     : m_fileName(fileName),
-      m_languageCode(languageCode),
-      m_encoding(encoding),
-      m_formatVersion(formatVersion),
+      m_isFormKnown(std::strcmp(encoding, "utf-8") == 0 && formatVersion == kFormatVersion),
       m_texts(texts),
       m_count(count),
-      m_contents(nullptr) {
+      // Asked at load: later the host's lock on its modules, which a module being loaded holds when
+      // it registers, would be taken behind ours.
+      m_folder(Host::FolderOfModule(fileName)) {
   PIRSK_RECORD(std::string("CLngFile::CLngFile(") + fileName + ", " + std::to_string(languageCode) +
                ", " + encoding + ", " + std::to_string(formatVersion) + ", " +
                std::to_string(count) + ")");
 }
 
-CLanguageSupport::CLngFile::~CLngFile() {
-  PIRSK_RECORD("CLngFile::~CLngFile");
-  delete m_contents;
-}
+CLanguageSupport::CLngFile::~CLngFile() { PIRSK_RECORD("CLngFile::~CLngFile"); }
 
 const CLanguageSupport::CLngFile::Contents& CLanguageSupport::CLngFile::Load() const {
   const std::lock_guard lock(g_mutex);
-  if (m_contents != nullptr) return *m_contents;
+  if (m_contents) return *m_contents;
 
-  auto* contents = new Contents;
-  for (const std::string& folder : {Host::FolderOfModule(m_fileName), DataDirectory()}) {
-    if (folder.empty()) continue;
-    const std::string path = folder + "/" + m_fileName;
-    const std::optional<std::string> text = ReadFile(path);
-    if (!text) continue;
-    std::optional<LanguageTexts> parsed = ParseLanguageFile(*text, m_count);
-    if (!parsed) continue;
-    contents->path = path;
-    contents->texts = std::move(*parsed);
-    break;
+  Contents contents;
+  if (m_isFormKnown) {
+    for (const std::string& folder : {m_folder, DataDirectory()}) {
+      if (folder.empty()) continue;
+      std::string path = folder + "/" + m_fileName;
+      const std::optional<std::string> text = ReadFile(path);
+      if (!text) continue;
+      std::optional<LanguageTexts> parsed = ParseLanguageFile(*text, m_count);
+      if (!parsed) continue;
+      contents = {std::move(path), std::move(*parsed)};
+      break;
+    }
   }
-  m_contents = contents;
-  return *contents;
+  m_contents = std::make_unique<const Contents>(std::move(contents));
+  return *m_contents;
 }
 
 std::string CLanguageSupport::CLngFile::Text(std::size_t index) const {
-  if (m_count == 0) return kStandInText;
   if (index >= m_count) index = StandInIndex();
-  const Contents& contents = Load();
-  const auto found = contents.texts.find(index);
-  return found != contents.texts.end() ? found->second : m_texts[index];
+  const LanguageTexts& texts = Load().texts;
+  const auto found = texts.find(index);
+  const bool isGiven = found != texts.end() && !found->second.empty();
+  return isGiven ? found->second : m_texts[index];
 }
 
 std::string CLanguageSupport::CLngFile::Path() const { return Load().path; }
 
 void SetDataDirectory(const std::string& path) {
+  auto directory = std::make_unique<const std::string>(path);
   const std::lock_guard lock(g_mutex);
-  const auto* directory = new std::string(path);
-  delete g_dataDirectory;
-  g_dataDirectory = directory;
+  delete std::exchange(g_dataDirectory, directory.release());
 }
 
 }  // namespace Pirsk::Language_Support

@@ -2,8 +2,10 @@
 
 #include <Pirsk/Strings.h>
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
+#include <system_error>
 
 namespace Pirsk::Language_Support {
 

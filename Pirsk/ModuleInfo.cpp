@@ -3,6 +3,9 @@
 
 #include <Pirsk/ModuleInfo.h>
 
+#include <mutex>
+#include <shared_mutex>
+
 namespace Pirsk::Misc {
 
 namespace {
@@ -15,7 +18,7 @@ constexpr std::uint32_t ModuleOfError(std::uint32_t errorNumber) {
 
 }  // namespace
 
-constinit std::mutex CModuleRegistry::s_mutex;
+constinit std::shared_mutex CModuleRegistry::s_mutex;
 constinit CModuleInfo* CModuleRegistry::s_first = nullptr;
 
 void CModuleRegistry::Add(CModuleInfo& module) {

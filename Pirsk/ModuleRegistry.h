@@ -2,7 +2,7 @@
 
 #include <Pirsk/ModuleInfo.h>
 
-#include <mutex>
+#include <shared_mutex>
 
 namespace Pirsk::Misc {
 
@@ -12,11 +12,11 @@ public:
   static void Add(CModuleInfo& module);
   static void Remove(CModuleInfo& module);
 
-  /// Calls `use` with the module of this number, under the registry's lock; false when there is
-  /// none.
+  /// Calls `use` with the module of this number, which stays loaded meanwhile; false when there is
+  /// none. Uses do not wait for each other: one may be reading a language file.
   template <class Use>
   static bool With(std::uint32_t moduleNumber, Use use) {
-    const std::lock_guard lock(s_mutex);
+    const std::shared_lock lock(s_mutex);
     CModuleInfo* module = Find(moduleNumber);
     if (module == nullptr) return false;
     use(*module);
@@ -29,7 +29,7 @@ public:
 private:
   static CModuleInfo* Find(std::uint32_t moduleNumber);
 
-  static std::mutex s_mutex;
+  static std::shared_mutex s_mutex;
   static CModuleInfo* s_first;
 };
 

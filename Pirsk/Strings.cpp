@@ -3,8 +3,10 @@
 
 #include <Pirsk/Strings.h>
 
-#include <boost/locale/encoding_utf.hpp>
 #include <boost/locale/utf.hpp>
+
+#include <iterator>
+#include <utility>
 
 namespace Pirsk::Strings {
 

@@ -1,10 +1,10 @@
 #include "Host/Host.h"
 #include "Instrumentation.h"
+#include "Printable.h"
 
 #include <Pirsk/Trace.h>
 
 #include <atomic>
-#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -16,35 +16,43 @@ namespace {
 // Guards the sink and keeps its calls apart. The sink is held through a plain pointer so that
 // tracing works until the very end of the process.
 constinit std::mutex g_mutex;
-constinit Sink* g_sink = nullptr;
+constinit const Sink* g_sink = nullptr;
 constinit std::atomic<std::uint64_t> g_lostLines{0};
 
-thread_local bool t_isInSink = false;
+// The sink whose call is running on this thread, which then holds the lock.
+thread_local const Sink* t_running = nullptr;
 
 void HandOver(const Line& line) {
-  if (t_isInSink) return;
+  if (t_running != nullptr) return;
+  std::unique_ptr<const Sink> replaced;  // Destroyed when the lock is given back.
   const std::lock_guard lock(g_mutex);
   if (g_sink == nullptr) return;
-  t_isInSink = true;
+  t_running = g_sink;
   try {
-    (*g_sink)(line);
+    (*t_running)(line);
   } catch (...) {
     // A line is handed over from a destructor, so that nothing may go on from here.
     g_lostLines.fetch_add(1, std::memory_order_relaxed);
   }
-  t_isInSink = false;
+  if (g_sink != t_running) replaced.reset(t_running);
+  t_running = nullptr;
 }
 
 }  // namespace
 
 void SetSink(Sink sink) {
-  std::unique_ptr<Sink> next;
-  if (sink) next = std::make_unique<Sink>(std::move(sink));
-  std::unique_ptr<Sink> earlier;
-  {
-    const std::lock_guard lock(g_mutex);
+  std::unique_ptr<const Sink> next;
+  if (sink) next = std::make_unique<const Sink>(std::move(sink));
+
+  std::unique_ptr<const Sink> earlier;
+  if (t_running != nullptr) {
+    // Called by the sink: the lock is this thread's already, and the running sink must not go yet.
     earlier.reset(std::exchange(g_sink, next.release()));
+    if (earlier.get() == t_running) static_cast<void>(earlier.release());
+    return;
   }
+  const std::lock_guard lock(g_mutex);
+  earlier.reset(std::exchange(g_sink, next.release()));
 }
 
 std::uint64_t LostLines() { return g_lostLines.load(std::memory_order_relaxed); }
@@ -64,31 +72,11 @@ std::string Line::str() const {
     default:
       shown = std::to_string(level);
   }
-  const std::string path = file;
   shown += ' ';
   shown += module;
   shown += " [" + std::to_string(thread) + "] ";
-  shown += path.substr(path.find_last_of("/\\") + 1);
-  shown += ':' + std::to_string(this->line) + ' ';
-
-  // One line stays one line: its own line end goes, control characters within are shown escaped.
-  std::string_view message = text;
-  while (!message.empty() && (message.back() == '\n' || message.back() == '\r'))
-    message.remove_suffix(1);
-  for (const char character : message) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
-      shown += "\\n";
-    } else if (character == '\r') {
-      shown += "\\r";
-    } else if (character != '\t' && (byte < 0x20 || byte == 0x7F)) {
-      char escaped[5];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned>(byte));
-      shown += escaped;
-    } else {
-      shown += character;
-    }
-  }
+  shown += Internals::FileName(file);
+  shown += ':' + std::to_string(this->line) + ' ' + Internals::Printable(text);
   return shown;
 }
 
@@ -100,14 +88,18 @@ namespace Pirsk::Internals {
 
 CTraceStreamBuffer::CTraceStreamBuffer(std::uint32_t level, const Misc::CModuleInfo& module,
                                        const char* file, const char* function, std::uint32_t line)
-    : m_level(level), m_module(module), m_file(file), m_function(function), m_line(line) {
+    : m_errorState(Host::GetErrorState()),
+      m_level(level),
+      m_module(module),
+      m_file(file),
+      m_function(function),
+      m_line(line) {
   PIRSK_RECORD("CTraceStreamBuffer::CTraceStreamBuffer(" + std::to_string(level) + ", " +
                module.Name() + ", " + function + ")");
 }
 
 CTraceStreamBuffer::~CTraceStreamBuffer() {
   PIRSK_RECORD("CTraceStreamBuffer::~CTraceStreamBuffer");
-  const Host::ErrorStateKeeper keeper;
   Trace::HandOver({.time = std::chrono::system_clock::now(),
                    .thread = Host::ThreadNumber(),
                    .level = m_level,
@@ -116,6 +108,7 @@ CTraceStreamBuffer::~CTraceStreamBuffer() {
                    .function = m_function,
                    .line = m_line,
                    .text = m_message});
+  Host::SetErrorState(m_errorState);
 }
 
 Output_Streams::CFormatStream CTraceStreamBuffer::Format(const char* format) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,10 +28,13 @@ typedef basic_format<char, std::char_traits<char>, std::allocator<char>> format;
 
 namespace Pirsk::Threading {
 
-/// A counter that any thread may read without a lock.
+/// A counter that any thread may read and change without a lock.
 class CSyncCounter {
 public:
+  /// What it stands at.
   std::uint32_t Value() const noexcept { return m_value.load(std::memory_order_relaxed); }
+
+  /// Counts one up or down. Only the base library does.
   void Increment() noexcept { m_value.fetch_add(1, std::memory_order_relaxed); }
   void Decrement() noexcept { m_value.fetch_sub(1, std::memory_order_relaxed); }
 
@@ -48,7 +52,8 @@ struct ErrorRecord;
 
 /// What all threads share about raising.
 struct CThrowStateData {
-  /// Non-zero while some thread has switched raising off.
+  /// Non-zero while some thread has switched raising off. Modules read it, only the base library
+  /// writes it.
   PIRSK_API static Threading::CSyncCounter m_DisableCnt;
 };
 
@@ -64,20 +69,23 @@ struct NATIVE_ERROR {
 
 /// Where an error was handled. Static records, one for each handler.
 struct SOURCE_INFO {
-  const Misc::CModuleInfo* moduleInfo;
-  const char* file;
-  std::uint32_t line;
+  const Misc::CModuleInfo* moduleInfo;  ///< The module of the handler.
+  const char* file;                     ///< Path of its source file.
+  std::uint32_t line;                   ///< Line of the handler's own statement.
 };
 
 class CException;
 
-/// The stream for an error's detail, together with the error it belongs to.
+/// The stream for an error's detail, together with the error it belongs to. Destroyed before it.
 struct CFormatStreamCurrExc {
-  Output_Streams::CFormatStream stream;
-  CException& exception;
+  Output_Streams::CFormatStream stream;  ///< What is fed to it is added to the detail.
+  CException& exception;                 ///< The error that is to be thrown.
 };
 
-/// An error that is being raised.
+/// An error that is being raised. Belongs to the thread that started it.
+///
+/// Until it is thrown, other errors may come and go on the thread; an error that is given up before
+/// `tryThrow` leaves no trace.
 class CException {
 public:
   PIRSK_API virtual ~CException();
@@ -88,26 +96,29 @@ public:
   /// Fixes the number and opens the stream for the detail.
   PIRSK_API CFormatStreamCurrExc prepareThrow(std::uint32_t number);
 
-  /// The same with a formatted detail.
+  /// The same with a formatted detail. A format that is not completely fed throws what
+  /// `boost::format` throws.
   PIRSK_API CFormatStreamCurrExc prepareThrow(std::uint32_t number, const boost::format& detail);
 
   /// The same with the system's error and a detail, which may be null.
   PIRSK_API CFormatStreamCurrExc prepareThrow(std::uint32_t number, const NATIVE_ERROR& error,
                                               const char* detail);
 
-  /// Throws the number as an `unsigned int`. Returns when raising is switched off.
+  /// Throws the number as an `unsigned int`. Returns when raising is switched off. Called once,
+  /// last.
   PIRSK_API void tryThrow();
 
 private:
   friend class Threading::CThrowState;
 
-  CException(Internals::ErrorRecord& record, bool raisingIsOff);
+  CException(std::unique_ptr<Internals::ErrorRecord> record, bool raisingIsOff);
 
-  Internals::ErrorRecord& m_record;
+  std::unique_ptr<Internals::ErrorRecord> m_record;  // Null once the error is on its way.
   bool m_raisingIsOff;
+  bool m_wasLetPass = false;
 };
 
-/// An error that a handler hands on with a line of its own.
+/// An error that a handler hands on with a line of its own. Belongs to the thread of the handler.
 class CExceptionLog {
 public:
   PIRSK_API virtual ~CExceptionLog();
@@ -115,18 +126,18 @@ public:
   CExceptionLog(const CExceptionLog&) = delete;
   CExceptionLog& operator=(const CExceptionLog&) = delete;
 
-  /// Adds a context line to the error.
+  /// Adds a context line to the error. The stream is destroyed before the next line is begun.
   PIRSK_API virtual Output_Streams::CFormatStream Format(const char* format);
 
-  /// Throws the error on; with raising switched off yields its number.
+  /// Throws the error on; with raising switched off yields its number. Called once, last.
   PIRSK_API unsigned int tryThrow();
 
 private:
   friend class Threading::CThrowState;
 
-  CExceptionLog(Internals::ErrorRecord& record, bool raisingIsOff);
+  CExceptionLog(std::unique_ptr<Internals::ErrorRecord> record, bool raisingIsOff);
 
-  Internals::ErrorRecord& m_record;
+  std::unique_ptr<Internals::ErrorRecord> m_record;  // Null once the error is on its way again.
   bool m_raisingIsOff;
 };
 
@@ -140,9 +151,12 @@ namespace Pirsk::Threading {
 /// call: if it is, raises come back and the function goes on.
 class CThrowState {
 public:
-  CThrowState() noexcept(false) : m_state(nullptr) {
+  /// Enters the function.
+  CThrowState() : m_state(nullptr) {
     if (Internals::CThrowStateData::m_DisableCnt.Value() != 0) Init();
   }
+
+  /// Leaves the function, by whatever path.
   ~CThrowState() {
     if (m_state != nullptr) m_state->Restore();
   }
@@ -156,17 +170,19 @@ public:
   /// Ends what `Init` began. Called on the state that the guard points to.
   PIRSK_API void Restore() noexcept;
 
-  /// Starts a new error at this line of the calling function's file.
+  /// Starts a new error at this line of the calling function's file. The error is the caller's own
+  /// until it is thrown.
   PIRSK_API Exceptions::CException StartException(std::uint32_t line);
 
-  /// Within a handler: adds the location to the error in flight and throws it on. With raising
-  /// switched off yields its number.
+  /// Within a handler for `unsigned int`: adds the location to the error in flight and throws it
+  /// on. With raising switched off yields its number. A number that was not raised here but thrown
+  /// by other means is an error of which nothing else is known.
   PIRSK_API unsigned int ThrowNext(const Exceptions::SOURCE_INFO& source);
 
   /// Within a handler: as `ThrowNext`, but lets the handler add a context line first.
   PIRSK_API Exceptions::CExceptionLog ContinueException(const Exceptions::SOURCE_INFO& source);
 
-  /// Within a handler: adds the location and ends the error in flight.
+  /// Within a handler: adds the location and ends the error in flight. Throws nothing.
   PIRSK_API void EndException(const Exceptions::SOURCE_INFO& source);
 
 protected:
@@ -179,6 +195,9 @@ private:
 
 /// Switches raising off for the calling thread while it lives; others keep raising. May be nested.
 /// Lives and dies on one thread. A library call that is running is not affected.
+///
+/// A call then returns where it would have raised: it goes on as though no error had been found,
+/// and `Exceptions::PassedErrors` tells what it met.
 class CRaisingSwitchedOff {
 public:
   PIRSK_API CRaisingSwitchedOff();
@@ -192,7 +211,8 @@ public:
 
 namespace Pirsk::Exceptions {
 
-/// All that is known of one module error.
+/// All that is known of one module error. Holds nothing of the module: it may be read and kept
+/// after the module was unloaded.
 struct CErrorReport {
   /// A place that the error came from or passed through.
   struct Location {
@@ -202,7 +222,7 @@ struct CErrorReport {
   };
 
   std::uint32_t number = 0;                 ///< The value that was thrown.
-  std::string text;                         ///< Its catalogue text.
+  std::string text;                         ///< Its catalogue text, UTF-8.
   std::string detail;                       ///< What the raise added; may be empty.
   std::optional<NATIVE_ERROR> systemError;  ///< The system's error, if one was the reason.
   std::vector<Location> locations;          ///< The raise, then the handlers in order.
@@ -210,22 +230,23 @@ struct CErrorReport {
   bool wasRaised = false;                   ///< False for one that raising switched off let pass.
 
   /// The report as lines of text, each with a line end: number and text, detail, system error,
-  /// context lines, locations.
+  /// context lines, locations. Control characters within are shown escaped.
   PIRSK_API std::string str() const;
 };
 
-/// The module error that the calling thread raised last, if there was one since `ForgetErrors`.
+/// The module error that the calling thread met last, if there was one since `ForgetErrors`.
 ///
-/// Also holds for an error that raising switched off let pass (the last one of the last call), and
-/// for one that a destructor ended.
+/// In a handler that is the error caught; behind it, the error that was caught, ended by a
+/// destructor or let pass last. The catalogue text is looked up when asked for: with the module
+/// unloaded it is the stand-in text.
 PIRSK_API std::optional<CErrorReport> LastError();
 
-/// The module error of this number that the calling thread raised last; what a handler that caught
-/// `number` asks. A report of the number and its text alone when the thread's chain has none.
+/// The module error of this number that the calling thread met last, among its latest 64; what a
+/// handler that caught `number` asks. A report of the number and its text alone when there is none.
 PIRSK_API CErrorReport ReportOf(unsigned int number);
 
 /// The errors that raising switched off let pass on this thread since `ForgetErrors`, oldest first;
-/// the latest 64 of them.
+/// those among the latest 64 errors of the thread.
 PIRSK_API std::vector<CErrorReport> PassedErrors();
 
 /// Empties the calling thread's error chain.

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace Pirsk::Language_Support {
@@ -20,19 +21,23 @@ public:
 
   /// A module's language file and the texts that stand in for it.
   ///
-  /// The file is UTF-8 text of lines `index = text`; blank lines and lines that begin with `#` are
-  /// passed over. It is looked for in the folder of the module's own file, then in the data
-  /// directory, and read when a text is first asked for. A file that is missing, is not UTF-8, or
-  /// has a line of another form, an index beyond the table or an index twice counts as absent as a
-  /// whole; an index that a good file does not have takes the built-in text.
+  /// The file is UTF-8 text, with or without a byte order mark, of lines `index = text` that end
+  /// with LF or CR LF. Blanks around index and text don't count; blank lines and lines that begin
+  /// with `#` are passed over. It is looked for in the folder of the module's own file, then in the
+  /// data directory, and read once, when a text is first asked for.
   ///
-  /// `Text` may be called from any thread.
+  /// A file that is missing, is larger than 1 MiB or not UTF-8, or has a line of another form, an
+  /// index beyond the table or an index twice counts as absent as a whole; an index that a good
+  /// file does not have, or has without a text, takes the built-in text.
+  ///
+  /// `Text` and `Path` may be called from any thread.
   class CLngFile {
   public:
-    /// Binds the file `fileName` of the language `languageCode` (two letters, the first in the high
-    /// byte) in `encoding` to the built-in `texts`, `count` of them; the last is the stand-in for
-    /// errors without a text of their own. `formatVersion` is the version of the file's form, 1.
-    /// All arguments have static storage in the module.
+    /// Binds the file `fileName` to the built-in `texts` in the language `languageCode` (two
+    /// letters, the first in the high byte), `count` of them and at least one; the last is the
+    /// stand-in for errors without a text of their own. A file is only looked for when `encoding`
+    /// is "utf-8" and `formatVersion`, the version of the file's form, is 1. All arguments have
+    /// static storage in the module.
     PIRSK_API CLngFile(const char* fileName, std::uint32_t languageCode, const char* encoding,
                        std::uint32_t formatVersion, const char* const* texts, std::size_t count);
     PIRSK_API ~CLngFile();
@@ -56,17 +61,17 @@ public:
     const Contents& Load() const;
 
     const char* m_fileName;
-    std::uint32_t m_languageCode;
-    const char* m_encoding;
-    std::uint32_t m_formatVersion;
+    bool m_isFormKnown;
     const char* const* m_texts;
     std::size_t m_count;
-    mutable const Contents* m_contents;  // Null until a text is first asked for.
+    std::string m_folder;                                // Of the module's file.
+    mutable std::unique_ptr<const Contents> m_contents;  // Null until a text is first asked for.
   };
 };
 
 /// Sets the folder in which language files are looked for behind the module's own; takes effect for
-/// modules whose file has not been read yet. Initially the data directory of the installation.
+/// modules whose file has not been read yet. Initially the data directory of the installation; the
+/// empty text for none. May be called from any thread.
 PIRSK_API void SetDataDirectory(const std::string& path);
 
 }  // namespace Pirsk::Language_Support

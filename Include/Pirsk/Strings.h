@@ -5,11 +5,12 @@
 #include <cstddef>
 #include <string>
 
+/// Text conversion. All functions may be called from any thread.
 namespace Pirsk::Strings {
 
 /// Converts text in the host's narrow code page to UTF-8. On Linux that is the character set of the
-/// program's locale. A byte that has no character there becomes U+FFFD. `text` and `result` may be
-/// one object.
+/// locale in force (`setlocale`, `uselocale`); where the host does not know it, ASCII. A byte that
+/// has no character there becomes U+FFFD. `text` and `result` may be one object.
 PIRSK_API void ToUTF8(const std::string& text, std::string& result);
 
 /// Converts zero-terminated wide text (UTF-16 where `wchar_t` has 16 bits, else UTF-32) to UTF-8.

@@ -11,8 +11,8 @@ namespace Pirsk::Host {
 /// The host's number of the calling thread.
 std::uint64_t ThreadNumber();
 
-/// Folder of the loaded file that holds this address, without a closing separator; empty when the
-/// host does not tell.
+/// Folder of the loaded file that holds this address, as an absolute path without a closing
+/// separator; empty when the host does not tell.
 std::string FolderOfModule(const void* address);
 
 /// Converts text in the narrow code page to UTF-8; a byte without a character becomes U+FFFD.
@@ -21,26 +21,10 @@ std::string NarrowToUtf8(const std::string& text);
 /// A sink on the host's journal; null when the host has none.
 Trace::Sink MakeJournalSink(const std::string& identifier);
 
-/// The calling thread's error state as the host keeps it (`errno`, the last-error number).
-struct ErrorState {
-  int errnoValue;
-  std::uint32_t lastError;
-};
+using Internals::ErrorState;
 
+/// The calling thread's error state, and putting it back.
 ErrorState GetErrorState() noexcept;
 void SetErrorState(const ErrorState& state) noexcept;
-
-/// Keeps the calling thread's error state as it is when built, and puts it back when destroyed.
-class ErrorStateKeeper {
-public:
-  ErrorStateKeeper() noexcept : m_state(GetErrorState()) {}
-  ~ErrorStateKeeper() { SetErrorState(m_state); }
-
-  ErrorStateKeeper(const ErrorStateKeeper&) = delete;
-  ErrorStateKeeper& operator=(const ErrorStateKeeper&) = delete;
-
-private:
-  ErrorState m_state;
-};
 
 }  // namespace Pirsk::Host

@@ -1,18 +1,19 @@
 #include "Host/Host.h"
 
-#include <Pirsk/Strings.h>
-
 #include <iconv.h>
 #include <spdlog/sinks/systemd_sink.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <dlfcn.h>
+#include <filesystem>
 #include <langinfo.h>
 #include <memory>
+#include <string_view>
 #include <syslog.h>
+#include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace Pirsk::Host {
 
@@ -33,29 +34,37 @@ public:
   bool IsOpen() const { return m_handle != reinterpret_cast<iconv_t>(-1); }
 
   std::string Convert(const std::string& text) {
-    std::string result;
-    std::array<char, 1024> part;
+    m_result.clear();
     char* in =
         const_cast<char*>(text.data());  // iconv takes its input as non-const; it only reads.
     std::size_t inLeft = text.size();
     while (inLeft > 0) {
-      char* out = part.data();
-      std::size_t outLeft = part.size();
-      const std::size_t outcome = iconv(m_handle, &in, &inLeft, &out, &outLeft);
-      const int reason = errno;
-      result.append(part.data(), part.size() - outLeft);
-      if (outcome == static_cast<std::size_t>(-1) && reason != E2BIG) {
+      if (!Step(&in, &inLeft) && errno != E2BIG) {
         // An impossible or a cut-off sequence: one byte of it is given up.
-        result += kReplacementCharacter;
+        m_result += kReplacementCharacter;
         ++in;
         --inLeft;
       }
     }
-    return result;
+    // Some code pages hold a character back until they have seen what follows it.
+    Step(nullptr, nullptr);
+    return std::move(m_result);
   }
 
 private:
+  bool Step(char** in, std::size_t* inLeft) {
+    std::array<char, 1024> part;
+    char* out = part.data();
+    std::size_t outLeft = part.size();
+    const std::size_t outcome = iconv(m_handle, in, inLeft, &out, &outLeft);
+    const int reason = errno;
+    m_result.append(part.data(), part.size() - outLeft);
+    errno = reason;
+    return outcome != static_cast<std::size_t>(-1);
+  }
+
   iconv_t m_handle;
+  std::string m_result;
 };
 
 }  // namespace
@@ -65,9 +74,12 @@ std::uint64_t ThreadNumber() { return static_cast<std::uint64_t>(gettid()); }
 std::string FolderOfModule(const void* address) {
   Dl_info info{};
   if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) return {};
-  const std::string path = info.dli_fname;
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash);
+  std::filesystem::path file = info.dli_fname;
+  std::error_code error;
+  // The program itself goes by the name that it was called with; libraries go by their path.
+  if (!file.has_parent_path()) file = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) file = std::filesystem::absolute(file, error);
+  return error ? std::string() : file.parent_path().string();
 }
 
 std::string NarrowToUtf8(const std::string& text) {
@@ -81,11 +93,13 @@ Trace::Sink MakeJournalSink(const std::string& identifier) {
   return [sink](const Trace::Line& line) {
     const spdlog::source_loc where{line.file, static_cast<int>(line.line), line.function};
     const auto level = line.level == Misc::kTraceError ? spdlog::level::err : spdlog::level::debug;
-    sink->log(spdlog::details::log_msg(line.time, where, line.module, level, line.text));
+    // The line end that some messages carry is no part of a journal entry.
+    const std::string_view text(line.text.data(), line.text.find_last_not_of("\r\n") + 1);
+    sink->log(spdlog::details::log_msg(line.time, where, line.module, level, text));
   };
 }
 
-ErrorState GetErrorState() noexcept { return {errno, 0}; }
+ErrorState GetErrorState() noexcept { return {.errnoValue = errno, .lastError = 0}; }
 
 void SetErrorState(const ErrorState& state) noexcept { errno = state.errnoValue; }
 
