@@ -61,7 +61,7 @@ constexpr EventMessageTableBytes MakeEventMessageTable() {
 
 }  // namespace
 
-ONDREL_IN_MESSAGE_SECTION alignas(4) constexpr EventMessageTableBytes g_eventMessageTable =
-    MakeEventMessageTable();
+alignas(4) ONDREL_IN_MESSAGE_SECTION
+    constexpr EventMessageTableBytes g_eventMessageTable = MakeEventMessageTable();
 
 }  // namespace Ondrel
