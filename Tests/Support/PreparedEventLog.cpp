@@ -36,12 +36,13 @@ std::string Call(const std::string& operation, const std::vector<std::string>& a
   return call + ")";
 }
 
+// The insert texts up to the first null entry; a message can ask for 99 at most.
 std::string InsertsUpToNull(char** arguments) {
   if (arguments == nullptr) return "none";
   std::string shown = "[";
-  for (; *arguments != nullptr; ++arguments) {
-    if (shown.back() != '[') shown += '|';
-    shown += *arguments;
+  for (std::size_t index = 0; index < 99 && arguments[index] != nullptr; ++index) {
+    if (index != 0) shown += '|';
+    shown += arguments[index];
   }
   return shown + "]";
 }

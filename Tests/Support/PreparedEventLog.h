@@ -11,6 +11,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Ondrel::Testing {
@@ -43,6 +44,9 @@ public:
   PreparedEventLog(const PreparedEventLog&) = delete;
   PreparedEventLog& operator=(const PreparedEventLog&) = delete;
 
+  /// Adds a call to the record: what else a test watches, in one order with the host's operations.
+  void Record(std::string call) { m_calls.push_back(std::move(call)); }
+
   /// The calls since the last time it was asked.
   std::vector<std::string> TakeCalls();
 
@@ -74,8 +78,6 @@ public:
   std::function<bool(std::size_t size)> memoryIsShort;  ///< True lets an allocation fail.
 
 private:
-  void Record(std::string call) { m_calls.push_back(std::move(call)); }
-
   Host::EventLogOperations Operations();
   Host::MemoryOperations MemoryOperations();
   int Read(void* eventLog, ULong flags, ULong offset, void* buffer, ULong bytesToRead,
