@@ -1,6 +1,7 @@
 #include "Host/EventLogOperations.h"
 #include "Host/Immortal.h"
 #include "Host/Linux/EventLogBackend.h"
+#include "Host/Linux/EventRecord.h"
 #include "Host/Linux/EventStore.h"
 #include "Host/Linux/HandleTable.h"
 #include "Host/Linux/HostChoice.h"
@@ -8,6 +9,7 @@
 #include "Host/Linux/LastError.h"
 #include "Host/Linux/MessageModules.h"
 
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -59,7 +61,9 @@ ULong Answered(Operation operation) {
 ULong CheckNames(const char* server, const char* name) {
   // There is no way to the event log of another machine.
   if (server != nullptr) return ERROR_NOT_SUPPORTED;
-  return name == nullptr || *name == '\0' ? ERROR_INVALID_PARAMETER : ERROR_SUCCESS;
+  if (name == nullptr || *name == '\0' || std::strlen(name) > kLongestName)
+    return ERROR_INVALID_PARAMETER;
+  return ERROR_SUCCESS;
 }
 
 template <class Object>

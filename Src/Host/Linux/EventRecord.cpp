@@ -1,6 +1,8 @@
 #include "Host/Linux/EventRecord.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace Ondrel::Host {
 
@@ -9,10 +11,28 @@ namespace {
 constexpr DWORD kRecordMark = 0x654C664C;  // "LfLe"
 constexpr std::size_t kAlignment = sizeof(DWORD);
 
-void AppendText(std::vector<std::byte>& image, const std::string& text) {
-  const std::size_t length = std::strlen(text.c_str()) + 1;
-  const auto* bytes = reinterpret_cast<const std::byte*>(text.c_str());
-  image.insert(image.end(), bytes, bytes + length);
+// The text up to its first zero byte, cut to `limit` bytes.
+std::string_view Cut(const std::string& text, std::size_t limit) {
+  std::string_view cut = text.c_str();
+  if (cut.size() <= limit) return cut;
+  std::size_t length = limit;
+  // The bytes that go on a character begin with the bits 10; a character has at most three of them.
+  for (int i = 0; i < 3 && length > 0 && (static_cast<unsigned char>(cut[length]) & 0xC0) == 0x80;
+       ++i)
+    --length;
+  return cut.substr(0, length);
+}
+
+void AppendText(std::vector<std::byte>& image, std::string_view text) {
+  const auto* bytes = reinterpret_cast<const std::byte*>(text.data());
+  image.insert(image.end(), bytes, bytes + text.size());
+  image.push_back(std::byte{0});
+}
+
+// Bytes left for texts and data behind what the record holds already.
+std::size_t Room(const std::vector<std::byte>& image) {
+  constexpr std::size_t kEnd = kAlignment + sizeof(DWORD);
+  return image.size() + kEnd < kLongestRecord ? kLongestRecord - kEnd - image.size() : 0;
 }
 
 void Align(std::vector<std::byte>& image) {
@@ -37,17 +57,22 @@ std::vector<std::byte> ComposeEventRecord(const EventRecord& record) {
   header.EventID = record.id;
   header.EventType = record.type;
   header.EventCategory = record.category;
-  header.NumStrings = static_cast<WORD>(record.strings.size());
 
-  AppendText(image, record.source);
-  AppendText(image, record.computer);
+  AppendText(image, Cut(record.source, kLongestName));
+  AppendText(image, Cut(record.computer, kLongestName));
   Align(image);
   header.UserSidOffset = static_cast<DWORD>(image.size());
   header.StringOffset = static_cast<DWORD>(image.size());
-  for (const std::string& text : record.strings) AppendText(image, text);
+  for (const std::string& text : record.strings) {
+    const std::size_t room = Room(image);
+    if (room == 0) break;
+    AppendText(image, Cut(text, std::min(kLongestString, room - 1)));
+    ++header.NumStrings;
+  }
   header.DataOffset = static_cast<DWORD>(image.size());
-  header.DataLength = static_cast<DWORD>(record.data.size());
-  image.insert(image.end(), record.data.begin(), record.data.end());
+  header.DataLength = static_cast<DWORD>(std::min(record.data.size(), Room(image)));
+  image.insert(image.end(), record.data.begin(),
+               record.data.begin() + static_cast<std::ptrdiff_t>(header.DataLength));
   Align(image);
 
   header.Length = static_cast<DWORD>(image.size() + sizeof(DWORD));

@@ -9,6 +9,16 @@
 
 namespace Ondrel::Host {
 
+/// Bytes of the longest record. A reader asks for 65536 bytes at a time and gets the record it has
+/// seen last in front of the new ones: two records have to fit.
+inline constexpr std::size_t kLongestRecord = 32768;
+
+/// Bytes of the longest insertion string, as the published limit has it.
+inline constexpr std::size_t kLongestString = 31839;
+
+/// Bytes of the longest source or computer name.
+inline constexpr std::size_t kLongestName = 255;
+
 /// What a record of an event log says.
 struct EventRecord {
   ULong number = 0;

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Support/Process.h"
+
+#include <memory>
+#include <string>
+
+namespace Ondrel::Testing {
+
+/// A journal that takes entries while the object lives: the host's own where one runs, else a
+/// journal daemon started for the purpose (which takes root) and ended again.
+class JournalDaemon {
+public:
+  JournalDaemon();
+  ~JournalDaemon();
+
+  JournalDaemon(const JournalDaemon&) = delete;
+  JournalDaemon& operator=(const JournalDaemon&) = delete;
+
+  /// Waits until what was sent so far can be read.
+  static void Sync();
+
+  /// Runs journalctl and gives what it printed. Throws when it fails.
+  static std::string Control(const std::vector<std::string>& arguments);
+
+private:
+  std::unique_ptr<Process> m_daemon;
+};
+
+}  // namespace Ondrel::Testing
