@@ -7,10 +7,11 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <systemd/sd-journal.h>
 
 #include <cstring>
 #include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <vector>
 
@@ -203,10 +204,10 @@ TEST_F(Journal, CutsATextThatNoRecordCanHoldAndReadsOn) {
 
   const std::vector<CSystemEvent_Win> events = ReadAll(reader);
   ASSERT_EQ(events.size(), 3u);
-  EXPECT_EQ(events[0].args, std::vector<std::string>{std::string(31839, 'x')});
-  EXPECT_EQ(events[1].args, std::vector<std::string>{std::string(31839, 'y')});
+  EXPECT_TRUE(events[0].args.at(0) == std::string(31839, 'x'));
+  EXPECT_TRUE(events[1].args.at(0) == std::string(31839, 'y'));
   EXPECT_EQ(events[2].args, std::vector<std::string>{"behind them"});
-  EXPECT_EQ(Entries(Source()).at(0)["MESSAGE"], std::string(300'000, 'x'));
+  EXPECT_TRUE(Entries(Source()).at(0)["MESSAGE"] == std::string(300'000, 'x'));
 }
 
 TEST_F(Journal, ReportsOfManyBuffersComeInOrderAndOnce) {
