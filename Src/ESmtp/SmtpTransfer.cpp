@@ -20,8 +20,8 @@ namespace {
 constexpr const char* kSend = "Ondrel::CSmtp::Send";
 
 // libcurl's upload buffer as it is and as large as it may be made, in bytes.
-constexpr std::size_t kDefaultUploadBuffer = 64 * 1024;
-constexpr std::size_t kLargestUploadBuffer = 2 * 1024 * 1024;
+constexpr std::size_t kDefaultUploadBuffer = std::size_t{64} * 1024;
+constexpr std::size_t kLargestUploadBuffer = std::size_t{2} * 1024 * 1024;
 
 // The transcript's lines by curl_infotype.
 constexpr const char* kTranscriptLines[] = {

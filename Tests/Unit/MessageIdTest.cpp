@@ -1,9 +1,9 @@
 #include "ESmtp/MessageId.h"
 
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <stdexcept>
 #include <string>
 
@@ -50,9 +50,8 @@ TEST(MessageId, BadCastOfTheSecondAttemptReachesTheCallerToo) {
 }
 
 TEST(MessageId, IsARandomUuidOfVersion4) {
-  EXPECT_TRUE(std::regex_match(
-      MessageIdentifier(),
-      std::regex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}")));
+  EXPECT_THAT(MessageIdentifier(), ::testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
+                                                           "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
 }
 
 TEST(MessageId, IsAnotherOneEachTime) { EXPECT_NE(MessageIdentifier(), MessageIdentifier()); }

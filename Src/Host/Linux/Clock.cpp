@@ -1,12 +1,12 @@
 #include "Host/ClockOperations.h"
 
-#include <time.h>
+#include <ctime>
 
 namespace Ondrel::Host {
 
 ClockOperations MakeClockOperations() {
   return ClockOperations{
-      .CurrentTime = [] { return time(nullptr); },
+      .CurrentTime = [] { return std::time(nullptr); },
       .LocalTime =
           [](std::time_t time, std::tm& local) {
             // localtime_r alone need not look at the zone anew.
