@@ -1,5 +1,5 @@
-#include "Frame/RecordedFrame.h"
 #include "Module.h"
+#include "RecordedFrame.h"
 
 #include <Ondrel/SystemLog.h>
 #include <Pirsk/Exceptions.h>
