@@ -185,11 +185,10 @@ private:
 
 void AddAlertCommand(CLI::App& app, Work& chosen) {
   CLI::App* const alert = AddSubcommand(
-      app, "alert", "Take a status change the whole way: event, event log, mail, read back");
-  alert->footer(
+      app, "alert", "Take a status change the whole way: event, event log, mail, read back",
       "Mail is sent when --server is given. A step that fails does not keep the others from\n"
       "happening. Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an\n"
-      "error was raised in a step. The first record of a log is not shown by the read back.");
+      "error was raised in a step. The first record of a log is not shown by the read back.\n");
   const auto options = std::make_shared<AlertOptions>();
   AddStatusChange(*alert, options->change);
   alert->add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")

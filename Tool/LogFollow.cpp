@@ -108,11 +108,11 @@ int FollowLog(const GlobalOptions& globals, const FollowOptions& options) {
 }  // namespace
 
 void AddLogFollowCommand(CLI::App& log, Work& chosen) {
-  CLI::App* const follow = AddSubcommand(log, "follow", "Show new events of a log as they come");
-  follow->footer(
+  CLI::App* const follow = AddSubcommand(
+      log, "follow", "Show new events of a log as they come",
       "Events that stand in the log already are not shown; while the log has none at all, its\n"
       "first is waited for and counts as standing there. An interrupt ends the command with 0.\n"
-      "With --count, --timeout passing first ends it with 1.");
+      "With --count, --timeout passing first ends it with 1.\n");
   const auto options = std::make_shared<FollowOptions>();
   follow->add_option("LOG", options->log, "Log to follow")->required();
   AddRepeated(*follow, "--source", options->sources,

@@ -67,7 +67,8 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
 }  // namespace
 
 void AddLogReportCommand(CLI::App& log, Work& chosen) {
-  CLI::App* const report = AddSubcommand(log, "report", "Write one event into a log");
+  CLI::App* const report = AddSubcommand(log, "report", "Write one event into a log",
+                                         "A TEXT that begins with - stands behind --.\n");
   const auto options = std::make_shared<ReportOptions>();
   report->add_option("LOG", options->log, "Log, which is also the event's source")->required();
   AddNumber(

@@ -42,7 +42,8 @@ int Send(const GlobalOptions& globals, const LetterOptions& options) {
 }  // namespace
 
 void AddMailCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const mail = AddSubcommand(app, "mail", "Send one plain-text mail");
+  CLI::App* const mail = AddSubcommand(app, "mail", "Send one plain-text mail",
+                                       "Exit status: 0 the mail was sent, 1 it was not.\n");
   const auto options = std::make_shared<LetterOptions>();
   AddMailOptions(*mail, options->mail, false);
   mail->add_option("--subject", options->subject, "Text of the Subject line")

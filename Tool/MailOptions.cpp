@@ -5,7 +5,6 @@
 #include <array>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 namespace Tool {
 
@@ -158,14 +157,17 @@ std::string OutcomeText(const MailOptions& options, const MailOutcome& outcome) 
 }
 
 std::string ReadWholeFile(const std::string& path) {
-  if (path == "-") {
-    return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  }
-  std::ifstream file(path, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ifstream file;
+  if (path != "-") file.open(path, std::ios::binary);
+  std::istream& source = path == "-" ? std::cin : file;
+
+  std::string content;
+  char bytes[4096];
+  while (source.read(bytes, sizeof bytes) || source.gcount() > 0)
+    content.append(bytes, static_cast<std::size_t>(source.gcount()));
   // Opening a folder succeeds on some hosts; reading it then fails.
-  if (!file.is_open() || file.bad()) throw UsageError("cannot read " + path);
-  return bytes;
+  if (!source.eof() || source.bad()) throw UsageError("cannot read " + path);
+  return content;
 }
 
 }  // namespace Tool

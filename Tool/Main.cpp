@@ -19,7 +19,7 @@ constexpr const char* kExitStatuses =
 
 void AddCommands(CLI::App& app, Work& chosen) {
   AddStatusCommand(app, chosen);
-  CLI::App* const log = AddSubcommand(app, "log", "Write and follow system event logs");
+  CLI::App* const log = AddSubcommand(app, "log", "Write and follow system event logs", "");
   AddLogReportCommand(*log, chosen);
   AddLogFollowCommand(*log, chosen);
   AddMailCommand(app, chosen);

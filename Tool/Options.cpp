@@ -106,8 +106,14 @@ CLI::Validator IsOneLine() {
       "");
 }
 
-CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description) {
-  return parent.add_subcommand(name, description)->fallthrough();
+CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description,
+                        const std::string& notes) {
+  CLI::App* const subcommand = parent.add_subcommand(name, description)->fallthrough();
+  subcommand->footer(
+      notes +
+      "The options that 'ondrel --help' shows, such as --json and --trace, may stand "
+      "here too.");
+  return subcommand;
 }
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {

@@ -27,8 +27,9 @@ CLI::Option* AddRepeated(CLI::App& app, const std::string& name, std::vector<std
 /// Refuses text with a line break, which in a mail's header would begin a line of its own.
 CLI::Validator IsOneLine();
 
-/// Adds a subcommand that understands the global options too.
-CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description);
+/// Adds a subcommand that understands the global options too; its help ends with `notes`.
+CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description,
+                        const std::string& notes);
 
 /// Adds the options of `GlobalOptions`.
 void AddGlobalOptions(CLI::App& app, GlobalOptions& globals);

@@ -24,7 +24,8 @@ int ShowEvent(const GlobalOptions& globals, const StatusChange& change) {
 
 void AddStatusCommand(CLI::App& app, Work& chosen) {
   CLI::App* const status =
-      AddSubcommand(app, "status", "Show the event and severity of a drive's status change");
+      AddSubcommand(app, "status", "Show the event and severity of a drive's status change",
+                    "Exit status: 0 there is an event, 1 there is none.\n");
   const auto change = std::make_shared<StatusChange>();
   AddStatusChange(*status, *change);
   status->callback([change, &chosen] {

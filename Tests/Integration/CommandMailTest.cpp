@@ -123,6 +123,8 @@ struct MailFailure {
   const char* errorName;
 };
 
+void PrintTo(const MailFailure& row, std::ostream* out) { *out << row.name; }
+
 class CommandMailFailure : public CommandFixture,
                            public testing::WithParamInterface<MailFailure> {};
 
@@ -236,6 +238,8 @@ struct GravityRow {
   int eventType;
   const char* priority;
 };
+
+void PrintTo(const GravityRow& row, std::ostream* out) { *out << row.name; }
 
 class CommandAlertGravity : public CommandAlert, public testing::WithParamInterface<GravityRow> {};
 

@@ -111,6 +111,8 @@ struct WrongUsage {
   const char* complaint;
 };
 
+void PrintTo(const WrongUsage& row, std::ostream* out) { *out << row.name; }
+
 class CommandUsage : public CommandFixture, public testing::WithParamInterface<WrongUsage> {};
 
 TEST_P(CommandUsage, IsRefusedWithAPointerToTheHelp) {
@@ -184,6 +186,8 @@ struct HelpRow {
   std::vector<std::string> arguments;
   const char* expected;
 };
+
+void PrintTo(const HelpRow& row, std::ostream* out) { *out << row.name; }
 
 class CommandHelp : public CommandFixture, public testing::WithParamInterface<HelpRow> {};
 
