@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Host/Types.h"
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Ondrel::Host {
+
+/// What a record of an event log says.
+struct EventRecord {
+  ULong number = 0;
+  ULong timeGenerated = 0;  // Seconds since 1 January 1970 UTC, as timeWritten.
+  ULong timeWritten = 0;
+  ULong id = 0;
+  WORD type = 0;
+  WORD category = 0;
+  std::string source;
+  std::string computer;
+  std::vector<std::string> strings;
+  std::vector<std::byte> data;
+};
+
+/// The record as a whole EVENTLOGRECORD: fixed part, source and computer name, insertion strings,
+/// raw data, padding to four bytes, closing length. Texts end at their first zero byte. At most
+/// 65535 strings.
+std::vector<std::byte> ComposeEventRecord(const EventRecord& record);
+
+/// Puts another record number into a composed record.
+void SetRecordNumber(std::span<std::byte> image, ULong number);
+
+/// Puts what is known when a record is written into a composed record.
+void StampEventRecord(std::span<std::byte> image, ULong number, ULong timeWritten);
+
+/// True when the bytes carry the mark of a record and both lengths are those of the bytes given.
+bool IsWholeRecord(std::span<const std::byte> image);
+
+/// The number of a whole record.
+ULong RecordNumberOf(std::span<const std::byte> image);
+
+}  // namespace Ondrel::Host
