@@ -17,8 +17,9 @@ inline constexpr std::uint64_t kMinEventStoreCapacity = std::uint64_t{256} * 102
 ///
 /// On a host without a system event log of its own, events are kept in one database file, the event
 /// store. `path` is that file; it is created with mode 0600 when the first log is opened, and its
-/// folder must exist. An empty `path` means the host's default, `/var/lib/ondrel/events.db`.
-/// `capacity` is the size in bytes at which the oldest records make room for new ones.
+/// folder must exist. A relative `path` counts from the folder that is current now; an empty one
+/// means the host's default, `/var/lib/ondrel/events.db`. `capacity` is the size in bytes at which
+/// the oldest records make room for new ones.
 ///
 /// Yields false, and changes nothing, when `capacity` is below `kMinEventStoreCapacity` or when the
 /// host has an event log of another kind only (Windows). Logs that are open stay where they are.

@@ -15,8 +15,8 @@ namespace Ondrel::Testing {
 /// A new empty folder of this test's own, removed with all that it holds.
 class TemporaryFolder {
 public:
-  TemporaryFolder() {
-    std::string path = ::testing::TempDir() + "ondrel-XXXXXX";
+  explicit TemporaryFolder(const std::string& parent = ::testing::TempDir()) {
+    std::string path = parent + "ondrel-XXXXXX";
     if (mkdtemp(path.data()) == nullptr)
       throw std::system_error(errno, std::generic_category(), "mkdtemp " + path);
     m_path = path;

@@ -2,17 +2,34 @@
 
 #include "Host/Linux/LastError.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <thread>
 
 namespace Ondrel::Host {
 
 namespace {
 
-constexpr int kPatienceMilliseconds = 10'000;
+constexpr std::chrono::microseconds kFirstPause{200};
+constexpr std::chrono::microseconds kLongestPause{1000};
 
 }  // namespace
 
+ULong ErrorFromFileErrno(int errnoValue) {
+  switch (errnoValue) {
+    case ENOENT:
+      // The file itself is created when it is missing.
+      return ERROR_PATH_NOT_FOUND;
+    case EROFS:
+    case EISDIR:
+      return ERROR_ACCESS_DENIED;
+    default:
+      return ErrorFromErrno(errnoValue);
+  }
+}
+
 ULong ErrorFromSqlite(int result, int systemErrno) {
+  if (result == SQLITE_IOERR_NOMEM) return ERROR_NOT_ENOUGH_MEMORY;
   switch (result & 0xFF) {
     case SQLITE_FULL:
       return ERROR_DISK_FULL;
@@ -20,6 +37,9 @@ ULong ErrorFromSqlite(int result, int systemErrno) {
     case SQLITE_LOCKED:
     case SQLITE_PROTOCOL:
       return ERROR_LOCK_VIOLATION;
+    case SQLITE_ERROR:  // Our statements are sound: these tables are not ours.
+    case SQLITE_CONSTRAINT:
+    case SQLITE_MISMATCH:
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
@@ -34,9 +54,9 @@ ULong ErrorFromSqlite(int result, int systemErrno) {
     case SQLITE_TOOBIG:
       return ERROR_LOG_FILE_FULL;
     case SQLITE_CANTOPEN:
-      return systemErrno != 0 ? ErrorFromErrno(systemErrno) : ERROR_ACCESS_DENIED;
+      return systemErrno != 0 ? ErrorFromFileErrno(systemErrno) : ERROR_ACCESS_DENIED;
     case SQLITE_IOERR:
-      return systemErrno == ENOSPC || systemErrno == EDQUOT ? ERROR_DISK_FULL : ERROR_IO_DEVICE;
+      return ErrorFromErrno(systemErrno) == ERROR_DISK_FULL ? ERROR_DISK_FULL : ERROR_IO_DEVICE;
     default:
       return ERROR_GEN_FAILURE;
   }
@@ -44,13 +64,38 @@ ULong ErrorFromSqlite(int result, int systemErrno) {
 
 Database::Database(const std::string& path) {
   sqlite3* connection = nullptr;
-  const int result =
-      sqlite3_open_v2(path.c_str(), &connection,
-                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  errno = 0;
+  const int result = sqlite3_open_v2(path.c_str(), &connection,
+                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
+                                         SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE,
+                                     nullptr);
   m_connection.reset(connection);
   if (connection == nullptr) throw DatabaseError{ERROR_NOT_ENOUGH_MEMORY};
   if (result != SQLITE_OK) Throw(result);
-  sqlite3_busy_timeout(connection, kPatienceMilliseconds);
+  sqlite3_busy_handler(connection, OnBusy, this);
+  sqlite3_wal_hook(connection, OnCommit, this);
+}
+
+void Database::SetPatience(std::chrono::milliseconds patience) {
+  // What is left in errno from elsewhere must not explain a failure of ours.
+  errno = 0;
+  m_deadline = std::chrono::steady_clock::now() + patience;
+}
+
+bool Database::WaitForTurn(int earlierTries) {
+  if (std::chrono::steady_clock::now() >= m_deadline) return false;
+  // Long pauses would let a crowd of busy writers starve one: it has to find the lock free.
+  std::this_thread::sleep_for(std::min(kFirstPause * (earlierTries + 1), kLongestPause));
+  return true;
+}
+
+int Database::OnBusy(void* database, int earlierTries) {
+  return static_cast<Database*>(database)->WaitForTurn(earlierTries) ? 1 : 0;
+}
+
+int Database::OnCommit(void* database, sqlite3*, const char*, int pages) {
+  static_cast<Database*>(database)->m_writeAheadLogPages = pages;
+  return SQLITE_OK;
 }
 
 void Database::Throw(int result) const {
@@ -75,6 +120,8 @@ bool Database::HasMoved() const {
   return result == SQLITE_OK && hasMoved != 0;
 }
 
+std::string Database::FilePath() const { return sqlite3_db_filename(Handle(), "main"); }
+
 Statement::Statement(Database& database, std::string_view sql) : m_database(database) {
   sqlite3_stmt* statement = nullptr;
   const int result = sqlite3_prepare_v3(database.Handle(), sql.data(), static_cast<int>(sql.size()),
@@ -89,9 +136,9 @@ Statement& Statement::Bind(int place, std::int64_t value) {
   return *this;
 }
 
-Statement& Statement::Bind(int place, const std::string& text) {
+Statement& Statement::Bind(int place, std::string_view text) {
   const int result = sqlite3_bind_text64(m_statement.get(), place, text.data(), text.size(),
-                                         SQLITE_TRANSIENT, SQLITE_UTF8);
+                                         SQLITE_STATIC, SQLITE_UTF8);
   if (result != SQLITE_OK) m_database.Throw(result);
   return *this;
 }
@@ -120,8 +167,17 @@ std::int64_t Statement::Integer(int column) const {
   return sqlite3_column_int64(m_statement.get(), column);
 }
 
+std::string_view Statement::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement.get(), column));
+  if (text == nullptr) return {};
+  return {text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column))};
+}
+
 std::span<const std::byte> Statement::Bytes(int column) const {
   const auto* bytes = static_cast<const std::byte*>(sqlite3_column_blob(m_statement.get(), column));
+  // SQLite answers null for want of memory as well as for no bytes.
+  if (bytes == nullptr && sqlite3_errcode(m_database.Handle()) == SQLITE_NOMEM)
+    throw DatabaseError{ERROR_NOT_ENOUGH_MEMORY};
   return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(m_statement.get(), column))};
 }
 
@@ -131,19 +187,26 @@ void Statement::Reset() noexcept {
   sqlite3_clear_bindings(m_statement.get());
 }
 
-Transaction::Transaction(Database& database) : m_database(database) {
-  database.Execute("BEGIN IMMEDIATE");
+Transaction::Statements::Statements(Database& connection)
+    : database(connection),
+      begin(connection, "BEGIN IMMEDIATE"),
+      commit(connection, "COMMIT"),
+      rollback(connection, "ROLLBACK") {}
+
+Transaction::Transaction(Statements& statements) : m_statements(statements) {
+  statements.begin.Run();
 }
 
 Transaction::~Transaction() {
-  // SQLite may have undone it already, as on a full disk; then there is nothing left to do.
-  if (m_isOpen && sqlite3_get_autocommit(m_database.Handle()) == 0)
-    sqlite3_exec(m_database.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+  // After the commit, or where SQLite has undone it already as on a full disk, none is open.
+  if (sqlite3_get_autocommit(m_statements.database.Handle()) != 0) return;
+  try {
+    m_statements.rollback.Run();
+  } catch (const DatabaseError&) {
+    // The failure that led here is the one to tell.
+  }
 }
 
-void Transaction::Commit() {
-  m_database.Execute("COMMIT");
-  m_isOpen = false;
-}
+void Transaction::Commit() { m_statements.commit.Run(); }
 
 }  // namespace Ondrel::Host

@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,6 +25,9 @@ struct DatabaseError {
 /// The Win32 number for an extended result code of SQLite and the system error beneath it.
 ULong ErrorFromSqlite(int result, int systemErrno);
 
+/// The Win32 number for a system error met on the way to a database file.
+ULong ErrorFromFileErrno(int errnoValue);
+
 class Database;
 
 /// A prepared statement. Bound and stepped by one thread at a time.
@@ -32,7 +36,8 @@ public:
   Statement(Database& database, std::string_view sql);
 
   Statement& Bind(int place, std::int64_t value);
-  Statement& Bind(int place, const std::string& text);
+  /// Binds text that stays in place until the statement is reset.
+  Statement& Bind(int place, std::string_view text);
   /// Binds bytes that stay in place until the statement is reset.
   Statement& Bind(int place, std::span<const std::byte> bytes);
 
@@ -43,6 +48,8 @@ public:
   void Run();
 
   std::int64_t Integer(int column) const;
+  /// The text of a column, until the next step or reset.
+  std::string_view Text(int column) const;
   /// The bytes of a column, until the next step or reset.
   std::span<const std::byte> Bytes(int column) const;
 
@@ -70,21 +77,39 @@ private:
   Statement& m_statement;
 };
 
-/// A connection to a database file that exists.
+/// A connection to a database file that exists. A file that may not be written is opened for
+/// reading.
 class Database {
 public:
   explicit Database(const std::string& path);
 
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
   sqlite3* Handle() const { return m_connection.get(); }
 
+  /// Lets the operations from now on wait so long, all together, for locks that others hold.
+  void SetPatience(std::chrono::milliseconds patience);
+
+  /// Waits a moment before another try, the `earlierTries`-th again. False when the patience is at
+  /// its end.
+  bool WaitForTurn(int earlierTries);
+
   void Execute(const char* sql);
+
+  /// First column of the only row of a query; 0 when there is none.
   std::int64_t Integer(const char* sql);
 
-  /// True when the file may only be read.
   bool IsReadOnly() const;
 
-  /// True when the path no longer leads to the opened file.
+  /// True when the path that the file was opened under does not lead to it any more.
   bool HasMoved() const;
+
+  /// Path of the file itself, where the path that it was opened under is a symbolic link.
+  std::string FilePath() const;
+
+  /// Pages in the write-ahead log after the last commit.
+  int WriteAheadLogPages() const { return m_writeAheadLogPages; }
 
   [[noreturn]] void Throw(int result) const;
 
@@ -93,24 +118,37 @@ private:
     void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
   };
 
+  static int OnBusy(void* database, int earlierTries);
+  static int OnCommit(void* database, sqlite3*, const char*, int pages);
+
   std::unique_ptr<sqlite3, Close> m_connection;
+  std::chrono::steady_clock::time_point m_deadline;
+  int m_writeAheadLogPages = 0;
 };
 
-/// A write transaction; undone when it is left without `Commit`.
+/// A write transaction: begun with the object, undone with it unless committed.
 class Transaction {
 public:
-  explicit Transaction(Database& database);
+  /// The statements of transactions, prepared once for a connection.
+  struct Statements {
+    explicit Statements(Database& database);
+
+    Database& database;
+    Statement begin;
+    Statement commit;
+    Statement rollback;
+  };
+
+  explicit Transaction(Statements& statements);
   ~Transaction();
 
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
-  /// Makes the changes lasting: they are on disk when this returns.
   void Commit();
 
 private:
-  Database& m_database;
-  bool m_isOpen = true;
+  Statements& m_statements;
 };
 
 }  // namespace Ondrel::Host

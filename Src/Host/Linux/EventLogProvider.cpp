@@ -10,7 +10,6 @@
 #include "Host/Linux/MessageModules.h"
 
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -37,8 +36,8 @@ OpenedLogs& Logs() {
 }
 
 RegisteredSources& Sources() {
-  static Immortal<std::unique_ptr<RegisteredSources>> table(std::make_unique<RegisteredSources>());
-  return *table.Get();
+  static Immortal<RegisteredSources> table;
+  return table.Get();
 }
 
 // The result of an operation that answers with a Win32 number: the last error is set on failure.

@@ -39,10 +39,14 @@ void Align(std::vector<std::byte>& image) {
   image.resize((image.size() + kAlignment - 1) / kAlignment * kAlignment);
 }
 
-DWORD LengthAt(std::span<const std::byte> image, std::size_t offset) {
-  DWORD length = 0;
-  std::memcpy(&length, image.data() + offset, sizeof length);
-  return length;
+DWORD ValueAt(std::span<const std::byte> image, std::size_t offset) {
+  DWORD value = 0;
+  std::memcpy(&value, image.data() + offset, sizeof value);
+  return value;
+}
+
+void PutAt(std::span<std::byte> image, std::size_t offset, DWORD value) {
+  std::memcpy(image.data() + offset, &value, sizeof value);
 }
 
 }  // namespace
@@ -77,19 +81,29 @@ std::vector<std::byte> ComposeEventRecord(const EventRecord& record) {
 
   header.Length = static_cast<DWORD>(image.size() + sizeof(DWORD));
   image.resize(header.Length);
-  std::memcpy(image.data() + header.Length - sizeof(DWORD), &header.Length, sizeof(DWORD));
+  PutAt(image, header.Length - sizeof(DWORD), header.Length);
   std::memcpy(image.data(), &header, sizeof header);
   return image;
 }
 
 void SetRecordNumber(std::span<std::byte> image, ULong number) {
-  std::memcpy(image.data() + offsetof(EVENTLOGRECORD, RecordNumber), &number, sizeof number);
+  PutAt(image, offsetof(EVENTLOGRECORD, RecordNumber), number);
+}
+
+void StampEventRecord(std::span<std::byte> image, ULong number, ULong timeWritten) {
+  SetRecordNumber(image, number);
+  PutAt(image, offsetof(EVENTLOGRECORD, TimeWritten), timeWritten);
 }
 
 bool IsWholeRecord(std::span<const std::byte> image) {
   return image.size() >= sizeof(EVENTLOGRECORD) + sizeof(DWORD) &&
-         LengthAt(image, offsetof(EVENTLOGRECORD, Length)) == image.size() &&
-         LengthAt(image, image.size() - sizeof(DWORD)) == image.size();
+         ValueAt(image, offsetof(EVENTLOGRECORD, Reserved)) == kRecordMark &&
+         ValueAt(image, offsetof(EVENTLOGRECORD, Length)) == image.size() &&
+         ValueAt(image, image.size() - sizeof(DWORD)) == image.size();
+}
+
+ULong RecordNumberOf(std::span<const std::byte> image) {
+  return ValueAt(image, offsetof(EVENTLOGRECORD, RecordNumber));
 }
 
 }  // namespace Ondrel::Host

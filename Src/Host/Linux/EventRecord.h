@@ -41,7 +41,13 @@ std::vector<std::byte> ComposeEventRecord(const EventRecord& record);
 /// Puts another record number into a composed record.
 void SetRecordNumber(std::span<std::byte> image, ULong number);
 
-/// True when both lengths of a composed record are those of the bytes given.
+/// Puts what is known when a record is written into a composed record.
+void StampEventRecord(std::span<std::byte> image, ULong number, ULong timeWritten);
+
+/// True when the bytes carry the mark of a record and both lengths are those of the bytes given.
 bool IsWholeRecord(std::span<const std::byte> image);
+
+/// The number of a whole record.
+ULong RecordNumberOf(std::span<const std::byte> image);
 
 }  // namespace Ondrel::Host

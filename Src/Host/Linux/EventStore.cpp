@@ -2,20 +2,28 @@
 
 #include "Host/Linux/EventRecord.h"
 #include "Host/Linux/EventStoreFile.h"
-#include "Host/Linux/LastError.h"
+#include "Host/Linux/EventTables.h"
 
 #include <climits>
 
+#include <chrono>
 #include <cstring>
 #include <ctime>
 #include <limits>
 #include <new>
 #include <optional>
 #include <unistd.h>
+#include <utility>
 
 namespace Ondrel::Host {
 
 namespace {
+
+// How long one operation waits for locks of other processes, all together.
+constexpr std::chrono::seconds kPatience{5};
+
+// How often a report follows a file that is replaced again and again.
+constexpr int kReportTries = 3;
 
 std::string ComputerName() {
   char name[HOST_NAME_MAX + 1] = {};
@@ -34,80 +42,102 @@ ULong Answer(Operation operation) {
   }
 }
 
-// A store that is opened anew when its file was removed or replaced: what is written to a file that
-// no path leads to would be lost.
-class OpenedStore {
+// A connection to the store with the statements of its use, opened anew when the file was removed
+// or replaced: what is written to a file that no path leads to would be lost.
+template <class Tables>
+class StoreConnection {
 public:
-  explicit OpenedStore(const EventStoreChoice& choice) : m_choice(choice) {
-    m_file.emplace(m_choice.path);
+  template <class... Arguments>
+  explicit StoreConnection(const std::string& path, const Arguments&... arguments)
+      : file(path), tables(file.Connection(), arguments...) {}
+  ~StoreConnection() {
+    if (!file.IsInPlace()) file.Abandon();
   }
 
-  EventStoreFile& File() {
-    if (m_file && m_file->HasMoved()) m_file.reset();
-    if (!m_file) m_file.emplace(m_choice.path);
-    return *m_file;
-  }
+  StoreConnection(const StoreConnection&) = delete;
+  StoreConnection& operator=(const StoreConnection&) = delete;
 
-  std::uint64_t Capacity() const { return m_choice.capacity; }
-
-private:
-  EventStoreChoice m_choice;
-  std::optional<EventStoreFile> m_file;
+  EventStoreFile file;
+  Tables tables;
 };
 
 class StoredSource final : public RegisteredSource {
 public:
-  StoredSource(const EventStoreChoice& choice, const std::string& source)
-      : m_store(choice), m_source(source) {
-    if (m_store.File().IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
+  StoredSource(const EventStoreChoice& choice, std::string source)
+      : m_choice(choice), m_source(std::move(source)) {
+    if (Current().file.Connection().IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
   }
 
   ULong Report(const EventToWrite& event) override {
-    return Answer([&] {
-      EventRecord record;
-      record.timeGenerated = record.timeWritten = static_cast<ULong>(std::time(nullptr));
-      record.id = event.id;
-      record.type = event.type;
-      record.category = event.category;
-      record.source = m_source;
-      record.computer = ComputerName();
-      record.strings = event.strings;
-      record.data.assign(event.data.begin(), event.data.end());
-      std::vector<std::byte> image = ComposeEventRecord(record);
-      m_store.File().Append(m_source, image, m_store.Capacity());
-      return ERROR_SUCCESS;
+    return Answer([&]() -> ULong {
+      std::vector<std::byte> image = Compose(event);
+      for (int tries = 0; tries < kReportTries; ++tries) {
+        Connection& connection = Current();
+        // Without its write-ahead log the file lacks what was written last.
+        if (!connection.file.IsWriteAheadLogInPlace()) return ERROR_EVENTLOG_FILE_CORRUPT;
+        connection.tables.Append(image);
+        if (connection.file.IsInPlace()) return ERROR_SUCCESS;
+      }
+      return ERROR_IO_DEVICE;
     });
   }
 
 private:
-  OpenedStore m_store;
+  using Connection = StoreConnection<RecordWriter>;
+
+  Connection& Current() {
+    if (m_connection && !m_connection->file.IsInPlace()) m_connection.reset();
+    if (!m_connection)
+      m_connection = std::make_unique<Connection>(m_choice.path, m_source, m_choice.capacity);
+    m_connection->file.Connection().SetPatience(kPatience);
+    return *m_connection;
+  }
+
+  std::vector<std::byte> Compose(const EventToWrite& event) const {
+    EventRecord record;
+    record.timeGenerated = static_cast<ULong>(std::time(nullptr));
+    record.id = event.id;
+    record.type = event.type;
+    record.category = event.category;
+    record.source = m_source;
+    record.computer = ComputerName();
+    record.strings = event.strings;
+    record.data.assign(event.data.begin(), event.data.end());
+    return ComposeEventRecord(record);
+  }
+
+  EventStoreChoice m_choice;
   std::string m_source;
+  std::unique_ptr<Connection> m_connection;
 };
 
 class StoredLog final : public OpenedLog {
 public:
-  StoredLog(const EventStoreChoice& choice, const std::string& name)
-      : m_store(choice), m_name(name) {}
+  StoredLog(const EventStoreChoice& choice, std::string name)
+      : m_path(choice.path), m_name(std::move(name)) {
+    Current();
+  }
 
   ULong Read(ULong flags, ULong recordOffset, std::span<std::byte> buffer, ULong& bytesRead,
              ULong& bytesNeeded) override {
-    return Answer([&] {
+    return Answer([&]() -> ULong {
+      RecordReader& records = Current().tables;
       const bool isSeek = (flags & EVENTLOG_SEEK_READ) != 0;
       const bool upwards = (flags & EVENTLOG_FORWARDS_READ) != 0;
-      EventStoreFile& file = m_store.File();
-      const std::int64_t log = file.FindLog(m_name);
+      const std::optional<ULong> first = isSeek ? recordOffset : NextNumber(upwards);
+      if (!first) return ERROR_HANDLE_EOF;
 
       ULong outcome = isSeek ? ERROR_INVALID_PARAMETER : ERROR_HANDLE_EOF;
       std::optional<ULong> position = m_position;
-      const std::int64_t first = isSeek ? recordOffset : NextNumber(upwards);
-      file.ForEachRecord(log, upwards, first, [&](ULong number, std::span<const std::byte> image) {
-        if (isSeek && bytesRead == 0 && number != recordOffset) return false;
-        if (!IsWholeRecord(image)) {
-          if (bytesRead == 0) outcome = ERROR_EVENTLOG_FILE_CORRUPT;
+      records.ForEachRecord(upwards, *first, [&](ULong number, std::span<const std::byte> image) {
+        const bool isFirst = bytesRead == 0;
+        if (isFirst && isSeek && number != recordOffset) return false;
+        if (!IsWholeRecord(image) || RecordNumberOf(image) != number) {
+          if (isFirst) outcome = ERROR_EVENTLOG_FILE_CORRUPT;
           return false;
         }
         if (image.size() > buffer.size() - bytesRead) {
-          if (bytesRead > 0) return false;
+          if (!isFirst) return false;
           bytesNeeded = static_cast<ULong>(image.size());
           outcome = ERROR_INSUFFICIENT_BUFFER;
           return false;
@@ -124,15 +154,31 @@ public:
   }
 
 private:
-  // Where a sequential read begins: beside the record handed out last, else at the end that the
-  // direction starts from.
-  std::int64_t NextNumber(bool upwards) const {
-    if (!m_position) return upwards ? 0 : std::numeric_limits<std::int64_t>::max();
-    return upwards ? std::int64_t{*m_position} + 1 : std::int64_t{*m_position} - 1;
+  using Connection = StoreConnection<RecordReader>;
+
+  Connection& Current() {
+    if (m_connection && !m_connection->file.IsInPlace()) {
+      m_connection.reset();
+      // Numbers of the earlier file say nothing about this one.
+      m_position.reset();
+    }
+    if (!m_connection) m_connection = std::make_unique<Connection>(m_path, m_name);
+    m_connection->file.Connection().SetPatience(kPatience);
+    return *m_connection;
   }
 
-  OpenedStore m_store;
+  // Where a sequential read begins: beside the record handed out last, else at the end that the
+  // direction starts from. Nothing where no number can follow.
+  std::optional<ULong> NextNumber(bool upwards) const {
+    constexpr ULong kLast = std::numeric_limits<ULong>::max();
+    if (!m_position) return upwards ? 0 : kLast;
+    if (*m_position == (upwards ? kLast : 0)) return std::nullopt;
+    return upwards ? *m_position + 1 : *m_position - 1;
+  }
+
+  std::string m_path;
   std::string m_name;
+  std::unique_ptr<Connection> m_connection;
   std::optional<ULong> m_position;
 };
 

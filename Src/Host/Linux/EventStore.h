@@ -2,6 +2,7 @@
 
 #include "Host/Linux/EventLogBackend.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -11,6 +12,10 @@
 /// The database is in WAL mode with full synchronisation, so that a report that succeeded is on
 /// disk, and several processes may write and read at the same time. At its capacity the oldest
 /// records of all logs make room.
+///
+/// Every object here has a connection of its own, which a child process made by fork must not use.
+/// Where the file was removed or replaced meanwhile, the next operation goes on with what stands at
+/// its path, and creates it when nothing does.
 namespace Ondrel::Host {
 
 /// Which file, and how large it may become, in bytes.

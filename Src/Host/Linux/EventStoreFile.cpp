@@ -1,186 +1,238 @@
 #include "Host/Linux/EventStoreFile.h"
 
-#include "Host/Linux/EventRecord.h"
 #include "Host/Linux/LastError.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <fcntl.h>
-#include <mutex>
+#include <span>
+#include <string_view>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace Ondrel::Host {
 
 namespace {
 
-constexpr std::int64_t kApplicationId = 0x4F4E4452;  // "ONDR"
-constexpr std::int64_t kSchemaVersion = 1;
+constexpr char kDefaultFolder[] = ONDREL_STATE_DIRECTORY;
 
-// Beside the record itself an append may take new pages for the tables' inner nodes.
-constexpr std::uint64_t kPagesForNodes = 8;
-
-// When room is made, this part of the capacity is made free, so that not every append pays.
-constexpr std::uint64_t kRoomPart = 32;
+constexpr std::uint32_t kApplicationId = 0x4F4E4452;  // "ONDR"
+constexpr std::uint32_t kLayoutVersion = 1;
 
 constexpr char kSchema[] =
     "CREATE TABLE log("
     "  id INTEGER PRIMARY KEY,"
     "  name TEXT NOT NULL UNIQUE,"
-    "  last_number INTEGER NOT NULL);"
+    "  last_number INTEGER NOT NULL,"
+    "  last_sequence INTEGER NOT NULL);"
+    // A record's id is that of its log in the upper 32 bits and its number in the lower: a log is
+    // one range of ids. Its sequence counts over all logs.
     "CREATE TABLE record("
-    "  log INTEGER NOT NULL,"
-    "  number INTEGER NOT NULL,"
+    "  id INTEGER PRIMARY KEY,"
     "  sequence INTEGER NOT NULL,"
-    "  image BLOB NOT NULL,"
-    "  PRIMARY KEY(log, number)) WITHOUT ROWID;"
-    "CREATE UNIQUE INDEX record_sequence ON record(sequence);"
-    "CREATE TABLE counter(last_sequence INTEGER NOT NULL);"
-    "INSERT INTO counter VALUES(0);";
+    "  image BLOB NOT NULL);";
 
-// Opening a store twice at a time in one process is kept apart: closing the descriptor that created
-// the file would give up the locks of another connection to it.
-std::mutex g_openMutex;
+// Where SQLite's published file format has the fields that tell whose file it is.
+constexpr std::size_t kHeaderSize = 100;
+constexpr std::string_view kHeaderMark{"SQLite format 3\0", 16};
+constexpr std::size_t kWriteVersionOffset = 18;
+constexpr std::uint8_t kWriteAheadLogVersion = 2;
+constexpr std::size_t kUserVersionOffset = 60;
+constexpr std::size_t kApplicationIdOffset = 68;
 
-void CreateFolderOfDefault(const std::string& path) {
-  const std::string folder = ONDREL_STATE_DIRECTORY;
-  if (path.compare(0, folder.size() + 1, folder + "/") == 0) mkdir(folder.c_str(), 0700);
+constexpr std::chrono::milliseconds kLockPause{2};
+constexpr std::chrono::seconds kLockPatience{5};
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return path.substr(0, std::max<std::size_t>(slash, 1));
 }
 
-// Creates the file with the mode that it and its companions are to have.
-void CreateFile(const std::string& path) {
-  CreateFolderOfDefault(path);
-  const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (file >= 0) {
-    close(file);
-    return;
+/// Keeps other processes and threads from creating or clearing away a store in the same folder.
+class FolderLock {
+public:
+  explicit FolderLock(const std::string& folder)
+      : m_folder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (m_folder < 0) throw DatabaseError{ErrorFromFileErrno(errno)};
+    const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
+    while (flock(m_folder, LOCK_EX | LOCK_NB) != 0) {
+      if (errno == EINTR) continue;
+      const int reason = errno;
+      if (reason != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) {
+        close(m_folder);
+        throw DatabaseError{ErrorFromFileErrno(reason)};
+      }
+      std::this_thread::sleep_for(kLockPause);
+    }
   }
-  const int reason = errno;
-  if (reason == EEXIST) return;
-  // A file can be missing for one reason here: its folder is.
-  throw DatabaseError{reason == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(reason)};
-}
+  ~FolderLock() { close(m_folder); }
 
-bool IsRegularFile(const std::string& path) {
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+private:
+  int m_folder;
+};
+
+bool IsThere(const std::string& path) {
   struct stat status {};
-  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  if (stat(path.c_str(), &status) == 0) {
+    if (!S_ISREG(status.st_mode)) throw DatabaseError{ERROR_ACCESS_DENIED};
+    return true;
+  }
+  if (errno != ENOENT) throw DatabaseError{ErrorFromFileErrno(errno)};
+  return false;
 }
 
-bool IsOurs(Database& database) {
-  return database.Integer("PRAGMA application_id") == kApplicationId;
+void CreateDefaultFolder(const std::string& folder) {
+  if (folder != kDefaultFolder || mkdir(folder.c_str(), 0700) != 0) return;
+  const int parent = open(FolderOf(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (parent < 0) return;
+  fsync(parent);
+  close(parent);
 }
 
-// A file that holds nothing yet: of no application, of no version, without tables.
-bool IsEmpty(Database& database) {
-  return database.Integer("PRAGMA application_id") == 0 &&
-         database.Integer("PRAGMA user_version") == 0 &&
-         database.Integer("SELECT count(*) FROM sqlite_schema") == 0;
+const std::string& CreatedWhenMissing(const std::string& path) {
+  if (IsThere(path)) return path;
+  const std::string folder = FolderOf(path);
+  CreateDefaultFolder(folder);
+  const FolderLock lock(folder);
+  if (IsThere(path)) return path;
+
+  // What a removed store left behind is not the new one's.
+  for (const char* companion : {"-wal", "-shm", "-journal"}) unlink((path + companion).c_str());
+  // Not by open: closing that would give up the locks that this process has on the file by then.
+  if (mknod(path.c_str(), S_IFREG | 0600, 0) != 0) {
+    // A link that leads nowhere is in the way.
+    if (errno == EEXIST) throw DatabaseError{ERROR_FILE_NOT_FOUND};
+    throw DatabaseError{ErrorFromFileErrno(errno)};
+  }
+  return path;
 }
 
-void CreateSchema(Database& database) {
-  database.Execute("PRAGMA journal_mode=WAL");
-  Transaction transaction(database);
-  if (IsOurs(database)) return;  // Another process was first.
+enum class Content { kUnfinished, kEvents, kForeign };
+
+std::uint32_t BigEndianAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  std::uint32_t value = 0;
+  for (const std::uint8_t byte : bytes.subspan(offset, 4)) value = value << 8 | byte;
+  return value;
+}
+
+// Looks at the file's first bytes without taking part in it as a database: that alone would create
+// companions beside a file of somebody else, and put their content into it.
+Content ContentOf(Database& database) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(database.Handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  std::array<std::uint8_t, kHeaderSize> header{};
+  const int result = file->pMethods->xRead(file, header.data(), kHeaderSize, 0);
+  if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) database.Throw(result);
+
+  // Zeros are what a creator that was cut off may leave, the last step of creation the mode.
+  if (std::all_of(header.begin(), header.end(), [](std::uint8_t byte) { return byte == 0; }))
+    return Content::kUnfinished;
+  if (!std::equal(kHeaderMark.begin(), kHeaderMark.end(), header.begin()) ||
+      BigEndianAt(header, kApplicationIdOffset) != kApplicationId ||
+      BigEndianAt(header, kUserVersionOffset) != kLayoutVersion)
+    return Content::kForeign;
+  return header[kWriteVersionOffset] == kWriteAheadLogVersion ? Content::kEvents
+                                                              : Content::kUnfinished;
+}
+
+// Several processes may come here at once: the first creates, the others find it done.
+void CreateTables(Database& database) {
+  Transaction::Statements statements(database);
+  Transaction transaction(statements);
+  if (database.Integer("PRAGMA application_id") == kApplicationId) return;
+  if (database.Integer("SELECT count(*) FROM sqlite_schema") != 0)
+    throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+
   database.Execute(kSchema);
   database.Execute(("PRAGMA application_id=" + std::to_string(kApplicationId)).c_str());
-  database.Execute(("PRAGMA user_version=" + std::to_string(kSchemaVersion)).c_str());
+  database.Execute(("PRAGMA user_version=" + std::to_string(kLayoutVersion)).c_str());
   transaction.Commit();
+}
+
+void EnterWriteAheadLogMode(Database& database) {
+  for (int tries = 0;; ++tries) {
+    try {
+      Statement statement(database, "PRAGMA journal_mode=WAL");
+      // A file system without shared memory stays in the mode that it has.
+      if (!statement.Step() || statement.Text(0) != "wal") throw DatabaseError{ERROR_NOT_SUPPORTED};
+      return;
+    } catch (const DatabaseError& failure) {
+      // SQLite does not wait here itself.
+      if (failure.error != ERROR_LOCK_VIOLATION || !database.WaitForTurn(tries)) throw;
+    }
+  }
+}
+
+void PrepareConnection(Database& database) {
+  const Content content = ContentOf(database);
+  if (content == Content::kForeign) throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+  if (content == Content::kUnfinished) {
+    if (database.IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
+    CreateTables(database);
+    EnterWriteAheadLogMode(database);
+  }
+
+  // Whoever wrote the file, nothing in it is run.
+  sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  database.Execute("PRAGMA synchronous=FULL; PRAGMA cell_size_check=ON; PRAGMA temp_store=MEMORY");
+  // The header may be older than what the write-ahead log says.
+  if (database.Integer("PRAGMA user_version") != kLayoutVersion)
+    throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+}
+
+void RemoveIfStillThere(const std::string& path, const std::optional<FileIdentity>& file) {
+  if (file && IdentityOf(path) == file) unlink(path.c_str());
 }
 
 }  // namespace
 
-Database EventStoreFile::Open(const std::string& path) {
-  const std::lock_guard lock(g_openMutex);
-  CreateFile(path);
-  if (!IsRegularFile(path)) throw DatabaseError{ERROR_ACCESS_DENIED};
-
-  Database database(path);
-  if (!IsOurs(database)) {
-    // The database of somebody else is left as it is.
-    if (!IsEmpty(database)) throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
-    CreateSchema(database);
-  }
-  if (database.Integer("PRAGMA user_version") != kSchemaVersion)
-    throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
-  database.Execute("PRAGMA synchronous=FULL");
-  database.Execute("PRAGMA journal_size_limit=4194304");
-  return database;
+std::optional<FileIdentity> IdentityOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileIdentity{status.st_dev, status.st_ino};
 }
 
 EventStoreFile::EventStoreFile(const std::string& path)
-    : m_database(Open(path)),
-      m_findLog(m_database, "SELECT id FROM log WHERE name=?1"),
-      m_addLog(m_database,
-               "INSERT INTO log(name, last_number) VALUES(?1, 0) ON CONFLICT(name) DO NOTHING"),
-      m_nextNumber(m_database,
-                   "UPDATE log SET last_number = last_number + 1"
-                   " WHERE name=?1 AND last_number < 4294967295 RETURNING id, last_number"),
-      m_nextSequence(m_database,
-                     "UPDATE counter SET last_sequence = last_sequence + 1"
-                     " RETURNING last_sequence"),
-      m_insert(m_database, "INSERT INTO record(log, number, sequence, image) VALUES(?1,?2,?3,?4)"),
-      m_selectUpwards(m_database,
-                      "SELECT number, image FROM record WHERE log=?1 AND number>=?2"
-                      " ORDER BY number"),
-      m_selectDownwards(m_database,
-                        "SELECT number, image FROM record WHERE log=?1 AND number<=?2"
-                        " ORDER BY number DESC"),
-      m_deleteOldest(m_database,
-                     "DELETE FROM record WHERE sequence IN"
-                     " (SELECT sequence FROM record ORDER BY sequence LIMIT 64)"),
-      m_pageCount(m_database, "PRAGMA page_count"),
-      m_freePages(m_database, "PRAGMA freelist_count"),
-      m_pageSize(m_database.Integer("PRAGMA page_size")) {}
+    : m_path(path), m_database(CreatedWhenMissing(path)) {
+  m_database.SetPatience(kLockPatience);
+  PrepareConnection(m_database);
 
-std::int64_t EventStoreFile::FindLog(const std::string& name) {
-  const StatementUse use(m_findLog);
-  m_findLog.Bind(1, name);
-  return m_findLog.Step() ? m_findLog.Integer(0) : 0;
+  m_writeAheadLog = IdentityOf(WriteAheadLogPath());
+  m_index = IdentityOf(IndexPath());
+  m_file = IdentityOf(path);
+  // Replaced since it was opened: then this is not the file that is open.
+  if (m_database.HasMoved()) m_file.reset();
 }
 
-std::uint64_t EventStoreFile::BytesInUse() {
-  const StatementUse countUse(m_pageCount);
-  const StatementUse freeUse(m_freePages);
-  m_pageCount.Step();
-  m_freePages.Step();
-  return static_cast<std::uint64_t>((m_pageCount.Integer(0) - m_freePages.Integer(0)) * m_pageSize);
+bool EventStoreFile::IsInPlace() const { return m_file && IdentityOf(m_path) == m_file; }
+
+bool EventStoreFile::IsWriteAheadLogInPlace() const {
+  return m_writeAheadLog && IdentityOf(WriteAheadLogPath()) == m_writeAheadLog;
 }
 
-void EventStoreFile::MakeRoom(std::uint64_t bytes, std::uint64_t capacity) {
-  const std::uint64_t needed = bytes + kPagesForNodes * static_cast<std::uint64_t>(m_pageSize);
-  if (needed > capacity / 2) throw DatabaseError{ERROR_LOG_FILE_FULL};
-  if (BytesInUse() + needed <= capacity) return;
-  const std::uint64_t target = capacity - capacity / kRoomPart;
-  do {
-    m_deleteOldest.Run();
-  } while (sqlite3_changes(m_database.Handle()) > 0 && BytesInUse() + needed > target);
-}
-
-void EventStoreFile::Append(const std::string& logName, std::span<std::byte> record,
-                            std::uint64_t capacity) {
-  Transaction transaction(m_database);
-  MakeRoom(record.size(), capacity);
-
-  m_addLog.Bind(1, logName).Run();
-  std::int64_t log = 0;
-  std::int64_t number = 0;
-  {
-    const StatementUse use(m_nextNumber);
-    if (!m_nextNumber.Bind(1, logName).Step()) throw DatabaseError{ERROR_LOG_FILE_FULL};
-    log = m_nextNumber.Integer(0);
-    number = m_nextNumber.Integer(1);
-    m_nextNumber.Step();
+void EventStoreFile::Abandon() noexcept {
+  sqlite3_db_config(m_database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  sqlite3_wal_checkpoint_v2(m_database.Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                            nullptr);
+  try {
+    const FolderLock lock(FolderOf(m_path));
+    if (IsInPlace()) return;
+    RemoveIfStillThere(WriteAheadLogPath(), m_writeAheadLog);
+    RemoveIfStillThere(IndexPath(), m_index);
+  } catch (const DatabaseError&) {
+    // The folder is gone as well, or not ours to write: nothing can take its place there.
   }
-  std::int64_t sequence = 0;
-  {
-    const StatementUse use(m_nextSequence);
-    if (!m_nextSequence.Step()) throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
-    sequence = m_nextSequence.Integer(0);
-    m_nextSequence.Step();
-  }
-
-  SetRecordNumber(record, static_cast<ULong>(number));
-  m_insert.Bind(1, log).Bind(2, number).Bind(3, sequence).Bind(4, record).Run();
-  transaction.Commit();
 }
 
 }  // namespace Ondrel::Host

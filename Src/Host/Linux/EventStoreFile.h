@@ -3,57 +3,58 @@
 #include "Host/Linux/Database.h"
 
 #include <cstdint>
-#include <span>
+#include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace Ondrel::Host {
 
-/// One connection to an event store, with its prepared statements. All operations throw
-/// `DatabaseError`.
+/// What tells a file from every other one while it is in use.
+struct FileIdentity {
+  dev_t device;
+  ino_t number;
+
+  bool operator==(const FileIdentity&) const = default;
+};
+
+/// The file that a path leads to now, if any.
+std::optional<FileIdentity> IdentityOf(const std::string& path);
+
+/// One connection to the file of an event store.
+///
+/// SQLite knows its companions, the write-ahead log and the index of that, by their names only. So
+/// the file has to be watched: after it was removed or replaced, the connection leads to a file
+/// that nobody will find, and its companions would be taken for those of the file that stands
+/// there now. All operations throw `DatabaseError`.
 class EventStoreFile {
 public:
   /// Opens the store, and creates it when it is missing: with mode 0600, in a folder that exists.
   /// The host's own state folder is created as well, with mode 0700.
+  ///
+  /// A file of another kind or of a later layout is a failure with 1500 and stays as it is.
   explicit EventStoreFile(const std::string& path);
 
-  bool IsReadOnly() const { return m_database.IsReadOnly(); }
-  bool HasMoved() const { return m_database.HasMoved(); }
+  Database& Connection() { return m_database; }
 
-  /// Number of the log with this name; 0 when the store has none.
-  std::int64_t FindLog(const std::string& name);
+  /// True while the path leads to the file.
+  bool IsInPlace() const;
 
-  /// Adds a composed record to a log and gives it the log's next number. On disk when it returns.
-  /// Oldest records of all logs go when the store would become larger than `capacity` bytes.
-  void Append(const std::string& logName, std::span<std::byte> record, std::uint64_t capacity);
+  /// True while the write-ahead log stands beside the file.
+  bool IsWriteAheadLogInPlace() const;
 
-  /// Reads the records of a log from a number on, upwards or downwards, until `take` answers false.
-  template <class Take>
-  void ForEachRecord(std::int64_t log, bool upwards, std::int64_t first, Take take) {
-    Statement& select = upwards ? m_selectUpwards : m_selectDownwards;
-    const StatementUse use(select);
-    select.Bind(1, log).Bind(2, first);
-    while (select.Step() && take(static_cast<ULong>(select.Integer(0)), select.Bytes(1))) {
-    }
-  }
+  /// Before the end of a connection whose file is not in place: moves what the write-ahead log
+  /// holds into the file, wherever that is, and takes the companions out of its successor's way.
+  void Abandon() noexcept;
 
 private:
-  static Database Open(const std::string& path);
+  std::string WriteAheadLogPath() const { return m_database.FilePath() + "-wal"; }
+  std::string IndexPath() const { return m_database.FilePath() + "-shm"; }
 
-  std::uint64_t BytesInUse();
-  void MakeRoom(std::uint64_t bytes, std::uint64_t capacity);
-
+  std::string m_path;
   Database m_database;
-  Statement m_findLog;
-  Statement m_addLog;
-  Statement m_nextNumber;
-  Statement m_nextSequence;
-  Statement m_insert;
-  Statement m_selectUpwards;
-  Statement m_selectDownwards;
-  Statement m_deleteOldest;
-  Statement m_pageCount;
-  Statement m_freePages;
-  std::int64_t m_pageSize;
+  std::optional<FileIdentity> m_file;
+  std::optional<FileIdentity> m_writeAheadLog;
+  std::optional<FileIdentity> m_index;
 };
 
 }  // namespace Ondrel::Host

@@ -5,7 +5,10 @@
 
 #include <Ondrel/Host.h>
 
+#include <filesystem>
 #include <mutex>
+#include <system_error>
+#include <utility>
 
 namespace Ondrel::Host {
 
@@ -27,6 +30,13 @@ Choice& CurrentChoice() {
   return choice.Get();
 }
 
+// A program that changes its current folder later goes on with the same file.
+std::string AbsolutePath(const std::string& path) {
+  std::error_code failure;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, failure);
+  return failure ? path : absolute.string();
+}
+
 }  // namespace
 
 std::optional<EventStoreChoice> ChosenEventStore() {
@@ -43,8 +53,10 @@ std::optional<EventStoreChoice> ChosenEventStore() {
 
 bool UseEventStore(const std::string& path, std::uint64_t capacity) {
   if (capacity < kMinEventStoreCapacity) return false;
+  Choice chosen{.kind = Kind::kStore,
+                .store = {path.empty() ? kDefaultPath : AbsolutePath(path), capacity}};
   const std::lock_guard lock(g_mutex);
-  CurrentChoice() = {.kind = Kind::kStore, .store = {path.empty() ? kDefaultPath : path, capacity}};
+  CurrentChoice() = std::move(chosen);
   return true;
 }
 
