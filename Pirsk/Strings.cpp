@@ -5,8 +5,8 @@
 
 #include <boost/locale/utf.hpp>
 
+#include <cwchar>
 #include <iterator>
-#include <utility>
 
 namespace Pirsk::Strings {
 
@@ -14,32 +14,37 @@ namespace {
 
 constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";
 
+// The characters from `text` to `end` in UTF-8, what is none of them replaced.
+template <class Char>
+std::string ValidUtf8(const Char* text, const Char* end) {
+  namespace utf = boost::locale::utf;
+  std::string converted;
+  while (text != end) {
+    const Char* begin = text;
+    const utf::code_point point = utf::utf_traits<Char>::decode(text, end);
+    if (utf::is_valid_codepoint(point)) {
+      utf::utf_traits<char>::encode(point, std::back_inserter(converted));
+    } else {
+      converted += kReplacementCharacter;
+      text = begin + 1;
+    }
+  }
+  return converted;
+}
+
 }  // namespace
 
 void ToUTF8(const std::string& text, std::string& result) {
   PIRSK_RECORD("ToUTF8(string)");
-  result = Host::NarrowToUtf8(text);
+  // The host may let values pass that UTF-8 does not have, where its code page is UTF-8 itself.
+  const std::string converted = Host::NarrowToUtf8(text);
+  result = ValidUtf8(converted.data(), converted.data() + converted.size());
 }
 
 void ToUTF8(const wchar_t* text, std::string& result) {
   PIRSK_RECORD("ToUTF8(wide)");
-  namespace utf = boost::locale::utf;
-  std::string converted;
-  if (text != nullptr) {
-    const wchar_t* end = text;
-    while (*end != L'\0') ++end;
-    while (text != end) {
-      const wchar_t* begin = text;
-      const utf::code_point point = utf::utf_traits<wchar_t>::decode(text, end);
-      if (utf::is_valid_codepoint(point)) {
-        utf::utf_traits<char>::encode(point, std::back_inserter(converted));
-      } else {
-        converted += kReplacementCharacter;
-        text = begin + 1;
-      }
-    }
-  }
-  result = std::move(converted);
+  if (text == nullptr) text = L"";
+  result = ValidUtf8(text, text + std::wcslen(text));
 }
 
 std::size_t UTF8length(const std::string& text) {

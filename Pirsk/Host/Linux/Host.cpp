@@ -79,7 +79,7 @@ std::string FolderOfModule(const void* address) {
   // The program itself goes by the name that it was called with; libraries go by their path.
   if (!file.has_parent_path()) file = std::filesystem::read_symlink("/proc/self/exe", error);
   if (!error) file = std::filesystem::absolute(file, error);
-  return error ? std::string() : file.parent_path().string();
+  return error ? std::string() : file.lexically_normal().parent_path().string();
 }
 
 std::string NarrowToUtf8(const std::string& text) {
