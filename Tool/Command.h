@@ -26,6 +26,7 @@ enum ExitStatus : int {
 struct GlobalOptions {
   bool json = false;
   std::uint32_t traceMask = 0;
+  bool isJournalAsked = false;
   std::string store;
   std::optional<std::uint64_t> storeCapacity;
 };

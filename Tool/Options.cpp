@@ -122,14 +122,18 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {
          "--trace", [&](const std::string& levels) { globals.traceMask = TraceMaskOf(levels); },
          "Trace to standard error; mail passwords stand in the detail level")
       ->type_name("error,entry,detail");
-  app.add_option("--store", globals.store, "Event store to use instead of the host's own")
-      ->type_name("FILE");
+  CLI::Option* const journal =
+      app.add_flag("--journal", globals.isJournalAsked, "Use the systemd journal as event log");
+  app.add_option("--store", globals.store, "Use this file as event log")
+      ->type_name("FILE")
+      ->excludes(journal);
   AddNumber(
       app, "--store-capacity", Ondrel::Host::kMinEventStoreCapacity,
       std::numeric_limits<std::int64_t>::max(),
       [&](std::int64_t bytes) { globals.storeCapacity = static_cast<std::uint64_t>(bytes); },
       "Size in bytes at which the store drops its oldest records")
-      ->type_name("BYTES");
+      ->type_name("BYTES")
+      ->excludes(journal);
 }
 
 void ApplyGlobalOptions(const GlobalOptions& globals) {
@@ -137,8 +141,11 @@ void ApplyGlobalOptions(const GlobalOptions& globals) {
     Pirsk::Trace::SetSink(Pirsk::Trace::StandardErrorSink());
     Pirsk::Misc::SetTraceMask(kOndrelModule, globals.traceMask);
   }
-  if (globals.store.empty() && !globals.storeCapacity) return;
-  if (!Ondrel::Host::UseEventStore(
+  if (globals.isJournalAsked && !Ondrel::Host::UseJournal())
+    throw UsageError("--journal: no journal takes entries on this host");
+  const bool isStoreAsked = !globals.store.empty() || globals.storeCapacity;
+  if (isStoreAsked &&
+      !Ondrel::Host::UseEventStore(
           globals.store, globals.storeCapacity.value_or(Ondrel::Host::kDefaultEventStoreCapacity)))
     throw UsageError("--store: this host keeps events in a log of its own");
 }

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "Support/Process.h"
+#include "Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,14 +15,7 @@ namespace Ondrel::Testing {
 /// Runs the built command, each test with a folder and an event store of its own.
 class CommandFixture : public testing::Test {
 protected:
-  CommandFixture() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "ondrel-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
-    m_folder = pattern;
-  }
-  ~CommandFixture() override { std::filesystem::remove_all(m_folder); }
-
-  std::string Path(const std::string& name) const { return (m_folder / name).string(); }
+  std::string Path(const std::string& name) const { return m_folder.Path(name); }
 
   /// The arguments behind those that choose the test's own store.
   std::vector<std::string> WithStore(std::vector<std::string> arguments) const {
@@ -50,18 +41,11 @@ protected:
   }
 
   std::string WriteFile(const std::string& name, const std::string& content) const {
-    std::ofstream(Path(name), std::ios::binary) << content;
-    return Path(name);
+    return m_folder.Write(name, content);
   }
 
 private:
-  std::filesystem::path m_folder;
+  TemporaryFolder m_folder;
 };
-
-/// All bytes of a file; empty when it is not there.
-inline std::string FileContent(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
 
 }  // namespace Ondrel::Testing

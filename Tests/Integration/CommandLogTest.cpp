@@ -1,5 +1,7 @@
 #include "CommandFixture.h"
 
+#include <Ondrel/Host.h>
+
 #include <gmock/gmock.h>
 
 #include <csignal>
@@ -207,7 +209,7 @@ TEST_F(CommandLog, ShowsARaisedErrorAsJson) {
                                                 {"hex", "0x20050003"},
                                                 {"text", "Cannot open system log"},
                                                 {"detail", ""},
-                                                {"systemError", 2},
+                                                {"systemError", 3},
                                                 {"context", {"CSystemLog::Open (Demo)"}}}}}));
 }
 
@@ -234,6 +236,16 @@ TEST_F(CommandLog, TakesTheSmallestStoreCapacity) {
   EXPECT_EQ(Run({"--store-capacity", "262144", "log", "report", "Demo", "10471", "error", "Text"})
                 .exitStatus,
             0);
+}
+
+TEST_F(CommandLog, RefusesTheJournalOnlyWhereNoneTakesEntries) {
+  const bool isJournalThere = Host::UseJournal();
+  Host::UseHostEventLog();
+
+  const ProcessResult result =
+      RunProcess(ONDREL_COMMAND, {"--journal", "log", "report", "Demo", "10002", "4", "A test"});
+
+  EXPECT_EQ(result.exitStatus, isJournalThere ? 0 : 2) << result.errors;
 }
 
 }  // namespace

@@ -1,42 +1,43 @@
 #include "CommandFixture.h"
+#include "Support/SmtpServer.h"
 
 #include <gmock/gmock.h>
-
-#include <csignal>
 
 namespace Ondrel::Testing {
 namespace {
 
 using nlohmann::json;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-/// A mail server on a loopback port, with the folder of the mails it received.
 class CommandMail : public CommandFixture {
 protected:
-  CommandMail()
-      : m_server(ONDREL_TEST_PYTHON,
-                 {ONDREL_SOURCE_FOLDER "/scripts/demo-mail-server.py", Path(".")}) {
-    if (!m_server.WaitForOutput("\n")) throw std::runtime_error(m_server.Wait().errors);
-    m_port = m_server.Output().substr(0, m_server.Output().find('\n'));
+  std::vector<std::string> WithServer(std::vector<std::string> arguments) const {
+    return WithServer(arguments, m_server);
   }
 
-  std::vector<std::string> WithServer(std::vector<std::string> arguments) const {
-    for (const char* const option : {"--server", "127.0.0.1", "--port"})
-      arguments.emplace_back(option);
-    arguments.push_back(m_port);
+  static std::vector<std::string> WithServer(std::vector<std::string> arguments,
+                                             const SmtpServer& server) {
+    const std::string port = std::to_string(server.Port());
+    for (const std::string& option :
+         {std::string("--server"), std::string("127.0.0.1"), std::string("--port"), port})
+      arguments.push_back(option);
     return arguments;
   }
 
-  std::string Mail(int number) const { return FileContent(Path(std::to_string(number) + ".eml")); }
-  std::string Envelope(int number) const {
-    return FileContent(Path(std::to_string(number) + ".envelope"));
+  /// The one mail that the server has received.
+  ReceivedMail Mail() const {
+    const std::vector<ReceivedMail> mails = m_server.Mails();
+    EXPECT_EQ(mails.size(), 1U);
+    return mails.empty() ? ReceivedMail() : mails.front();
   }
 
+  bool HasMail() const { return !m_server.Mails().empty(); }
+
 private:
-  Process m_server;
-  std::string m_port;
+  SmtpServer m_server;
 };
 
 TEST_F(CommandMail, ReachesAllRecipientsWithAllItsLines) {
@@ -68,19 +69,17 @@ TEST_F(CommandMail, ReachesAllRecipientsWithAllItsLines) {
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
   EXPECT_THAT(result.output, testing::StartsWith("Mail sent through 127.0.0.1 port "));
-  EXPECT_EQ(Envelope(1),
-            "MAIL FROM:<raid@example.com>\n"
-            "RCPT TO:<a@x.org>\nRCPT TO:<b@x.org>\nRCPT TO:<c@x.org>\nRCPT TO:<d@x.org>\n"
-            "RCPT TO:<e@x.org>\n");
-  EXPECT_THAT(Mail(1), HasSubstr("From: Raid Box <raid@example.com>\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("To: <a@x.org>,<b@x.org>,<c@x.org>\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("Cc: <d@x.org>\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("Bcc: <e@x.org>\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("Subject: PD 3 failed\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("X-Priority: 2 (High)\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("X-Mailer: ondrel\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("Reply-To: admin@x.org\r\n"));
-  EXPECT_THAT(Mail(1), EndsWith("\r\n\r\nFirst line\r\nSecond line\r\n"));
+  EXPECT_EQ(Mail().from, "raid@example.com");
+  EXPECT_THAT(Mail().to, ElementsAre("a@x.org", "b@x.org", "c@x.org", "d@x.org", "e@x.org"));
+  EXPECT_THAT(Mail().data, HasSubstr("From: Raid Box <raid@example.com>\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("To: <a@x.org>,<b@x.org>,<c@x.org>\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("Cc: <d@x.org>\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("Bcc: <e@x.org>\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("Subject: PD 3 failed\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("X-Priority: 2 (High)\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("X-Mailer: ondrel\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("Reply-To: admin@x.org\r\n"));
+  EXPECT_THAT(Mail().data, EndsWith("\r\n\r\nFirst line\r\nSecond line\r\n"));
 }
 
 TEST_F(CommandMail, TakesItsBodyFromStandardInputAndShowsTheOutcomeAsJson) {
@@ -92,8 +91,38 @@ TEST_F(CommandMail, TakesItsBodyFromStandardInputAndShowsTheOutcomeAsJson) {
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
   EXPECT_EQ(json::parse(result.output),
             json({{"sent", true}, {"error", 0}, {"errorName", "CSMTP_ERROR_NONE"}}));
-  EXPECT_THAT(Mail(1), HasSubstr("X-Priority: 3 (Normal)\r\n"));
-  EXPECT_THAT(Mail(1), EndsWith("\r\n\r\nFrom standard input\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("X-Priority: 3 (Normal)\r\n"));
+  EXPECT_THAT(Mail().data, EndsWith("\r\n\r\nFrom standard input\r\n"));
+}
+
+TEST_F(CommandMail, LogsInWithTheFirstLineOfThePasswordFile) {
+  const SmtpServer server({.user = "raid", .password = "a b"});
+  const std::vector<std::string> mail = WithServer(
+      {"mail", "--mail-from", "raid@example.com", "--to", "a@x.org", "--subject", "s"}, server);
+  const auto sendWith = [&](const std::string& passwordFile) {
+    std::vector<std::string> arguments = mail;
+    arguments.insert(arguments.end(),
+                     {"--user", "raid", "--password-file", WriteFile("password", passwordFile)});
+    return Run(arguments);
+  };
+
+  EXPECT_EQ(sendWith("a b\r\nnot this line\n").exitStatus, 0);
+  EXPECT_EQ(server.Mails().at(0).user, "raid");
+  const ProcessResult refused = sendWith("wrong\n");
+  EXPECT_EQ(refused.exitStatus, 1);
+  EXPECT_THAT(refused.output, HasSubstr("CSMTP_ERROR_AUTHENTICATION_FAILED (26)"));
+}
+
+TEST_F(CommandMail, SpeaksTlsFromTheStartOverSmtps) {
+  const SmtpServer server({.tls = SmtpServer::Tls::FromTheStart});
+
+  const ProcessResult result =
+      Run(WithServer({"mail", "--protocol", "smtps", "--mail-from", "raid@example.com", "--to",
+                      "a@x.org", "--subject", "s"},
+                     server));
+
+  EXPECT_EQ(result.exitStatus, 0) << result.output;
+  EXPECT_TRUE(server.Mails().at(0).isSecure);
 }
 
 TEST_F(CommandMail, TracesTheLevelsAskedFor) {
@@ -196,10 +225,10 @@ TEST_F(CommandAlert, TakesAStatusChangeTheWholeWay) {
   EXPECT_THAT(result.output, HasSubstr("Read back: "));
   EXPECT_THAT(result.output, HasSubstr("eventID (10471) eventType (1)"));
   EXPECT_THAT(result.output, HasSubstr(std::string("message: '") + kFailedText + "'\n"));
-  EXPECT_THAT(Mail(1), HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
-  EXPECT_THAT(Mail(1), HasSubstr("X-Priority: 2 (High)\r\n"));
-  EXPECT_THAT(Mail(1), EndsWith(std::string("\r\n\r\n") + kFailedText +
-                                "\r\nEvent log Demo: event 10471, severity 4 (error)\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr("X-Priority: 2 (High)\r\n"));
+  EXPECT_THAT(Mail().data, EndsWith(std::string("\r\n\r\n") + kFailedText +
+                                    "\r\nEvent log Demo: event 10471, severity 4 (error)\r\n"));
 }
 
 TEST_F(CommandAlert, ShowsTheOutcomeOfEachStepAsJson) {
@@ -251,7 +280,7 @@ TEST_P(CommandAlertGravity, DecidesTheEventTypeAndThePriority) {
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
   EXPECT_EQ(json::parse(result.output)["readBack"]["record"]["eventType"], GetParam().eventType);
-  EXPECT_THAT(Mail(1), HasSubstr(GetParam().priority));
+  EXPECT_THAT(Mail().data, HasSubstr(GetParam().priority));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -272,7 +301,7 @@ TEST_F(CommandAlert, SendsNoMailWithoutAServer) {
   const json shown = json::parse(result.output);
   EXPECT_FALSE(shown.contains("mail"));
   EXPECT_EQ(shown["ok"], true);
-  EXPECT_EQ(Mail(1), "");
+  EXPECT_FALSE(HasMail());
 }
 
 TEST_F(CommandAlert, SaysThatTheFirstRecordOfALogCannotBeShown) {
@@ -295,7 +324,7 @@ TEST_F(CommandAlert, DoesNothingForAChangeWithoutAnEvent) {
                                                 {"event", nullptr},
                                                 {"severity", nullptr}}},
                                               {"ok", false}}));
-  EXPECT_EQ(Mail(1), "");
+  EXPECT_FALSE(HasMail());
 }
 
 TEST_F(CommandAlert, WritesAndReadsBackWhenTheMailFails) {
@@ -330,7 +359,7 @@ TEST_F(CommandAlert, MailsWhenTheLogCannotBeOpened) {
   EXPECT_EQ(shown["readBack"]["error"]["hex"], "0x20050003");
   EXPECT_EQ(shown["mail"]["ok"], true);
   EXPECT_EQ(shown["ok"], false);
-  EXPECT_THAT(Mail(1), HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
+  EXPECT_THAT(Mail().data, HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
 }
 
 }  // namespace

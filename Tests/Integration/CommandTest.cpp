@@ -149,6 +149,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"CapacityTooSmall",
                    {"--store-capacity", "262143", "log", "follow", "L"},
                    "--store-capacity"},
+        WrongUsage{"JournalAndStore", {"--journal", "status", "pd", "1", "2"}, "--journal"},
         WrongUsage{"PortTooLarge",
                    {"mail", "--server", "h", "--port", "65536", "--mail-from", "a@b", "--to", "c@d",
                     "--subject", "s"},
