@@ -361,26 +361,26 @@ TEST(MessageModule, ThreadsLoadUseAndReleaseAtTheSameTime) {
 
 // Damaged files: the section reader on files in memory.
 
-/// A file without a name that holds these bytes.
-class MemoryFile {
+/// Reads the section of a file without a name that holds these bytes.
+class SectionReader {
 public:
-  explicit MemoryFile(std::string_view bytes) : m_number(memfd_create("elf", MFD_CLOEXEC)) {
-    EXPECT_EQ(write(m_number, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  SectionReader() : m_file(memfd_create("elf", MFD_CLOEXEC)) {}
+  ~SectionReader() { close(m_file); }
+
+  SectionReader(const SectionReader&) = delete;
+  SectionReader& operator=(const SectionReader&) = delete;
+
+  MessageSection Read(std::string_view bytes) {
+    EXPECT_EQ(ftruncate(m_file, static_cast<off_t>(bytes.size())), 0);
+    EXPECT_EQ(pwrite(m_file, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    return ReadMessageSection(m_file);
   }
-  ~MemoryFile() { close(m_number); }
-
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-
-  int Number() const { return m_number; }
 
 private:
-  int m_number;
+  int m_file;
 };
 
-MessageSection ReadSection(std::string_view bytes) {
-  return ReadMessageSection(MemoryFile(bytes).Number());
-}
+MessageSection ReadSection(std::string_view bytes) { return SectionReader().Read(bytes); }
 
 template <class Value>
 void Patch(std::string& bytes, std::size_t offset, Value value) {
@@ -405,10 +405,11 @@ TEST(ElfMessageSection, GivesTheSectionsBytes) {
 }
 
 TEST(ElfMessageSection, EveryTruncationIsDamage) {
+  SectionReader reader;
   for (const int wordSize : {ELFCLASS64, ELFCLASS32}) {
     const std::string elf = MakeElf({.wordSize = wordSize, .section = SoundTable()});
     for (std::size_t size = 0; size < elf.size(); ++size) {
-      const MessageSection section = ReadSection(std::string_view(elf).substr(0, size));
+      const MessageSection section = reader.Read(std::string_view(elf).substr(0, size));
       EXPECT_EQ(section.error, 193U) << size;
       EXPECT_TRUE(section.bytes.empty()) << size;
     }
@@ -479,13 +480,14 @@ TEST(ElfMessageSection, ASectionOfMoreThan16MiBIsRefused) {
 }
 
 TEST(ElfMessageSection, EveryChangedByteIsReadSafely) {
+  SectionReader reader;
   for (const int wordSize : {ELFCLASS64, ELFCLASS32}) {
     const std::string elf = MakeElf({.wordSize = wordSize, .section = SoundTable()});
     for (std::size_t position = 0; position < elf.size(); ++position) {
       for (const char value : {'\x00', '\x01', '\x7F', '\x80', '\xFF'}) {
         std::string changed = elf;
         changed[position] = value;
-        const MessageSection section = ReadSection(changed);
+        const MessageSection section = reader.Read(changed);
         EXPECT_TRUE(section.error == ERROR_SUCCESS || section.error == 193U) << position;
         EXPECT_LE(section.bytes.size(), elf.size()) << position;
       }
