@@ -156,7 +156,7 @@ TEST_F(EventStoreCapacity, ManyLogNamesDoNotPassTheCapacity) {
   EXPECT_LE(FileSize(), kCapacity);
 }
 
-TEST_F(EventStoreCapacity, AReaderInTheMiddleOfATransactionDelaysNoReport) {
+TEST_F(EventStoreCapacity, AReaderInTheMiddleOfATransactionFailsNoReport) {
   Write("Log", {"first"});
   sqlite3* reader = nullptr;
   ASSERT_EQ(sqlite3_open(Path().c_str(), &reader), SQLITE_OK);

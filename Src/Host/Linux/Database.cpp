@@ -99,7 +99,10 @@ int Database::OnCommit(void* database, sqlite3*, const char*, int pages) {
 }
 
 void Database::Throw(int result) const {
-  throw DatabaseError{ErrorFromSqlite(result, sqlite3_system_errno(Handle()))};
+  // SQLite does not keep the system error of a commit that failed.
+  const bool isInputOutput = (result & 0xFF) == SQLITE_IOERR;
+  const int systemErrno = isInputOutput ? errno : sqlite3_system_errno(Handle());
+  throw DatabaseError{ErrorFromSqlite(result, systemErrno)};
 }
 
 void Database::Execute(const char* sql) {

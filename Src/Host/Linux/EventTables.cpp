@@ -64,6 +64,7 @@ RecordWriter::RecordWriter(Database& database, std::string logName, std::uint64_
           capacity / static_cast<std::uint64_t>(m_pageSize), std::uint64_t{kMaxCapacityPages}))),
       m_checkpointPages(static_cast<int>(
           std::clamp(m_capacityPages / kCheckpointPart, kMinCheckpointPages, kMaxCheckpointPages))),
+      m_overduePages(kOverdueFactor * m_checkpointPages),
       m_transaction(database),
       m_findLog(database, kFindLog),
       m_addLog(database, "INSERT INTO log(name, last_number, last_sequence) VALUES(?1, 0, 0)"),
@@ -187,12 +188,21 @@ bool RecordWriter::DropOldest(std::int64_t bytes) {
 // of the record's, which is safe in the write-ahead log.
 void RecordWriter::BoundWriteAheadLog() {
   const int pages = m_database.WriteAheadLogPages();
-  if (pages < m_checkpointPages) return;
-  const bool isOverdue = pages >= kOverdueFactor * m_checkpointPages;
-  if (isOverdue) m_database.SetPatience(kCheckpointPatience);
-  sqlite3_wal_checkpoint_v2(m_database.Handle(), "main",
-                            isOverdue ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_PASSIVE,
-                            nullptr, nullptr);
+  const int usualOverdue = kOverdueFactor * m_checkpointPages;
+  if (pages < m_checkpointPages) {
+    m_overduePages = usualOverdue;
+    return;
+  }
+  if (pages < m_overduePages) {
+    sqlite3_wal_checkpoint_v2(m_database.Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                              nullptr);
+    return;
+  }
+  m_database.SetPatience(kCheckpointPatience);
+  sqlite3_wal_checkpoint_v2(m_database.Handle(), "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr,
+                            nullptr);
+  // A reader that stays is waited for now and then, not at every report.
+  m_overduePages = pages + usualOverdue;
 }
 
 }  // namespace Ondrel::Host

@@ -87,6 +87,7 @@ private:
   std::int64_t m_pageSize;
   std::int64_t m_capacityPages;
   int m_checkpointPages;
+  int m_overduePages;
   std::optional<std::int64_t> m_log;
 
   Transaction::Statements m_transaction;
