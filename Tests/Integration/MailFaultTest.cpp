@@ -9,6 +9,7 @@
 #include <csignal>
 #include <future>
 #include <netinet/in.h>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
@@ -53,6 +54,8 @@ struct Fault {
   bool sent;
   CSmtpError error;
 };
+
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.stage << ": " << fault.action; }
 
 // What libcurl documents for each stage, turned into our numbers by the conversion table.
 const Fault kFaults[] = {
