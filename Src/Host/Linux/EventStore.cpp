@@ -20,7 +20,7 @@ namespace Ondrel::Host {
 namespace {
 
 // How long one operation waits for locks of other processes, all together.
-constexpr std::chrono::seconds kPatience{5};
+constexpr std::chrono::seconds kPatience{10};
 
 // How often a report follows a file that is replaced again and again.
 constexpr int kReportTries = 3;
