@@ -67,8 +67,6 @@ ThreadState& ThreadState::Current() {
   if (state == nullptr) {
     state = ::new (static_cast<void*>(storage)) ThreadState;
 
-    // Errors may still be raised behind this, by objects that the thread destroys later. They are
-    // not remembered once they are over, for nothing would free them.
     struct Ending {
       ~Ending() {
         state->m_isThreadEnding = true;
@@ -81,7 +79,8 @@ ThreadState& ThreadState::Current() {
   return *state;
 }
 
-void ThreadState::PutInFlight(ErrorRecordPtr record) noexcept {
+void ThreadState::PutInFlight(ErrorRecordPtr& record) noexcept {
+  if (m_isThreadEnding) return;
   RetireCaught();
   record->uncaughtAtThrow = std::uncaught_exceptions();
   record->report.wasRaised = true;

@@ -52,8 +52,9 @@ private:
 /// another, and then goes to the earlier ones.
 class ThreadState final : public Threading::CThrowState {
 public:
-  /// The calling thread's state. Usable until the very end of the thread, behind the destructors of
-  /// its thread-local objects and of static objects: it is never destroyed itself.
+  /// The calling thread's state. Usable until the very end of the thread, in the destructors of its
+  /// thread-local objects and of static objects: it is never destroyed itself. It remembers nothing
+  /// there, for nothing would free it: an error is then known by its number alone.
   static ThreadState& Current();
 
   ThreadState() : CThrowState(nullptr) {}
@@ -62,8 +63,9 @@ public:
   void SwitchOn() { --m_offDepth; }
   bool IsSwitchedOff() const { return m_offDepth != 0; }
 
-  /// Puts an error in flight; the caller throws its number next.
-  void PutInFlight(ErrorRecordPtr record) noexcept;
+  /// Puts an error in flight; the caller throws its number next. At the end of the thread the
+  /// error stays the caller's.
+  void PutInFlight(ErrorRecordPtr& record) noexcept;
 
   /// Takes the error of the handler that is running, with the location of that handler added.
   ErrorRecordPtr TakeCaught(const Exceptions::SOURCE_INFO& source);
@@ -92,7 +94,7 @@ private:
   unsigned int m_offDepth = 0;
   bool m_isThreadEnding = false;
   ErrorStack m_inFlight;
-  ErrorStack m_earlier;  // Not in flight any more; empty while the thread is ending.
+  ErrorStack m_earlier;  // Not in flight any more.
 };
 
 }  // namespace Pirsk::Internals

@@ -74,7 +74,7 @@ void CException::tryThrow() {
     return;
   }
   const unsigned int number = m_record->report.number;
-  ThreadState::Current().PutInFlight(std::move(m_record));
+  ThreadState::Current().PutInFlight(m_record);
   throw number;
 }
 
@@ -101,7 +101,7 @@ unsigned int CExceptionLog::tryThrow() {
   PIRSK_RECORD("CExceptionLog::tryThrow");
   const unsigned int number = m_record->report.number;
   if (m_raisingIsOff) return number;
-  ThreadState::Current().PutInFlight(std::move(m_record));
+  ThreadState::Current().PutInFlight(m_record);
   throw number;
 }
 
@@ -141,7 +141,7 @@ unsigned int CThrowState::ThrowNext(const Exceptions::SOURCE_INFO& source) {
     state.Pass(std::move(record));
     return number;
   }
-  state.PutInFlight(std::move(record));
+  state.PutInFlight(record);
   throw number;
 }
 

@@ -18,7 +18,9 @@
 /// A module error is an `unsigned int` of the form 0x2mmmnnnn, module number and running number,
 /// thrown as such. What else is known of it stands in an error chain that each thread has of its
 /// own: the detail and system error given at the raise, and the locations and context lines of the
-/// handlers it passed. `Exceptions::LastError` reads it.
+/// handlers it passed. `Exceptions::LastError` reads it. Raising works until the end of a thread
+/// and of the program; in the destructors of thread-local and static objects the number and its
+/// text are all that is known of an error.
 
 namespace boost {
 template <class Ch, class Tr, class Alloc>
