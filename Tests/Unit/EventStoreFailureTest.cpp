@@ -474,7 +474,7 @@ TEST(DatabaseErrors, EveryKindOfResultHasItsNumber) {
     int errnoValue;
     ULong error;
   };
-  constexpr std::array<Row, 24> kRows{{
+  constexpr std::array<Row, 25> kRows{{
       {SQLITE_FULL, 0, 112},
       {SQLITE_BUSY, 0, 33},
       {SQLITE_BUSY_RECOVERY, 0, 33},
@@ -492,8 +492,9 @@ TEST(DatabaseErrors, EveryKindOfResultHasItsNumber) {
       {SQLITE_PERM, 0, 5},
       {SQLITE_TOOBIG, 0, 1502},
       {SQLITE_CANTOPEN, 0, 5},
-      {SQLITE_CANTOPEN, ENOENT, 3},
+      {SQLITE_CANTOPEN, ENOENT, 5},
       {SQLITE_CANTOPEN, EACCES, 5},
+      {SQLITE_CANTOPEN, ENOTDIR, 3},
       {SQLITE_CANTOPEN, EROFS, 5},
       {SQLITE_CANTOPEN, EMFILE, 4},
       {SQLITE_IOERR_WRITE, ENOSPC, 112},

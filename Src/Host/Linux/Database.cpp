@@ -54,7 +54,9 @@ ULong ErrorFromSqlite(int result, int systemErrno) {
     case SQLITE_TOOBIG:
       return ERROR_LOG_FILE_FULL;
     case SQLITE_CANTOPEN:
-      return systemErrno != 0 ? ErrorFromFileErrno(systemErrno) : ERROR_ACCESS_DENIED;
+      // The file itself was there: on a read-only file system this is a companion that is missing.
+      if (systemErrno == 0 || systemErrno == ENOENT) return ERROR_ACCESS_DENIED;
+      return ErrorFromFileErrno(systemErrno);
     case SQLITE_IOERR:
       return ErrorFromErrno(systemErrno) == ERROR_DISK_FULL ? ERROR_DISK_FULL : ERROR_IO_DEVICE;
     default:

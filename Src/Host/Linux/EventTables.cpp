@@ -126,18 +126,19 @@ void RecordWriter::Insert(std::int64_t log, const Place& place, std::span<const 
       .Run();
 }
 
-std::int64_t RecordWriter::PagesInUse() {
-  const StatementUse countUse(m_pageCount);
-  const StatementUse freeUse(m_freePages);
-  m_pageCount.Step();
-  m_freePages.Step();
-  return m_pageCount.Integer(0) - m_freePages.Integer(0);
+std::int64_t RecordWriter::Pages(Statement& pragma) {
+  const StatementUse use(pragma);
+  pragma.Step();
+  return pragma.Integer(0);
 }
+
+std::int64_t RecordWriter::PagesInUse() { return Pages(m_pageCount) - Pages(m_freePages); }
 
 void RecordWriter::MakeRoom(std::size_t recordSize) {
   const std::int64_t needed =
       static_cast<std::int64_t>(recordSize) / (m_pageSize - 4) + kPagesForNodes;
   if (needed > m_capacityPages) throw DatabaseError{ERROR_LOG_FILE_FULL};
+  if (Pages(m_pageCount) + needed <= m_capacityPages) return;
   std::int64_t used = PagesInUse();
   if (used + needed <= m_capacityPages) return;
 

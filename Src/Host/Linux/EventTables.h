@@ -75,6 +75,7 @@ private:
   Place NextPlace(std::int64_t log);
   void Insert(std::int64_t log, const Place& place, std::span<const std::byte> record);
 
+  std::int64_t Pages(Statement& pragma);
   std::int64_t PagesInUse();
   void MakeRoom(std::size_t recordSize);
   std::vector<OldRecord> OldestRecords();
