@@ -35,7 +35,7 @@ int Send(const GlobalOptions& globals, const LetterOptions& options) {
   if (globals.json)
     PrintJson(JsonOfOutcome(outcome));
   else
-    std::cout << OutcomeText(options.mail, outcome) << '\n';
+    std::cout << "Mail " << OutcomeText(options.mail, outcome) << '\n';
   return outcome.isSent ? kDone : kNegativeAnswer;
 }
 

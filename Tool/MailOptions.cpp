@@ -151,9 +151,9 @@ Json JsonOfOutcome(const MailOutcome& outcome) {
 
 std::string OutcomeText(const MailOptions& options, const MailOutcome& outcome) {
   const std::string server = options.server + " port " + std::to_string(PortOf(options));
-  if (outcome.isSent) return "Mail sent through " + server;
-  return "Mail not sent through " + server + ": " + std::string(MailErrorName(outcome.error)) +
-         " (" + std::to_string(static_cast<int>(outcome.error)) + ")";
+  if (outcome.isSent) return "sent through " + server;
+  return "not sent through " + server + ": " + std::string(MailErrorName(outcome.error)) + " (" +
+         std::to_string(static_cast<int>(outcome.error)) + ")";
 }
 
 std::string ReadWholeFile(const std::string& path) {

@@ -58,7 +58,8 @@ std::string_view MailErrorName(Ondrel::CSmtpError error);
 /// {"sent","error","errorName"}.
 Json JsonOfOutcome(const MailOutcome& outcome);
 
-/// "Mail sent to host:25" or "Mail not sent: CSMTP_ERROR_NO_RECIPIENTS (29)".
+/// "sent through localhost port 25" or "not sent through localhost port 25:
+/// CSMTP_ERROR_NO_RECIPIENTS (29)".
 std::string OutcomeText(const MailOptions& options, const MailOutcome& outcome);
 
 /// All bytes of a file; "-" is standard input. Throws `UsageError` when it cannot be read.

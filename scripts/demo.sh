@@ -15,6 +15,7 @@ cleanUp() {
     kill "$process" 2>/dev/null || true
     wait "$process" 2>/dev/null || true
   done
+  cd /
   [ -z "$folder" ] || rm -rf "$folder"
 }
 trap cleanUp EXIT
@@ -30,10 +31,20 @@ fail() {
 
 # Shows a command as it would be typed, then runs it.
 run() {
-  printf '$ ondrel'
-  printf ' %q' "${@:2}"
-  printf '\n'
+  show "$@"
+  echo
   "$@"
+}
+
+show() {
+  local word
+  printf '$'
+  for word in "$@"; do
+    case $word in
+      *[!A-Za-z0-9@./:_-]*) printf ' "%s"' "$word" ;;
+      *) printf ' %s' "$word" ;;
+    esac
+  done
 }
 
 buildCommand() {
@@ -45,65 +56,67 @@ buildCommand() {
   cmake --build "$buildFolder" --target ondrel_tool
 }
 
-# Waits up to 30 seconds for a file to hold a text that a process of ours writes.
+# Waits up to 30 seconds for a file to hold a text that a process of ours writes; shows the
+# process's errors when it does not.
 waitFor() {
-  local file=$1 text=$2 process=$3 tries
+  local file=$1 text=$2 process=$3 errors=$4 tries
   for ((tries = 0; tries < 300; ++tries)); do
-    ! grep -q "$text" "$file" || return 0
+    ! grep -qs "$text" "$file" || return 0
     kill -0 "$process" 2>/dev/null || break
     sleep 0.1
   done
-  cat "$file" >&2
+  cat "$errors" >&2
   fail "nothing came of: $text"
 }
 
 heading "Build"
 buildCommand
-ondrel=$buildFolder/Tool/ondrel
-"$ondrel" --version
+scripts=$PWD/scripts
+PATH=$PWD/$buildFolder/Tool:$PATH
+run ondrel --version
 
+# All that the demo writes stands in a folder of its own, which goes when it ends.
 folder=$(mktemp -d)
-store=$folder/events.db
-mails=$folder/mails
-mkdir "$mails"
+cd "$folder"
+mkdir mails
 
 heading "A mail server on the loopback address"
-/usr/bin/python3 scripts/demo-mail-server.py "$mails" >"$folder/port" 2>"$folder/server-errors" &
+/usr/bin/python3 "$scripts/demo-mail-server.py" mails >port 2>server-errors &
 server=$!
 processes+=("$server")
-waitFor "$folder/port" '[0-9]' "$server"
-port=$(cat "$folder/port")
+waitFor port '[0-9]' "$server" server-errors
+port=$(cat port)
 echo "It listens on port $port."
 
 heading "The event that the status change stands for"
-run "$ondrel" status pd OPERATIONAL FAILED
+run ondrel status pd OPERATIONAL FAILED
 
 heading "An event log with a first record, and another process that follows it"
-run "$ondrel" --store "$store" log report Demo 10000 information "The demo has started"
-: >"$folder/follow-errors"
-echo "\$ ondrel --store $store log follow Demo --count 1 --timeout 60 &"
-"$ondrel" --store "$store" log follow Demo --count 1 --timeout 60 \
-  >"$folder/followed" 2>"$folder/follow-errors" &
+run ondrel --store events.db log report Demo 10000 information "The demo has started"
+follow=(ondrel --store events.db log follow Demo --count 1 --timeout 60)
+show "${follow[@]}"
+echo " &"
+"${follow[@]}" >followed 2>follow-errors &
 follower=$!
 processes+=("$follower")
-waitFor "$folder/follow-errors" 'following Demo' "$follower"
+waitFor follow-errors 'following Demo' "$follower" follow-errors
 
 heading "The drive fails: event log, mail, read back"
-run "$ondrel" --store "$store" alert pd OPERATIONAL FAILED --object "PD 3 (slot 7)" --log Demo \
+run ondrel --store events.db alert pd OPERATIONAL FAILED --object "PD 3 (slot 7)" --log Demo \
   --server 127.0.0.1 --port "$port" --mail-from raid@example.com --from-name "RAID service" \
   --to admin@example.com
 
 heading "What the other process read"
 wait "$follower" || fail "the other process did not see the event"
 processes=("$server")
-cat "$folder/followed"
-grep -q 'eventID (10471)' "$folder/followed" || fail "the other process saw another event"
+cat followed
+grep -q 'eventID (10471)' followed || fail "the other process saw another event"
 
 heading "The mail as the server received it"
-[ -f "$mails/1.eml" ] || fail "the mail did not arrive"
-cat "$mails/1.envelope"
+[ -f mails/1.eml ] || fail "the mail did not arrive"
+cat mails/1.envelope
 echo
-tr -d '\r' <"$mails/1.eml"
-grep -q 'status changed from OPERATIONAL to FAILED' "$mails/1.eml" || fail "the mail says otherwise"
+tr -d '\r' <mails/1.eml
+grep -q 'status changed from OPERATIONAL to FAILED' mails/1.eml || fail "the mail says otherwise"
 
 heading "All steps worked"

@@ -221,7 +221,7 @@ TEST_F(CommandAlert, TakesAStatusChangeTheWholeWay) {
                                        "event 10471, severity 4 (error)\n"));
   EXPECT_THAT(result.output, HasSubstr(std::string("Text: ") + kFailedText + "\n"));
   EXPECT_THAT(result.output, HasSubstr("Event log: reported to Demo with event type 1\n"));
-  EXPECT_THAT(result.output, HasSubstr("Mail: Mail sent through 127.0.0.1 port "));
+  EXPECT_THAT(result.output, HasSubstr("Mail: sent through 127.0.0.1 port "));
   EXPECT_THAT(result.output, HasSubstr("Read back: "));
   EXPECT_THAT(result.output, HasSubstr("eventID (10471) eventType (1)"));
   EXPECT_THAT(result.output, HasSubstr(std::string("message: '") + kFailedText + "'\n"));
