@@ -10,6 +10,7 @@
 #include <arpa/inet.h>
 #include <cstddef>
 #include <netinet/in.h>
+#include <ostream>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -253,6 +254,8 @@ struct LoginRow {
   long saslIr;
 };
 
+void PrintTo(const LoginRow& row, std::ostream* out) { *out << row.name; }
+
 class MailLogin : public ::testing::TestWithParam<LoginRow> {
 protected:
   static SmtpServer::Options Login() {
@@ -337,6 +340,8 @@ struct LengthRow {
   const char* name;
   std::size_t bytes;  // With the line feed.
 };
+
+void PrintTo(const LengthRow& row, std::ostream* out) { *out << row.name; }
 
 class MailLineLength : public ::testing::TestWithParam<LengthRow> {};
 

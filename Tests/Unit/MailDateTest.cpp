@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <locale>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ struct ZoneRow {
   long secondsWestOfUtc;
   const char* date;
 };
+
+void PrintTo(const ZoneRow& row, std::ostream* out) { *out << row.name; }
 
 class MailDateInZone : public ::testing::TestWithParam<ZoneRow> {};
 

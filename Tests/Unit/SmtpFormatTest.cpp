@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -121,6 +122,8 @@ struct PriorityRow {
   int priority;
   const char* line;
 };
+
+void PrintTo(const PriorityRow& row, std::ostream* out) { *out << row.name; }
 
 class SmtpPriority : public SmtpFormat, public ::testing::WithParamInterface<PriorityRow> {};
 

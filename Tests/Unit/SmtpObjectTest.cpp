@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -38,6 +39,8 @@ struct Family {
     return std::string("CSmtp::") + operation + " () add recipient " + recipient;
   }
 };
+
+void PrintTo(const Family& row, std::ostream* out) { *out << row.operation; }
 
 std::string FamilyName(const ::testing::TestParamInfo<Family>& info) {
   return info.param.operation;

@@ -14,6 +14,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -103,6 +104,8 @@ struct TranscriptRow {
   int type;
   const char* text;
 };
+
+void PrintTo(const TranscriptRow& row, std::ostream* out) { *out << row.name; }
 
 class SmtpTranscript : public ::testing::TestWithParam<TranscriptRow> {};
 

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <ctime>
 #include <locale>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -275,6 +276,8 @@ struct ResultRow {
   CURLcode result;
   int error;
 };
+
+void PrintTo(const ResultRow& row, std::ostream* out) { *out << row.name; }
 
 class SmtpCallsResult : public SmtpCalls, public ::testing::WithParamInterface<ResultRow> {};
 
