@@ -172,10 +172,17 @@ void EnterWriteAheadLogMode(Database& database) {
   }
 }
 
+// Whether the file is in the mode that its header tells: a creator that was cut off in the step
+// that enters it leaves a journal, which takes that step back as soon as the file is read.
+bool IsInWriteAheadLogMode(Database& database) {
+  Statement statement(database, "PRAGMA journal_mode");
+  return statement.Step() && statement.Text(0) == "wal";
+}
+
 void PrepareConnection(Database& database) {
   const Content content = ContentOf(database);
   if (content == Content::kForeign) throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
-  if (content == Content::kUnfinished) {
+  if (content == Content::kUnfinished || !IsInWriteAheadLogMode(database)) {
     if (database.IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
     CreateTables(database);
     EnterWriteAheadLogMode(database);
