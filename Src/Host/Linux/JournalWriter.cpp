@@ -50,6 +50,7 @@ private:
     // sd_journal_sendv calls it a success when there is no journal to send to.
     if (access(kJournalSocket, F_OK) != 0) return ErrorFromErrno(errno);
     std::vector<iovec> parts;
+    parts.reserve(fields.size());
     for (std::string& field : fields) parts.push_back({field.data(), field.size()});
     const int outcome = sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
     return outcome == 0 ? ERROR_SUCCESS : ErrorFromErrno(-outcome);
