@@ -11,6 +11,8 @@
 #include <libelf.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -370,8 +372,11 @@ public:
   SectionReader(const SectionReader&) = delete;
   SectionReader& operator=(const SectionReader&) = delete;
 
-  MessageSection Read(std::string_view bytes) {
-    EXPECT_EQ(ftruncate(m_file, static_cast<off_t>(bytes.size())), 0);
+  MessageSection Read(std::string_view bytes) { return Read(bytes, bytes.size()); }
+
+  /// Zeros fill the file up to `fileSize`.
+  MessageSection Read(std::string_view bytes, std::size_t fileSize) {
+    EXPECT_EQ(ftruncate(m_file, static_cast<off_t>(fileSize)), 0);
     EXPECT_EQ(pwrite(m_file, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
     return ReadMessageSection(m_file);
   }
@@ -474,9 +479,17 @@ TEST(ElfMessageSection, AFileWithoutSectionNamesHasNone) {
 }
 
 TEST(ElfMessageSection, ASectionOfMoreThan16MiBIsRefused) {
-  const std::size_t limit = std::size_t{16} * 1024 * 1024;
-  EXPECT_EQ(ReadSection(MakeElf({.section = std::string(limit, 'x')})).bytes.size(), limit);
-  EXPECT_EQ(ReadSection(MakeElf({.section = std::string(limit + 1, 'x')})).error, 193U);
+  const std::uint64_t limit = std::uint64_t{16} * 1024 * 1024;
+  std::string elf = MakeElf({.section = SoundTable()});
+  const std::size_t header = SectionHeader(elf, kMessageSectionIndex);
+  // The section is moved to the hole behind the file's content.
+  const std::size_t fileSize = elf.size() + limit + 1;
+  Patch(elf, header + offsetof(Elf64_Shdr, sh_offset), std::uint64_t{elf.size()});
+  SectionReader reader;
+  Patch(elf, header + offsetof(Elf64_Shdr, sh_size), limit);
+  EXPECT_EQ(reader.Read(elf, fileSize).bytes.size(), limit);
+  Patch(elf, header + offsetof(Elf64_Shdr, sh_size), limit + 1);
+  EXPECT_EQ(reader.Read(elf, fileSize).error, 193U);
 }
 
 TEST(ElfMessageSection, EveryChangedByteIsReadSafely) {
