@@ -42,6 +42,8 @@ public:
 };
 
 void AddStatusCommand(CLI::App& app, Work& chosen);
+void AddCodeCommand(CLI::App& app, Work& chosen);
+void AddCodesCommand(CLI::App& app, Work& chosen);
 void AddLogReportCommand(CLI::App& log, Work& chosen);
 void AddLogFollowCommand(CLI::App& log, Work& chosen);
 void AddMailCommand(CLI::App& app, Work& chosen);

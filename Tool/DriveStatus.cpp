@@ -1,9 +1,10 @@
 #include "DriveStatus.h"
 
+#include "Names.h"
+
 #include <CLI/Error.hpp>
 #include <CLI/Validators.hpp>
 
-#include <algorithm>
 #include <array>
 #include <limits>
 #include <string_view>
@@ -12,32 +13,10 @@ namespace Tool {
 
 namespace {
 
-struct NamedStatus {
-  std::string_view name;
-  std::int32_t code;
-};
-
 // The sixteen physical statuses, then the two that only a logical drive has.
-constexpr std::array kStatuses = {
-    NamedStatus{"AVAILABLE", 40099},
-    NamedStatus{"AVAILABLE_SMART", 40180},
-    NamedStatus{"FAILED", 40095},
-    NamedStatus{"FAILED_SMART", 40181},
-    NamedStatus{"GLOBAL_HOTSPARE", 40097},
-    NamedStatus{"GLOBAL_HOTSPARE_SMART", 40178},
-    NamedStatus{"DEDICATED_HOTSPARE", 40098},
-    NamedStatus{"DEDICATED_HOTSPARE_SMART", 40179},
-    NamedStatus{"OPERATIONAL", 40093},
-    NamedStatus{"OPERATIONAL_SMART", 40176},
-    NamedStatus{"REBUILDING", 40096},
-    NamedStatus{"REBUILDING_SMART", 40177},
-    NamedStatus{"OFFLINE", 40261},
-    NamedStatus{"OFFLINE_SMART", 40034},
-    NamedStatus{"SYSTEM", 40307},
-    NamedStatus{"SYSTEM_SMART", 40308},
-    NamedStatus{"DEGRADED", 40094},
-    NamedStatus{"PARTIALLY_DEGRADED", 40242},
-};
+constexpr std::array<std::int32_t, 18> kStatuses = {40099, 40180, 40095, 40181, 40097, 40178,
+                                                    40098, 40179, 40093, 40176, 40096, 40177,
+                                                    40261, 40034, 40307, 40308, 40094, 40242};
 
 struct Severity {
   std::int32_t number;
@@ -52,16 +31,14 @@ constexpr std::array kSeverities = {
 
 std::string KnownNames() {
   std::string names;
-  for (const NamedStatus& status : kStatuses)
-    names.append(names.empty() ? "" : ", ").append(status.name);
+  for (const std::int32_t status : kStatuses)
+    names.append(names.empty() ? "" : ", ").append(StatusName(status));
   return names;
 }
 
 std::int32_t StatusOf(const std::string& positional, const std::string& text) {
-  const auto named =
-      std::find_if(kStatuses.begin(), kStatuses.end(),
-                   [&](const NamedStatus& status) { return IsSameWord(status.name, text); });
-  if (named != kStatuses.end()) return named->code;
+  for (const std::int32_t status : kStatuses)
+    if (IsSameWord(StatusName(status), text)) return status;
 
   const auto number = ParseNumber(text, std::numeric_limits<std::int32_t>::min(),
                                   std::numeric_limits<std::int32_t>::max());
@@ -108,9 +85,8 @@ std::optional<Ondrel::CStateChangeEvent> FindEvent(const StatusChange& change) {
 }
 
 std::string StatusName(std::int32_t status) {
-  const auto named = std::find_if(kStatuses.begin(), kStatuses.end(),
-                                  [&](const NamedStatus& known) { return known.code == status; });
-  return named != kStatuses.end() ? std::string(named->name) : std::to_string(status);
+  const std::string_view name = Ondrel::ValueCodeNames.Name(status).value_or("");
+  return name.empty() ? std::to_string(status) : std::string(name);
 }
 
 std::string ChangeText(const StatusChange& change) {
@@ -118,8 +94,8 @@ std::string ChangeText(const StatusChange& change) {
 }
 
 std::string EventText(const Ondrel::CStateChangeEvent& event) {
-  std::string text =
-      "event " + std::to_string(event.EventCode) + ", severity " + std::to_string(event.Severity);
+  std::string text = "event " + NumberAndName(Ondrel::EventCodeNames, event.EventCode) +
+                     ", severity " + std::to_string(event.Severity);
   for (const Severity& severity : kSeverities)
     if (severity.number == event.Severity) text.append(" (").append(severity.name).append(")");
   return text;
@@ -129,11 +105,15 @@ Json JsonOfChange(const StatusChange& change,
                   const std::optional<Ondrel::CStateChangeEvent>& event) {
   Json result = {{"kind", change.kind},
                  {"old", change.change.OldStatus},
+                 {"oldName", JsonOfName(Ondrel::ValueCodeNames, change.change.OldStatus)},
                  {"new", change.change.NewStatus},
+                 {"newName", JsonOfName(Ondrel::ValueCodeNames, change.change.NewStatus)},
                  {"event", nullptr},
+                 {"eventName", nullptr},
                  {"severity", nullptr}};
   if (event) {
     result["event"] = event->EventCode;
+    result["eventName"] = JsonOfName(Ondrel::EventCodeNames, event->EventCode);
     result["severity"] = event->Severity;
   }
   return result;

@@ -1,5 +1,7 @@
 #include "EventLog.h"
 
+#include "Names.h"
+
 #include <Pirsk/Exceptions.h>
 
 namespace Tool {
@@ -25,18 +27,23 @@ std::unique_ptr<Ondrel::CSystemLogReader_Win> OpenReader(const std::string& name
 }
 
 Json JsonOfEvent(const Ondrel::CSystemEvent_Win& event) {
-  return {{"recordNumber", event.recordNumber},
-          {"timeGenerated", event.timeGenerated},
-          {"eventID", event.eventID},
-          {"eventType", event.eventType},
-          {"args", event.args},
-          {"message", event.message}};
+  return {
+      {"recordNumber", event.recordNumber},
+      {"timeGenerated", event.timeGenerated},
+      {"eventID", event.eventID},
+      {"eventName", JsonOfName(Ondrel::EventCodeNames, static_cast<std::int32_t>(event.eventID))},
+      {"eventType", event.eventType},
+      {"args", event.args},
+      {"message", event.message}};
 }
 
 std::string EventLine(const Ondrel::CSystemEvent_Win& event) {
   Ondrel::CSystemEvent_Win shown = event;
   shown.message = OneLine(event.message);
-  return TimeText(event.timeGenerated) + " " + OneLine(shown.str());
+  std::string line = TimeText(event.timeGenerated) + " ";
+  const auto name = Ondrel::EventCodeNames.Name(static_cast<std::int32_t>(event.eventID));
+  if (name) line.append(*name).append(" ");
+  return line + OneLine(shown.str());
 }
 
 }  // namespace Tool

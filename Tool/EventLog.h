@@ -20,10 +20,10 @@ enum EventType : int { kErrorEvent = 1, kWarningEvent = 2, kInformationEvent = 4
 std::unique_ptr<Ondrel::CSystemLogReader_Win> OpenReader(const std::string& name,
                                                          const std::vector<std::string>& sources);
 
-/// {"recordNumber","timeGenerated","eventID","eventType","args","message"}.
+/// {"recordNumber","timeGenerated","eventID","eventName","eventType","args","message"}.
 Json JsonOfEvent(const Ondrel::CSystemEvent_Win& event);
 
-/// The time and the record on one line, without a line end.
+/// The time, the event's name if it has one, and the record on one line, without a line end.
 std::string EventLine(const Ondrel::CSystemEvent_Win& event);
 
 }  // namespace Tool

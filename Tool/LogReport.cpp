@@ -1,5 +1,6 @@
 #include "Command.h"
 #include "EventLog.h"
+#include "Names.h"
 #include "Options.h"
 #include "Output.h"
 
@@ -55,11 +56,14 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
   if (globals.json) {
     PrintJson({{"log", options.log},
                {"event", options.event},
+               {"eventName", JsonOfName(Ondrel::EventCodeNames, EventCodeOf(options.event))},
                {"type", options.type},
                {"text", options.text}});
   } else {
-    std::cout << "Reported event " << options.event << " of type " << options.type << " to the log "
-              << options.log << '\n';
+    std::cout << "Reported event " << options.event;
+    if (const auto name = Ondrel::EventCodeNames.Name(EventCodeOf(options.event)))
+      std::cout << " (" << *name << ')';
+    std::cout << " of type " << options.type << " to the log " << options.log << '\n';
   }
   return kDone;
 }

@@ -19,6 +19,8 @@ constexpr const char* kExitStatuses =
 
 void AddCommands(CLI::App& app, Work& chosen) {
   AddStatusCommand(app, chosen);
+  AddCodeCommand(app, chosen);
+  AddCodesCommand(app, chosen);
   CLI::App* const log = AddSubcommand(app, "log", "Write and follow system event logs", "");
   AddLogReportCommand(*log, chosen);
   AddLogFollowCommand(*log, chosen);

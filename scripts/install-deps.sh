@@ -14,7 +14,7 @@ testPackages=(
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
   binutils elfutils sqlite3 git
 )
-benchPackages=(libbenchmark-dev)
+benchPackages=(libbenchmark-dev valgrind)
 
 purpose=${1:-build}
 case "$purpose" in

@@ -2,6 +2,7 @@
 
 /// All exported headers of the library.
 
+#include <Ondrel/CodeNames.h>
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
 #include <Ondrel/Smtp.h>

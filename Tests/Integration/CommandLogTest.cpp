@@ -29,7 +29,8 @@ TEST_F(CommandLog, ReportSaysWhatItReported) {
   const ProcessResult result = Run({"log", "report", "Demo", "10471", "error", "PD 3 failed"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(result.output, "Reported event 10471 of type 1 to the log Demo\n");
+  EXPECT_EQ(result.output,
+            "Reported event 10471 (PD_STATE_CHANGE_OP_TO_FAIL) of type 1 to the log Demo\n");
   EXPECT_EQ(result.errors, "");
 }
 
@@ -38,8 +39,11 @@ TEST_F(CommandLog, ReportSaysWhatItReportedAsJson) {
       Run({"log", "report", "Demo", "0x200028E7", "Warning", "PD 3 failed", "--json"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(json::parse(result.output),
-            json({{"log", "Demo"}, {"event", 536881383}, {"type", 2}, {"text", "PD 3 failed"}}));
+  EXPECT_EQ(json::parse(result.output), json({{"log", "Demo"},
+                                              {"event", 536881383},
+                                              {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
+                                              {"type", 2},
+                                              {"text", "PD 3 failed"}}));
 }
 
 TEST_F(CommandLog, FollowShowsEventsOfAnotherProcessAsTheyCome) {
@@ -57,6 +61,7 @@ TEST_F(CommandLog, FollowShowsEventsOfAnotherProcessAsTheyCome) {
   ASSERT_TRUE(std::getline(lines, line));
   const json first = json::parse(line);
   EXPECT_EQ(first["eventID"], 10471);
+  EXPECT_EQ(first["eventName"], "PD_STATE_CHANGE_OP_TO_FAIL");
   EXPECT_EQ(first["eventType"], 1);
   EXPECT_EQ(first["args"], json({"PD 3 failed"}));
   EXPECT_EQ(first["message"], "PD 3 failed\r\n");
@@ -78,8 +83,9 @@ TEST_F(CommandLog, FollowPutsAnEventOnOneLineWithItsTime) {
 
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_THAT(result.output,
-              ContainsRegex("^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z Event: record "
-                            "number \\(2\\) eventID \\(10471\\) eventType \\(1\\) args: "));
+              ContainsRegex("^[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z "
+                            "PD_STATE_CHANGE_OP_TO_FAIL Event: record number \\(2\\) eventID "
+                            "\\(10471\\) eventType \\(1\\) args: "));
   EXPECT_THAT(result.output, HasSubstr("PD 3\\nfailed message: 'PD 3\\nfailed'\n"));
   EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1);
 }

@@ -217,8 +217,9 @@ TEST_F(CommandAlert, TakesAStatusChangeTheWholeWay) {
   const ProcessResult result = Run(WithMail(FailedDrive()));
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
-  EXPECT_THAT(result.output, HasSubstr("Status change: OPERATIONAL (40093) -> FAILED (40095): "
-                                       "event 10471, severity 4 (error)\n"));
+  EXPECT_THAT(result.output,
+              HasSubstr("Status change: OPERATIONAL (40093) -> FAILED (40095): "
+                        "event 10471 (PD_STATE_CHANGE_OP_TO_FAIL), severity 4 (error)\n"));
   EXPECT_THAT(result.output, HasSubstr(std::string("Text: ") + kFailedText + "\n"));
   EXPECT_THAT(result.output, HasSubstr("Event log: reported to Demo with event type 1\n"));
   EXPECT_THAT(result.output, HasSubstr("Mail: sent through 127.0.0.1 port "));
@@ -228,7 +229,8 @@ TEST_F(CommandAlert, TakesAStatusChangeTheWholeWay) {
   EXPECT_THAT(Mail().data, HasSubstr(std::string("Subject: ") + kFailedText + "\r\n"));
   EXPECT_THAT(Mail().data, HasSubstr("X-Priority: 2 (High)\r\n"));
   EXPECT_THAT(Mail().data, EndsWith(std::string("\r\n\r\n") + kFailedText +
-                                    "\r\nEvent log Demo: event 10471, severity 4 (error)\r\n"));
+                                    "\r\nEvent log Demo: event 10471 "
+                                    "(PD_STATE_CHANGE_OP_TO_FAIL), severity 4 (error)\r\n"));
 }
 
 TEST_F(CommandAlert, ShowsTheOutcomeOfEachStepAsJson) {
@@ -242,23 +244,30 @@ TEST_F(CommandAlert, ShowsTheOutcomeOfEachStepAsJson) {
   json shown = json::parse(result.output);
   EXPECT_TRUE(shown["readBack"]["record"].contains("timeGenerated"));
   shown["readBack"]["record"].erase("timeGenerated");
-  EXPECT_EQ(
-      shown,
-      json({{"status",
-             {{"kind", "pd"}, {"old", 40093}, {"new", 40095}, {"event", 10471}, {"severity", 4}}},
-            {"text", kFailedText},
-            {"log", {{"ok", true}, {"log", "Demo"}, {"eventType", 1}}},
-            {"mail",
-             {{"ok", true}, {"sent", true}, {"error", 0}, {"errorName", "CSMTP_ERROR_NONE"}}},
-            {"readBack",
-             {{"ok", true},
-              {"record",
-               {{"recordNumber", 2},
-                {"eventID", 10471},
-                {"eventType", 1},
-                {"args", {kFailedText}},
-                {"message", std::string(kFailedText) + "\r\n"}}}}},
-            {"ok", true}}));
+  EXPECT_EQ(shown,
+            json({{"status",
+                   {{"kind", "pd"},
+                    {"old", 40093},
+                    {"oldName", "OPERATIONAL"},
+                    {"new", 40095},
+                    {"newName", "FAILED"},
+                    {"event", 10471},
+                    {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
+                    {"severity", 4}}},
+                  {"text", kFailedText},
+                  {"log", {{"ok", true}, {"log", "Demo"}, {"eventType", 1}}},
+                  {"mail",
+                   {{"ok", true}, {"sent", true}, {"error", 0}, {"errorName", "CSMTP_ERROR_NONE"}}},
+                  {"readBack",
+                   {{"ok", true},
+                    {"record",
+                     {{"recordNumber", 2},
+                      {"eventID", 10471},
+                      {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
+                      {"eventType", 1},
+                      {"args", {kFailedText}},
+                      {"message", std::string(kFailedText) + "\r\n"}}}}},
+                  {"ok", true}}));
 }
 
 struct GravityRow {
@@ -320,8 +329,11 @@ TEST_F(CommandAlert, DoesNothingForAChangeWithoutAnEvent) {
   EXPECT_EQ(json::parse(result.output), json({{"status",
                                                {{"kind", "ld"},
                                                 {"old", 40095},
+                                                {"oldName", "FAILED"},
                                                 {"new", 40095},
+                                                {"newName", "FAILED"},
                                                 {"event", nullptr},
+                                                {"eventName", nullptr},
                                                 {"severity", nullptr}}},
                                               {"ok", false}}));
   EXPECT_FALSE(HasMail());

@@ -31,13 +31,20 @@ TEST_F(Command, NamesTheEventOfAStatusChange) {
 
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.output,
-            "OPERATIONAL (40093) -> FAILED (40095): event 10471, severity 4 (error)\n");
+            "OPERATIONAL (40093) -> FAILED (40095): event 10471 (PD_STATE_CHANGE_OP_TO_FAIL), "
+            "severity 4 (error)\n");
   EXPECT_EQ(result.errors, "");
 }
 
 TEST_F(Command, TakesGlobalOptionsBeforeAndBehindTheSubcommand) {
-  const json expected = {
-      {"kind", "pd"}, {"old", 40093}, {"new", 40095}, {"event", 10471}, {"severity", 4}};
+  const json expected = {{"kind", "pd"},
+                         {"old", 40093},
+                         {"oldName", "OPERATIONAL"},
+                         {"new", 40095},
+                         {"newName", "FAILED"},
+                         {"event", 10471},
+                         {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
+                         {"severity", 4}};
 
   EXPECT_EQ(json::parse(Run({"--json", "status", "pd", "OPERATIONAL", "FAILED"}).output), expected);
   EXPECT_EQ(json::parse(Run({"status", "pd", "OPERATIONAL", "FAILED", "--json"}).output), expected);
@@ -57,8 +64,11 @@ TEST_F(Command, ShowsAMissingEventAsNull) {
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_EQ(json::parse(result.output), json({{"kind", "ld"},
                                               {"old", 40093},
+                                              {"oldName", "OPERATIONAL"},
                                               {"new", 40093},
+                                              {"newName", "OPERATIONAL"},
                                               {"event", nullptr},
+                                              {"eventName", nullptr},
                                               {"severity", nullptr}}));
 }
 
@@ -92,7 +102,8 @@ TEST_F(Command, KnowsTheNamesOfAllStatuses) {
 
 TEST_F(Command, TakesStatusesInAnyCaseAndAsNumbers) {
   const char* const expected =
-      "OPERATIONAL (40093) -> DEGRADED (40094): event 10412, severity 4 (error)\n";
+      "OPERATIONAL (40093) -> DEGRADED (40094): event 10412 (LD_STATE_CHANGE_OP_TO_DEG), "
+      "severity 4 (error)\n";
 
   EXPECT_EQ(Run({"status", "ld", "operational", "Degraded"}).output, expected);
   EXPECT_EQ(Run({"status", "ld", "40093", "0x9C9E"}).output, expected);

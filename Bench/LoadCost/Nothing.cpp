@@ -1,0 +1,5 @@
+namespace {
+
+[[maybe_unused]] constexpr int kNothing = 0;
+
+}  // namespace

@@ -1,0 +1,137 @@
+#pragma once
+
+/// Makes a vocabulary out of a list of rows while the library is compiled.
+///
+/// A list gives each code with its name, in the order of its source. `Vocabulary<List>()` keeps the
+/// first row of each code, puts the rows in order of code, joins the names to one text and finds
+/// the slots. The result is constant data without a single address in it, so that nothing is left
+/// to build or relocate when the library is loaded.
+
+#include <Ondrel/CodeNames.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string_view>
+
+namespace Ondrel::CodeNames {
+
+struct ListedName {
+  std::int32_t code;
+  std::string_view name;
+};
+
+template <std::size_t Capacity>
+struct OrderedNames {
+  std::array<ListedName, Capacity> rows{};
+  std::size_t size = 0;
+};
+
+/// Inserts the rows of a list one after the other. A row whose code is already there is dropped.
+template <std::size_t Count>
+constexpr OrderedNames<Count> KeepFirstOfEachCode(const ListedName (&list)[Count]) {
+  OrderedNames<Count> names;
+  for (const ListedName& listed : list) {
+    std::size_t place = names.size;
+    while (place > 0 && names.rows[place - 1].code > listed.code) --place;
+    if (place > 0 && names.rows[place - 1].code == listed.code) continue;
+    for (std::size_t row = names.size; row > place; --row) names.rows[row] = names.rows[row - 1];
+    names.rows[place] = listed;
+    ++names.size;
+  }
+  return names;
+}
+
+template <std::size_t SlotCount>
+constexpr std::size_t SlotOf(std::int32_t code) {
+  return static_cast<std::uint32_t>(code) & (SlotCount - 1);
+}
+
+template <std::size_t SlotCount, std::size_t Capacity>
+constexpr bool EachCodeHasItsOwnSlot(const OrderedNames<Capacity>& names) {
+  std::array<bool, SlotCount> taken{};
+  for (std::size_t row = 0; row < names.size; ++row) {
+    bool& slot = taken[SlotOf<SlotCount>(names.rows[row].code)];
+    if (slot) return false;
+    slot = true;
+  }
+  return true;
+}
+
+/// The tables of the vocabulary that `List` describes.
+template <const auto& List>
+class CTables {
+  static constexpr auto kNames = KeepFirstOfEachCode(List);
+
+  /// The smallest power of two at which the low bits of no two codes are the same.
+  template <std::size_t SlotCount = 1>
+  static constexpr std::size_t SmallestSlotCount() {
+    static_assert(SlotCount <= 1U << 16U, "the codes need another way to their slots");
+    if constexpr (EachCodeHasItsOwnSlot<SlotCount>(kNames)) {
+      return SlotCount;
+    } else {
+      return SmallestSlotCount<2 * SlotCount>();
+    }
+  }
+
+  static constexpr std::size_t TextSize() {
+    std::size_t size = 0;
+    for (std::size_t row = 0; row < kNames.size; ++row) size += kNames.rows[row].name.size() + 1;
+    return size;
+  }
+
+  static constexpr std::size_t kRowCount = kNames.size;
+  static constexpr std::size_t kTextSize = TextSize();
+  static constexpr std::size_t kSlotCount = SmallestSlotCount();
+  static_assert(kRowCount <= std::numeric_limits<std::uint16_t>::max());
+  static_assert(kTextSize <= std::numeric_limits<std::uint16_t>::max());
+
+  static constexpr std::array<CCodeNames::CRow, kRowCount> Rows() {
+    std::array<CCodeNames::CRow, kRowCount> rows{};
+    std::size_t offset = 0;
+    for (std::size_t row = 0; row < kRowCount; ++row) {
+      const ListedName& listed = kNames.rows[row];
+      rows[row] = {listed.code, static_cast<std::uint16_t>(offset),
+                   static_cast<std::uint16_t>(listed.name.size())};
+      offset += listed.name.size() + 1;
+    }
+    return rows;
+  }
+
+  static constexpr std::array<char, kTextSize> Text() {
+    std::array<char, kTextSize> text{};
+    std::size_t offset = 0;
+    for (std::size_t row = 0; row < kRowCount; ++row) {
+      for (const char character : kNames.rows[row].name) text[offset++] = character;
+      ++offset;
+    }
+    return text;
+  }
+
+  /// A slot that belongs to no code leads to row 0, whose code is then not the one looked for.
+  static constexpr std::array<std::uint16_t, kSlotCount> Slots() {
+    std::array<std::uint16_t, kSlotCount> slots{};
+    for (std::size_t row = 0; row < kRowCount; ++row) {
+      slots[SlotOf<kSlotCount>(kNames.rows[row].code)] = static_cast<std::uint16_t>(row);
+    }
+    return slots;
+  }
+
+  static constexpr std::array<CCodeNames::CRow, kRowCount> kRows = Rows();
+  static constexpr std::array<char, kTextSize> kText = Text();
+  static constexpr std::array<std::uint16_t, kSlotCount> kSlots = Slots();
+
+public:
+  static constexpr CCodeNames Names() {
+    return {kRows.data(), kRowCount, kSlots.data(), kSlotCount - 1, kText.data()};
+  }
+};
+
+/// The vocabulary of a list with static storage.
+template <const auto& List>
+constexpr CCodeNames Vocabulary() {
+  return CTables<List>::Names();
+}
+
+}  // namespace Ondrel::CodeNames

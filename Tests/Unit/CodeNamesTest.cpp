@@ -1,0 +1,171 @@
+#include <Ondrel/CodeNames.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unistd.h>
+
+namespace Ondrel {
+namespace {
+
+static_assert(std::is_trivially_destructible_v<CCodeNames>);
+static_assert(std::bidirectional_iterator<CCodeNames::const_iterator>);
+static_assert(std::ranges::bidirectional_range<const CCodeNames>);
+static_assert(noexcept(EventCodeNames.Name(0)) && noexcept(EventCodeNames.find(0)));
+
+struct SpotRow {
+  std::string_view title;
+  const CCodeNames& names;
+  std::int32_t code;
+  std::string_view name;
+};
+
+void PrintTo(const SpotRow& row, std::ostream* out) { *out << row.title; }
+
+const SpotRow kSpotRows[] = {
+    {"ErrorZero", ErrorCodeNames, 0, "SUCCESS"},
+    {"PhysicalDriveFails", EventCodeNames, 10471, "PD_STATE_CHANGE_OP_TO_FAIL"},
+    {"MisspeltTemperature", EventCodeNames, 10152, "BBU_TEMPATURE_PROBLEM"},
+    {"MisspeltMultiple", EventCodeNames, 10291, "SAS_TOPOLOGY_MULITPLE_SUBTRACTIVE"},
+    {"MisspeltRetention", EventCodeNames, 10354, "DIAG_NVRAM_RENTION_TEST_SUCCESS"},
+    {"MisspeltInterval", PropertyCodeNames, 30382, "COCE_SAMPLE_INTERVALL"},
+    {"MisspeltNumber", PropertyCodeNames, 30526, "VMD_CONTROLLER_NUMER"},
+    {"LowerCaseTail", ValueCodeNames, 40339, "ADAPTER_STATUS_INFO_empty"},
+    {"EmptyName", ValueCodeNames, 0, ""},
+    {"NameThatBeginsWithADigit", ValueCodeNames, 40046, "512B"},
+    {"LargestCode", PropertyCodeNames, 0x7fffffff, "UNSPECIFIED"},
+    {"AddServer", OperationCodeNames, 50108, "ADD_SERVER"},
+    {"AddServerAgain", OperationCodeNames, 50500, "ADD_SERVER"},
+    {"RaidLevel", PropertyCodeNames, 29904, "RAID_LEVEL"},
+    {"RaidLevelAgain", PropertyCodeNames, 30045, "RAID_LEVEL"},
+    {"FirstNameOfProperty1Stays", PropertyCodeNames, 1, "UNDEFINED"},
+    {"FirstNameOfProperty29900Stays", PropertyCodeNames, 29900, "RUI_PROPERTIES"},
+    {"UndefinedEvent", EventCodeNames, 1, "UNDEFINED"},
+    {"UndefinedOperation", OperationCodeNames, 1, "UNDEFINED"},
+    {"UndefinedValue", ValueCodeNames, 1, "UNDEFINED"},
+};
+
+class CodeNamesSpotRow : public testing::TestWithParam<SpotRow> {};
+
+TEST_P(CodeNamesSpotRow, IsFound) {
+  EXPECT_EQ(GetParam().names.Name(GetParam().code), GetParam().name);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CodeNamesSpotRow, testing::ValuesIn(kSpotRows),
+                         [](const auto& test) { return std::string(test.param.title); });
+
+TEST(CodeNames, AnEmptyNameIsAHitAndNotAMiss) {
+  const std::optional<std::string_view> name = ValueCodeNames.Name(0);
+
+  ASSERT_TRUE(name.has_value());
+  EXPECT_TRUE(name->empty());
+}
+
+TEST(CodeNames, ErrorCode1HasNoName) { EXPECT_EQ(ErrorCodeNames.Name(1), std::nullopt); }
+
+TEST(CodeNames, OperationsBetween50162And50499HaveNoName) {
+  for (std::int32_t code = 50162; code <= 50499; ++code) {
+    EXPECT_EQ(OperationCodeNames.Name(code), std::nullopt) << code;
+  }
+}
+
+TEST(CodeNames, OnlyPropertiesHaveTheLargestCode) {
+  constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
+
+  EXPECT_EQ(ErrorCodeNames.Name(kLargest), std::nullopt);
+  EXPECT_EQ(OperationCodeNames.Name(kLargest), std::nullopt);
+  EXPECT_EQ(EventCodeNames.Name(kLargest), std::nullopt);
+  EXPECT_EQ(ValueCodeNames.Name(kLargest), std::nullopt);
+}
+
+TEST(CodeNames, CodesBelowZeroHaveNoName) {
+  for (const CCodeNames* names : {&ErrorCodeNames, &OperationCodeNames, &EventCodeNames,
+                                  &PropertyCodeNames, &ValueCodeNames}) {
+    EXPECT_EQ(names->Name(-1), std::nullopt);
+    EXPECT_EQ(names->Name(std::numeric_limits<std::int32_t>::min()), std::nullopt);
+  }
+}
+
+TEST(CodeNames, ACodeThatSharesItsLowBitsWithAnotherIsNotTakenForIt) {
+  for (std::int32_t bit = 0; bit < 31; ++bit) {
+    const std::int32_t code = 10471 ^ (1 << bit);
+    const bool listed = EventCodeNames.count(code) == 1;
+    EXPECT_EQ(EventCodeNames.Name(code).has_value(), listed);
+    EXPECT_NE(EventCodeNames.Name(code), "PD_STATE_CHANGE_OP_TO_FAIL") << code;
+  }
+}
+
+TEST(CodeNames, ANameCanBeUsedAsACString) {
+  EXPECT_STREQ(OperationCodeNames.Name(50010)->data(), "FLUSH");
+  EXPECT_STREQ(ValueCodeNames.Name(0)->data(), "");
+}
+
+TEST(CodeNames, RowsAreWalkedInOrderOfCodeBothWays) {
+  CCodeNames::const_iterator row = OperationCodeNames.begin();
+  EXPECT_EQ(row->first, 1);
+  EXPECT_EQ((++row)->first, 50000);
+  EXPECT_EQ((row++)->second, "CREATE_LOGICAL_DRIVE");
+  EXPECT_EQ((row--)->first, 50001);
+  EXPECT_EQ((*--row).second, "UNDEFINED");
+
+  row = OperationCodeNames.end();
+  EXPECT_EQ((--row)->first, 50500);
+  EXPECT_EQ((--row)->second, "DELETE_ARRAY_HOTSPARE");
+}
+
+TEST(CodeNames, FindsTheRowOfACode) {
+  const CCodeNames::const_iterator row = ErrorCodeNames.find(20168);
+  ASSERT_NE(row, ErrorCodeNames.end());
+  EXPECT_EQ(row->first, 20168);
+  EXPECT_EQ(row->second, "INVALID_INPUT_CHARACTER");
+
+  EXPECT_EQ(ErrorCodeNames.find(20167), ErrorCodeNames.end());
+  EXPECT_EQ(ErrorCodeNames.count(20168), 1U);
+  EXPECT_EQ(ErrorCodeNames.count(20167), 0U);
+  EXPECT_FALSE(ErrorCodeNames.empty());
+}
+
+TEST(CodeNames, ConvertToAMapOfStrings) {
+  const std::map<std::int32_t, std::string> names(ValueCodeNames);
+
+  EXPECT_EQ(names.size(), 658U);
+  EXPECT_EQ(names.begin()->second, "");
+  EXPECT_EQ(names.at(40093), "OPERATIONAL");
+  EXPECT_EQ(names.rbegin()->second, "AUTOREPLACE");
+}
+
+const std::optional<std::string_view> kFoundAtLoad = EventCodeNames.Name(10471);
+
+TEST(CodeNames, AreThereForStaticConstructors) {
+  EXPECT_EQ(kFoundAtLoad, "PD_STATE_CHANGE_OP_TO_FAIL");
+}
+
+/// Ends the process with 7 when the name is still there at its destruction.
+struct LooksUpWhenDestroyed {
+  ~LooksUpWhenDestroyed() {
+    if (PropertyCodeNames.Name(0x7fffffff) == "UNSPECIFIED") _exit(7);
+  }
+};
+
+TEST(CodeNames, AreThereForStaticDestructors) {
+  EXPECT_EXIT(
+      {
+        static const LooksUpWhenDestroyed object;
+        std::exit(0);
+      },
+      testing::ExitedWithCode(7), "");
+}
+
+}  // namespace
+}  // namespace Ondrel
