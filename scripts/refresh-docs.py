@@ -7,7 +7,11 @@ In README.md and Docs/*.md, the code block behind
 
     <!-- output of: COMMAND -->
 
-is replaced with COMMAND and what it prints. Behind
+is replaced with COMMAND and what it prints, and the one behind
+
+    <!-- demo output -->
+
+with what scripts/demo.sh prints once it has built. Behind
 
     <!-- meanwhile: COMMAND -->
 
@@ -26,6 +30,8 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PORT = "2525"
 PATIENCE_SECONDS = 60
+DEMO_BLOCK = re.compile(r"<!-- demo output -->\n```\n.*?```\n", re.DOTALL)
+DEMO_BEGINNING = "== A mail server"
 BLOCK = re.compile(
     r"(?:<!-- meanwhile: (?P<meanwhile>[^\n]*) -->\n)?"
     r"<!-- output of: (?P<command>[^\n]*) -->\n```[a-z]*\n.*?```\n",
@@ -64,6 +70,14 @@ def output_of(command, meanwhile, folder, environment):
     return shown
 
 
+def output_of_demo():
+    demo = subprocess.run([ROOT / "scripts/demo.sh"], stdout=subprocess.PIPE, text=True)
+    if demo.returncode != 0:
+        sys.exit("the demo failed")
+    shown = demo.stdout[demo.stdout.index(DEMO_BEGINNING) :].strip()
+    return f"<!-- demo output -->\n```\n{shown}\n```\n"
+
+
 def refresh(document, environment):
     with tempfile.TemporaryDirectory() as folder:
         mails = pathlib.Path(folder, "mails")
@@ -82,8 +96,9 @@ def refresh(document, environment):
                 head = f"<!-- meanwhile: {meanwhile} -->\n" if meanwhile else ""
                 return f"{head}<!-- output of: {command} -->\n```\n$ {command}\n{shown}```\n"
 
-            text = document.read_text()
-            document.write_text(BLOCK.sub(replacement, text))
+            text = BLOCK.sub(replacement, document.read_text())
+            text = DEMO_BLOCK.sub(lambda block: output_of_demo(), text)
+            document.write_text(text)
         finally:
             server.terminate()
             server.wait()
