@@ -1,0 +1,10 @@
+#include <Ondrel/Host.h>
+
+namespace Ondrel::Host {
+
+// Events live in the host's own log.
+bool UseEventStore(const std::string&, std::uint64_t) { return false; }
+
+std::string EventStorePath() { return {}; }
+
+}  // namespace Ondrel::Host
