@@ -12,6 +12,10 @@ else()
     target_compile_options(ondrel_build_options INTERFACE -Werror)
   endif()
 endif()
+if(WIN32)
+  # The platform's header without what nobody asks for here.
+  target_compile_definitions(ondrel_build_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN)
+endif()
 if(ONDREL_SANITIZE)
   # Checking an object's class needs type information that the base library does not export.
   target_compile_options(ondrel_build_options INTERFACE

@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-
-#define NOMINMAX
-#define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
 namespace Pirsk::Host {
