@@ -27,3 +27,17 @@ ondrel_redirect_to_headers(nlohmann_json nlohmann_json::nlohmann_json)
 
 # Where the tests build GoogleTest from.
 set(ONDREL_GOOGLETEST_SOURCES /usr/src/googletest)
+
+# The DLLs that the libraries need at run time: the compiler's own and libcurl. Programs of the build
+# tree find them beside themselves, and an installation takes them along.
+set(ONDREL_RUNTIME_DLLS ${ONDREL_WINDOWS_DEPS}/curl/bin/libcurl.dll)
+foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
+    OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  if(NOT IS_ABSOLUTE ${file})
+    message(FATAL_ERROR "${name} is missing beside ${CMAKE_CXX_COMPILER}")
+  endif()
+  cmake_path(NORMAL_PATH file)
+  list(APPEND ONDREL_RUNTIME_DLLS ${file})
+endforeach()
+file(COPY ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})

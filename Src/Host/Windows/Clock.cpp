@@ -14,12 +14,7 @@ ClockOperations MakeClockOperations() {
             const __time64_t seconds = time;
             return _localtime64_s(&local, &seconds) == 0;
           },
-      .StandardTimeWestOfUtc =
-          [] {
-            long west = 0;
-            _get_timezone(&west);
-            return west;
-          },
+      .StandardTimeWestOfUtc = [] { return long{_timezone}; },
   };
 }
 
