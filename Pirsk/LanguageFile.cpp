@@ -1,4 +1,5 @@
 #include "Host/Host.h"
+#include "Host/Mutex.h"
 #include "Instrumentation.h"
 #include "LanguageFileParser.h"
 
@@ -21,7 +22,7 @@ constexpr std::uint32_t kFormatVersion = 1;
 constexpr std::size_t kLargestFile = std::size_t{1024} * 1024;
 
 // Guards the data directory and the first reading of every language file.
-constinit std::mutex g_mutex;
+constinit Host::Mutex g_mutex;
 constinit const std::string* g_dataDirectory = nullptr;
 
 std::string DataDirectory() {

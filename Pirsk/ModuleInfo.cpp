@@ -4,7 +4,6 @@
 #include <Pirsk/ModuleInfo.h>
 
 #include <mutex>
-#include <shared_mutex>
 
 namespace Pirsk::Misc {
 
@@ -18,7 +17,7 @@ constexpr std::uint32_t ModuleOfError(std::uint32_t errorNumber) {
 
 }  // namespace
 
-constinit std::shared_mutex CModuleRegistry::s_mutex;
+constinit Host::SharedMutex CModuleRegistry::s_mutex;
 constinit CModuleInfo* CModuleRegistry::s_first = nullptr;
 
 void CModuleRegistry::Add(CModuleInfo& module) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Host/Mutex.h"
+
 #include <Pirsk/ModuleInfo.h>
 
 #include <shared_mutex>
@@ -29,7 +31,7 @@ public:
 private:
   static CModuleInfo* Find(std::uint32_t moduleNumber);
 
-  static std::shared_mutex s_mutex;
+  static Host::SharedMutex s_mutex;
   static CModuleInfo* s_first;
 };
 

@@ -1,4 +1,5 @@
 #include "Host/Host.h"
+#include "Host/Mutex.h"
 #include "Instrumentation.h"
 #include "Printable.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 // Guards the sink and keeps its calls apart. The sink is held through a plain pointer so that
 // tracing works until the very end of the process.
-constinit std::mutex g_mutex;
+constinit Host::Mutex g_mutex;
 constinit const Sink* g_sink = nullptr;
 constinit std::atomic<std::uint64_t> g_lostLines{0};
 

@@ -11,6 +11,9 @@ install(TARGETS pirsk ondrel EXPORT ondrelTargets
 if(ONDREL_BUILD_TOOL AND TARGET ondrel_tool)
   install(TARGETS ondrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
+if(ONDREL_RUNTIME_DLLS)
+  install(FILES ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(DIRECTORY Include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h)
 
 install(EXPORT ondrelTargets NAMESPACE Ondrel:: DESTINATION ${ONDREL_PACKAGE_FOLDER})
@@ -26,9 +29,18 @@ install(FILES
   ${PROJECT_BINARY_DIR}/ondrelConfigVersion.cmake
   DESTINATION ${ONDREL_PACKAGE_FOLDER})
 
-foreach(package ondrel pirsk)
-  configure_file(${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in
-    ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-endforeach()
+if(WIN32)
+  # An archive to unpack anywhere; it holds all that its programs need.
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-windows-x86_64)
+  set(CPACK_STRIP_FILES ON)
+  set(CPACK_VERBATIM_VARIABLES ON)
+  include(CPack)
+else()
+  foreach(package ondrel pirsk)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in
+      ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
+      DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  endforeach()
+endif()

@@ -1,12 +1,20 @@
 # What every target of the project shares: warnings, sanitizers, source paths.
 
 add_library(ondrel_build_options INTERFACE)
-# Source paths in trace lines and error locations are relative to the project.
-target_compile_options(ondrel_build_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
-if(ONDREL_WARNINGS_AS_ERRORS)
-  target_compile_options(ondrel_build_options INTERFACE -Werror)
+if(MSVC)
+  target_compile_options(ondrel_build_options INTERFACE /W4 /utf-8 /Zc:__cplusplus)
+else()
+  # Source paths in trace lines and error locations are relative to the project.
+  target_compile_options(ondrel_build_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  if(ONDREL_WARNINGS_AS_ERRORS)
+    target_compile_options(ondrel_build_options INTERFACE -Werror)
+  endif()
+endif()
+if(WIN32)
+  # The platform's header without what nobody asks for here.
+  target_compile_definitions(ondrel_build_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN)
 endif()
 if(ONDREL_SANITIZE)
   # Checking an object's class needs type information that the base library does not export.
@@ -15,3 +23,12 @@ if(ONDREL_SANITIZE)
   target_link_options(ondrel_build_options INTERFACE -fsanitize=${ONDREL_SANITIZE})
   target_compile_definitions(ondrel_build_options INTERFACE ONDREL_SANITIZED)
 endif()
+
+# Names a shared library as its programs ask for it: pirsk.dll, libpirsk.so.7.
+function(ondrel_name_library target)
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  if(WIN32)
+    set_target_properties(${target} PROPERTIES PREFIX "")
+  endif()
+endfunction()

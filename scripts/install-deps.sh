@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing for one purpose: build, test or bench (each includes the one before).
-# Usage: scripts/install-deps.sh [build|test|bench]
+# Installs what is missing for one purpose: build, test, bench or windows. test and bench include
+# what stands before them; windows is what the Windows build and its tests take besides test.
+# Usage: scripts/install-deps.sh [build|test|bench|windows]
 set -euo pipefail
 
 buildPackages=(
@@ -15,33 +16,73 @@ testPackages=(
   binutils elfutils sqlite3 git
 )
 benchPackages=(libbenchmark-dev valgrind)
+windowsPackages=(
+  g++-mingw-w64-x86-64-posix
+  wine64 wine libgnutls30
+  dpkg-dev icoutils unzip zip
+)
 
 purpose=${1:-build}
 case "$purpose" in
   build) wanted=("${buildPackages[@]}") ;;
   test) wanted=("${buildPackages[@]}" "${testPackages[@]}") ;;
   bench) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${benchPackages[@]}") ;;
-  *) echo "usage: $0 [build|test|bench]" >&2; exit 2 ;;
+  windows) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${windowsPackages[@]}") ;;
+  *) echo "usage: $0 [build|test|bench|windows]" >&2; exit 2 ;;
 esac
 
 isInstalled() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
+
+asRoot=()
+requireRoot() {
+  [ "$(id -u)" -ne 0 ] || return 0
+  command -v sudo >/dev/null || {
+    echo "$0: needs root or sudo to $1" >&2
+    exit 1
+  }
+  asRoot=(sudo)
+}
+
+# A source entry beside each binary entry of the machine, in files of our own. The Windows build
+# compiles the distribution's curl from its source package.
+knowsCurlSource() { apt-cache showsrc --only-source curl >/dev/null 2>&1; }
+
+writeSourceEntries() {
+  local lists=/etc/apt/sources.list.d own=ondrel-deb-src file entries
+  entries=$(
+    for file in "$lists"/*.sources; do
+      [ -f "$file" ] && [ "${file##*/}" != "$own.sources" ] || continue
+      sed 's/^Types:.*/Types: deb-src/' "$file"
+      echo
+    done
+  )
+  [ -z "$entries" ] || echo "$entries" | "${asRoot[@]}" tee "$lists/$own.sources" >/dev/null
+  entries=$(
+    for file in /etc/apt/sources.list "$lists"/*.list; do
+      [ -f "$file" ] && [ "${file##*/}" != "$own.list" ] || continue
+      sed -n 's/^deb[[:space:]]/deb-src /p' "$file"
+    done
+  )
+  [ -z "$entries" ] || echo "$entries" | "${asRoot[@]}" tee "$lists/$own.list" >/dev/null
+}
 
 missing=()
 for package in "${wanted[@]}"; do
   isInstalled "$package" || missing+=("$package")
 done
-[ ${#missing[@]} -gt 0 ] || exit 0
 
-asRoot=()
-if [ "$(id -u)" -ne 0 ]; then
-  command -v sudo >/dev/null || {
-    echo "$0: needs root or sudo to install: ${missing[*]}" >&2
-    exit 1
-  }
-  asRoot=(sudo)
+if [ ${#missing[@]} -gt 0 ]; then
+  requireRoot "install ${missing[*]}"
+  echo "Installing: ${missing[*]}"
+  "${asRoot[@]}" apt-get update -q
+  "${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -q --no-install-recommends "${missing[@]}"
 fi
 
-echo "Installing: ${missing[*]}"
-"${asRoot[@]}" apt-get update -q
-"${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
-  apt-get install -y -q --no-install-recommends "${missing[@]}"
+if [ "$purpose" = windows ] && ! knowsCurlSource; then
+  requireRoot "add the entries for source packages"
+  echo "Adding entries for source packages"
+  writeSourceEntries
+  "${asRoot[@]}" apt-get update -q
+  knowsCurlSource || { echo "$0: no source package of curl is to be had" >&2; exit 1; }
+fi

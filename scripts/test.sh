@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs the tests.
-# Usage: scripts/test.sh [linux|asan|tsan|consumer|fuzz|lint]...   (all of them without arguments)
+# Usage: scripts/test.sh [linux|asan|tsan|windows|consumer|fuzz|lint]...   (all of them without arguments)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-allParts=(linux asan tsan consumer fuzz lint)
+allParts=(linux asan tsan windows consumer fuzz lint)
 jobs=$(nproc)
 
 buildPreset() {
@@ -32,6 +32,14 @@ testTsan() {
   buildPreset tsan
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions="$PWD/Tests/Support/threads.supp" \
     runTests tsan
+}
+
+testWindows() {
+  scripts/install-deps.sh windows
+  scripts/build-windows-deps.sh
+  buildPreset windows
+  runTests windows
+  scripts/test-windows-package.sh
 }
 
 testConsumer() {
@@ -99,7 +107,7 @@ parts=("$@")
 [ ${#parts[@]} -gt 0 ] || parts=("${allParts[@]}")
 for part in "${parts[@]}"; do
   case "$part" in
-    linux | asan | tsan | consumer | fuzz | lint) ;;
+    linux | asan | tsan | windows | consumer | fuzz | lint) ;;
     *) echo "usage: $0 [${allParts[*]}]" >&2; exit 2 ;;
   esac
 done

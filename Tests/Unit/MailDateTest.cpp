@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <ctime>
 #include <locale>
 #include <ostream>
@@ -102,43 +101,6 @@ TEST(MailDate, TimeThatCannotBeShownReadsAsTheFirstOfJanuary1970) {
   clock.LocalTime = [](std::time_t, std::tm&) { return false; };
 
   EXPECT_EQ(MailDateBy(clock), "Thu,\t01 Jan 1970 00:00:00 -0000");
-}
-
-// A zone of this process for one scope, in POSIX form so that no zone file is needed.
-class ZoneOfProcess {
-public:
-  explicit ZoneOfProcess(const char* zone) { ::setenv("TZ", zone, 1); }
-  ~ZoneOfProcess() {
-    ::unsetenv("TZ");
-    ::tzset();
-  }
-};
-
-TEST(Clock, GivesTheZonesStandardTimeAlsoInSummer) {
-  const ZoneOfProcess zone("CET-1CEST,M3.5.0,M10.5.0/3");
-  const Host::ClockOperations clock = Host::MakeClockOperations();
-  std::tm local{};
-
-  ASSERT_TRUE(clock.LocalTime(1718971200, local));  // 21 June 2024, 12:00:00 UTC
-
-  EXPECT_EQ(local.tm_hour, 14);
-  EXPECT_EQ(local.tm_isdst, 1);
-  EXPECT_EQ(clock.StandardTimeWestOfUtc(), -3600);
-}
-
-TEST(Clock, FollowsAChangeOfTheProcessesZone) {
-  const Host::ClockOperations clock = Host::MakeClockOperations();
-  std::tm local{};
-  const ZoneOfProcess east("EAST-5:30");
-  clock.LocalTime(0, local);
-  ASSERT_EQ(clock.StandardTimeWestOfUtc(), -19800);
-
-  const ZoneOfProcess west("WEST3:30");
-  clock.LocalTime(0, local);
-
-  EXPECT_EQ(clock.StandardTimeWestOfUtc(), 12600);
-  EXPECT_EQ(local.tm_hour, 20);
-  EXPECT_EQ(local.tm_min, 30);
 }
 
 TEST(Clock, ReadsTheSystemsTime) {

@@ -1,4 +1,5 @@
 #include "TestModule.h"
+#include "Unit/Pirsk/Host.h"
 
 #include <Pirsk/LanguageFile.h>
 
@@ -84,8 +85,7 @@ TEST_F(LanguageFile, FolderOfItsNameIsPassedOver) {
 
 TEST_F(LanguageFile, FolderOfTheModuleComesFirst) {
   // The name stands in this program, and so does the module.
-  const std::string beside =
-      std::filesystem::read_symlink("/proc/self/exe").parent_path() / "pirsk-tests-beside.nls";
+  const std::string beside = ProgramFolder() + "/pirsk-tests-beside.nls";
   WriteFile(beside, "0 = beside\n");
   WriteFile(m_folder / "pirsk-tests-beside.nls", "0 = data directory\n");
   const Bound file("pirsk-tests-beside.nls");
@@ -97,8 +97,7 @@ TEST_F(LanguageFile, FolderOfTheModuleComesFirst) {
 }
 
 TEST_F(LanguageFile, DataDirectoryStandsInForABrokenFileBesideTheModule) {
-  const std::string beside =
-      std::filesystem::read_symlink("/proc/self/exe").parent_path() / "pirsk-tests-broken.nls";
+  const std::string beside = ProgramFolder() + "/pirsk-tests-broken.nls";
   WriteFile(beside, "broken\n");
   WriteFile(m_folder / "pirsk-tests-broken.nls", "0 = data directory\n");
   const Bound file("pirsk-tests-broken.nls");

@@ -1,10 +1,9 @@
 #include "TestModule.h"
+#include "Unit/Pirsk/Host.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <dlfcn.h>
-#include <malloc.h>
 #include <string>
 #include <thread>
 
@@ -19,29 +18,11 @@ protected:
   void SetUp() override { Exceptions::ForgetErrors(); }
 
   // The module, loaded as long as the object lives.
-  class Loaded {
-  public:
-    Loaded() : m_handle(dlopen(PIRSK_TEST_MODULE, RTLD_NOW | RTLD_LOCAL)) {
-      if (m_handle == nullptr) ADD_FAILURE() << dlerror();
-    }
-    ~Loaded() { dlclose(m_handle); }
-
-    Loaded(const Loaded&) = delete;
-    Loaded& operator=(const Loaded&) = delete;
-
-    void Call(const char* function) const {
-      reinterpret_cast<void (*)()>(dlsym(m_handle, function))();
-    }
-
-  private:
-    void* m_handle;
+  struct Loaded : LoadedModule {
+    Loaded() : LoadedModule(PIRSK_TEST_MODULE) {}
   };
 
-  static bool IsLoaded() {
-    void* handle = dlopen(PIRSK_TEST_MODULE, RTLD_NOW | RTLD_NOLOAD);
-    if (handle != nullptr) dlclose(handle);
-    return handle != nullptr;
-  }
+  static bool IsLoaded() { return LoadedModule::IsLoaded(PIRSK_TEST_MODULE); }
 };
 
 TEST_F(ModuleUnload, ModuleIsRegisteredWhileItIsLoaded) {
@@ -90,9 +71,9 @@ TEST_F(ModuleUnload, ThousandRoundsLeaveNothingBehind) {
   // The error chain is full behind the first 64 errors, and the loader's own tables have grown.
   for (int count = 0; count < 100; ++count) round();
 
-  const std::size_t before = mallinfo2().uordblks;
+  const std::size_t before = BytesInUse();
   for (int count = 100; count < 1100; ++count) round();
-  const std::size_t after = mallinfo2().uordblks;
+  const std::size_t after = BytesInUse();
   Trace::SetSink(nullptr);
 
   EXPECT_EQ(lines, 1100u);

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <random>
 
 namespace Pirsk::Testing {
 
@@ -31,8 +30,12 @@ std::vector<std::string> Places(const Exceptions::CErrorReport& report) {
   return places;
 }
 
-TemporaryFolder::TemporaryFolder() : m_path(testing::TempDir() + "pirsk-XXXXXX") {
-  if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("no temporary folder");
+TemporaryFolder::TemporaryFolder() {
+  std::random_device random;
+  do {
+    const std::string name = "pirsk-" + std::to_string(random()) + std::to_string(random());
+    m_path = (std::filesystem::temp_directory_path() / name).string();
+  } while (!std::filesystem::create_directory(m_path));
 }
 
 TemporaryFolder::~TemporaryFolder() {

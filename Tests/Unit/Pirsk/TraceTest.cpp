@@ -1,4 +1,5 @@
 #include "TestModule.h"
+#include "Unit/Pirsk/Host.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace Pirsk::Testing {
@@ -37,7 +37,7 @@ TEST_F(TraceLines, LineCarriesItsOriginAndItsMessage) {
     ++calls;
     EXPECT_GE(line.time, before);
     EXPECT_LE(line.time, std::chrono::system_clock::now());
-    EXPECT_EQ(line.thread, static_cast<std::uint64_t>(getpid()));  // The first thread's number.
+    EXPECT_EQ(line.thread, ThreadNumber());
     EXPECT_EQ(line.level, 2u);
     EXPECT_STREQ(line.module, "testmodule");
     EXPECT_STREQ(line.file, "Src/Traced.cpp");

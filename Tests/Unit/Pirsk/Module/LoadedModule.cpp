@@ -4,6 +4,8 @@
 #include <Pirsk/ModuleInfo.h>
 #include <Pirsk/Trace.h>
 
+#include <boost/config.hpp>
+
 namespace {
 
 using Pirsk::Language_Support::CLanguageSupport;
@@ -16,7 +18,7 @@ Pirsk::Misc::CModuleInfo g_module(0x0B1, "loaded", "1.0", &g_languageFile, kErro
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) void RaiseInModule() {
+extern "C" BOOST_SYMBOL_EXPORT void RaiseInModule() {
   Pirsk::Threading::CThrowState guard;
   try {
     Pirsk::Exceptions::CException exception = guard.StartException(__LINE__);
@@ -28,7 +30,7 @@ extern "C" __attribute__((visibility("default"))) void RaiseInModule() {
   }
 }
 
-extern "C" __attribute__((visibility("default"))) void TraceInModule() {
+extern "C" BOOST_SYMBOL_EXPORT void TraceInModule() {
   Pirsk::Internals::CTraceStreamBuffer buffer(16, g_module, "Src/Loaded.cpp", "TraceInModule", 1);
   buffer.Format("traced %s") << "in the module";
 }

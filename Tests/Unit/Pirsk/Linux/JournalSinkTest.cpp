@@ -1,0 +1,98 @@
+#include "Unit/Pirsk/TestModule.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <map>
+#include <string>
+
+namespace {
+
+std::map<std::string, std::string> g_journalFields;
+int g_journalOutcome = 0;
+
+}  // namespace
+
+// Stands in for libsystemd's: the journal sink's entries end here.
+extern "C" __attribute__((visibility("default"))) int sd_journal_send(const char* format, ...) {
+  g_journalFields.clear();
+  va_list values;
+  va_start(values, format);
+  for (const char* field = format; field != nullptr; field = va_arg(values, const char*)) {
+    const std::string whole = field;
+    const std::size_t equals = whole.find('=');
+    const std::string form = whole.substr(equals + 1);
+    std::string value = "unknown form " + form;
+    if (form == "%.*s") {
+      const int length = va_arg(values, int);
+      value.assign(va_arg(values, const char*), static_cast<std::size_t>(length));
+    } else if (form == "%s") {
+      value = va_arg(values, const char*);
+    } else if (form == "%d") {
+      value = std::to_string(va_arg(values, int));
+    }
+    g_journalFields[whole.substr(0, equals)] = value;
+  }
+  va_end(values);
+  return g_journalOutcome;
+}
+
+namespace Pirsk::Testing {
+namespace {
+
+using testing::Pair;
+using testing::UnorderedElementsAre;
+
+class JournalSink : public testing::Test {
+protected:
+  void TearDown() override { Trace::SetSink(nullptr); }
+};
+
+TEST_F(JournalSink, JournalGetsMessagePriorityAndOrigin) {
+  g_journalOutcome = 0;
+  Trace::SetSink(Trace::JournalSink("raid-service"));
+
+  TraceLine(Misc::kTraceError, "GetLogPage: failed %s.\n", "5");
+
+  EXPECT_THAT(g_journalFields,
+              UnorderedElementsAre(Pair("MESSAGE", "GetLogPage: failed 5."), Pair("PRIORITY", "3"),
+                                   Pair("SYSLOG_IDENTIFIER", "raid-service"),
+                                   Pair("CODE_FILE", "Src/Traced.cpp"), Pair("CODE_LINE", "42"),
+                                   Pair("CODE_FUNC", "Testing::Traced")));
+}
+
+TEST_F(JournalSink, JournalPriorityOfOtherLevelsIsDebug) {
+  g_journalOutcome = 0;
+  Trace::SetSink(Trace::JournalSink("raid-service"));
+
+  for (const std::uint32_t level : {2u, 16u, 32u}) {
+    TraceLine(level, "x");
+    EXPECT_EQ(g_journalFields["PRIORITY"], "7") << level;
+  }
+}
+
+TEST_F(JournalSink, JournalMessageMayBeOfLineEndsAlone) {
+  g_journalOutcome = 0;
+  Trace::SetSink(Trace::JournalSink("raid-service"));
+
+  TraceLine(16, "\r\n");
+
+  EXPECT_EQ(g_journalFields["MESSAGE"], "");
+}
+
+TEST_F(JournalSink, LineThatTheJournalRefusesIsLostInSilence) {
+  g_journalOutcome = -ECONNREFUSED;
+  Trace::SetSink(Trace::JournalSink("raid-service"));
+  const std::uint64_t before = Trace::LostLines();
+
+  testing::internal::CaptureStderr();
+  TraceLine(16, "x");
+
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(Trace::LostLines() - before, 1u);
+}
+
+}  // namespace
+}  // namespace Pirsk::Testing

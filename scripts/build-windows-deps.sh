@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Makes what the Windows build links and includes, once, in build/windows-deps: libcurl from the
+# distribution's source package, and a folder with the header-only libraries.
+# Usage: scripts/build-windows-deps.sh   (after scripts/install-deps.sh windows)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+deps=$PWD/build/windows-deps
+log=$deps/build.log
+
+# Only mail is wanted of libcurl. HTTP stays too: without it this version does not link.
+curlSettings=(
+  -DBUILD_CURL_EXE=OFF -DBUILD_SHARED_LIBS=ON -DBUILD_TESTING=OFF -DPICKY_COMPILER=OFF
+  -DCURL_USE_SCHANNEL=ON -DUSE_WIN32_IDN=ON
+  -DCURL_ZLIB=OFF -DCURL_BROTLI=OFF -DCURL_ZSTD=OFF -DUSE_LIBIDN2=OFF -DCURL_USE_LIBSSH2=OFF
+  -DCURL_USE_LIBPSL=OFF
+)
+for part in ALTSVC DICT FILE FTP GOPHER HSTS IMAP LDAP LDAPS MQTT POP3 RTSP SMB TELNET TFTP; do
+  curlSettings+=("-DCURL_DISABLE_$part=ON")
+done
+
+# Brings a header-only library into reach of the cross compiler, by a link.
+linkHeaders() {
+  [ -d "/usr/include/$1" ] || { echo "$0: /usr/include/$1 is missing" >&2; return 1; }
+  ln -sfnr "/usr/include/$1" "$deps/headers/$1"
+}
+
+fetchCurl() {
+  # apt downloads as a user of its own, who may not reach the tree.
+  local fetched
+  fetched=$(mktemp -d)
+  chmod 755 "$fetched"
+  [ "$(id -u)" -ne 0 ] || chown _apt "$fetched"
+  (cd "$fetched" && apt-get source -q --download-only --only-source curl)
+  rm -rf "$deps/curl-source"
+  dpkg-source --no-check -x "$fetched"/curl_*.dsc "$deps/curl-source"
+  rm -rf "$fetched"
+}
+
+buildCurl() {
+  rm -rf "$deps/curl-build" "$deps/curl"
+  cmake -S "$deps/curl-source" -B "$deps/curl-build" -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64.cmake" -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_INSTALL_PREFIX="$deps/curl" "${curlSettings[@]}"
+  cmake --build "$deps/curl-build"
+  cmake --install "$deps/curl-build"
+}
+
+mkdir -p "$deps/headers"
+for library in boost CLI fmt nlohmann spdlog; do linkHeaders "$library"; done
+
+# What was built is good for as long as it would be built in the same way from the same source.
+stamp="$(apt-cache showsrc --only-source curl | awk '$1 == "Version:" {print $2; exit}')
+$(x86_64-w64-mingw32-gcc-posix --version | head -n 1)
+${curlSettings[*]}
+$(cat cmake/mingw-w64.cmake)"
+if [ "$(cat "$deps/stamp" 2>/dev/null)" != "$stamp" ]; then
+  echo "Building libcurl for Windows"
+  # As a script of its own the shell stops at the first failure in it.
+  (set -e; fetchCurl; buildCurl) >"$log" 2>&1 || { tail -n 40 "$log"; exit 1; }
+  echo "$stamp" >"$deps/stamp"
+fi

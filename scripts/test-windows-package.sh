@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Packs the Windows build and tries the archive: the command runs from the unpacked folder with
+# nothing else on the path, and a project of its own finds the package and builds with it.
+# Usage: scripts/test-windows-package.sh   (after a build of the preset windows)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+folder=$PWD/build/windows-package
+name=ondrel-7.10.2-windows-x86_64
+rm -rf "$folder"
+mkdir -p "$folder"
+cpack --config build/windows/CPackConfig.cmake -B "$folder" >"$folder/cpack.log" ||
+  { cat "$folder/cpack.log"; exit 1; }
+unzip -q "$folder/$name.zip" -d "$folder/unpacked"
+package=$folder/unpacked/$name
+
+for file in bin/{ondrel,pirsk,libcurl,libstdc++-6,libgcc_s_seh-1,libwinpthread-1}.dll \
+  bin/ondrel.exe lib/lib{ondrel,pirsk}.dll.a include/{Ondrel/Ondrel,Pirsk/Exceptions}.h \
+  lib/cmake/ondrel/ondrelConfig.cmake; do
+  [ -f "$package/$file" ] || { echo "the archive lacks $file" >&2; exit 1; }
+done
+
+runPacked() { (cd / && WINEPATH='' "$OLDPWD/scripts/run-wine.sh" "$package/bin/$1" "${@:2}"); }
+
+answer=$(runPacked ondrel.exe --json status pd OPERATIONAL FAILED | tr -d '\r')
+expected='{"kind":"pd","old":40093,"new":40095,"event":10471,"severity":4}'
+[ "$answer" = "$expected" ] || { echo "the packed command answers: $answer" >&2; exit 1; }
+
+cmake -S Tests/Consumer -B "$folder/consumer" -G Ninja \
+  -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/mingw-w64.cmake" \
+  -Dondrel_DIR="$package/lib/cmake/ondrel" -DONDREL_INCLUDE_FOLDER="$package/include" \
+  >"$folder/consumer.log" || { cat "$folder/consumer.log"; exit 1; }
+cmake --build "$folder/consumer" >>"$folder/consumer.log" || { cat "$folder/consumer.log"; exit 1; }
+echo "$name.zip: $(du -h "$folder/$name.zip" | cut -f 1), runs unpacked and builds a project"
