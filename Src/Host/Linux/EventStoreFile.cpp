@@ -46,7 +46,7 @@ constexpr std::size_t kUserVersionOffset = 60;
 constexpr std::size_t kApplicationIdOffset = 68;
 
 constexpr std::chrono::milliseconds kLockPause{2};
-constexpr std::chrono::seconds kLockPatience{5};
+constexpr std::chrono::seconds kLockPatience{10};
 
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
