@@ -11,9 +11,10 @@ namespace {
 
 // The number that the running handler caught; 0 when it caught something else.
 unsigned int CaughtNumber() {
-  if (!std::current_exception()) return 0;
+  const std::exception_ptr caught = std::current_exception();
+  if (!caught) return 0;
   try {
-    throw;
+    std::rethrow_exception(caught);
   } catch (unsigned int number) {
     return number;
   } catch (...) {
