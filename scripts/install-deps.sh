@@ -7,6 +7,7 @@ set -euo pipefail
 buildPackages=(
   cmake ninja-build g++ ccache pkg-config
   libboost-dev libcurl4-openssl-dev libsqlite3-dev libsystemd-dev libelf-dev
+  libblkid-dev libmount-dev libkmod-dev
   libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev
   python3-aiosmtpd openssl
 )

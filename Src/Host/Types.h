@@ -65,6 +65,15 @@ inline constexpr DWORD FORMAT_MESSAGE_MAX_WIDTH_MASK = 0x00FF;
 inline constexpr DWORD LOAD_LIBRARY_AS_DATAFILE = 0x02;
 inline constexpr DWORD LOAD_LIBRARY_AS_IMAGE_RESOURCE = 0x20;
 
+inline constexpr DWORD GENERIC_READ = 0x80000000;
+inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD FILE_SHARE_READ = 0x01;
+inline constexpr DWORD FILE_SHARE_WRITE = 0x02;
+inline constexpr DWORD OPEN_EXISTING = 3;
+
+/// What opening a file or device yields in place of a handle.
+inline void* const INVALID_HANDLE_VALUE = reinterpret_cast<void*>(std::intptr_t{-1});
+
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
