@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <new>
 #include <utility>
 
 namespace Pirsk::Internals {
@@ -62,22 +61,9 @@ void ErrorStack::Trim(std::size_t count) noexcept {
   while (rest) rest = std::move(rest->below);
 }
 
-ThreadState& ThreadState::Current() {
-  alignas(ThreadState) static thread_local std::byte storage[sizeof(ThreadState)];
-  static thread_local ThreadState* state = nullptr;
-  if (state == nullptr) {
-    state = ::new (static_cast<void*>(storage)) ThreadState;
-
-    struct Ending {
-      ~Ending() {
-        state->m_isThreadEnding = true;
-        state->Forget();
-      }
-    };
-    static thread_local Ending ending;
-    static_cast<void>(ending);
-  }
-  return *state;
+void ThreadState::EndThread() noexcept {
+  m_isThreadEnding = true;
+  Forget();
 }
 
 void ThreadState::PutInFlight(ErrorRecordPtr& record) noexcept {

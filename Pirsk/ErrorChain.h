@@ -2,6 +2,7 @@
 
 #include <Pirsk/Exceptions.h>
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -53,11 +54,14 @@ private:
 class ThreadState final : public Threading::CThrowState {
 public:
   /// The calling thread's state. Usable until the very end of the thread, in the destructors of its
-  /// thread-local objects and of static objects: it is never destroyed itself. It remembers nothing
-  /// there, for nothing would free it: an error is then known by its number alone.
+  /// thread-local objects and of static objects. It remembers nothing there, for nothing would free
+  /// it: an error is then known by its number alone.
   static ThreadState& Current();
 
   ThreadState() : CThrowState(nullptr) {}
+
+  /// The thread ends: forgets all errors and remembers none from now on.
+  void EndThread() noexcept;
 
   void SwitchOff() { ++m_offDepth; }
   void SwitchOn() { --m_offDepth; }
@@ -91,7 +95,8 @@ private:
   void RetireFrom(int depth) noexcept;
   void Remember(ErrorRecordPtr record) noexcept;
 
-  unsigned int m_offDepth = 0;
+  // One state may stand in for several threads that have ended.
+  std::atomic<unsigned int> m_offDepth = 0;
   bool m_isThreadEnding = false;
   ErrorStack m_inFlight;
   ErrorStack m_earlier;  // Not in flight any more.
