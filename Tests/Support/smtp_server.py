@@ -30,6 +30,17 @@ class Server(SMTP):
         super().connection_made(transport)
 
 
+class NoTls(asyncio.Protocol):
+    """Answers whatever the client begins with in the clear, and hangs up."""
+
+    def connection_made(self, transport):
+        self.transport = transport
+
+    def data_received(self, data):
+        self.transport.write(b"220 test.invalid ESMTP\r\n")
+        self.transport.close()
+
+
 class Mailbox:
     def __init__(self, store, refused_recipient):
         self.store = store
@@ -82,7 +93,8 @@ def authenticator(user, password):
 
 async def serve(options):
     mailbox = Mailbox(options.store, options.refuse_recipient)
-    context = certificate_context(options.store) if options.tls != "none" else None
+    has_tls = options.tls in ("starttls", "implicit")
+    context = certificate_context(options.store) if has_tls else None
     login = {}
     if options.user is not None:
         login = dict(authenticator=authenticator(options.user, options.password),
@@ -93,6 +105,8 @@ async def serve(options):
             login["auth_exclude_mechanism"] = ["LOGIN"]
 
     def connection():
+        if options.tls == "broken":
+            return NoTls()
         return Server(mailbox, hostname="test.invalid", data_size_limit=None,
                       tls_context=context if options.tls == "starttls" else None, **login)
 
@@ -106,7 +120,7 @@ async def serve(options):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--store", type=pathlib.Path, required=True)
-    parser.add_argument("--tls", choices=["none", "starttls", "implicit"], default="none")
+    parser.add_argument("--tls", choices=["none", "starttls", "implicit", "broken"], default="none")
     parser.add_argument("--user")
     parser.add_argument("--password", default="")
     parser.add_argument("--only-mechanism", choices=["PLAIN", "LOGIN"])

@@ -1,4 +1,5 @@
 #include "ESmtp/MessageId.h"
+#include "Support/MatchesPattern.h"
 
 #include <boost/lexical_cast/bad_lexical_cast.hpp>
 #include <gmock/gmock.h>
@@ -50,8 +51,8 @@ TEST(MessageId, BadCastOfTheSecondAttemptReachesTheCallerToo) {
 }
 
 TEST(MessageId, IsARandomUuidOfVersion4) {
-  EXPECT_THAT(MessageIdentifier(), ::testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
-                                                           "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
+  EXPECT_THAT(MessageIdentifier(), MatchesPattern("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-"
+                                                  "[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
 }
 
 TEST(MessageId, IsAnotherOneEachTime) { EXPECT_NE(MessageIdentifier(), MessageIdentifier()); }

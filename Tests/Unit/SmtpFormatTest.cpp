@@ -1,4 +1,5 @@
 #include "Host/ClockOperations.h"
+#include "Support/MatchesPattern.h"
 #include "Support/PreparedClock.h"
 #include "Support/PreparedOperations.h"
 #include "Support/SmtpInspector.h"
@@ -21,7 +22,6 @@ using Testing::ClockStandingStill;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
 using Testing::PreparedOperations;
 using Testing::TraceCapture;
 using Testing::Traces;
@@ -73,7 +73,7 @@ TEST_F(SmtpFormat, HeaderWithEveryFieldHasItsLinesInOrder) {
                           "Reply-To: reply@example.com\n", "X-Priority: 2 (High)\n",
                           "To: Admin<admin@example.com>\n", "Cc: <cc@example.com>\n",
                           "Bcc: <bcc@example.com>\n", "Subject: Drive failed\n",
-                          MatchesRegex("Message-ID: <[0-9a-f-]{36}@example\\.com>\n"),
+                          MatchesPattern("Message-ID: <[0-9a-f-]{36}@example\\.com>\n"),
                           "MIME-Version: 1.0\n", "Content-type: text/plain; charset=US-ASCII\n",
                           "Content-Transfer-Encoding: 7bit\n", "\n"));
 }
@@ -84,7 +84,7 @@ TEST_F(SmtpFormat, HeaderWithoutOptionalFieldsHasTheOtherLines) {
   EXPECT_THAT(m_inside.Payload(),
               ElementsAre(kDateLine, "From: RAID <raid@example.com>\n", "X-Priority: 3 (Normal)\n",
                           "To: Admin<admin@example.com>\n", "Subject: Drive failed\n",
-                          MatchesRegex("Message-ID: <[0-9a-f-]{36}@example\\.com>\n"),
+                          MatchesPattern("Message-ID: <[0-9a-f-]{36}@example\\.com>\n"),
                           "MIME-Version: 1.0\n", "Content-type: text/plain; charset=US-ASCII\n",
                           "Content-Transfer-Encoding: 7bit\n", "\n"));
 }
@@ -177,7 +177,7 @@ TEST_F(SmtpFormat, MessageIdOfASenderWithoutAtSignHasTheFixedHostPart) {
   m_mail.SetFrom("raid");
 
   EXPECT_THAT(HeaderLine("Message-ID:"),
-              MatchesRegex("Message-ID: <[0-9a-f-]{36}@nodomain\\.invalid>\n"));
+              MatchesPattern("Message-ID: <[0-9a-f-]{36}@nodomain\\.invalid>\n"));
 }
 
 TEST_F(SmtpFormat, MessageIdOfASenderWithTwoAtSignsBeginsAtTheFirst) {
@@ -232,7 +232,7 @@ TEST_F(SmtpFormat, SecondHeaderStandsBehindTheFirstWithAMessageIdOfItsOwn) {
   EXPECT_EQ(payload[0], kDateLine);
   EXPECT_EQ(payload[10], kDateLine);
   EXPECT_NE(payload[5], payload[15]);
-  EXPECT_THAT(payload[15], MatchesRegex("Message-ID: <.*>\n"));
+  EXPECT_THAT(payload[15], MatchesPattern("Message-ID: <.*>\n"));
 }
 
 TEST_F(SmtpFormat, HeaderIsTracedAtItsEntryAndExit) {

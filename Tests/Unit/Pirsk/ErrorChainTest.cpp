@@ -410,7 +410,7 @@ TEST_F(ErrorChain, PrintedRaiseWithoutAHandlerShowsItsLineAlone) {
 TEST_F(ErrorChain, ThreadLocalObjectsMayRaiseAtTheEndOfTheirThread) {
   unsigned int caught = 0;
   std::thread([&caught] {
-    static thread_local unsigned int* result = nullptr;
+    static unsigned int* result = nullptr;
     result = &caught;
     struct Late {
       ~Late() {
