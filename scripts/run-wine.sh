@@ -6,8 +6,9 @@ set -euo pipefail
 unset DISPLAY WAYLAND_DISPLAY
 export WINEPREFIX=${ONDREL_WINE_PREFIX:-$(dirname "$(readlink -f "$0")")/../build/windows/prefix}
 export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
-# Neither of the two that a new prefix would ask for: no program here has use for them.
-export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+# Neither of the two that a new prefix would ask for: no program here has use for them. And no
+# debugger: where it looks at a crash, the program's exit status is 0.
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=;winedbg.exe=}"
 
 wine=/usr/lib/wine/wine64
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
@@ -19,4 +20,6 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
     while [ ! -f "$WINEPREFIX/system.reg" ]; do sleep 0.1; done
   ) 9>"$WINEPREFIX/lock"
 fi
+# The server outlives a program by some seconds: a start with none takes seconds.
+wineserver -p15 </dev/null >/dev/null 2>&1 || true
 exec "$wine" "$@"
