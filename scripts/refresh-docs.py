@@ -17,7 +17,7 @@ with what scripts/demo.sh prints once it has built. Behind
 
 the next command shown is one that follows a log; COMMAND is run once it does. Commands of one
 document run in order, in one empty folder, with a mail server on port 2525 that keeps its mails in
-the folder "mails".
+the folder "mails". "ondrel.exe" is the Windows build's, run by Wine; its build comes first too.
 """
 
 import os
@@ -104,16 +104,28 @@ def refresh(document, environment):
             server.wait()
 
 
+def windows_command(folder):
+    program = ROOT / "build/windows/bin/ondrel.exe"
+    if not program.exists():
+        sys.exit(f"no {program}: run scripts/test.sh windows first")
+    start = pathlib.Path(folder, "ondrel.exe")
+    start.write_text(f'#!/bin/sh\nexec "{ROOT}/scripts/run-wine.sh" "{program}" "$@"\n')
+    start.chmod(0o755)
+
+
 def main():
     build = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "build/linux").resolve()
     tool = build / "Tool"
     if not (tool / "ondrel").exists():
         sys.exit(f"no command in {tool}: build it first")
-    environment = dict(os.environ, PATH=f"{tool}:{os.environ['PATH']}", LC_ALL="C.UTF-8")
-    for document in [ROOT / "README.md", *sorted((ROOT / "Docs").glob("*.md"))]:
-        if document.exists() and BLOCK.search(document.read_text()):
-            refresh(document, environment)
-            print(f"refreshed {document.relative_to(ROOT)}")
+    with tempfile.TemporaryDirectory() as commands:
+        windows_command(commands)
+        path = f"{tool}:{commands}:{os.environ['PATH']}"
+        environment = dict(os.environ, PATH=path, LC_ALL="C.UTF-8")
+        for document in [ROOT / "README.md", *sorted((ROOT / "Docs").glob("*.md"))]:
+            if BLOCK.search(document.read_text()):
+                refresh(document, environment)
+                print(f"refreshed {document.relative_to(ROOT)}")
 
 
 if __name__ == "__main__":
