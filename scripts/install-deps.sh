@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing for one purpose: build, test, bench or windows. test and bench include
-# what stands before them; windows is what the Windows build and its tests take besides test.
-# Usage: scripts/install-deps.sh [build|test|bench|windows]
+# Installs what is missing for one purpose: build, test, bench, windows or vm. test and bench include
+# what stands before them; windows is what the Windows build and its tests take besides test, vm what
+# the tests in the virtual machine do.
+# Usage: scripts/install-deps.sh [build|test|bench|windows|vm]
 set -euo pipefail
 
 buildPackages=(
@@ -22,6 +23,10 @@ windowsPackages=(
   wine64 wine libgnutls30
   dpkg-dev icoutils unzip zip
 )
+vmPackages=(
+  qemu-system-x86 linux-image-cloud-amd64 busybox-static
+  nvme-cli smartmontools pciutils util-linux
+)
 
 purpose=${1:-build}
 case "$purpose" in
@@ -29,7 +34,8 @@ case "$purpose" in
   test) wanted=("${buildPackages[@]}" "${testPackages[@]}") ;;
   bench) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${benchPackages[@]}") ;;
   windows) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${windowsPackages[@]}") ;;
-  *) echo "usage: $0 [build|test|bench|windows]" >&2; exit 2 ;;
+  vm) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${vmPackages[@]}") ;;
+  *) echo "usage: $0 [build|test|bench|windows|vm]" >&2; exit 2 ;;
 esac
 
 isInstalled() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }

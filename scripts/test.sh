@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs the tests.
-# Usage: scripts/test.sh [linux|asan|tsan|consumer|fuzz|lint|windows]...
+# Usage: scripts/test.sh [linux|vm|asan|tsan|windows|consumer|fuzz|lint]...
 # Without arguments: all of them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-allParts=(linux asan tsan windows consumer fuzz lint)
+allParts=(linux vm asan tsan windows consumer fuzz lint)
 jobs=$(nproc)
 
 buildPreset() {
@@ -13,13 +13,24 @@ buildPreset() {
   cmake --build --preset "$1" -j "$jobs"
 }
 
+# Runs the tests of a preset; what follows its name chooses among them.
 runTests() {
-  ctest --test-dir "build/$1" -j "$jobs" --output-on-failure --no-tests=error \
-    --output-log "build/$1-tests.log" >"build/$1-tests.out" || { cat "build/$1-tests.out"; return 1; }
-  tail -n 6 "build/$1-tests.out"
+  local preset=$1
+  shift
+  ctest --test-dir "build/$preset" "$@" -j "$jobs" --output-on-failure --no-tests=error \
+    --output-log "build/$preset-tests.log" >"build/$preset-tests.out" ||
+    { cat "build/$preset-tests.out"; return 1; }
+  tail -n 6 "build/$preset-tests.out"
 }
 
-testLinux() { buildPreset linux && runTests linux; }
+testLinux() { buildPreset linux && runTests linux --label-exclude vm; }
+
+# Virtual machines run by emulation alone: no hardware support is asked for.
+testVm() {
+  scripts/install-deps.sh vm
+  buildPreset linux
+  runTests linux --label-regex vm
+}
 
 testAsan() {
   buildPreset asan
@@ -108,7 +119,7 @@ parts=("$@")
 [ ${#parts[@]} -gt 0 ] || parts=("${allParts[@]}")
 for part in "${parts[@]}"; do
   case "$part" in
-    linux | asan | tsan | windows | consumer | fuzz | lint) ;;
+    linux | vm | asan | tsan | windows | consumer | fuzz | lint) ;;
     *) echo "usage: $0 [${allParts[*]}]" >&2; exit 2 ;;
   esac
 done

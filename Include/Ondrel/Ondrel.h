@@ -5,6 +5,7 @@
 #include <Ondrel/CodeNames.h>
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
+#include <Ondrel/NVMe.h>
 #include <Ondrel/Smtp.h>
 #include <Ondrel/StatusTransition.h>
 #include <Ondrel/SystemLog.h>

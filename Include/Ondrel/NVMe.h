@@ -1,0 +1,418 @@
+#pragma once
+
+#include <Ondrel/Export.h>
+
+#include <cstdint>
+
+/// The data structures that an NVMe device delivers, byte for byte.
+///
+/// Source: NVM Express, revision 1.3. The records are plain memory: a device's answer, or a saved
+/// image of one, is copied onto a record and then read through its fields and operations. Fields
+/// have the standard's mnemonics where it gives one, and stand at the standard's offsets without
+/// any padding; numbers of several bytes are little-endian, as both hosts are. A size of 128 bits
+/// is two words, the low one first. What revision 1.3 reserves is reserved here too, also where a
+/// later revision gave it a meaning, and is copied with the rest.
+///
+/// A field that is not aligned (the records are packed) is read by its value; a reference must not
+/// be bound to it. The operations change no record. They may be called from any thread, but for
+/// the four accessors of `NVME_IDENTIFY_CONTROLLER` that yield text.
+namespace Ondrel {
+
+#pragma pack(push, 1)
+
+/// LBA format data: one way in which a namespace can be formatted. 4 bytes.
+struct ONDREL_API NVME_IDENTIFY_LBA_FORMAT_DATA {
+  std::uint16_t MS;     ///< Metadata Size: bytes of metadata for each block.
+  std::uint8_t LBADS;   ///< LBA Data Size: size of a block as a power of two; 9 is 512 bytes.
+  std::uint8_t RP : 2;  ///< Relative Performance: 0 best to 3 degraded; see `sRelativePerformance`.
+  std::uint8_t Reserved3 : 6;
+
+  NVME_IDENTIFY_LBA_FORMAT_DATA() = default;
+  NVME_IDENTIFY_LBA_FORMAT_DATA(const NVME_IDENTIFY_LBA_FORMAT_DATA&) = default;
+  NVME_IDENTIFY_LBA_FORMAT_DATA& operator=(const NVME_IDENTIFY_LBA_FORMAT_DATA& other);
+  NVME_IDENTIFY_LBA_FORMAT_DATA& operator=(NVME_IDENTIFY_LBA_FORMAT_DATA&& other) noexcept;
+
+  /// Size of a block in bytes. 0 when `LBADS` is below 9: fewer than 512 bytes are no valid size.
+  /// The power is taken modulo 64.
+  std::uint64_t LBASize();
+
+  /// "Best", "Better", "Good" or "Degraded".
+  const char* sRelativePerformance();
+};
+
+/// Power state descriptor: what one power state takes and how fast it is. 32 bytes.
+struct ONDREL_API NVME_POWER_STATE_DESCRIPTOR {
+  std::uint16_t MP;  ///< Maximum Power, in the unit that `MPS` tells.
+  std::uint8_t Reserved2;
+  std::uint8_t MPS : 1;   ///< Max Power Scale: 0 hundredths of a watt, 1 tenths of a milliwatt.
+  std::uint8_t NOPS : 1;  ///< Non-Operational State: 1 when no I/O is processed in it.
+  std::uint8_t Reserved3 : 6;
+  std::uint32_t ENLAT;   ///< Entry Latency: microseconds to enter the state.
+  std::uint32_t EXLAT;   ///< Exit Latency: microseconds to leave the state.
+  std::uint8_t RRT : 5;  ///< Relative Read Throughput: lower is better.
+  std::uint8_t Reserved12 : 3;
+  std::uint8_t RRL : 5;  ///< Relative Read Latency: lower is better.
+  std::uint8_t Reserved13 : 3;
+  std::uint8_t RWT : 5;  ///< Relative Write Throughput: lower is better.
+  std::uint8_t Reserved14 : 3;
+  std::uint8_t RWL : 5;  ///< Relative Write Latency: lower is better.
+  std::uint8_t Reserved15 : 3;
+  std::uint16_t IDLP;  ///< Idle Power, in the unit that `IPS` tells.
+  std::uint8_t Reserved18 : 6;
+  std::uint8_t IPS : 2;  ///< Idle Power Scale: 0 not told, 1 0.1 milliwatt, 2 0.01 watt.
+  std::uint8_t Reserved19;
+  std::uint16_t ACTP;    ///< Active Power, in the unit that `APS` tells.
+  std::uint8_t APW : 3;  ///< Active Power Workload that `ACTP` was taken with.
+  std::uint8_t Reserved22 : 3;
+  std::uint8_t APS : 2;  ///< Active Power Scale: 0 not told, 1 0.1 milliwatt, 2 0.01 watt.
+  std::uint8_t Reserved23[9];
+
+  NVME_POWER_STATE_DESCRIPTOR() = default;
+  NVME_POWER_STATE_DESCRIPTOR(const NVME_POWER_STATE_DESCRIPTOR&) = default;
+  NVME_POWER_STATE_DESCRIPTOR& operator=(const NVME_POWER_STATE_DESCRIPTOR& other);
+  NVME_POWER_STATE_DESCRIPTOR& operator=(NVME_POWER_STATE_DESCRIPTOR&& other) noexcept;
+};
+
+/// Identify Namespace data structure. 4096 bytes.
+struct ONDREL_API NVME_IDENTIFY_NAMESPACE {
+  std::uint64_t NSZE;   ///< Namespace Size, in blocks.
+  std::uint64_t NCAP;   ///< Namespace Capacity: blocks that may be allocated at a time.
+  std::uint64_t NUSE;   ///< Namespace Utilization: blocks that are allocated now.
+  std::uint8_t NSFEAT;  ///< Namespace Features.
+  std::uint8_t NLBAF;   ///< Number of LBA Formats: index of the last valid entry of `LBAF`.
+  struct {
+    std::uint8_t Format : 4;         ///< Index into `LBAF` of the format in use.
+    std::uint8_t MetadataAtEnd : 1;  ///< Metadata stands at the end of each block.
+    std::uint8_t Reserved : 3;
+  } FLBAS;              ///< Formatted LBA Size.
+  std::uint8_t MC;      ///< Metadata Capabilities.
+  std::uint8_t DPC;     ///< End-to-end Data Protection Capabilities.
+  std::uint8_t DPS;     ///< End-to-end Data Protection Type Settings.
+  std::uint8_t NMIC;    ///< Namespace Multi-path I/O and Namespace Sharing Capabilities.
+  std::uint8_t RESCAP;  ///< Reservation Capabilities.
+  struct {
+    std::uint8_t PercentageRemaining : 7;  ///< Percent of the namespace still to be formatted.
+    std::uint8_t Supported : 1;            ///< The indicator is supported.
+  } FPI;                                   ///< Format Progress Indicator.
+  std::uint8_t DLFEAT;                     ///< Deallocate Logical Block Features.
+  std::uint16_t NAWUN;      ///< Namespace Atomic Write Unit Normal, in blocks, zero-based.
+  std::uint16_t NAWUPF;     ///< Namespace Atomic Write Unit Power Fail, in blocks, zero-based.
+  std::uint16_t NACWU;      ///< Namespace Atomic Compare and Write Unit, in blocks, zero-based.
+  std::uint16_t NABSN;      ///< Namespace Atomic Boundary Size Normal, in blocks, zero-based.
+  std::uint16_t NABO;       ///< Namespace Atomic Boundary Offset: block of the first boundary.
+  std::uint16_t NABSPF;     ///< Namespace Atomic Boundary Size Power Fail, in blocks, zero-based.
+  std::uint16_t NOIOB;      ///< Namespace Optimal I/O Boundary, in blocks; 0 for none told.
+  std::uint64_t NVMCAP[2];  ///< NVM Capacity in bytes, low word first; see `Capacity`.
+  std::uint8_t Reserved64[40];
+  std::uint8_t NGUID[16];  ///< Namespace Globally Unique Identifier, big-endian; zero for none.
+  std::uint8_t EUI64[8];   ///< IEEE Extended Unique Identifier, big-endian; zero for none.
+  NVME_IDENTIFY_LBA_FORMAT_DATA LBAF[16];  ///< LBA Formats 0 to 15; see `NLBAF`.
+  std::uint8_t Reserved192[192];
+  std::uint8_t VS[3712];  ///< Vendor Specific.
+
+  NVME_IDENTIFY_NAMESPACE() = default;
+  NVME_IDENTIFY_NAMESPACE(const NVME_IDENTIFY_NAMESPACE&) = default;
+  NVME_IDENTIFY_NAMESPACE& operator=(const NVME_IDENTIFY_NAMESPACE& other);
+  NVME_IDENTIFY_NAMESPACE& operator=(NVME_IDENTIFY_NAMESPACE&& other) noexcept;
+
+  /// Size of a block of the format in use, in bytes.
+  ///
+  /// 0 when the format's index lies beyond `NLBAF`, or when the format has no valid size.
+  std::uint64_t LBASize();
+
+  /// Size of the namespace in bytes: the low word of `NVMCAP`, or when that is zero the first of
+  /// `NSZE` and `NCAP` that is not, times `LBASize()` modulo 2 to the 64th.
+  std::uint64_t Capacity();
+};
+
+/// Identify Controller data structure. 4096 bytes.
+struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
+  std::uint16_t VID;     ///< PCI Vendor ID.
+  std::uint16_t SSVID;   ///< PCI Subsystem Vendor ID.
+  char SN[20];           ///< Serial Number, ASCII padded with spaces; see `sSerialNumber`.
+  char MN[40];           ///< Model Number, ASCII padded with spaces; see `sModelNumber`.
+  char FR[8];            ///< Firmware Revision, ASCII padded with spaces; see `sFirmwareRevision`.
+  std::uint8_t RAB;      ///< Recommended Arbitration Burst: commands, as a power of two.
+  std::uint8_t IEEE[3];  ///< IEEE OUI Identifier of the controller's vendor, low byte first.
+  struct {
+    std::uint8_t MultiplePorts : 1;        ///< The subsystem may have more than one port.
+    std::uint8_t MultipleControllers : 1;  ///< The subsystem may have more than one controller.
+    std::uint8_t VirtualFunction : 1;      ///< The controller belongs to a virtual function.
+    std::uint8_t Reserved : 5;
+  } CMIC;                ///< Controller Multi-Path I/O and Namespace Sharing Capabilities.
+  std::uint8_t MDTS;     ///< Maximum Data Transfer Size: minimum pages, as a power of two; 0 none.
+  std::uint16_t CNTLID;  ///< Controller ID within the subsystem.
+  struct {
+    std::uint8_t TER;   ///< Tertiary version number.
+    std::uint8_t MNR;   ///< Minor version number.
+    std::uint16_t MJR;  ///< Major version number.
+  } VER;                ///< Version of the standard that the controller keeps.
+  std::uint32_t RTD3R;  ///< RTD3 Resume Latency, in microseconds; 0 for not told.
+  std::uint32_t RTD3E;  ///< RTD3 Entry Latency, in microseconds; 0 for not told.
+  struct {
+    std::uint32_t Reserved0 : 8;
+    std::uint32_t NamespaceAttributeNotices : 1;  ///< Tells of changed namespaces.
+    std::uint32_t FirmwareActivationNotices : 1;  ///< Tells of firmware being activated.
+    std::uint32_t Reserved10 : 22;
+  } OAES;  ///< Optional Asynchronous Events Supported.
+  struct {
+    std::uint32_t HostIdentifier128Bit : 1;                ///< Takes host identifiers of 128 bits.
+    std::uint32_t NonOperationalPowerStatePermissive : 1;  ///< May exceed a state's power for work
+                                                           ///< of the controller's own.
+    std::uint32_t Reserved : 30;
+  } CTRATT;                       ///< Controller Attributes.
+  std::uint8_t Reserved100[155];  ///< The last 15 belong to the management interface.
+  struct {
+    std::uint8_t SMBusPort : 1;  ///< Management endpoint on an SMBus or I2C port.
+    std::uint8_t PCIePort : 1;   ///< Management endpoint on a PCI Express port.
+    std::uint8_t Reserved : 6;
+  } MEC;  ///< Management Endpoint Capabilities.
+  struct {
+    std::uint16_t Security : 1;                  ///< Security Send and Security Receive.
+    std::uint16_t Format : 1;                    ///< Format NVM.
+    std::uint16_t Firmware : 1;                  ///< Firmware Commit and Image Download.
+    std::uint16_t NamespaceManagement : 1;       ///< Namespace Management and Attachment.
+    std::uint16_t DeviceSelfTest : 1;            ///< Device Self-test.
+    std::uint16_t Directives : 1;                ///< Directive Send and Directive Receive.
+    std::uint16_t ManagementInterface : 1;       ///< NVMe-MI Send and NVMe-MI Receive.
+    std::uint16_t VirtualizationManagement : 1;  ///< Virtualization Management.
+    std::uint16_t DoorbellBufferConfig : 1;      ///< Doorbell Buffer Config.
+    std::uint16_t Reserved : 7;
+  } OACS;             ///< Optional Admin Command Support.
+  std::uint8_t ACL;   ///< Abort Command Limit, zero-based.
+  std::uint8_t AERL;  ///< Asynchronous Event Request Limit, zero-based.
+  struct {
+    std::uint8_t Slot1ReadOnly : 1;           ///< The first firmware slot is read-only.
+    std::uint8_t Slots : 3;                   ///< Number of firmware slots.
+    std::uint8_t ActivationWithoutReset : 1;  ///< Firmware is activated without a reset.
+    std::uint8_t Reserved : 3;
+  } FRMW;  ///< Firmware Updates.
+  struct {
+    std::uint8_t HealthLogPerNamespace : 1;  ///< Health log of each namespace.
+    std::uint8_t CommandEffectsLog : 1;      ///< Log of commands supported and effects.
+    std::uint8_t ExtendedData : 1;           ///< Get Log Page takes offsets and long lengths.
+    std::uint8_t Telemetry : 1;              ///< Telemetry logs.
+    std::uint8_t Reserved : 4;
+  } LPA;              ///< Log Page Attributes.
+  std::uint8_t ELPE;  ///< Error Log Page Entries, zero-based.
+  std::uint8_t NPSS;  ///< Number of Power States Support: index of the last one.
+  struct {
+    std::uint8_t VendorSpecificFormat : 1;  ///< Vendor specific commands have the standard's form.
+    std::uint8_t Reserved : 7;
+  } AVSCC;  ///< Admin Vendor Specific Command Configuration.
+  struct {
+    std::uint8_t Supported : 1;  ///< The controller changes power states by itself.
+    std::uint8_t Reserved : 7;
+  } APSTA;                   ///< Autonomous Power State Transition Attributes.
+  std::uint16_t WCTEMP;      ///< Warning Composite Temperature Threshold, in kelvin; 0 not told.
+  std::uint16_t CCTEMP;      ///< Critical Composite Temperature Threshold, in kelvin; 0 not told.
+  std::uint16_t MTFA;        ///< Maximum Time for Firmware Activation, in 100 milliseconds.
+  std::uint32_t HMPRE;       ///< Host Memory Buffer Preferred Size, in 4096 bytes.
+  std::uint32_t HMMIN;       ///< Host Memory Buffer Minimum Size, in 4096 bytes.
+  std::uint64_t TNVMCAP[2];  ///< Total NVM Capacity in bytes, low word first; see `Capacity`.
+  std::uint64_t UNVMCAP[2];  ///< Unallocated NVM Capacity in bytes, low word first.
+  struct {
+    std::uint16_t Units : 3;           ///< Number of RPMB units; 0 for none.
+    std::uint16_t Authentication : 3;  ///< Authentication method; 0 is HMAC SHA-256.
+    std::uint16_t Reserved : 10;
+    std::uint8_t TotalSize;   ///< Size of a unit, in 128 KiB, zero-based.
+    std::uint8_t AccessSize;  ///< Size of one access, in 512 bytes, zero-based.
+  } RPMBS;                    ///< Replay Protected Memory Block Support.
+  std::uint16_t EDSTT;        ///< Extended Device Self-test Time, in minutes.
+  struct {
+    std::uint8_t OneAtATime : 1;  ///< One self-test at a time for the whole subsystem.
+    std::uint8_t Reserved : 7;
+  } DSTO;             ///< Device Self-test Options.
+  std::uint8_t FWUG;  ///< Firmware Update Granularity, in 4096 bytes; 0 not told, 255 any.
+  std::uint16_t KAS;  ///< Keep Alive Support: granularity, in 100 milliseconds; 0 for none.
+  struct {
+    std::uint16_t Supported : 1;  ///< The host may control thermal management.
+    std::uint16_t Reserved : 15;
+  } HCTMA;              ///< Host Controlled Thermal Management Attributes.
+  std::uint16_t MNTMT;  ///< Minimum Thermal Management Temperature, in kelvin; 0 for not told.
+  std::uint16_t MXTMT;  ///< Maximum Thermal Management Temperature, in kelvin; 0 for not told.
+  struct {
+    std::uint32_t CryptoErase : 1;  ///< Crypto Erase is supported.
+    std::uint32_t BlockErase : 1;   ///< Block Erase is supported.
+    std::uint32_t Overwrite : 1;    ///< Overwrite is supported.
+    std::uint32_t Reserved : 29;
+  } SANICAP;  ///< Sanitize Capabilities.
+  std::uint8_t Reserved332[180];
+  struct {
+    std::uint8_t Required : 4;  ///< Size needed: bytes as a power of two.
+    std::uint8_t Maximum : 4;   ///< Largest size: bytes as a power of two.
+  } SQES;                       ///< Submission Queue Entry Size.
+  struct {
+    std::uint8_t Required : 4;  ///< Size needed: bytes as a power of two.
+    std::uint8_t Maximum : 4;   ///< Largest size: bytes as a power of two.
+  } CQES;                       ///< Completion Queue Entry Size.
+  std::uint16_t MAXCMD;         ///< Maximum Outstanding Commands of a queue; 0 for not told.
+  std::uint32_t NN;             ///< Number of Namespaces that the controller can have.
+  struct {
+    std::uint16_t Compare : 1;             ///< Compare.
+    std::uint16_t WriteUncorrectable : 1;  ///< Write Uncorrectable.
+    std::uint16_t DatasetManagement : 1;   ///< Dataset Management.
+    std::uint16_t WriteZeroes : 1;         ///< Write Zeroes.
+    std::uint16_t SaveAndSelect : 1;       ///< Save field of Set Features, Select of Get Features.
+    std::uint16_t Reservations : 1;        ///< Reservations.
+    std::uint16_t Timestamp : 1;           ///< Timestamp feature.
+    std::uint16_t Reserved : 9;
+  } ONCS;  ///< Optional NVM Command Support.
+  struct {
+    std::uint16_t CompareAndWrite : 1;  ///< Compare and Write.
+    std::uint16_t Reserved : 15;
+  } FUSES;  ///< Fused Operation Support.
+  struct {
+    std::uint8_t FormatAll : 1;           ///< A format applies to all namespaces.
+    std::uint8_t EraseAll : 1;            ///< A secure erase applies to all namespaces.
+    std::uint8_t CryptographicErase : 1;  ///< Cryptographic erase is supported.
+    std::uint8_t Reserved : 5;
+  } FNA;  ///< Format NVM Attributes.
+  struct {
+    std::uint8_t Present : 1;  ///< A volatile write cache is present.
+    std::uint8_t Reserved : 7;
+  } VWC;                ///< Volatile Write Cache.
+  std::uint16_t AWUN;   ///< Atomic Write Unit Normal, in blocks, zero-based.
+  std::uint16_t AWUPF;  ///< Atomic Write Unit Power Fail, in blocks, zero-based.
+  struct {
+    std::uint8_t VendorSpecificFormat : 1;  ///< Vendor specific commands have the standard's form.
+    std::uint8_t Reserved : 7;
+  } NVSCC;  ///< NVM Vendor Specific Command Configuration.
+  std::uint8_t Reserved531;
+  std::uint16_t ACWU;  ///< Atomic Compare and Write Unit, in blocks, zero-based.
+  std::uint8_t Reserved534[2];
+  struct {
+    std::uint32_t Support : 2;         ///< SGLs: 0 no, 1 without an alignment, 2 in four bytes.
+    std::uint32_t KeyedDataBlock : 1;  ///< Keyed SGL Data Block descriptor.
+    std::uint32_t Reserved3 : 13;
+    std::uint32_t BitBucket : 1;                  ///< SGL Bit Bucket descriptor.
+    std::uint32_t ByteAlignedMetadataBuffer : 1;  ///< Metadata buffer of any alignment.
+    std::uint32_t LengthLargerThanData : 1;       ///< SGLs longer than the data.
+    std::uint32_t MetadataPointerDescriptor : 1;  ///< Metadata pointer to an SGL descriptor.
+    std::uint32_t AddressAsOffset : 1;            ///< Address field as an offset.
+    std::uint32_t Reserved21 : 11;
+  } SGLS;  ///< SGL Support.
+  std::uint8_t Reserved540[228];
+  char SUBNQN[256];  ///< NVM Subsystem NVMe Qualified Name; see the accessor of that name.
+  std::uint8_t Reserved1024[768];
+  std::uint8_t Fabrics[256];            ///< Area of NVMe over Fabrics, not interpreted.
+  NVME_POWER_STATE_DESCRIPTOR PSD[32];  ///< Power State Descriptors 0 to 31; see `NPSS`.
+  std::uint8_t VS[1024];                ///< Vendor Specific.
+
+  NVME_IDENTIFY_CONTROLLER() = default;
+  NVME_IDENTIFY_CONTROLLER(const NVME_IDENTIFY_CONTROLLER&) = default;
+  NVME_IDENTIFY_CONTROLLER& operator=(const NVME_IDENTIFY_CONTROLLER& other);
+  NVME_IDENTIFY_CONTROLLER& operator=(NVME_IDENTIFY_CONTROLLER&& other) noexcept;
+
+  /// Size of the controller's NVM in bytes: the low word of `TNVMCAP`, or when that is zero the
+  /// `Capacity` of `nameSpace`, or 0 when that is null.
+  std::uint64_t Capacity(NVME_IDENTIFY_NAMESPACE* nameSpace);
+
+  /// The text fields as zero-terminated text: control characters become spaces, double quotation
+  /// marks and bytes from 0x7F on become underscores, and spaces at the end are dropped.
+  ///
+  /// Each of the four has one buffer for all records and threads of the process. What it yields
+  /// stays readable for the life of the process, but its text changes with the next call of the
+  /// same accessor on any record: copy it before that. Two threads must not be in the same one at
+  /// a time. Nothing is allocated.
+  char* sSerialNumber();
+  char* sModelNumber();
+  char* sFirmwareRevision();
+  char* sNVMSubsystemNVMeQualifiedName();
+
+private:
+  char* TrimString(char* destination, char* source, unsigned short length);
+};
+
+/// SMART / Health Information log, page 2. 512 bytes.
+struct ONDREL_API NVME_SMART_HEALTH_INFORMATION_LOG {
+  struct {
+    std::uint8_t AvailableSpareBelowThreshold : 1;  ///< Spare capacity is below its threshold.
+    std::uint8_t Temperature : 1;                   ///< A temperature has passed a threshold.
+    std::uint8_t ReliabilityDegraded : 1;           ///< Media or internal errors are many.
+    std::uint8_t ReadOnly : 1;                      ///< The media are in read-only mode.
+    std::uint8_t VolatileMemoryBackupFailed : 1;    ///< The backup of volatile memory failed.
+    std::uint8_t Reserved : 3;
+  } CriticalWarningFlags;                ///< Critical Warning; `CriticalWarning` yields it whole.
+  std::uint16_t CompositeTemperature;    ///< Composite Temperature, in kelvin. Not aligned.
+  std::uint8_t AvailableSpare;           ///< Available Spare, in percent of the whole.
+  std::uint8_t AvailableSpareThreshold;  ///< Available Spare Threshold, in percent.
+  std::uint8_t PercentageUsed;           ///< Percentage Used of the estimated life; may pass 100.
+  std::uint8_t Reserved6[26];
+  std::uint64_t DataUnitsRead[2];       ///< Data Units Read, in 512000 bytes, low word first.
+  std::uint64_t DataUnitsWritten[2];    ///< Data Units Written, in 512000 bytes, low word first.
+  std::uint64_t HostReadCommands[2];    ///< Host Read Commands, low word first.
+  std::uint64_t HostWriteCommands[2];   ///< Host Write Commands, low word first.
+  std::uint64_t ControllerBusyTime[2];  ///< Controller Busy Time, in minutes, low word first.
+  std::uint64_t PowerCycles[2];         ///< Power Cycles, low word first.
+  std::uint64_t PowerOnHours[2];        ///< Power On Hours, low word first.
+  std::uint64_t UnsafeShutdowns[2];     ///< Unsafe Shutdowns, low word first.
+  std::uint64_t MediaErrors[2];         ///< Media and Data Integrity Errors, low word first.
+  std::uint64_t ErrorLogEntries[2];  ///< Number of Error Information Log Entries, low word first.
+  std::uint32_t WarningTemperatureTime;   ///< Warning Composite Temperature Time, in minutes.
+  std::uint32_t CriticalTemperatureTime;  ///< Critical Composite Temperature Time, in minutes.
+  std::uint16_t TemperatureSensor[8];     ///< Temperature Sensors 1 to 8, in kelvin; 0 for none.
+  std::uint32_t ThermalManagement1TransitionCount;  ///< Times that its temperature 1 was passed.
+  std::uint32_t ThermalManagement2TransitionCount;  ///< Times that its temperature 2 was passed.
+  std::uint32_t ThermalManagement1TotalTime;        ///< Seconds beyond its temperature 1.
+  std::uint32_t ThermalManagement2TotalTime;        ///< Seconds beyond its temperature 2.
+  std::uint8_t Reserved232[280];
+
+  NVME_SMART_HEALTH_INFORMATION_LOG() = default;
+  NVME_SMART_HEALTH_INFORMATION_LOG(const NVME_SMART_HEALTH_INFORMATION_LOG&) = default;
+  NVME_SMART_HEALTH_INFORMATION_LOG& operator=(const NVME_SMART_HEALTH_INFORMATION_LOG& other);
+  NVME_SMART_HEALTH_INFORMATION_LOG& operator=(NVME_SMART_HEALTH_INFORMATION_LOG&& other) noexcept;
+
+  /// The critical warning byte with all its eight bits.
+  std::uint8_t CriticalWarning();
+};
+
+/// Status field of a completed command. 2 bytes.
+struct ONDREL_API NVME_STATUS_FIELD {
+  std::uint16_t P : 1;    ///< Phase Tag.
+  std::uint16_t SC : 8;   ///< Status Code.
+  std::uint16_t SCT : 3;  ///< Status Code Type: 0 generic, 1 command specific, 2 media.
+  std::uint16_t Reserved12 : 2;
+  std::uint16_t M : 1;    ///< More: the error log has more about it.
+  std::uint16_t DNR : 1;  ///< Do Not Retry: the same command would fail again.
+
+  NVME_STATUS_FIELD() = default;
+  NVME_STATUS_FIELD(const NVME_STATUS_FIELD&) = default;
+  NVME_STATUS_FIELD& operator=(const NVME_STATUS_FIELD& other);
+  NVME_STATUS_FIELD& operator=(NVME_STATUS_FIELD&& other) noexcept;
+
+  /// Whether the command succeeded: `SC` and `SCT` are zero.
+  bool SuccessfulCompletion();
+
+  /// What `SC` means under `SCT`; "?" where the standard's tables have no row.
+  const char* sStatusCode();
+
+  /// What `SCT` means; "?" from 3 on.
+  const char* sStatusCodeType();
+};
+
+/// Entry of the Error Information log, page 1. 64 bytes.
+struct ONDREL_API NVME_ERROR_INFORMATION_LOG_ENTRY {
+  std::uint64_t ErrorCount;         ///< Error Count: number of the error; 0 for no entry.
+  std::uint16_t SubmissionQueueId;  ///< Submission Queue ID of the command.
+  std::uint16_t CommandId;          ///< Command ID.
+  NVME_STATUS_FIELD StatusField;    ///< Status Field of the command's completion.
+  struct {
+    std::uint16_t Byte : 8;  ///< Byte of the command in which the parameter begins.
+    std::uint16_t Bit : 3;   ///< Bit of that byte.
+    std::uint16_t Reserved : 5;
+  } ParameterErrorLocation;           ///< Parameter Error Location; all ones for none.
+  std::uint64_t LogicalBlockAddress;  ///< LBA: the first one that met the error.
+  std::uint32_t Namespace;            ///< Namespace identifier.
+  std::uint8_t VendorSpecificInformationAvailable;  ///< Log page with more; 0 for none.
+  std::uint8_t Remainder[35];                       ///< Copied, not interpreted.
+
+  NVME_ERROR_INFORMATION_LOG_ENTRY() = default;
+  NVME_ERROR_INFORMATION_LOG_ENTRY(const NVME_ERROR_INFORMATION_LOG_ENTRY&) = default;
+  NVME_ERROR_INFORMATION_LOG_ENTRY& operator=(const NVME_ERROR_INFORMATION_LOG_ENTRY& other);
+  NVME_ERROR_INFORMATION_LOG_ENTRY& operator=(NVME_ERROR_INFORMATION_LOG_ENTRY&& other) noexcept;
+};
+
+#pragma pack(pop)
+
+}  // namespace Ondrel
