@@ -20,6 +20,10 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
     while [ ! -f "$WINEPREFIX/system.reg" ]; do sleep 0.1; done
   ) 9>"$WINEPREFIX/lock"
 fi
-# The server outlives a program by some seconds: a start with none takes seconds.
-wineserver -p15 </dev/null >/dev/null 2>&1 || true
+# The server outlives a program by some seconds: a start with none takes seconds. What comes with it
+# must not hold the output of the program open.
+{
+  wineserver -p15 || true
+  "$wine" cmd /c exit
+} </dev/null >/dev/null 2>&1
 exec "$wine" "$@"
