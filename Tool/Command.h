@@ -48,5 +48,9 @@ void AddLogReportCommand(CLI::App& log, Work& chosen);
 void AddLogFollowCommand(CLI::App& log, Work& chosen);
 void AddMailCommand(CLI::App& app, Work& chosen);
 void AddAlertCommand(CLI::App& app, Work& chosen);
+void AddRunCommand(CLI::App& app, Work& chosen);
+void AddCompareCommand(CLI::App& app, Work& chosen);
+void AddDateCommands(CLI::App& app, Work& chosen);
+void AddHostCommands(CLI::App& app, Work& chosen);
 
 }  // namespace Tool

@@ -26,6 +26,10 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddLogFollowCommand(*log, chosen);
   AddMailCommand(app, chosen);
   AddAlertCommand(app, chosen);
+  AddRunCommand(app, chosen);
+  AddCompareCommand(app, chosen);
+  AddDateCommands(app, chosen);
+  AddHostCommands(app, chosen);
 }
 
 /// "ondrel log report": the command with the subcommands that were understood.
@@ -67,8 +71,9 @@ int Run(const CLI::App& app, const GlobalOptions& globals, const Work& work) {
 }
 
 int ParseAndRun(int argumentCount, char** arguments) {
-  CLI::App app("Drive status events: look them up, write them to the system event log, mail them.",
-               "ondrel");
+  CLI::App app(
+      "What a storage service asks of its host: drive status events, logs, mail, devices, time.",
+      "ondrel");
   app.footer(kExitStatuses);
   GlobalOptions globals;
   AddGlobalOptions(app, globals);

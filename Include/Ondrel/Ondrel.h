@@ -8,5 +8,7 @@
 #include <Ondrel/NVMe.h>
 #include <Ondrel/Smtp.h>
 #include <Ondrel/StatusTransition.h>
+#include <Ondrel/System.h>
 #include <Ondrel/SystemLog.h>
+#include <Ondrel/SystemTime.h>
 #include <Ondrel/Types.h>

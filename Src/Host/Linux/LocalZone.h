@@ -1,0 +1,17 @@
+#pragma once
+
+#include <ctime>
+
+namespace Ondrel::Host {
+
+/// Breaks a time down by the zone rules in force at the call. False when it cannot be shown. The
+/// C library's zone is shared state: this library's threads take turns.
+bool BreakDownLocally(std::time_t time, std::tm& local);
+
+/// Seconds by which the zone's standard time lies west of UTC.
+long StandardTimeWestOfUtc();
+
+/// Whether the zone knows daylight time.
+bool HasDaylightTime();
+
+}  // namespace Ondrel::Host

@@ -1,0 +1,17 @@
+#include "Host/ProcessOperations.h"
+
+namespace Ondrel::Host {
+
+ProcessOperations MakeProcessOperations() {
+  return ProcessOperations{
+      ._popen =
+          [](const char* commandLine, const char* mode) {
+            // The stream is not inherited by the processes of other threads.
+            return ::popen(commandLine, mode[0] == 'r' ? "re" : "we");
+          },
+      .fgets = ::fgets,
+      ._pclose = ::pclose,
+  };
+}
+
+}  // namespace Ondrel::Host

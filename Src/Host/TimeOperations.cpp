@@ -1,0 +1,12 @@
+#include "Host/TimeOperations.h"
+
+#include "Host/Immortal.h"
+
+namespace Ondrel::Host {
+
+TimeOperations& Time() {
+  static Immortal<TimeOperations> operations(MakeTimeOperations());
+  return operations.Get();
+}
+
+}  // namespace Ondrel::Host

@@ -1,0 +1,64 @@
+#include <Ondrel/System.h>
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/convert.hpp>
+#include <boost/convert/stream.hpp>
+
+#include <algorithm>
+#include <cstring>
+
+namespace Ondrel {
+
+namespace {
+
+using Parts = std::vector<std::string>;
+
+Parts SplitVersion(const std::string& version) {
+  Parts parts;
+  boost::split(parts, version, boost::is_any_of(".-"), boost::token_compress_off);
+  return parts;
+}
+
+// Throws where a part that is reached is no number.
+int CompareNumbers(const std::string& first, const std::string& second, std::size_t count) {
+  Parts firstParts = SplitVersion(first);
+  Parts secondParts = SplitVersion(second);
+  std::size_t length = std::max(firstParts.size(), secondParts.size());
+  firstParts.resize(length, "0");
+  secondParts.resize(length, "0");
+  if (count != 0 && count < length) length = count;
+
+  boost::cnv::cstream converter;
+  converter(std::dec)(std::skipws);
+  for (std::size_t i = 0; i < length; ++i) {
+    const int left = boost::convert<int>(firstParts[i], converter).value();
+    const int right = boost::convert<int>(secondParts[i], converter).value();
+    if (left != right) return left < right ? -1 : 1;
+  }
+  return 0;
+}
+
+int CompareTexts(const std::string& first, const std::string& second) {
+  const int bytes = std::memcmp(first.data(), second.data(), std::min(first.size(), second.size()));
+  if (bytes != 0) return bytes;
+  if (first.size() == second.size()) return 0;
+  return first.size() < second.size() ? -1 : 1;
+}
+
+}  // namespace
+
+int CSystem::VersionCompare(const std::string& first, const std::string& second,
+                            std::size_t count) {
+  if (first.empty()) return second.empty() ? 0 : -1;
+  if (second.empty()) return 1;
+  if (first == second) return 0;
+  try {
+    return CompareNumbers(first, second, count);
+  } catch (...) {
+    // Whatever went wrong with the numbers, the texts still have an order.
+    return CompareTexts(first, second);
+  }
+}
+
+}  // namespace Ondrel

@@ -1,0 +1,39 @@
+// A program that writes what a test asks for, and ends as it asks.
+// Usage: ondrel-test-printer line TEXT | long COUNT | bytes | blank | error TEXT | arguments ... |
+// exit STATUS
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
+
+namespace {
+
+void WriteAllBytes() {
+#if defined(_WIN32)
+  _setmode(_fileno(stdout), _O_BINARY);
+#endif
+  // Each on a line of its own: a zero byte hides what is behind it on its line.
+  for (int byte = 0; byte < 256; ++byte) std::printf("%c!\n", byte);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const std::string what = count > 1 ? arguments[1] : "";
+  const char* const value = count > 2 ? arguments[2] : "";
+  if (what == "line") std::printf("%s\n", value);
+  if (what == "long")
+    std::printf("%s\n", std::string(std::strtoul(value, nullptr, 10), 'x').c_str());
+  if (what == "blank") std::printf("a\n\nb\n");
+  if (what == "bytes") WriteAllBytes();
+  if (what == "error") std::fprintf(stderr, "%s\n", value);
+  if (what == "arguments")
+    for (int i = 2; i < count; ++i) std::printf("[%s]\n", arguments[i]);
+  return what == "exit" ? std::atoi(value) : 0;
+}

@@ -1,0 +1,52 @@
+#include "Command.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <Ondrel/System.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+namespace Tool {
+
+namespace {
+
+struct CompareOptions {
+  std::string first;
+  std::string second;
+  std::size_t parts = 0;
+};
+
+int CompareVersions(const GlobalOptions& globals, const CompareOptions& options) {
+  const int result = Ondrel::CSystem::VersionCompare(options.first, options.second, options.parts);
+  if (globals.json) {
+    PrintJson({{"result", result}});
+  } else {
+    const char* const relation = result < 0 ? " < " : result > 0 ? " > " : " = ";
+    std::cout << options.first << relation << options.second << '\n';
+  }
+  return kDone;
+}
+
+}  // namespace
+
+void AddCompareCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const compare = AddSubcommand(app, "compare", "Compare two versions",
+                                          "The result is below 0, 0 or above 0.\n");
+  const auto options = std::make_shared<CompareOptions>();
+  compare->add_option("A", options->first, "A version, such as 7.10.2")->required()->type_name("");
+  compare->add_option("B", options->second, "Another")->required()->type_name("");
+  AddNumber(
+      *compare, "--parts", 0, std::numeric_limits<std::int32_t>::max(),
+      [options](std::int64_t parts) { options->parts = static_cast<std::size_t>(parts); },
+      "Compare only so many leading parts (0: all)");
+  compare->callback([options, &chosen] {
+    chosen = [options](const GlobalOptions& globals) { return CompareVersions(globals, *options); };
+  });
+}
+
+}  // namespace Tool
