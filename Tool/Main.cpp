@@ -26,6 +26,7 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddLogFollowCommand(*log, chosen);
   AddMailCommand(app, chosen);
   AddAlertCommand(app, chosen);
+  AddMatchCommand(app, chosen);
   AddRunCommand(app, chosen);
   AddCompareCommand(app, chosen);
   AddDateCommands(app, chosen);

@@ -1,0 +1,355 @@
+#pragma once
+
+#include "Regex/Context.h"
+
+#include <array>
+
+/// The elements of a compiled pattern. What an element must remember between `Match` and
+/// `MatchNext` lies on the stacks of the context; no element owns another.
+
+namespace Pirsk::Regex {
+
+template <int>
+class CEmptyElxT;
+template <int>
+class CGlobalElxT;
+template <int>
+class CAlternativeElxT;
+template <int>
+class CAssertElxT;
+template <int>
+class CIndependentElxT;
+template <int>
+class CListElxT;
+template <int>
+class CRepeatElxT;
+template <int>
+class CGreedyElxT;
+template <int>
+class CReluctantElxT;
+template <int>
+class CPossessiveElxT;
+template <class>
+class CBackrefElxT;
+template <class>
+class CBoundaryElxT;
+template <class>
+class CBracketElxT;
+template <class>
+class CConditionElxT;
+template <class>
+class CDelegateElxT;
+template <class>
+class CPosixElxT;
+template <class>
+class CRangeElxT;
+template <class>
+class CStringElxT;
+
+/// Matches nothing, everywhere.
+template <>
+class CEmptyElxT<0> final : public ElxInterface {
+public:
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+};
+
+/// Matches where the search began.
+template <>
+class CGlobalElxT<0> final : public ElxInterface {
+public:
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+};
+
+/// The first of its branches that matches. Record: the branch.
+template <>
+class CAlternativeElxT<0> final : public ElxInterface {
+public:
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  CBufferT<ElxInterface*> m_branches;
+
+private:
+  bool MatchFrom(std::int64_t branch, CMatchContext& context) const;
+};
+
+/// Looks whether its inner element matches, or does not, and stays where it is. Record: the height
+/// of the captures.
+template <>
+class CAssertElxT<0> final : public ElxInterface {
+public:
+  CAssertElxT(ElxInterface* inner, bool isDirect) : m_inner(inner), m_sense(isDirect ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  ElxInterface* m_inner;
+  std::int32_t m_sense;
+};
+
+/// The text of a group, once more. Record: the position before it.
+template <>
+class CBackrefElxT<char> final : public ElxInterface {
+public:
+  CBackrefElxT(std::int64_t group, bool isRightToLeft, bool ignoresCase)
+      : m_group(group), m_rightToLeft(isRightToLeft ? 1 : 0), m_ignoreCase(ignoresCase ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  std::int64_t m_group;
+  std::int32_t m_rightToLeft;
+  std::int32_t m_ignoreCase;
+  CBufferT<char> m_name;
+};
+
+/// A condition on the characters on both sides of the position.
+template <>
+class CBoundaryElxT<char> final : public ElxInterface {
+public:
+  enum Type : std::int32_t {
+    kTextBegin = 0,
+    kTextEnd = 1,
+    kTextEndOrLastLineEnd = 2,
+    kLineBegin = 3,
+    kLineEnd = 4,
+    kWordBegin = 5,
+    kWordEnd = 6,
+    kWordBoundary = 7,
+  };
+
+  CBoundaryElxT(std::int32_t type, bool isDirect) : m_type(type), m_sense(isDirect ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  std::int32_t m_type;
+  std::int32_t m_sense;
+};
+
+/// The begin or the end of a group. The pair lets a recursion enter an open group again without
+/// losing its outer begin.
+template <>
+class CBracketElxT<char> final : public ElxInterface {
+public:
+  CBracketElxT(std::int64_t group, bool isClosing) : m_group(group), m_closing(isClosing ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  std::int64_t m_group;
+  std::int32_t m_closing;
+  CBufferT<char> m_name;
+
+private:
+  bool Open(CMatchContext& context) const;
+  void Reopen(CMatchContext& context) const;
+  void Close(CMatchContext& context) const;
+  void Drop(CMatchContext& context) const;
+};
+
+/// One of two branches, by whether a group took part or an assertion holds. Record: the height of
+/// the captures, the condition.
+template <>
+class CConditionElxT<char> final : public ElxInterface {
+public:
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  std::int64_t m_group = -1;
+  CBufferT<char> m_name;
+  ElxInterface* m_assertion = nullptr;
+  ElxInterface* m_yes = nullptr;
+  ElxInterface* m_no = nullptr;
+
+private:
+  bool Holds(CMatchContext& context) const;
+};
+
+/// A recursion into the whole pattern or a group.
+template <>
+class CDelegateElxT<char> final : public ElxInterface {
+public:
+  static constexpr std::int64_t kPendingName = -3;
+
+  explicit CDelegateElxT(std::int64_t group) : m_group(group) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  ElxInterface* m_target = nullptr;
+  std::int64_t m_group;
+  CBufferT<char> m_name;
+};
+
+/// The first way of its inner element, with no way back into it. Record: position, height of the
+/// captures.
+template <>
+class CIndependentElxT<0> final : public ElxInterface {
+public:
+  explicit CIndependentElxT(ElxInterface* inner) : m_inner(inner) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  ElxInterface* m_inner;
+};
+
+/// Its items one behind the other.
+template <>
+class CListElxT<0> final : public ElxInterface {
+public:
+  explicit CListElxT(bool isRightToLeft) : m_rightToLeft(isRightToLeft ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  CBufferT<ElxInterface*> m_items;
+  std::int32_t m_rightToLeft;
+
+private:
+  bool MatchFrom(std::ptrdiff_t index, CMatchContext& context) const;
+  bool RetryBefore(std::ptrdiff_t& index, CMatchContext& context) const;
+  const ElxInterface* Item(std::ptrdiff_t index) const;
+};
+
+/// An element that takes one character and keeps no record.
+class CharacterElx : public ElxInterface {
+public:
+  explicit CharacterElx(bool isRightToLeft) : m_rightToLeft(isRightToLeft ? 1 : 0) {}
+
+  /// Whether the element takes the character.
+  virtual bool Takes(char character) const = 0;
+
+  /// The characters that it takes, where these are known before the search; else null.
+  virtual const std::array<bool, 256>* Table() const { return nullptr; }
+
+  bool MatchNext(CMatchContext& context) const final;
+
+  std::int32_t m_rightToLeft;
+};
+
+/// One character by a test of the C library.
+template <>
+class CPosixElxT<char> final : public CharacterElx {
+public:
+  using Test = int (*)(int character);
+
+  CPosixElxT(Test test, bool isRightToLeft, bool isDirect)
+      : CharacterElx(isRightToLeft), m_test(test), m_sense(isDirect ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool Takes(char character) const override;
+
+  Test m_test;
+  std::int32_t m_sense;
+};
+
+/// One character of a set.
+template <>
+class CRangeElxT<char> final : public CharacterElx {
+public:
+  CRangeElxT(bool isRightToLeft, bool isDirect)
+      : CharacterElx(isRightToLeft), m_sense(isDirect ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool Takes(char character) const override;
+  const std::array<bool, 256>* Table() const override { return m_hasTable ? &m_table : nullptr; }
+
+  /// Whether ranges, characters or embedded elements hold the character, whatever the sense.
+  bool Contains(char character) const;
+
+  /// Tests every character once, so that matching need not. To be called when the set is complete;
+  /// does nothing where an embedded test depends on the locale.
+  void MakeTable();
+
+  CBufferT<char> m_ranges;  ///< Pairs of low and high.
+  CBufferT<char> m_characters;
+  CBufferT<ElxInterface*> m_embedded;  ///< Elements of one character.
+  std::int32_t m_sense;
+
+private:
+  std::array<bool, 256> m_table{};
+  bool m_hasTable = false;
+};
+
+/// A text.
+template <>
+class CStringElxT<char> final : public ElxInterface {
+public:
+  CStringElxT(const char* text, std::ptrdiff_t size, bool isRightToLeft, bool ignoresCase)
+      : m_text(text, size),
+        m_rightToLeft(isRightToLeft ? 1 : 0),
+        m_ignoreCase(ignoresCase ? 1 : 0) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  CBufferT<char> m_text;
+  std::int32_t m_rightToLeft;
+  std::int32_t m_ignoreCase;
+
+private:
+  bool IsAt(const char* place) const;
+};
+
+/// Its inner element a number of times.
+template <>
+class CRepeatElxT<0> : public ElxInterface {
+public:
+  CRepeatElxT(ElxInterface* inner, std::int64_t count) : m_inner(inner), m_count(count) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  ElxInterface* m_inner;
+  std::int64_t m_count;
+
+protected:
+  bool RepeatMatch(CMatchContext& context) const;
+  bool RepeatMatchNext(CMatchContext& context) const;
+
+private:
+  bool RetryBefore(std::int64_t& done, CMatchContext& context) const;
+  bool MatchFrom(std::int64_t done, CMatchContext& context) const;
+};
+
+/// A number of times, and then as often as possible up to `m_span` times more. Record: heights of
+/// the captures and the stack at the start, the ends that have been offered and their number, the
+/// start position, the count of iterations.
+template <>
+class CGreedyElxT<0> : public CRepeatElxT<0> {
+public:
+  CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span);
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  std::int64_t m_span;
+
+private:
+  void GreedyExtend(CMatchContext& context) const;
+  bool GreedyRetreat(CMatchContext& context) const;
+  std::int64_t Iterate(std::int64_t count, CMatchContext& context) const;
+  std::int64_t IterateCharacter(std::int64_t count, CMatchContext& context) const;
+
+  const CharacterElx* m_character;  // The inner element where it takes one character.
+};
+
+/// A number of times, and then as seldom as possible up to `m_span` times more. Record: the
+/// position before each iteration, then their count.
+template <>
+class CReluctantElxT<0> final : public CRepeatElxT<0> {
+public:
+  CReluctantElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span)
+      : CRepeatElxT<0>(inner, minimum), m_span(span) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+
+  std::int64_t m_span;
+
+private:
+  bool ReluctantAdvance(CMatchContext& context) const;
+};
+
+/// As often as the greedy loop at first, with no way back into it. Record: position, height of the
+/// captures.
+template <>
+class CPossessiveElxT<0> final : public CGreedyElxT<0> {
+public:
+  using CGreedyElxT<0>::CGreedyElxT;
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+};
+
+}  // namespace Pirsk::Regex
