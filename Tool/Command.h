@@ -49,6 +49,8 @@ void AddLogFollowCommand(CLI::App& log, Work& chosen);
 void AddMailCommand(CLI::App& app, Work& chosen);
 void AddAlertCommand(CLI::App& app, Work& chosen);
 void AddMatchCommand(CLI::App& app, Work& chosen);
+void AddAdaptersCommand(CLI::App& app, Work& chosen);
+void AddLocateCommand(CLI::App& app, Work& chosen);
 void AddRunCommand(CLI::App& app, Work& chosen);
 void AddCompareCommand(CLI::App& app, Work& chosen);
 void AddDateCommands(CLI::App& app, Work& chosen);

@@ -27,6 +27,8 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddMailCommand(app, chosen);
   AddAlertCommand(app, chosen);
   AddMatchCommand(app, chosen);
+  AddAdaptersCommand(app, chosen);
+  AddLocateCommand(app, chosen);
   AddRunCommand(app, chosen);
   AddCompareCommand(app, chosen);
   AddDateCommands(app, chosen);

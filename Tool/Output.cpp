@@ -69,4 +69,10 @@ std::string TimeText(std::uint32_t secondsSince1970) {
                static_cast<int>(clock.seconds().count()));
 }
 
+std::string PciLocation(int segment, int bus, int device, int function) {
+  return Print("%04x:%02x:%02x.%x", static_cast<unsigned int>(segment),
+               static_cast<unsigned int>(bus), static_cast<unsigned int>(device),
+               static_cast<unsigned int>(function));
+}
+
 }  // namespace Tool

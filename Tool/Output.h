@@ -32,4 +32,7 @@ std::string OneLine(std::string_view text);
 /// Seconds since 1 January 1970 as "2024-05-01T12:34:56Z".
 std::string TimeText(std::uint32_t secondsSince1970);
 
+/// A PCI location as "0000:00:1f.2".
+std::string PciLocation(int segment, int bus, int device, int function);
+
 }  // namespace Tool

@@ -1,0 +1,81 @@
+#include "Command.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <Ondrel/ConfigManager.h>
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace Tool {
+
+namespace {
+
+struct LocateOptions {
+  std::string vendor;
+  std::string device;
+  std::vector<std::string> ids;
+  std::size_t index = 1;
+};
+
+int Locate(const GlobalOptions& globals, const LocateOptions& options) {
+  if (options.ids.empty() && options.device.empty())
+    throw UsageError("VENDOR and DEVICE are required, or --id");
+
+  Ondrel::CConfigManager manager;
+  int segment = 0;
+  int bus = 0;
+  int device = 0;
+  int function = 0;
+  const bool isFound =
+      options.ids.empty()
+          ? manager.GetLocation(options.vendor, options.device, options.index, segment, bus, device,
+                                function)
+          : manager.GetLocation(options.ids, options.index, segment, bus, device, function);
+  if (globals.json) {
+    PrintJson({{"found", isFound},
+               {"segment", segment},
+               {"bus", bus},
+               {"device", device},
+               {"function", function}});
+  } else if (isFound) {
+    std::cout << PciLocation(segment, bus, device, function) << '\n';
+  } else {
+    std::cout << "there is no such adapter\n";
+  }
+  return isFound ? kDone : kNegativeAnswer;
+}
+
+}  // namespace
+
+void AddLocateCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const locate =
+      AddSubcommand(app, "locate", "Tell where on the PCI bus a storage adapter is",
+                    "Exit status: 0 it is there, 1 it is not.\n");
+  const auto options = std::make_shared<LocateOptions>();
+  CLI::Option* const vendor =
+      locate->add_option("VENDOR", options->vendor, "Four hexadecimal digits in any case")
+          ->type_name("");
+  CLI::Option* const device =
+      locate->add_option("DEVICE", options->device, "Four hexadecimal digits in any case")
+          ->type_name("");
+  vendor->needs(device);
+  AddRepeated(*locate, "--id", options->ids,
+              "Count adapters of this type, eight digits of vendor and device; may be repeated")
+      ->type_name("VVVVDDDD")
+      ->excludes(vendor)
+      ->excludes(device);
+  AddNumber(
+      *locate, "--index", 0, std::numeric_limits<std::int32_t>::max(),
+      [options](std::int64_t index) { options->index = static_cast<std::size_t>(index); },
+      "Which of them in the order of location, from 1 on (the first if not given)");
+  locate->callback([options, &chosen] {
+    chosen = [options](const GlobalOptions& globals) { return Locate(globals, *options); };
+  });
+}
+
+}  // namespace Tool
