@@ -53,7 +53,7 @@ std::string DecimalOf(std::uint64_t low, std::uint64_t high) {
 
 std::string SizeText(std::uint64_t bytes) {
   constexpr std::array kUnits = {"kB", "MB", "GB", "TB", "PB", "EB"};
-  const std::string text = std::to_string(bytes) + " bytes";
+  std::string text = std::to_string(bytes) + " bytes";
   if (bytes < 1000) return text;
   double value = static_cast<double>(bytes) / 1000;
   std::size_t unit = 0;

@@ -83,7 +83,7 @@ template <class Field>
 std::uint64_t WholeOf(const Field& field) {
   static_assert(sizeof(Field) <= sizeof(std::uint64_t));
   std::uint64_t value = 0;
-  std::memcpy(&value, &field, sizeof field);
+  std::memcpy(&value, reinterpret_cast<const unsigned char*>(&field), sizeof field);
   return value;
 }
 
