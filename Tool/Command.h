@@ -55,5 +55,6 @@ void AddRunCommand(CLI::App& app, Work& chosen);
 void AddCompareCommand(CLI::App& app, Work& chosen);
 void AddDateCommands(CLI::App& app, Work& chosen);
 void AddHostCommands(CLI::App& app, Work& chosen);
+void AddNVMeCommand(CLI::App& app, Work& chosen);
 
 }  // namespace Tool

@@ -33,6 +33,7 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddCompareCommand(app, chosen);
   AddDateCommands(app, chosen);
   AddHostCommands(app, chosen);
+  AddNVMeCommand(app, chosen);
 }
 
 /// "ondrel log report": the command with the subcommands that were understood.

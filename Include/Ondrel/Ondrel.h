@@ -7,6 +7,7 @@
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
 #include <Ondrel/NVMe.h>
+#include <Ondrel/NVMeQuery.h>
 #include <Ondrel/Smtp.h>
 #include <Ondrel/StatusTransition.h>
 #include <Ondrel/System.h>

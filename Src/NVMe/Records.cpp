@@ -6,6 +6,7 @@
 namespace Ondrel {
 
 // The assignments copy all members, reserved ones included, and with them every byte.
+// NOLINTBEGIN(bugprone-reserved-identifier): the compiler's own names, for the copies of arrays
 NVME_IDENTIFY_LBA_FORMAT_DATA& NVME_IDENTIFY_LBA_FORMAT_DATA::operator=(
     const NVME_IDENTIFY_LBA_FORMAT_DATA& other) = default;
 NVME_IDENTIFY_LBA_FORMAT_DATA& NVME_IDENTIFY_LBA_FORMAT_DATA::operator=(
@@ -32,6 +33,7 @@ NVME_ERROR_INFORMATION_LOG_ENTRY& NVME_ERROR_INFORMATION_LOG_ENTRY::operator=(
     const NVME_ERROR_INFORMATION_LOG_ENTRY& other) = default;
 NVME_ERROR_INFORMATION_LOG_ENTRY& NVME_ERROR_INFORMATION_LOG_ENTRY::operator=(
     NVME_ERROR_INFORMATION_LOG_ENTRY&& other) noexcept = default;
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 

@@ -1,5 +1,7 @@
 #include "Host/Linux/LastError.h"
 
+#include "Host/DeviceTypes.h"
+
 #include <cerrno>
 
 namespace Ondrel::Host {
@@ -17,6 +19,7 @@ struct ErrorRow {
 // errno.
 constexpr ErrorRow kErrors[] = {
     {0, ERROR_SUCCESS},
+    {ENOTTY, ERROR_INVALID_FUNCTION},
     {ENOENT, ERROR_FILE_NOT_FOUND},
     {ENOTDIR, ERROR_PATH_NOT_FOUND},
     {ELOOP, ERROR_PATH_NOT_FOUND},
@@ -34,6 +37,8 @@ constexpr ErrorRow kErrors[] = {
     {EDEADLK, ERROR_LOCK_VIOLATION},
     {ENOSYS, ERROR_NOT_SUPPORTED},
     {EOPNOTSUPP, ERROR_NOT_SUPPORTED},
+    {ENODEV, ERROR_DEV_NOT_EXIST},
+    {ENXIO, ERROR_DEV_NOT_EXIST},
     {EEXIST, ERROR_FILE_EXISTS},
     {EINVAL, ERROR_INVALID_PARAMETER},
     {ENOSPC, ERROR_DISK_FULL},

@@ -1,0 +1,33 @@
+#include "Host/Linux/NVMeAdmin.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+/// A storage query of any bytes, with an output of any size and a device that answers with any
+/// status. Nothing is written behind the bytes that are told, and none behind the output's end.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace Ondrel;
+  if (size < 4) return 0;
+  std::uint16_t outputSize = 0;
+  std::uint16_t status = 0;
+  std::memcpy(&outputSize, data, sizeof outputSize);
+  std::memcpy(&status, data + 2, sizeof status);
+  const std::vector<std::byte> input(reinterpret_cast<const std::byte*>(data + 4),
+                                     reinterpret_cast<const std::byte*>(data + size));
+  std::vector<std::byte> output(outputSize % 8192, std::byte{0xEE});
+
+  ULong returned = 0;
+  const ULong error = Host::AnswerStorageQuery(
+      input, output, returned,
+      [&](const Host::NVMeAdminCommand&, std::span<std::byte> answer) -> Host::NVMeAdminResult {
+        std::memset(answer.data(), 0x11, answer.size());
+        return {.status = static_cast<std::uint16_t>(status & 0x7FFF)};
+      });
+  if (returned > output.size() || (error != 0) != (returned == 0)) std::abort();
+  for (std::size_t index = returned; index < output.size(); ++index)
+    if (output[index] != std::byte{0xEE}) std::abort();
+  return 0;
+}

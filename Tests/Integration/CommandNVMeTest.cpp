@@ -1,0 +1,253 @@
+#include "CommandFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+
+namespace Ondrel::Testing {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class CommandNVMe : public CommandFixture {
+protected:
+  // Puts a number of `bytes` bytes, low byte first, into an image.
+  static void Put(std::string& image, std::size_t offset, std::size_t bytes, std::uint64_t value) {
+    for (std::size_t index = 0; index < bytes; ++index)
+      image[offset + index] = static_cast<char>(value >> (8 * index) & 0xFF);
+  }
+
+  json JsonOfImage(const std::string& kind, const std::string& image) const {
+    const ProcessResult result = Run({"--json", "nvme", kind, "--raw", WriteFile("image", image)});
+    EXPECT_EQ(result.exitStatus, 0) << result.errors;
+    return json::parse(result.output);
+  }
+
+  std::string TextOfImage(const std::string& kind, const std::string& image) const {
+    const ProcessResult result = Run({"nvme", kind, "--raw", WriteFile("image", image)});
+    EXPECT_EQ(result.exitStatus, 0) << result.errors;
+    return result.output;
+  }
+
+  static std::string HealthImage() {
+    std::string image(512, '\0');
+    Put(image, 0, 1, 0x09);
+    Put(image, 1, 2, 318);
+    Put(image, 3, 1, 97);
+    Put(image, 4, 1, 10);
+    Put(image, 5, 1, 3);
+    Put(image, 32, 8, 0xFFFFFFFFFFFFFFFF);
+    Put(image, 40, 8, 0xFFFFFFFFFFFFFFFF);
+    Put(image, 48, 8, 0);
+    Put(image, 56, 8, 1);
+    Put(image, 128, 8, 8760);
+    Put(image, 192, 4, 7);
+    Put(image, 202, 2, 273);
+    return image;
+  }
+};
+
+TEST_F(CommandNVMe, HealthShowsUnitsAndCountersInFullDecimal) {
+  const std::string text = TextOfImage("smart", HealthImage());
+
+  EXPECT_THAT(text, HasSubstr("Critical warning                  0x9 "
+                              "(AvailableSpareBelowThreshold, ReadOnly)\n"));
+  EXPECT_THAT(text, HasSubstr("Composite temperature             318 K (45 C)\n"));
+  EXPECT_THAT(text, HasSubstr("Available spare                   97 %\n"));
+  EXPECT_THAT(text, HasSubstr("Data units read                   "
+                              "340282366920938463463374607431768211455 x 512000 bytes\n"));
+  EXPECT_THAT(text, HasSubstr("Data units written                18446744073709551616 x 512000"));
+  EXPECT_THAT(text, HasSubstr("Power on hours                    8760 h\n"));
+  EXPECT_THAT(text, HasSubstr("Temperature sensor 1              not told\n"));
+  EXPECT_THAT(text, HasSubstr("Temperature sensor 2              273 K (0 C)\n"));
+}
+
+TEST_F(CommandNVMe, HealthHasEveryFieldInJson) {
+  const json health = JsonOfImage("smart", HealthImage())["health"];
+
+  EXPECT_EQ(health["CriticalWarning"], json({{"value", 9},
+                                             {"AvailableSpareBelowThreshold", true},
+                                             {"Temperature", false},
+                                             {"ReliabilityDegraded", false},
+                                             {"ReadOnly", true},
+                                             {"VolatileMemoryBackupFailed", false}}));
+  EXPECT_EQ(health["CompositeTemperature"], 318);
+  EXPECT_EQ(health["AvailableSpareThreshold"], 10);
+  EXPECT_EQ(health["PercentageUsed"], 3);
+  EXPECT_EQ(health["DataUnitsRead"], "340282366920938463463374607431768211455");
+  EXPECT_EQ(health["DataUnitsWritten"], "18446744073709551616");
+  EXPECT_EQ(health["HostReadCommands"], "0");
+  EXPECT_EQ(health["PowerOnHours"], "8760");
+  EXPECT_EQ(health["WarningTemperatureTime"], 7);
+  EXPECT_EQ(health["TemperatureSensor2"], 273);
+  EXPECT_EQ(health.size(), 29U);
+}
+
+TEST_F(CommandNVMe, ControllerIsDecodedFromAnImage) {
+  std::string image(4096, '\0');
+  Put(image, 0, 2, 0x1B36);
+  image.replace(4, 20, "SERIAL              ");
+  image.replace(24, 40, "MODEL \x01\"\xC3                               ");
+  Put(image, 80, 4, 0x00010300);
+  Put(image, 256, 2, 0x0102);
+  Put(image, 288, 8, 1);
+  Put(image, 266, 2, 343);
+
+  const json controller = JsonOfImage("id-ctrl", image)["controller"];
+
+  EXPECT_EQ(controller["VID"], 0x1B36);
+  EXPECT_EQ(controller["SN"], "SERIAL");
+  EXPECT_EQ(controller["MN"], "MODEL  __");
+  EXPECT_EQ(controller["VER"], 0x00010300);
+  EXPECT_EQ(controller["OACS"]["value"], 0x0102);
+  EXPECT_EQ(controller["OACS"]["Format"], true);
+  EXPECT_EQ(controller["OACS"]["Security"], false);
+  EXPECT_EQ(controller["OACS"]["DoorbellBufferConfig"], true);
+  EXPECT_EQ(controller["TNVMCAP"], "18446744073709551616");
+  EXPECT_EQ(controller["PSD"].size(), 1U);
+  const std::string text = TextOfImage("id-ctrl", image);
+  EXPECT_THAT(text, HasSubstr(" 1.3.0\n"));
+  EXPECT_THAT(text, HasSubstr(" 0x102 (Format, DoorbellBufferConfig)\n"));
+  EXPECT_THAT(text, HasSubstr(" 343 K (70 C)\n"));
+}
+
+TEST_F(CommandNVMe, ControllerOfAllOnesIsDecodedWithinItsBounds) {
+  const std::string image(4096, '\xFF');
+
+  const json controller = JsonOfImage("id-ctrl", image)["controller"];
+
+  EXPECT_EQ(controller["NPSS"], 255);
+  EXPECT_EQ(controller["PSD"].size(), 32U);
+  EXPECT_EQ(controller["SUBNQN"], std::string(256, '_'));
+  EXPECT_EQ(JsonOfImage("id-ns", image)["namespace"]["LBAF"].size(), 16U);
+}
+
+TEST_F(CommandNVMe, NamespaceShowsItsSizes) {
+  std::string image(4096, '\0');
+  Put(image, 0, 8, 1953525168);
+  Put(image, 25, 1, 1);
+  Put(image, 26, 1, 1);
+  Put(image, 132, 2, 8);
+  Put(image, 134, 1, 12);
+
+  const json nameSpace = JsonOfImage("id-ns", image)["namespace"];
+
+  EXPECT_EQ(nameSpace["LBASize"], 4096);
+  EXPECT_EQ(nameSpace["Capacity"], 8001639088128);
+  EXPECT_EQ(nameSpace["LBAF"][1], json({{"MS", 8}, {"LBADS", 12}, {"RP", 0}}));
+  EXPECT_THAT(TextOfImage("id-ns", image), HasSubstr("8001639088128 bytes (8.00 TB)\n"));
+}
+
+TEST_F(CommandNVMe, ErrorsAreShownWithTheirStatus) {
+  std::string image(4096, '\0');
+  Put(image, 64, 8, 12);
+  Put(image, 64 + 8, 2, 1);
+  Put(image, 64 + 12, 2, 0x8502);  // Do not retry, type 2, code 0x81.
+  Put(image, 64 + 16, 8, 4711);
+  Put(image, 64 + 24, 4, 1);
+
+  const json errors = JsonOfImage("error-log", image)["errors"];
+
+  ASSERT_EQ(errors.size(), 1U);
+  EXPECT_EQ(errors[0]["ErrorCount"], 12);
+  EXPECT_EQ(errors[0]["LogicalBlockAddress"], 4711);
+  EXPECT_EQ(errors[0]["StatusField"]["SC"], 0x81);
+  EXPECT_EQ(errors[0]["StatusField"]["SCT"], 2);
+  EXPECT_EQ(errors[0]["StatusField"]["DNR"], true);
+  EXPECT_THAT(TextOfImage("error-log", image),
+              HasSubstr("Media and Data Integrity Errors: Unrecovered Read Error: The read data "
+                        "could not be recovered from the media.\n"));
+}
+
+TEST_F(CommandNVMe, LogWithoutErrorsSaysSo) {
+  EXPECT_EQ(TextOfImage("error-log", std::string(4096, '\0')), "there are no errors in the log\n");
+}
+
+TEST_F(CommandNVMe, LogPageIsShownByteByByte) {
+  std::string image(512, '\0');
+  image.replace(0, 3, "ab\xFF");
+
+  const std::string text = TextOfImage("log-page", image);
+
+  EXPECT_EQ(text.substr(0, text.find('\n')),
+            "0000 61 62 ff 00 00 00 00 00 00 00 00 00 00 00 00 00  ab..............");
+  EXPECT_EQ(JsonOfImage("log-page", image)["bytes"], "6162ff" + std::string(1018, '0'));
+}
+
+TEST_F(CommandNVMe, ImageIsSavedAsItCame) {
+  const std::string image = HealthImage();
+  const ProcessResult result =
+      Run({"nvme", "smart", "--raw", WriteFile("image", image), "--save", Path("saved")});
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  std::ifstream saved(Path("saved"), std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(saved), {}), image);
+}
+
+TEST_F(CommandNVMe, PlaceThatCannotBeWrittenIsAFailure) {
+  const ProcessResult result = Run({"nvme", "smart", "--raw", WriteFile("image", HealthImage()),
+                                    "--save", Path("missing/saved")});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.output, "");
+}
+
+struct RefusedLine {
+  const char* name;
+  std::vector<std::string> arguments;
+  int exitStatus;
+  const char* reason;
+};
+
+TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
+  const std::string shortImage = WriteFile("short", std::string(511, '\0'));
+  const std::string longImage = WriteFile("long", std::string(513, '\0'));
+  const RefusedLine kLines[] = {
+      {"no device", {"smart"}, 2, "a device or --raw is required"},
+      {"no page", {"log-page", "/dev/null"}, 2, "--log-id is required"},
+      {"page too large",
+       {"log-page", "/dev/null", "--log-id", "256"},
+       2,
+       "is not a number of 0 to"},
+      {"both sources", {"smart", "/dev/null", "--raw", longImage}, 2, "DEVICE excludes --raw"},
+      {"image that is not there", {"smart", "--raw", Path("none")}, 2, "cannot read"},
+      {"image too short", {"smart", "--raw", shortImage}, 2, "is no image of 512 bytes"},
+      {"image too long", {"smart", "--raw", longImage}, 2, "is no image of 512 bytes"},
+      {"missing device", {"smart", Path("none")}, 1, "error 2, no such device"},
+      {"no NVMe device", {"id-ctrl", "/dev/null"}, 1, "error 1, no such function"},
+      {"no subcommand", {}, 2, "a subcommand is required"},
+      {"code too large", {"status", "256", "0"}, 2, "is not a number of 0 to 255"},
+      {"type too large", {"status", "0", "8"}, 2, "is not a number of 0 to 7"},
+  };
+  for (const RefusedLine& line : kLines) {
+    std::vector<std::string> arguments = {"nvme"};
+    arguments.insert(arguments.end(), line.arguments.begin(), line.arguments.end());
+    const ProcessResult result = Run(arguments);
+    EXPECT_EQ(result.exitStatus, line.exitStatus) << line.name;
+    EXPECT_EQ(result.output, "") << line.name;
+    EXPECT_THAT(result.errors, HasSubstr(line.reason)) << line.name;
+  }
+}
+
+TEST_F(CommandNVMe, StatusIsExplained) {
+  const ProcessResult result = Run({"nvme", "status", "0x80", "0"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.output,
+            "Generic Command Status: LBA Out of Range: The command references an LBA that exceeds "
+            "the size of the namespace.\n");
+}
+
+TEST_F(CommandNVMe, StatusWithoutATextIsANo) {
+  const ProcessResult result = Run({"nvme", "status", "0", "2"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.output, "Media and Data Integrity Errors: ?\n");
+}
+
+}  // namespace
+}  // namespace Ondrel::Testing

@@ -1,0 +1,325 @@
+#include "Command.h"
+#include "NVMeFields.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <Ondrel/NVMeQuery.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+namespace {
+
+using Image = std::vector<std::uint8_t>;
+
+constexpr std::size_t kErrorEntries = 64;
+constexpr std::uint8_t kUnlikelyByte = 0xEE;
+
+struct RecordOptions {
+  std::string device;
+  std::string raw;
+  std::string save;
+  std::uint8_t logId = 0;
+};
+
+/// What a subcommand shows: how its bytes are fetched, and how they are shown.
+struct RecordKind {
+  const char* name;
+  const char* description;
+  std::size_t size;
+  unsigned int (*fetch)(const RecordOptions& options, Image& image);
+  void (*show)(const GlobalOptions& globals, const RecordOptions& options, Image& image);
+};
+
+template <class Record>
+Record& RecordIn(Image& image) {
+  return *reinterpret_cast<Record*>(image.data());
+}
+
+Json JsonOfSource(const RecordOptions& options) {
+  if (options.raw.empty()) return {{"device", options.device}};
+  return {{"file", options.raw}};
+}
+
+/// Shows one record under `name` in JSON; `withNames` shows a person the mnemonics too.
+void ShowFields(const GlobalOptions& globals, const RecordOptions& options, const char* name,
+                const Fields& fields, bool withNames) {
+  if (!globals.json) {
+    fields.Print(std::cout, withNames);
+    return;
+  }
+  Json json = JsonOfSource(options);
+  json[name] = fields.AsJson();
+  PrintJson(json);
+}
+
+unsigned int FetchController(const RecordOptions& options, Image& image) {
+  return Ondrel::NVMeStorageQueryPropertyIdentifyController(
+      options.device.c_str(), &RecordIn<Ondrel::NVME_IDENTIFY_CONTROLLER>(image));
+}
+
+void ShowController(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
+  ShowFields(globals, options, "controller",
+             FieldsOf(RecordIn<Ondrel::NVME_IDENTIFY_CONTROLLER>(image)), true);
+}
+
+unsigned int FetchNamespace(const RecordOptions& options, Image& image) {
+  return Ondrel::NVMeStorageQueryPropertyIdentifyNamespace(
+      options.device.c_str(), &RecordIn<Ondrel::NVME_IDENTIFY_NAMESPACE>(image));
+}
+
+void ShowNamespace(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
+  ShowFields(globals, options, "namespace",
+             FieldsOf(RecordIn<Ondrel::NVME_IDENTIFY_NAMESPACE>(image)), true);
+}
+
+unsigned int FetchHealth(const RecordOptions& options, Image& image) {
+  return Ondrel::NVMeStorageQueryPropertyGetLogPageSMARTHealthInfo(
+      options.device.c_str(), &RecordIn<Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG>(image));
+}
+
+void ShowHealth(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
+  ShowFields(globals, options, "health",
+             FieldsOf(RecordIn<Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG>(image)), false);
+}
+
+unsigned int FetchErrors(const RecordOptions& options, Image& image) {
+  Ondrel::ULong count = 0;
+  const unsigned int error = Ondrel::NVMeStorageQueryPropertyGetLogPageErrorInfo(
+      options.device.c_str(), count, &RecordIn<Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY>(image));
+  // Entries that the device did not report are none.
+  if (error == 0 && count < kErrorEntries) {
+    std::fill(image.begin() + static_cast<std::ptrdiff_t>(
+                                  count * sizeof(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY)),
+              image.end(), std::uint8_t{0});
+  }
+  return error;
+}
+
+void ShowErrors(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
+  auto* const entries = &RecordIn<Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY>(image);
+  std::vector<Fields> errors;
+  for (std::size_t index = 0; index < kErrorEntries; ++index)
+    if (entries[index].ErrorCount != 0) errors.push_back(FieldsOf(entries[index]));
+  if (!globals.json) {
+    if (errors.empty()) std::cout << "there are no errors in the log\n";
+    for (const Fields& error : errors) {
+      if (&error != &errors.front()) std::cout << '\n';
+      error.Print(std::cout, false);
+    }
+    return;
+  }
+  Json json = JsonOfSource(options);
+  json["errors"] = Json::array();
+  for (const Fields& error : errors) json["errors"].push_back(error.AsJson());
+  PrintJson(json);
+}
+
+unsigned int FetchPage(const RecordOptions& options, Image& image) {
+  return Ondrel::NVMeStorageQueryPropertyGetVendorSpecificLogPage(options.device.c_str(),
+                                                                  options.logId, image.data());
+}
+
+void PrintDump(const Image& image) {
+  constexpr std::size_t kLineBytes = 16;
+  std::ostringstream dump;
+  dump << std::hex << std::setfill('0');
+  for (std::size_t start = 0; start < image.size(); start += kLineBytes) {
+    dump << std::setw(4) << start;
+    std::string text;
+    for (std::size_t index = start; index < start + kLineBytes; ++index) {
+      const std::uint8_t byte = image[index];
+      dump << ' ' << std::setw(2) << unsigned{byte};
+      text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+    }
+    dump << "  " << text << '\n';
+  }
+  std::cout << dump.str();
+}
+
+void ShowPage(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
+  if (!globals.json) {
+    PrintDump(image);
+    return;
+  }
+  Json json = JsonOfSource(options);
+  if (options.raw.empty()) json["logId"] = options.logId;
+  json["bytes"] = HexOf(image);
+  PrintJson(json);
+}
+
+constexpr RecordKind kKinds[] = {
+    {"id-ctrl", "Show the identify data of a controller", sizeof(Ondrel::NVME_IDENTIFY_CONTROLLER),
+     FetchController, ShowController},
+    {"id-ns", "Show the identify data of namespace 1", sizeof(Ondrel::NVME_IDENTIFY_NAMESPACE),
+     FetchNamespace, ShowNamespace},
+    {"smart", "Show the SMART / health information of a controller",
+     sizeof(Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG), FetchHealth, ShowHealth},
+    {"error-log", "Show the errors that a controller keeps",
+     kErrorEntries * sizeof(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY), FetchErrors, ShowErrors},
+    {"log-page", "Show the first 512 bytes of a log page", 512, FetchPage, ShowPage},
+};
+
+struct ErrorText {
+  unsigned int number;
+  const char* text;
+};
+
+constexpr std::array kErrorTexts = {
+    ErrorText{1, "no such function: is it an NVMe device?"},
+    ErrorText{2, "no such device"},
+    ErrorText{3, "no such path"},
+    ErrorText{5, "access denied"},
+    ErrorText{24, "the answer's lengths do not fit"},
+    ErrorText{32, "in use"},
+    ErrorText{55, "the device is gone"},
+    ErrorText{87, "the controller does not have it"},
+    ErrorText{1117, "input or output failed"},
+};
+
+std::string ExplanationOf(unsigned int number) {
+  const auto known = std::find_if(kErrorTexts.begin(), kErrorTexts.end(),
+                                  [&](const ErrorText& row) { return row.number == number; });
+  return known != kErrorTexts.end() ? std::string(", ") + known->text : std::string();
+}
+
+int RefuseDevice(const GlobalOptions& globals, const RecordOptions& options, unsigned int number) {
+  Say("cannot read " + options.device + ": error " + std::to_string(number) +
+      ExplanationOf(number));
+  if (globals.json) PrintJson({{"device", options.device}, {"systemError", number}});
+  return kNegativeAnswer;
+}
+
+Image ReadImage(const RecordKind& kind, const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw UsageError("cannot read " + path);
+  // One byte more than is wanted tells a longer file.
+  Image image(kind.size + 1);
+  file.read(reinterpret_cast<char*>(image.data()), static_cast<std::streamsize>(image.size()));
+  if (static_cast<std::size_t>(file.gcount()) != kind.size)
+    throw UsageError(path + " is no image of " + std::to_string(kind.size) + " bytes");
+  image.resize(kind.size);
+  return image;
+}
+
+bool SaveImage(const Image& image, const std::string& path) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(reinterpret_cast<const char*>(image.data()),
+             static_cast<std::streamsize>(image.size()));
+  file.flush();
+  if (!file) Say("cannot write " + path);
+  return file.good();
+}
+
+int ShowRecord(const GlobalOptions& globals, const RecordOptions& options, const RecordKind& kind) {
+  Image image(kind.size, kUnlikelyByte);
+  if (!options.raw.empty()) {
+    image = ReadImage(kind, options.raw);
+  } else {
+    const Image before = image;
+    const unsigned int error = kind.fetch(options, image);
+    if (error != 0) return RefuseDevice(globals, options, error);
+    // The library's 0 does not prove that it wrote the record.
+    if (image == before) {
+      Say("cannot read " + options.device + ": its answer is not valid");
+      return kNegativeAnswer;
+    }
+  }
+  if (!options.save.empty() && !SaveImage(image, options.save)) return kNegativeAnswer;
+  kind.show(globals, options, image);
+  return kDone;
+}
+
+void AddRecordCommand(CLI::App& nvme, Work& chosen, const RecordKind& kind) {
+  CLI::App* const command = AddSubcommand(nvme, kind.name, kind.description,
+                                          "Exit status: 0 shown, 1 the device did not give it.\n");
+  const auto options = std::make_shared<RecordOptions>();
+  CLI::Option* const device = command->add_option("DEVICE", options->device, "Path of the device");
+  const bool isPage = kind.fetch == FetchPage;
+  CLI::Option* logId = nullptr;
+  if (isPage) {
+    logId = AddNumber(
+        *command, "--log-id", 0, 0xFF,
+        [options](std::int64_t id) { options->logId = static_cast<std::uint8_t>(id); },
+        "Identifier of the log page");
+  }
+  command
+      ->add_option("--raw", options->raw,
+                   "Decode this image of " + std::to_string(kind.size) + " bytes instead")
+      ->type_name("FILE")
+      ->excludes(device);
+  command->add_option("--save", options->save, "Write the image to this file")->type_name("FILE");
+  command->callback([options, &kind, isPage, logId, &chosen] {
+    chosen = [options, &kind, isPage, logId](const GlobalOptions& globals) {
+      if (options->device.empty() && options->raw.empty())
+        throw UsageError("a device or --raw is required");
+      if (isPage && options->raw.empty() && logId->count() == 0)
+        throw UsageError("--log-id is required");
+      return ShowRecord(globals, *options, kind);
+    };
+  });
+}
+
+struct StatusOptions {
+  std::uint8_t code = 0;
+  std::uint8_t type = 0;
+};
+
+int ShowStatus(const GlobalOptions& globals, const StatusOptions& options) {
+  Ondrel::NVME_STATUS_FIELD status{};
+  status.SC = options.code;
+  status.SCT = static_cast<std::uint16_t>(options.type & 7);
+  const std::string text = status.sStatusCode();
+  if (globals.json) {
+    PrintJson({{"SC", options.code},
+               {"SCT", options.type},
+               {"type", status.sStatusCodeType()},
+               {"text", text},
+               {"success", status.SuccessfulCompletion()}});
+  } else {
+    std::cout << status.sStatusCodeType() << ": " << text << '\n';
+  }
+  return text == "?" ? kNegativeAnswer : kDone;
+}
+
+void AddNVMeStatusCommand(CLI::App& nvme, Work& chosen) {
+  CLI::App* const command =
+      AddSubcommand(nvme, "status", "Explain the status of a completed command",
+                    "Exit status: 0 it is known, 1 it is not.\n");
+  const auto options = std::make_shared<StatusOptions>();
+  AddNumber(
+      *command, "SC", 0, 0xFF,
+      [options](std::int64_t code) { options->code = static_cast<std::uint8_t>(code); },
+      "Status code")
+      ->required();
+  AddNumber(
+      *command, "SCT", 0, 7,
+      [options](std::int64_t type) { options->type = static_cast<std::uint8_t>(type); },
+      "Status code type")
+      ->required();
+  command->callback([options, &chosen] {
+    chosen = [options](const GlobalOptions& globals) { return ShowStatus(globals, *options); };
+  });
+}
+
+}  // namespace
+
+void AddNVMeCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const nvme = AddSubcommand(app, "nvme", "Query NVMe devices", "");
+  for (const RecordKind& kind : kKinds) AddRecordCommand(*nvme, chosen, kind);
+  AddNVMeStatusCommand(*nvme, chosen);
+}
+
+}  // namespace Tool

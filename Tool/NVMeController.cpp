@@ -1,0 +1,182 @@
+#include "NVMeFields.h"
+
+#include <algorithm>
+
+namespace Tool {
+
+namespace {
+
+using Ondrel::NVME_IDENTIFY_CONTROLLER;
+using Ondrel::NVME_POWER_STATE_DESCRIPTOR;
+
+std::string VersionText(const NVME_IDENTIFY_CONTROLLER& controller) {
+  return std::to_string(controller.VER.MJR) + "." + std::to_string(controller.VER.MNR) + "." +
+         std::to_string(controller.VER.TER);
+}
+
+Fields FieldsOf(const NVME_POWER_STATE_DESCRIPTOR& state) {
+  Fields fields;
+  fields.Number("MP", "Maximum power", state.MP, state.MPS != 0 ? "x 0.0001 W" : "x 0.01 W");
+  fields.Number("MPS", "Maximum power scale", state.MPS);
+  fields.Number("NOPS", "Non-operational state", state.NOPS);
+  fields.Number("ENLAT", "Entry latency", state.ENLAT, "us");
+  fields.Number("EXLAT", "Exit latency", state.EXLAT, "us");
+  fields.Number("RRT", "Relative read throughput", state.RRT);
+  fields.Number("RRL", "Relative read latency", state.RRL);
+  fields.Number("RWT", "Relative write throughput", state.RWT);
+  fields.Number("RWL", "Relative write latency", state.RWL);
+  fields.Number("IDLP", "Idle power", state.IDLP);
+  fields.Number("IPS", "Idle power scale", state.IPS);
+  fields.Number("ACTP", "Active power", state.ACTP);
+  fields.Number("APW", "Active power workload", state.APW);
+  fields.Number("APS", "Active power scale", state.APS);
+  return fields;
+}
+
+void AddIdentity(Fields& fields, NVME_IDENTIFY_CONTROLLER& controller) {
+  fields.Hexadecimal("VID", "PCI vendor", controller.VID, 4);
+  fields.Hexadecimal("SSVID", "PCI subsystem vendor", controller.SSVID, 4);
+  fields.Text("SN", "Serial number", controller.sSerialNumber());
+  fields.Text("MN", "Model number", controller.sModelNumber());
+  fields.Text("FR", "Firmware revision", controller.sFirmwareRevision());
+  fields.Number("RAB", "Recommended arbitration burst, power of two", controller.RAB);
+  const std::uint32_t vendor = static_cast<std::uint32_t>(controller.IEEE[0]) |
+                               static_cast<std::uint32_t>(controller.IEEE[1]) << 8 |
+                               static_cast<std::uint32_t>(controller.IEEE[2]) << 16;
+  fields.Hexadecimal("IEEE", "Vendor's organisation (OUI)", vendor, 6);
+  fields.Bits("CMIC", "Multi-path and sharing", WholeOf(controller.CMIC),
+              {Flag("MultiplePorts", controller.CMIC.MultiplePorts),
+               Flag("MultipleControllers", controller.CMIC.MultipleControllers),
+               Flag("VirtualFunction", controller.CMIC.VirtualFunction)});
+  fields.Number("MDTS", "Maximum transfer, power of two of pages", controller.MDTS);
+  fields.Number("CNTLID", "Controller id", controller.CNTLID);
+  fields.Add("VER", "Version of the standard", WholeOf(controller.VER), VersionText(controller));
+  fields.Number("RTD3R", "RTD3 resume latency", controller.RTD3R, "us");
+  fields.Number("RTD3E", "RTD3 entry latency", controller.RTD3E, "us");
+  fields.Bits("OAES", "Optional asynchronous events", WholeOf(controller.OAES),
+              {Flag("NamespaceAttributeNotices", controller.OAES.NamespaceAttributeNotices),
+               Flag("FirmwareActivationNotices", controller.OAES.FirmwareActivationNotices)});
+  fields.Bits("CTRATT", "Controller attributes", WholeOf(controller.CTRATT),
+              {Flag("HostIdentifier128Bit", controller.CTRATT.HostIdentifier128Bit),
+               Flag("NonOperationalPowerStatePermissive",
+                    controller.CTRATT.NonOperationalPowerStatePermissive)});
+  fields.Bits(
+      "MEC", "Management endpoints", WholeOf(controller.MEC),
+      {Flag("SMBusPort", controller.MEC.SMBusPort), Flag("PCIePort", controller.MEC.PCIePort)});
+}
+
+void AddAdministration(Fields& fields, const NVME_IDENTIFY_CONTROLLER& controller) {
+  fields.Bits("OACS", "Optional admin commands", WholeOf(controller.OACS),
+              {Flag("Security", controller.OACS.Security), Flag("Format", controller.OACS.Format),
+               Flag("Firmware", controller.OACS.Firmware),
+               Flag("NamespaceManagement", controller.OACS.NamespaceManagement),
+               Flag("DeviceSelfTest", controller.OACS.DeviceSelfTest),
+               Flag("Directives", controller.OACS.Directives),
+               Flag("ManagementInterface", controller.OACS.ManagementInterface),
+               Flag("VirtualizationManagement", controller.OACS.VirtualizationManagement),
+               Flag("DoorbellBufferConfig", controller.OACS.DoorbellBufferConfig)});
+  fields.Number("ACL", "Abort command limit, zero-based", controller.ACL);
+  fields.Number("AERL", "Asynchronous event limit, zero-based", controller.AERL);
+  fields.Bits(
+      "FRMW", "Firmware updates", WholeOf(controller.FRMW),
+      {Flag("Slot1ReadOnly", controller.FRMW.Slot1ReadOnly), Part("Slots", controller.FRMW.Slots),
+       Flag("ActivationWithoutReset", controller.FRMW.ActivationWithoutReset)});
+  fields.Bits("LPA", "Log page attributes", WholeOf(controller.LPA),
+              {Flag("HealthLogPerNamespace", controller.LPA.HealthLogPerNamespace),
+               Flag("CommandEffectsLog", controller.LPA.CommandEffectsLog),
+               Flag("ExtendedData", controller.LPA.ExtendedData),
+               Flag("Telemetry", controller.LPA.Telemetry)});
+  fields.Number("ELPE", "Error log entries, zero-based", controller.ELPE);
+  fields.Number("NPSS", "Last power state", controller.NPSS);
+  fields.Bits("AVSCC", "Admin vendor specific commands", WholeOf(controller.AVSCC),
+              {Flag("VendorSpecificFormat", controller.AVSCC.VendorSpecificFormat)});
+  fields.Bits("APSTA", "Autonomous power state transitions", WholeOf(controller.APSTA),
+              {Flag("Supported", controller.APSTA.Supported)});
+  fields.Kelvin("WCTEMP", "Warning temperature", controller.WCTEMP);
+  fields.Kelvin("CCTEMP", "Critical temperature", controller.CCTEMP);
+  fields.Number("MTFA", "Maximum time for firmware activation", controller.MTFA, "x 100 ms");
+  fields.Number("HMPRE", "Host memory buffer preferred", controller.HMPRE, "x 4096 bytes");
+  fields.Number("HMMIN", "Host memory buffer minimum", controller.HMMIN, "x 4096 bytes");
+  fields.Wide("TNVMCAP", "Total capacity", controller.TNVMCAP[0], controller.TNVMCAP[1], "bytes");
+  fields.Wide("UNVMCAP", "Unallocated capacity", controller.UNVMCAP[0], controller.UNVMCAP[1],
+              "bytes");
+  fields.Bits("RPMBS", "Replay protected memory blocks", WholeOf(controller.RPMBS),
+              {Part("Units", controller.RPMBS.Units),
+               Part("Authentication", controller.RPMBS.Authentication),
+               Part("TotalSize", controller.RPMBS.TotalSize),
+               Part("AccessSize", controller.RPMBS.AccessSize)});
+  fields.Number("EDSTT", "Extended self-test time", controller.EDSTT, "min");
+  fields.Bits("DSTO", "Self-test options", WholeOf(controller.DSTO),
+              {Flag("OneAtATime", controller.DSTO.OneAtATime)});
+  fields.Number("FWUG", "Firmware update granularity", controller.FWUG, "x 4096 bytes");
+  fields.Number("KAS", "Keep alive granularity", controller.KAS, "x 100 ms");
+  fields.Bits("HCTMA", "Host controlled thermal management", WholeOf(controller.HCTMA),
+              {Flag("Supported", controller.HCTMA.Supported)});
+  fields.Kelvin("MNTMT", "Minimum thermal management temperature", controller.MNTMT);
+  fields.Kelvin("MXTMT", "Maximum thermal management temperature", controller.MXTMT);
+  fields.Bits("SANICAP", "Sanitize capabilities", WholeOf(controller.SANICAP),
+              {Flag("CryptoErase", controller.SANICAP.CryptoErase),
+               Flag("BlockErase", controller.SANICAP.BlockErase),
+               Flag("Overwrite", controller.SANICAP.Overwrite)});
+}
+
+void AddCommands(Fields& fields, NVME_IDENTIFY_CONTROLLER& controller) {
+  fields.Bits(
+      "SQES", "Submission queue entry, powers of two", WholeOf(controller.SQES),
+      {Part("Required", controller.SQES.Required), Part("Maximum", controller.SQES.Maximum)});
+  fields.Bits(
+      "CQES", "Completion queue entry, powers of two", WholeOf(controller.CQES),
+      {Part("Required", controller.CQES.Required), Part("Maximum", controller.CQES.Maximum)});
+  fields.Number("MAXCMD", "Maximum outstanding commands", controller.MAXCMD);
+  fields.Number("NN", "Number of namespaces", controller.NN);
+  fields.Bits("ONCS", "Optional NVM commands", WholeOf(controller.ONCS),
+              {Flag("Compare", controller.ONCS.Compare),
+               Flag("WriteUncorrectable", controller.ONCS.WriteUncorrectable),
+               Flag("DatasetManagement", controller.ONCS.DatasetManagement),
+               Flag("WriteZeroes", controller.ONCS.WriteZeroes),
+               Flag("SaveAndSelect", controller.ONCS.SaveAndSelect),
+               Flag("Reservations", controller.ONCS.Reservations),
+               Flag("Timestamp", controller.ONCS.Timestamp)});
+  fields.Bits("FUSES", "Fused operations", WholeOf(controller.FUSES),
+              {Flag("CompareAndWrite", controller.FUSES.CompareAndWrite)});
+  fields.Bits(
+      "FNA", "Format attributes", WholeOf(controller.FNA),
+      {Flag("FormatAll", controller.FNA.FormatAll), Flag("EraseAll", controller.FNA.EraseAll),
+       Flag("CryptographicErase", controller.FNA.CryptographicErase)});
+  fields.Bits("VWC", "Volatile write cache", WholeOf(controller.VWC),
+              {Flag("Present", controller.VWC.Present)});
+  fields.Number("AWUN", "Atomic write unit, zero-based", controller.AWUN, "blocks");
+  fields.Number("AWUPF", "Atomic write unit at power fail, zero-based", controller.AWUPF, "blocks");
+  fields.Bits("NVSCC", "NVM vendor specific commands", WholeOf(controller.NVSCC),
+              {Flag("VendorSpecificFormat", controller.NVSCC.VendorSpecificFormat)});
+  fields.Number("ACWU", "Atomic compare and write unit, zero-based", controller.ACWU, "blocks");
+  fields.Bits("SGLS", "Scatter gather lists", WholeOf(controller.SGLS),
+              {Part("Support", controller.SGLS.Support),
+               Flag("KeyedDataBlock", controller.SGLS.KeyedDataBlock),
+               Flag("BitBucket", controller.SGLS.BitBucket),
+               Flag("ByteAlignedMetadataBuffer", controller.SGLS.ByteAlignedMetadataBuffer),
+               Flag("LengthLargerThanData", controller.SGLS.LengthLargerThanData),
+               Flag("MetadataPointerDescriptor", controller.SGLS.MetadataPointerDescriptor),
+               Flag("AddressAsOffset", controller.SGLS.AddressAsOffset)});
+  fields.Text("SUBNQN", "Subsystem's qualified name", controller.sNVMSubsystemNVMeQualifiedName());
+}
+
+}  // namespace
+
+Fields FieldsOf(NVME_IDENTIFY_CONTROLLER& controller) {
+  Fields fields;
+  AddIdentity(fields, controller);
+  AddAdministration(fields, controller);
+  AddCommands(fields, controller);
+  fields.Area("Fabrics", "Area of fabrics", controller.Fabrics);
+  std::vector<Fields> states;
+  const std::size_t count =
+      std::min<std::size_t>(controller.NPSS, std::size(controller.PSD) - 1) + 1;
+  for (std::size_t index = 0; index < count; ++index)
+    states.push_back(FieldsOf(controller.PSD[index]));
+  fields.List("PSD", "Power state", states);
+  fields.Area("VS", "Vendor specific", controller.VS);
+  return fields;
+}
+
+}  // namespace Tool

@@ -1,0 +1,166 @@
+#include "NVMeFields.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ostream>
+#include <utility>
+
+namespace Tool {
+
+namespace {
+
+constexpr int kKelvinOfZeroCelsius = 273;
+constexpr std::size_t kNameWidth = 9;
+
+std::string Print(const char* format, double value, const char* unit) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), format, value, unit);
+  return text.data();
+}
+
+std::string HexNumber(std::uint64_t value, int digits) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "0x%0*llX", digits,
+                static_cast<unsigned long long>(value));
+  return text.data();
+}
+
+std::string WithUnit(const std::string& number, const char* unit) {
+  return *unit == '\0' ? number : number + " " + unit;
+}
+
+}  // namespace
+
+std::string DecimalOf(std::uint64_t low, std::uint64_t high) {
+  // Long division by ten, from the highest of four digits of 32 bits each down.
+  std::array<std::uint64_t, 4> digits = {high >> 32, high & 0xFFFFFFFF, low >> 32,
+                                         low & 0xFFFFFFFF};
+  std::string text;
+  do {
+    std::uint64_t rest = 0;
+    for (std::uint64_t& digit : digits) {
+      const std::uint64_t dividend = (rest << 32) | digit;
+      digit = dividend / 10;
+      rest = dividend % 10;
+    }
+    text += static_cast<char>('0' + rest);
+  } while (
+      std::any_of(digits.begin(), digits.end(), [](std::uint64_t digit) { return digit != 0; }));
+  std::reverse(text.begin(), text.end());
+  return text;
+}
+
+std::string SizeText(std::uint64_t bytes) {
+  constexpr std::array kUnits = {"kB", "MB", "GB", "TB", "PB", "EB"};
+  std::string text = std::to_string(bytes) + " bytes";
+  if (bytes < 1000) return text;
+  double value = static_cast<double>(bytes) / 1000;
+  std::size_t unit = 0;
+  while (value >= 1000 && unit + 1 < kUnits.size()) {
+    value /= 1000;
+    ++unit;
+  }
+  return text + Print(" (%.2f %s)", value, kUnits[unit]);
+}
+
+std::string HexOf(std::span<const std::uint8_t> bytes) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string text;
+  text.reserve(bytes.size() * 2);
+  for (const std::uint8_t byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+void Fields::Number(const char* name, const char* meaning, std::uint64_t value, const char* unit) {
+  Add(name, meaning, value, WithUnit(std::to_string(value), unit));
+}
+
+void Fields::Hexadecimal(const char* name, const char* meaning, std::uint64_t value, int digits) {
+  Add(name, meaning, value, HexNumber(value, digits));
+}
+
+void Fields::Wide(const char* name, const char* meaning, std::uint64_t low, std::uint64_t high,
+                  const char* unit) {
+  const std::string number = DecimalOf(low, high);
+  Add(name, meaning, number, WithUnit(number, unit));
+}
+
+void Fields::Kelvin(const char* name, const char* meaning, std::uint16_t value) {
+  const std::string celsius = std::to_string(value - kKelvinOfZeroCelsius);
+  Add(name, meaning, value,
+      value == 0 ? "not told" : std::to_string(value) + " K (" + celsius + " C)");
+}
+
+void Fields::Text(const char* name, const char* meaning, const std::string& value) {
+  Add(name, meaning, value, value);
+}
+
+void Fields::Identifier(const char* name, const char* meaning,
+                        std::span<const std::uint8_t> bytes) {
+  const std::string text = HexOf(bytes);
+  Add(name, meaning, text, text);
+}
+
+void Fields::Area(const char* name, const char* meaning, std::span<const std::uint8_t> bytes) {
+  const auto zeros = std::count(bytes.begin(), bytes.end(), std::uint8_t{0});
+  const std::size_t others = bytes.size() - static_cast<std::size_t>(zeros);
+  Add(name, meaning, HexOf(bytes),
+      std::to_string(bytes.size()) + " bytes, " +
+          (others == 0 ? "all zero" : std::to_string(others) + " not zero"));
+}
+
+void Fields::Bits(const char* name, const char* meaning, std::uint64_t value,
+                  const std::vector<BitPart>& parts) {
+  Json json = {{"value", value}};
+  std::string text;
+  for (const BitPart& part : parts) {
+    json[part.name] = part.isFlag ? Json(part.value != 0) : Json(part.value);
+    if (part.value == 0) continue;
+    if (!text.empty()) text += ", ";
+    text += part.name;
+    if (!part.isFlag) text += " " + std::to_string(part.value);
+  }
+  Add(name, meaning, std::move(json),
+      HexNumber(value, 1) + (text.empty() ? std::string() : " (" + text + ")"));
+}
+
+void Fields::Add(const char* name, const char* meaning, Json value, std::string text) {
+  m_json[name] = std::move(value);
+  m_lines.push_back({name, meaning, std::move(text), {}});
+}
+
+void Fields::List(const char* name, const char* meaning, const std::vector<Fields>& entries) {
+  Json list = Json::array();
+  for (const Fields& entry : entries) list.push_back(entry.AsJson());
+  m_json[name] = std::move(list);
+  m_lines.push_back({name, meaning, "", entries});
+}
+
+void Fields::Print(std::ostream& out, bool withNames, const std::string& indent) const {
+  std::size_t meaningWidth = 0;
+  for (const Line& line : m_lines)
+    if (line.entries.empty()) meaningWidth = std::max(meaningWidth, line.meaning.size());
+
+  for (const Line& line : m_lines) {
+    std::string start = indent;
+    if (withNames)
+      start += line.name +
+               std::string(line.name.size() < kNameWidth ? kNameWidth - line.name.size() : 1, ' ');
+    start += line.meaning;
+    if (line.entries.empty()) {
+      out << start << std::string(meaningWidth - line.meaning.size() + 2, ' ') << OneLine(line.text)
+          << '\n';
+      continue;
+    }
+    for (std::size_t index = 0; index < line.entries.size(); ++index) {
+      out << start << ' ' << index << '\n';
+      line.entries[index].Print(out, withNames, indent + "    ");
+    }
+  }
+}
+
+}  // namespace Tool

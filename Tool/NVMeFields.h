@@ -1,0 +1,95 @@
+#pragma once
+
+#include "Output.h"
+
+#include <Ondrel/NVMe.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+/// A number of 128 bits in decimal.
+std::string DecimalOf(std::uint64_t low, std::uint64_t high);
+
+/// A size in bytes with its decimal unit, as "2000398934016 bytes (2.00 TB)".
+std::string SizeText(std::uint64_t bytes);
+
+/// Bytes as hexadecimal digits.
+std::string HexOf(std::span<const std::uint8_t> bytes);
+
+/// One part of a field of bits: a yes or no, or a small number.
+struct BitPart {
+  const char* name;
+  unsigned int value;
+  bool isFlag;
+};
+
+inline BitPart Flag(const char* name, unsigned int value) { return {name, value, true}; }
+inline BitPart Part(const char* name, unsigned int value) { return {name, value, false}; }
+
+/// The fields of a record in the record's order: as lines for a person, and as one JSON object with
+/// each field under its name.
+class Fields {
+public:
+  /// `unit` stands behind the number for a person.
+  void Number(const char* name, const char* meaning, std::uint64_t value, const char* unit = "");
+  /// A number that a person reads in hexadecimal, with at least `digits` digits.
+  void Hexadecimal(const char* name, const char* meaning, std::uint64_t value, int digits);
+  /// A number of 128 bits; in JSON it is text, because few readers keep it exact as a number.
+  void Wide(const char* name, const char* meaning, std::uint64_t low, std::uint64_t high,
+            const char* unit = "");
+  /// A temperature; a person sees Celsius too, and of 0 that it is not told.
+  void Kelvin(const char* name, const char* meaning, std::uint16_t value);
+  void Text(const char* name, const char* meaning, const std::string& value);
+  /// Bytes that are one value.
+  void Identifier(const char* name, const char* meaning, std::span<const std::uint8_t> bytes);
+  /// Bytes that are not interpreted; a person sees how many of them are not zero.
+  void Area(const char* name, const char* meaning, std::span<const std::uint8_t> bytes);
+  /// A field of bits: its whole value, and its parts. A person sees the parts that are not zero.
+  void Bits(const char* name, const char* meaning, std::uint64_t value,
+            const std::vector<BitPart>& parts);
+  /// A value that a person reads in words of its own.
+  void Add(const char* name, const char* meaning, Json value, std::string text);
+
+  /// Shows lines of other fields below, moved to the right, and their objects as one array.
+  void List(const char* name, const char* meaning, const std::vector<Fields>& entries);
+
+  const Json& AsJson() const { return m_json; }
+
+  /// The lines, each with the name, the meaning and the value, or without the name.
+  void Print(std::ostream& out, bool withNames) const { Print(out, withNames, ""); }
+
+private:
+  struct Line {
+    std::string name;
+    std::string meaning;
+    std::string text;
+    std::vector<Fields> entries;
+  };
+
+  void Print(std::ostream& out, bool withNames, const std::string& indent) const;
+
+  Json m_json = Json::object();
+  std::vector<Line> m_lines;
+};
+
+/// The whole value of a field of bits.
+template <class Field>
+std::uint64_t WholeOf(const Field& field) {
+  static_assert(sizeof(Field) <= sizeof(std::uint64_t));
+  std::uint64_t value = 0;
+  std::memcpy(&value, reinterpret_cast<const unsigned char*>(&field), sizeof field);
+  return value;
+}
+
+Fields FieldsOf(Ondrel::NVME_IDENTIFY_CONTROLLER& controller);
+Fields FieldsOf(Ondrel::NVME_IDENTIFY_NAMESPACE& nameSpace);
+Fields FieldsOf(Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG& log);
+Fields FieldsOf(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY& entry);
+
+}  // namespace Tool
