@@ -6,6 +6,7 @@
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
 #include <Ondrel/NVMe.h>
+#include <Ondrel/PartitionTable.h>
 #include <Ondrel/Smtp.h>
 #include <Ondrel/StatusTransition.h>
 #include <Ondrel/SystemLog.h>
