@@ -48,5 +48,7 @@ void AddLogReportCommand(CLI::App& log, Work& chosen);
 void AddLogFollowCommand(CLI::App& log, Work& chosen);
 void AddMailCommand(CLI::App& app, Work& chosen);
 void AddAlertCommand(CLI::App& app, Work& chosen);
+void AddPartitionsCommand(CLI::App& app, Work& chosen);
+void AddDisksCommand(CLI::App& app, Work& chosen);
 
 }  // namespace Tool

@@ -26,6 +26,8 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddLogFollowCommand(*log, chosen);
   AddMailCommand(app, chosen);
   AddAlertCommand(app, chosen);
+  AddPartitionsCommand(app, chosen);
+  AddDisksCommand(app, chosen);
 }
 
 /// "ondrel log report": the command with the subcommands that were understood.

@@ -3,6 +3,7 @@
 /// All exported headers of the library.
 
 #include <Ondrel/CodeNames.h>
+#include <Ondrel/Disks.h>
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
 #include <Ondrel/NVMe.h>
