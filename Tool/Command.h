@@ -56,5 +56,7 @@ void AddCompareCommand(CLI::App& app, Work& chosen);
 void AddDateCommands(CLI::App& app, Work& chosen);
 void AddHostCommands(CLI::App& app, Work& chosen);
 void AddNVMeCommand(CLI::App& app, Work& chosen);
+void AddPartitionsCommand(CLI::App& app, Work& chosen);
+void AddDisksCommand(CLI::App& app, Work& chosen);
 
 }  // namespace Tool

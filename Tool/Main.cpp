@@ -34,6 +34,8 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddDateCommands(app, chosen);
   AddHostCommands(app, chosen);
   AddNVMeCommand(app, chosen);
+  AddPartitionsCommand(app, chosen);
+  AddDisksCommand(app, chosen);
 }
 
 /// "ondrel log report": the command with the subcommands that were understood.

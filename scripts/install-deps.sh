@@ -26,6 +26,7 @@ windowsPackages=(
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 busybox-static
   nvme-cli smartmontools pciutils util-linux
+  fdisk dosfstools e2fsprogs xfsprogs lvm2 mdadm cryptsetup-bin dmsetup
 )
 
 purpose=${1:-build}

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "Host/Linux/VolumePicture.h"
+#include "Support/TemporaryFolder.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Ondrel::Testing {
+
+/// A sysfs tree of block devices and a mount table in a folder of the test's own.
+class PreparedSysfs {
+public:
+  PreparedSysfs() { Write("mountinfo", ""); }
+
+  /// Adds a device that is no partition. `size` is in sectors.
+  void AddDisk(const std::string& name, const std::string& majorMinor, std::uint64_t size) {
+    WriteDevice("block/" + name, majorMinor, "DEVTYPE=disk\n", size);
+    Write("block/" + name + "/removable", "0\n");
+    std::filesystem::create_directories(m_folder.Path("block/" + name + "/slaves"));
+  }
+
+  void AddPartition(const std::string& disk, const std::string& name, unsigned number,
+                    const std::string& majorMinor, std::uint64_t start, std::uint64_t size) {
+    const std::string folder = "block/" + disk + "/" + name;
+    WriteDevice(folder, majorMinor, "DEVTYPE=partition\nPARTN=" + std::to_string(number) + "\n",
+                size);
+    Write(folder + "/partition", std::to_string(number) + "\n");
+    Write(folder + "/start", std::to_string(start) + "\n");
+  }
+
+  /// Says that a device is built on another; `folder` is that one's below block.
+  void Build(const std::string& name, const std::string& slave, const std::string& folder) {
+    Write("block/" + name + "/slaves/" + slave, "");
+    Write("block/" + folder + "/holders/" + name, "");
+  }
+
+  void AddMapped(const std::string& name, const std::string& majorMinor, std::uint64_t size,
+                 const std::string& mapperName) {
+    AddDisk(name, majorMinor, size);
+    Write("block/" + name + "/dm/name", mapperName + "\n");
+  }
+
+  void AddArray(const std::string& name, const std::string& majorMinor, std::uint64_t size,
+                const std::string& level) {
+    AddDisk(name, majorMinor, size);
+    Write("block/" + name + "/md/level", level + "\n");
+  }
+
+  void AddMember(const std::string& array, const std::string& device, std::uint64_t offset,
+                 std::uint64_t kibibytes, const std::string& state) {
+    const std::string folder = "block/" + array + "/md/dev-" + device;
+    Write(folder + "/offset", std::to_string(offset) + "\n");
+    Write(folder + "/size", std::to_string(kibibytes) + "\n");
+    Write(folder + "/state", state + "\n");
+  }
+
+  /// Appends a line to the mount table; texts are as the kernel escapes them.
+  void Mount(const std::string& majorMinor, const std::string& root, const std::string& target,
+             const std::string& source) {
+    m_mounts += std::to_string(++m_mountNumber) + " 1 " + majorMinor + " " + root + " " + target +
+                " rw - ext4 " + source + " rw\n";
+    Write("mountinfo", m_mounts);
+  }
+
+  /// Writes a file below the tree, and the folders on its way.
+  void Write(const std::string& name, const std::string& content) {
+    const std::filesystem::path path = m_folder.Path(name);
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+  }
+
+  /// The sources that read this tree; tables and contents as the maps say, by kernel name.
+  Host::VolumeSources Sources() {
+    return {
+        .sysfs = m_folder.Path(),
+        .mountTable = m_folder.Path("mountinfo"),
+        .mapperTable = [this](const Host::BlockDevice& device)
+            -> std::optional<std::vector<Host::MapperTarget>> {
+          const auto table = tables.find(device.name);
+          if (table == tables.end()) return std::nullopt;
+          return table->second;
+        },
+        .fileSystem = [this](const Host::BlockDevice& device) -> std::optional<Host::FileSystem> {
+          const auto content = contents.find(device.name);
+          if (content == contents.end()) return std::nullopt;
+          return content->second;
+        },
+    };
+  }
+
+  std::map<std::string, std::vector<Host::MapperTarget>> tables;
+  std::map<std::string, Host::FileSystem> contents;
+
+private:
+  void WriteDevice(const std::string& folder, const std::string& majorMinor,
+                   const std::string& kind, std::uint64_t size) {
+    const std::size_t colon = majorMinor.find(':');
+    Write(folder + "/uevent", "MAJOR=" + majorMinor.substr(0, colon) +
+                                  "\nMINOR=" + majorMinor.substr(colon + 1) + "\n" + kind);
+    Write(folder + "/size", std::to_string(size) + "\n");
+    std::filesystem::create_directories(m_folder.Path(folder + "/holders"));
+  }
+
+  TemporaryFolder m_folder;
+  std::string m_mounts;
+  int m_mountNumber = 20;
+};
+
+}  // namespace Ondrel::Testing

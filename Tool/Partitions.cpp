@@ -1,0 +1,167 @@
+#include "Command.h"
+#include "DiskBar.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <Ondrel/Disks.h>
+#include <Ondrel/PartitionTable.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+namespace Tool {
+
+namespace {
+
+using Ondrel::CSystemPartition;
+
+constexpr std::uint64_t kSectorSize = 512;
+constexpr std::size_t kBarWidth = 72;
+
+/// "512 B", "1.5 GiB": with one digit behind the point where it is not whole.
+std::string SizeText(std::uint64_t bytes) {
+  static constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+  std::size_t unit = 0;
+  double size = static_cast<double>(bytes);
+  while (size >= 1024 && unit + 1 < std::size(kUnits)) {
+    size /= 1024;
+    ++unit;
+  }
+  std::ostringstream text;
+  const double tenths = std::round(size * 10);
+  const bool isWhole = tenths == std::round(size) * 10;
+  text << std::fixed << std::setprecision(isWhole ? 0 : 1) << size << ' ' << kUnits[unit];
+  return text.str();
+}
+
+std::vector<CSystemPartition> PartitionsOf(const std::string& deviceName) {
+  std::vector<CSystemPartition> partitions;
+  Ondrel::CSystemPartitionTable(deviceName).GetPartitions(partitions);
+  return partitions;
+}
+
+/// Size of the disk that is named so; 0 when it is not known.
+std::uint64_t SizeOfDisk(const std::string& deviceName) {
+  for (const Ondrel::Host::Disk& disk : Ondrel::Host::Disks())
+    if (deviceName == "Disk " + std::to_string(disk.number)) return disk.sizeInBytes;
+  return 0;
+}
+
+Json JsonOf(const CSystemPartition& partition) {
+  return {{"info1", partition.m_Info1},
+          {"startSector", partition.m_StartSector},
+          {"sectorCount", partition.m_SectorCount},
+          {"info2", partition.m_Info2},
+          {"info3", partition.m_Info3},
+          {"kind", partition.m_Kind},
+          {"driveRoot", partition.m_DriveRoot},
+          {"mountPath", partition.m_MountPath},
+          {"volumeLabel", partition.m_VolumeLabel},
+          {"volumeName", partition.m_VolumeName}};
+}
+
+using Row = std::vector<std::string>;
+
+/// Columns as wide as their longest text; the first `numberColumns` are set to the right.
+void PrintTable(const std::vector<Row>& rows, std::size_t numberColumns) {
+  std::vector<std::size_t> widths(rows.front().size());
+  for (const Row& row : rows)
+    for (std::size_t column = 0; column < row.size(); ++column)
+      widths[column] = std::max(widths[column], CharactersOf(row[column]));
+  for (const Row& row : rows) {
+    std::string line;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      const std::string padding(widths[column] - CharactersOf(row[column]), ' ');
+      line += column < numberColumns ? padding + row[column] : row[column] + padding;
+      line += "  ";
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    std::cout << line << '\n';
+  }
+}
+
+void PrintPartitions(const std::vector<CSystemPartition>& partitions) {
+  std::vector<Row> rows = {{"", "start", "size", "label", "mounted at", "volume"}};
+  for (const CSystemPartition& partition : partitions) {
+    const std::string& mount =
+        partition.m_MountPath.empty() ? partition.m_DriveRoot : partition.m_MountPath;
+    rows.push_back({std::to_string(rows.size()), SizeText(partition.m_StartSector * kSectorSize),
+                    SizeText(partition.m_SectorCount * kSectorSize),
+                    OneLine(partition.m_VolumeLabel), OneLine(mount),
+                    OneLine(partition.m_VolumeName)});
+  }
+  PrintTable(rows, 3);
+}
+
+int ShowPartitions(const GlobalOptions& globals, const std::string& deviceName) {
+  const std::vector<CSystemPartition> partitions = PartitionsOf(deviceName);
+  if (globals.json) {
+    Json list = Json::array();
+    for (const CSystemPartition& partition : partitions) list.push_back(JsonOf(partition));
+    PrintJson({{"device", deviceName}, {"partitions", list}});
+  } else if (partitions.empty()) {
+    std::cout << "no partitions on " << OneLine(deviceName) << '\n';
+  } else {
+    const std::uint64_t size = SizeOfDisk(deviceName);
+    std::vector<BarPart> parts;
+    for (const CSystemPartition& partition : partitions)
+      parts.push_back({partition.m_StartSector, partition.m_SectorCount});
+    std::cout << deviceName;
+    if (size != 0) std::cout << ", " << SizeText(size);
+    std::cout << "\n\n" << DiskBar(parts, size / kSectorSize, kBarWidth) << '\n';
+    PrintPartitions(partitions);
+  }
+  return partitions.empty() ? kNegativeAnswer : kDone;
+}
+
+int ShowDisks(const GlobalOptions& globals) {
+  const std::vector<Ondrel::Host::Disk> disks = Ondrel::Host::Disks();
+  if (globals.json) {
+    Json list = Json::array();
+    for (const Ondrel::Host::Disk& disk : disks)
+      list.push_back({{"disk", "Disk " + std::to_string(disk.number)},
+                      {"number", disk.number},
+                      {"device", disk.deviceName},
+                      {"size", disk.sizeInBytes}});
+    PrintJson({{"disks", list}});
+  } else if (disks.empty()) {
+    std::cout << "there is no disk\n";
+  } else {
+    std::vector<Row> rows = {{"size", "disk", "device"}};
+    for (const Ondrel::Host::Disk& disk : disks)
+      rows.push_back({SizeText(disk.sizeInBytes), "Disk " + std::to_string(disk.number),
+                      OneLine(disk.deviceName)});
+    PrintTable(rows, 1);
+  }
+  return disks.empty() ? kNegativeAnswer : kDone;
+}
+
+}  // namespace
+
+void AddPartitionsCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const partitions = AddSubcommand(
+      app, "partitions", "Show what the host's volumes hold of a disk",
+      "Exit status: 0 there are partitions, 1 there are none or there is no such disk.\n");
+  const auto deviceName = std::make_shared<std::string>();
+  partitions->add_option("DISK", *deviceName, "\"Disk \" and the disk's number, see ondrel disks")
+      ->required()
+      ->type_name("");
+  partitions->callback([deviceName, &chosen] {
+    chosen = [deviceName](const GlobalOptions& globals) {
+      return ShowPartitions(globals, *deviceName);
+    };
+  });
+}
+
+void AddDisksCommand(CLI::App& app, Work& chosen) {
+  CLI::App* const disks = AddSubcommand(app, "disks", "List the disks with their numbers",
+                                        "Exit status: 0 there are disks, 1 there are none.\n");
+  disks->callback([&chosen] { chosen = ShowDisks; });
+}
+
+}  // namespace Tool
