@@ -4,14 +4,11 @@
 
 #include <Ondrel/CodeNames.h>
 #include <Ondrel/ConfigManager.h>
-#include <Ondrel/Export.h>
-#include <Ondrel/Host.h>
-#include <Ondrel/NVMe.h>
-#include <Ondrel/NVMeQuery.h>
 #include <Ondrel/Disks.h>
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
 #include <Ondrel/NVMe.h>
+#include <Ondrel/NVMeQuery.h>
 #include <Ondrel/PartitionTable.h>
 #include <Ondrel/Smtp.h>
 #include <Ondrel/StatusTransition.h>

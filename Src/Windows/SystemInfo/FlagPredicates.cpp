@@ -1,0 +1,117 @@
+#include <Ondrel/OSInfo.h>
+
+namespace Ondrel {
+
+namespace {
+
+int IsSet(const OS_FACTS& facts, const OSFlag& flag) { return OSFlagIsSet(facts, flag) ? 1 : 0; }
+
+}  // namespace
+
+// One predicate for each flag that is asked on its own.
+#define ONDREL_FLAG_PREDICATE(name) \
+  int COSProbe::Is##name(const OS_FACTS& facts) const { return IsSet(facts, OSFlags::name); }
+
+ONDREL_FLAG_PREDICATE(SmallBusiness)
+ONDREL_FLAG_PREDICATE(Enterprise)
+ONDREL_FLAG_PREDICATE(TerminalServices)
+ONDREL_FLAG_PREDICATE(Personal)
+ONDREL_FLAG_PREDICATE(Embedded)
+ONDREL_FLAG_PREDICATE(RemoteAdminMode)
+ONDREL_FLAG_PREDICATE(UniprocessorFree)
+ONDREL_FLAG_PREDICATE(UniprocessorChecked)
+ONDREL_FLAG_PREDICATE(MultiprocessorFree)
+ONDREL_FLAG_PREDICATE(MultiprocessorChecked)
+ONDREL_FLAG_PREDICATE(MediaCenter)
+ONDREL_FLAG_PREDICATE(TabletPC)
+ONDREL_FLAG_PREDICATE(Starter)
+ONDREL_FLAG_PREDICATE(ComputeCluster)
+ONDREL_FLAG_PREDICATE(StorageServer)
+ONDREL_FLAG_PREDICATE(SecurityAppliance)
+ONDREL_FLAG_PREDICATE(BackOffice)
+ONDREL_FLAG_PREDICATE(Ultimate)
+ONDREL_FLAG_PREDICATE(NEdition)
+ONDREL_FLAG_PREDICATE(HomeBasic)
+ONDREL_FLAG_PREDICATE(HomePremium)
+ONDREL_FLAG_PREDICATE(HyperVTools)
+ONDREL_FLAG_PREDICATE(Business)
+ONDREL_FLAG_PREDICATE(HomeServer)
+ONDREL_FLAG_PREDICATE(ServerCore)
+ONDREL_FLAG_PREDICATE(EssentialBusinessManagement)
+ONDREL_FLAG_PREDICATE(EssentialBusinessMessaging)
+ONDREL_FLAG_PREDICATE(EssentialBusinessSecurity)
+ONDREL_FLAG_PREDICATE(ClusterServer)
+ONDREL_FLAG_PREDICATE(SmallBusinessPremium)
+ONDREL_FLAG_PREDICATE(StorageExpress)
+ONDREL_FLAG_PREDICATE(StorageWorkgroup)
+ONDREL_FLAG_PREDICATE(EEdition)
+ONDREL_FLAG_PREDICATE(Professional)
+ONDREL_FLAG_PREDICATE(Foundation)
+ONDREL_FLAG_PREDICATE(MultiPoint)
+ONDREL_FLAG_PREDICATE(HyperVServer)
+ONDREL_FLAG_PREDICATE(HomeServerPremium)
+ONDREL_FLAG_PREDICATE(StorageEssentials)
+ONDREL_FLAG_PREDICATE(Prerelease)
+ONDREL_FLAG_PREDICATE(Evaluation)
+ONDREL_FLAG_PREDICATE(Premium)
+ONDREL_FLAG_PREDICATE(MultiPointPremium)
+ONDREL_FLAG_PREDICATE(ThinPC)
+ONDREL_FLAG_PREDICATE(Automotive)
+ONDREL_FLAG_PREDICATE(China)
+ONDREL_FLAG_PREDICATE(SingleLanguage)
+ONDREL_FLAG_PREDICATE(Win32s)
+ONDREL_FLAG_PREDICATE(Windows81Update)
+ONDREL_FLAG_PREDICATE(CoreConnected)
+ONDREL_FLAG_PREDICATE(Education)
+ONDREL_FLAG_PREDICATE(Industry)
+ONDREL_FLAG_PREDICATE(Core)
+ONDREL_FLAG_PREDICATE(Student)
+ONDREL_FLAG_PREDICATE(Mobile)
+ONDREL_FLAG_PREDICATE(IoTCore)
+ONDREL_FLAG_PREDICATE(EnterpriseS)
+ONDREL_FLAG_PREDICATE(NanoServer)
+ONDREL_FLAG_PREDICATE(CloudStorageServer)
+ONDREL_FLAG_PREDICATE(Arm64Server)
+ONDREL_FLAG_PREDICATE(PPIPro)
+ONDREL_FLAG_PREDICATE(ConnectedCar)
+ONDREL_FLAG_PREDICATE(Handheld)
+ONDREL_FLAG_PREDICATE(CloudHostInfrastructure)
+ONDREL_FLAG_PREDICATE(Holographic)
+ONDREL_FLAG_PREDICATE(EnterpriseSubscription)
+ONDREL_FLAG_PREDICATE(UtilityVM)
+ONDREL_FLAG_PREDICATE(ProWorkstation)
+ONDREL_FLAG_PREDICATE(AzureServer)
+ONDREL_FLAG_PREDICATE(IoTCommercial)
+ONDREL_FLAG_PREDICATE(EnterpriseG)
+ONDREL_FLAG_PREDICATE(CloudEdition)
+ONDREL_FLAG_PREDICATE(RemoteDesktopHost)
+ONDREL_FLAG_PREDICATE(HubOS)
+ONDREL_FLAG_PREDICATE(Communications)
+ONDREL_FLAG_PREDICATE(Restricted)
+ONDREL_FLAG_PREDICATE(OneCoreUpdateOS)
+ONDREL_FLAG_PREDICATE(Andromeda)
+ONDREL_FLAG_PREDICATE(XboxSystemOS)
+ONDREL_FLAG_PREDICATE(IoTOS)
+ONDREL_FLAG_PREDICATE(IoTEdgeOS)
+ONDREL_FLAG_PREDICATE(IoTEnterprise)
+ONDREL_FLAG_PREDICATE(Lite)
+ONDREL_FLAG_PREDICATE(XboxNativeOS)
+ONDREL_FLAG_PREDICATE(XboxGameOS)
+ONDREL_FLAG_PREDICATE(XboxEraOS)
+ONDREL_FLAG_PREDICATE(XboxDurangoHostOS)
+ONDREL_FLAG_PREDICATE(XboxScarlettHostOS)
+ONDREL_FLAG_PREDICATE(AzureStackHCI)
+ONDREL_FLAG_PREDICATE(DatacenterAzureEdition)
+ONDREL_FLAG_PREDICATE(DatacenterCoreAzureEdition)
+
+#undef ONDREL_FLAG_PREDICATE
+
+int COSProbe::IsEnterpriseStorageServer(const OS_FACTS& facts) const {
+  return IsSet(facts, OSFlags::StorageServer) & IsSet(facts, OSFlags::Enterprise);
+}
+
+int COSProbe::IsStandardStorageServer(const OS_FACTS& facts) const {
+  return IsSet(facts, OSFlags::StorageServer) & IsSet(facts, OSFlags::Standard);
+}
+
+}  // namespace Ondrel

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <Ondrel/OSFlags.h>
+
+#include <span>
+
+namespace Ondrel {
+
+/// What a value of `GetProductInfo` stands for: up to four flags and, for some, a processor code.
+struct ProductRow {
+  std::uint32_t value;
+  const OSFlag* flags[4];       ///< Null behind the last.
+  std::uint32_t processor = 0;  ///< 0 for none.
+};
+
+/// All rows in the order of their values.
+std::span<const ProductRow> Products();
+
+/// The row of a value; null for a value that is not in the table.
+const ProductRow* FindProduct(std::uint32_t value);
+
+}  // namespace Ondrel
