@@ -1,27 +1,30 @@
 #pragma once
 
 #include "Host/Linux/VolumePicture.h"
-#include "Support/TemporaryFolder.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Ondrel::Testing {
 
-/// A sysfs tree of block devices and a mount table in a folder of the test's own.
+/// A sysfs tree of block devices and a mount table in an empty folder that the caller owns.
 class PreparedSysfs {
 public:
-  PreparedSysfs() { Write("mountinfo", ""); }
+  explicit PreparedSysfs(std::string folder) : m_folder(std::move(folder)) {
+    Write("mountinfo", "");
+  }
 
   /// Adds a device that is no partition. `size` is in sectors.
   void AddDisk(const std::string& name, const std::string& majorMinor, std::uint64_t size) {
     WriteDevice("block/" + name, majorMinor, "DEVTYPE=disk\n", size);
     Write("block/" + name + "/removable", "0\n");
-    std::filesystem::create_directories(m_folder.Path("block/" + name + "/slaves"));
+    std::filesystem::create_directories(Path("block/" + name + "/slaves"));
   }
 
   void AddPartition(const std::string& disk, const std::string& name, unsigned number,
@@ -69,7 +72,7 @@ public:
 
   /// Writes a file below the tree, and the folders on its way.
   void Write(const std::string& name, const std::string& content) {
-    const std::filesystem::path path = m_folder.Path(name);
+    const std::filesystem::path path = Path(name);
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << content;
   }
@@ -77,8 +80,8 @@ public:
   /// The sources that read this tree; tables and contents as the maps say, by kernel name.
   Host::VolumeSources Sources() {
     return {
-        .sysfs = m_folder.Path(),
-        .mountTable = m_folder.Path("mountinfo"),
+        .sysfs = m_folder,
+        .mountTable = Path("mountinfo"),
         .mapperTable = [this](const Host::BlockDevice& device)
             -> std::optional<std::vector<Host::MapperTarget>> {
           const auto table = tables.find(device.name);
@@ -97,16 +100,18 @@ public:
   std::map<std::string, Host::FileSystem> contents;
 
 private:
+  std::string Path(const std::string& name) const { return m_folder + "/" + name; }
+
   void WriteDevice(const std::string& folder, const std::string& majorMinor,
                    const std::string& kind, std::uint64_t size) {
     const std::size_t colon = majorMinor.find(':');
     Write(folder + "/uevent", "MAJOR=" + majorMinor.substr(0, colon) +
                                   "\nMINOR=" + majorMinor.substr(colon + 1) + "\n" + kind);
     Write(folder + "/size", std::to_string(size) + "\n");
-    std::filesystem::create_directories(m_folder.Path(folder + "/holders"));
+    std::filesystem::create_directories(Path(folder + "/holders"));
   }
 
-  TemporaryFolder m_folder;
+  std::string m_folder;
   std::string m_mounts;
   int m_mountNumber = 20;
 };

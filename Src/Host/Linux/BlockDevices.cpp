@@ -38,6 +38,13 @@ std::optional<std::uint64_t> Number(std::string_view text) {
 
 std::uint64_t ReadNumber(const std::string& path) { return Number(ReadText(path)).value_or(0); }
 
+std::string Below(const std::string& folder, const std::string& name) {
+  std::string path = folder;
+  path += '/';
+  path += name;
+  return path;
+}
+
 struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
@@ -89,7 +96,7 @@ void ReadArray(const std::string& folder, BlockDevice& device) {
   device.arrayLevel = ReadText(folder + "/level");
   for (const std::string& entry : Entries(folder)) {
     if (!entry.starts_with(kMember)) continue;
-    const std::string member = folder + "/" + entry;
+    const std::string member = Below(folder, entry);
     // A spare holds none of the array's data, and what a faulty member holds is given up.
     const std::string state = ReadText(member + "/state");
     if (state.find("spare") != std::string::npos || state.find("faulty") != std::string::npos)
@@ -112,7 +119,7 @@ bool BlockDevice::IsVirtual() const {
 
 BlockDevices::BlockDevices(const std::string& sysfs) {
   const std::string folder = sysfs + "/block";
-  for (const std::string& name : Entries(folder)) ReadDisk(folder + "/" + name, name);
+  for (const std::string& name : Entries(folder)) ReadDisk(Below(folder, name), name);
   Number();
 }
 
@@ -143,7 +150,7 @@ void BlockDevices::ReadPartitions(const std::string& folder, BlockDevice& disk,
   std::vector<std::pair<unsigned, std::string>> partitions;
   for (const std::string& name : entries) {
     if (!name.starts_with(disk.name)) continue;
-    const std::string partitionFolder = folder + "/" + name;
+    const std::string partitionFolder = Below(folder, name);
     const std::string record = ReadText(partitionFolder + "/uevent");
     const auto partition = EventNumber(record, "PARTN");
     BlockDevice device;

@@ -1,6 +1,7 @@
 #include "Host/Linux/VolumeProvider.h"
 #include "Support/PreparedOperations.h"
 #include "Support/PreparedSysfs.h"
+#include "Support/TemporaryFolder.h"
 
 #include <Ondrel/PartitionTable.h>
 
@@ -50,7 +51,8 @@ protected:
     return {R"(\\?\)" + volume + '\\', {start, count}};
   }
 
-  Testing::PreparedSysfs m_host;
+  Testing::TemporaryFolder m_folder;
+  Testing::PreparedSysfs m_host{m_folder.Path()};
 };
 
 TEST_F(VolumeProvider, PartitionsLieWhereTheKernelSays) {

@@ -1,0 +1,64 @@
+#include "Host/Linux/VolumeProvider.h"
+#include "Support/PreparedSysfs.h"
+
+#include <Ondrel/PartitionTable.h>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// What it costs to list the partitions of a disk: of a prepared tree with 4 and with 200 of them,
+// every fourth mounted, where the cost of one is to stay the same; and of this machine's own disk,
+// against lsblk as a process.
+
+namespace {
+
+using Ondrel::Testing::PreparedSysfs;
+
+void AddPartitions(PreparedSysfs& host, int count) {
+  host.AddDisk("sda", "8:0", 1ULL << 32);
+  for (int number = 1; number <= count; ++number) {
+    const std::string name = "sda" + std::to_string(number);
+    const std::string device = "259:" + std::to_string(number);
+    const auto start = static_cast<std::uint64_t>(number) * 2048;
+    host.AddPartition("sda", name, static_cast<unsigned>(number), device, start, 2048);
+    host.contents[name] = {"ext4", "Data"};
+    if (number % 4 == 0) host.Mount(device, "/", "/mnt/" + name, "/dev/" + name);
+  }
+}
+
+void ListPrepared(benchmark::State& state, int count) {
+  std::string folder = std::filesystem::temp_directory_path() / "ondrel-XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) return state.SkipWithError("no folder");
+  PreparedSysfs host(folder);
+  AddPartitions(host, count);
+  Ondrel::Host::Volume() = Ondrel::Host::MakeVolumeOperations(host.Sources());
+  Ondrel::CSystemPartitionTable table("Disk 0");
+  std::vector<Ondrel::CSystemPartition> partitions;
+  for (auto _ : state) table.GetPartitions(partitions);
+  if (partitions.size() != static_cast<std::size_t>(count)) state.SkipWithError("not all listed");
+  Ondrel::Host::Volume() = Ondrel::Host::MakeVolumeOperations();
+  std::filesystem::remove_all(folder);
+}
+
+void ListOfThisMachine(benchmark::State& state) {
+  Ondrel::CSystemPartitionTable table("Disk 0");
+  std::vector<Ondrel::CSystemPartition> partitions;
+  for (auto _ : state) table.GetPartitions(partitions);
+}
+
+void RunLsblk(benchmark::State& state, const char* command) {
+  for (auto _ : state)
+    if (std::system(command) != 0) state.SkipWithError("lsblk failed");
+}
+
+BENCHMARK_CAPTURE(ListPrepared, four, 4)->Name("Partitions/4/libondrel");
+BENCHMARK_CAPTURE(ListPrepared, many, 200)->Name("Partitions/200/libondrel");
+BENCHMARK(ListOfThisMachine)->Name("Partitions/this machine/libondrel");
+BENCHMARK_CAPTURE(RunLsblk, own, "lsblk -bJ -o NAME,START,SIZE,LABEL,MOUNTPOINT >/dev/null")
+    ->Name("Partitions/this machine/lsblk");
+
+}  // namespace

@@ -1,0 +1,70 @@
+#include "CommandFixture.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <string>
+
+namespace Ondrel::Testing {
+
+namespace {
+
+using nlohmann::json;
+
+// This machine has what disks it has: what is listed is held against sysfs.
+class CommandPartitions : public CommandFixture {};
+
+std::string FirstLine(const std::string& path) {
+  std::ifstream file(path);
+  std::string line;
+  std::getline(file, line);
+  return line;
+}
+
+TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelTells) {
+  const ProcessResult result = Run({"--json", "disks"});
+  const json disks = json::parse(result.output)["disks"];
+  EXPECT_EQ(result.exitStatus, disks.empty() ? 1 : 0);
+  std::size_t number = 0;
+  for (const json& disk : disks) {
+    const std::string device = disk["device"];
+    ASSERT_TRUE(device.starts_with("/dev/"));
+    const std::string size = FirstLine("/sys/class/block/" + device.substr(5) + "/size");
+    EXPECT_EQ(disk["size"], std::stoull(size) * 512);
+    EXPECT_EQ(disk["number"], number);
+    EXPECT_EQ(disk["disk"], "Disk " + std::to_string(number));
+    ++number;
+  }
+}
+
+TEST_F(CommandPartitions, EveryPartitionLiesWithinItsDisk) {
+  const json disks = json::parse(Run({"--json", "disks"}).output)["disks"];
+  for (const json& disk : disks) {
+    const json listed = json::parse(Run({"--json", "partitions", disk["disk"]}).output);
+    EXPECT_EQ(listed["device"], disk["disk"]);
+    for (const json& partition : listed["partitions"]) {
+      const std::uint64_t end = partition["startSector"].get<std::uint64_t>() +
+                                partition["sectorCount"].get<std::uint64_t>();
+      EXPECT_LE(end * 512, disk["size"].get<std::uint64_t>());
+      EXPECT_EQ(partition["kind"], 1);
+      EXPECT_EQ(partition["driveRoot"], "");
+    }
+  }
+}
+
+TEST_F(CommandPartitions, ADiskThatIsNotThereHasNone) {
+  const ProcessResult result = Run({"partitions", "Disk 4000000"});
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.output, "no partitions on Disk 4000000\n");
+}
+
+TEST_F(CommandPartitions, ADiskHasToBeNamed) {
+  const ProcessResult result = Run({"partitions"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.output, "");
+}
+
+}  // namespace
+
+}  // namespace Ondrel::Testing
