@@ -240,7 +240,7 @@ int GetDeviceRegistryProperty(const void* handle, const SP_DEVINFO_DATA* device,
   if (needed != nullptr) *needed = static_cast<DWORD>(value->bytes.size());
   if (buffer == nullptr || size < value->bytes.size()) return Failure(ERROR_INSUFFICIENT_BUFFER);
   if (type != nullptr) *type = value->type;
-  std::memcpy(buffer, value->bytes.data(), value->bytes.size());
+  std::copy(value->bytes.begin(), value->bytes.end(), buffer);
   return 1;
 }
 
