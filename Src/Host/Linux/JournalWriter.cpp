@@ -5,7 +5,6 @@
 #include "Host/Linux/JournalFields.h"
 #include "Host/Linux/LastError.h"
 
-#include <boost/algorithm/string/join.hpp>
 #include <systemd/sd-journal.h>
 
 #include <cerrno>
@@ -25,7 +24,7 @@ public:
 
   ULong Report(const EventToWrite& event) override {
     std::vector<std::string> fields;
-    fields.push_back("MESSAGE=" + boost::algorithm::join(event.strings, " "));
+    fields.push_back(Message(event.strings));
     fields.push_back("PRIORITY=" + std::to_string(PriorityOfType(event.type)));
     fields.push_back("SYSLOG_IDENTIFIER=" + m_identifier);
     fields.push_back(Field(kIdField, std::to_string(event.id)));
@@ -42,6 +41,16 @@ public:
   }
 
 private:
+  // All strings, with a blank between them.
+  static std::string Message(const std::vector<std::string>& strings) {
+    std::string message = "MESSAGE=";
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+      if (i > 0) message.push_back(' ');
+      message.append(strings[i]);
+    }
+    return message;
+  }
+
   static std::string Field(const std::string& name, const std::string& value) {
     return name + "=" + value;
   }

@@ -1,0 +1,310 @@
+#include "Support/JournalDaemon.h"
+
+#include <Ondrel/Host.h>
+#include <Ondrel/SystemLog.h>
+
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+#include <systemd/sd-journal.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/uio.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+// Reports and reads of the event log against the same work by plain calls of what lies beneath. A
+// read builds a CSystemEvent_Win of each record in either case.
+
+namespace {
+
+using Ondrel::CSystemEvent_Win;
+using Ondrel::CSystemLog_Win;
+using Ondrel::CSystemLogReader_Win;
+
+constexpr char kSource[] = "Bench";
+constexpr char kText[] = "PD 3 (slot 7): status changed from OPERATIONAL to FAILED";
+constexpr int kRecords = 20000;
+
+class Folder {
+public:
+  Folder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ondrel-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
+    m_path = pattern;
+  }
+  ~Folder() { std::filesystem::remove_all(m_path); }
+
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  std::string operator/(const char* name) const { return (m_path / name).string(); }
+
+private:
+  std::filesystem::path m_path;
+};
+
+void Check(bool holds, const char* what) {
+  if (!holds) throw std::runtime_error(what);
+}
+
+// The same records in a table of their own: a durable insert for each, a scan to read them.
+class PlainDatabase {
+public:
+  explicit PlainDatabase(const std::string& path) {
+    Check(sqlite3_open(path.c_str(), &m_database) == SQLITE_OK, "sqlite3_open");
+    Run("PRAGMA journal_mode=WAL");
+    Run("PRAGMA synchronous=FULL");
+    Run("CREATE TABLE record(number INTEGER PRIMARY KEY, time INTEGER, id INTEGER, type INTEGER,"
+        " source TEXT, computer TEXT, text TEXT)");
+    m_insert = Prepare(
+        "INSERT INTO record(time, id, type, source, computer, text)"
+        " VALUES(?,?,?,?,?,?)");
+    m_select = Prepare("SELECT number, time, id, type, source, text FROM record WHERE number>?");
+  }
+  ~PlainDatabase() {
+    sqlite3_finalize(m_insert);
+    sqlite3_finalize(m_select);
+    sqlite3_close(m_database);
+  }
+
+  PlainDatabase(const PlainDatabase&) = delete;
+  PlainDatabase& operator=(const PlainDatabase&) = delete;
+
+  void Run(const char* sql) {
+    Check(sqlite3_exec(m_database, sql, nullptr, nullptr, nullptr) == SQLITE_OK, sql);
+  }
+
+  void Report() {
+    char computer[65] = {};
+    gethostname(computer, sizeof computer - 1);
+    sqlite3_bind_int64(m_insert, 1, std::time(nullptr));
+    sqlite3_bind_int64(m_insert, 2, 0x200028E7);
+    sqlite3_bind_int64(m_insert, 3, 1);
+    sqlite3_bind_text(m_insert, 4, kSource, -1, SQLITE_STATIC);
+    sqlite3_bind_text(m_insert, 5, computer, -1, SQLITE_STATIC);
+    sqlite3_bind_text(m_insert, 6, kText, -1, SQLITE_STATIC);
+    Check(sqlite3_step(m_insert) == SQLITE_DONE, "insert");
+    sqlite3_reset(m_insert);
+  }
+
+  std::vector<CSystemEvent_Win> Read(std::int64_t behind) {
+    std::vector<CSystemEvent_Win> events;
+    sqlite3_bind_int64(m_select, 1, behind);
+    while (sqlite3_step(m_select) == SQLITE_ROW) {
+      if (std::strcmp(Text(4), kSource) != 0) continue;
+      CSystemEvent_Win event;
+      event.recordNumber = static_cast<Ondrel::ULong>(sqlite3_column_int64(m_select, 0));
+      event.timeGenerated = static_cast<Ondrel::ULong>(sqlite3_column_int64(m_select, 1));
+      event.eventID = static_cast<Ondrel::ULong>(sqlite3_column_int64(m_select, 2)) & 0xFFFF;
+      event.eventType = static_cast<Ondrel::ULong>(sqlite3_column_int64(m_select, 3));
+      event.args.emplace_back(Text(5));
+      events.push_back(std::move(event));
+    }
+    sqlite3_reset(m_select);
+    return events;
+  }
+
+private:
+  sqlite3_stmt* Prepare(const char* sql) {
+    sqlite3_stmt* statement = nullptr;
+    Check(sqlite3_prepare_v2(m_database, sql, -1, &statement, nullptr) == SQLITE_OK, sql);
+    return statement;
+  }
+
+  const char* Text(int column) const {
+    return reinterpret_cast<const char*>(sqlite3_column_text(m_select, column));
+  }
+
+  sqlite3* m_database = nullptr;
+  sqlite3_stmt* m_insert = nullptr;
+  sqlite3_stmt* m_select = nullptr;
+};
+
+// Ends the journal daemon with the program, if it was this program that started it.
+void UseJournal() {
+  static const Ondrel::Testing::JournalDaemon daemon;
+  Check(Ondrel::Host::UseJournal(), "no journal");
+}
+
+void StoreReport(benchmark::State& state) {
+  const Folder folder;
+  Ondrel::Host::UseEventStore(folder / "events.db");
+  CSystemLog_Win log;
+  log.Open(kSource);
+  for (auto _ : state) log.Report(10471, 1, kText);
+}
+BENCHMARK(StoreReport)->Name("Events/report, durable/ondrel")->UseRealTime();
+
+void PlainReport(benchmark::State& state) {
+  const Folder folder;
+  PlainDatabase database(folder / "plain.db");
+  for (auto _ : state) database.Report();
+}
+BENCHMARK(PlainReport)->Name("Events/report, durable/SQLite")->UseRealTime();
+
+void JournalReport(benchmark::State& state) {
+  UseJournal();
+  CSystemLog_Win log;
+  log.Open(kSource);
+  for (auto _ : state) log.Report(10471, 1, kText);
+}
+BENCHMARK(JournalReport)->Name("Events/report, journal/ondrel")->UseRealTime();
+
+void PlainJournalReport(benchmark::State& state) {
+  UseJournal();
+  for (auto _ : state) {
+    const int outcome =
+        sd_journal_send("MESSAGE=%s", kText, "PRIORITY=%d", 3, "SYSLOG_IDENTIFIER=%s", kSource,
+                        "ONDREL_EVENT_ID=%u", 0x200028E7u, "ONDREL_EVENT_TYPE=%d", 1,
+                        "ONDREL_STRING_1=%s", kText, nullptr);
+    if (outcome != 0) state.SkipWithError("not sent");
+  }
+}
+BENCHMARK(PlainJournalReport)->Name("Events/report, journal/sd-journal")->UseRealTime();
+
+// A reader of a log, put back at will to the moment at which it was opened. Copies share what the
+// reader holds, so that neither is ever closed.
+class RepeatedReader {
+public:
+  explicit RepeatedReader(const char* log) { m_opened.Open(log, {kSource}); }
+
+  std::size_t ReadAll() {
+    m_reader = m_opened;
+    std::size_t count = 0;
+    for (auto events = m_reader.ReadEvents(); !events.empty(); events = m_reader.ReadEvents())
+      count += events.size();
+    return count;
+  }
+
+private:
+  CSystemLogReader_Win m_opened;
+  CSystemLogReader_Win m_reader;
+};
+
+// One reader for all runs, of a log with this many records behind its watermark.
+RepeatedReader& FilledReader(bool isJournal) {
+  if (isJournal) UseJournal();
+  static const Folder folder;
+  if (!isJournal) Ondrel::Host::UseEventStore(folder / "events.db");
+  CSystemLog_Win log;
+  log.Open(kSource);
+  log.Report(10471, 1, kText);
+  if (isJournal) Ondrel::Testing::JournalDaemon::Sync();
+  auto* const reader = new RepeatedReader(kSource);
+  for (int i = 0; i < kRecords; ++i) log.Report(10471, 1, kText);
+  if (isJournal) Ondrel::Testing::JournalDaemon::Sync();
+  return *reader;
+}
+
+void Read(benchmark::State& state, RepeatedReader& reader) {
+  std::size_t count = 0;
+  for (auto _ : state) count = reader.ReadAll();
+  if (count < kRecords) state.SkipWithError("records are missing");
+}
+
+void StoreRead(benchmark::State& state) {
+  static RepeatedReader& reader = FilledReader(false);
+  Read(state, reader);
+}
+BENCHMARK(StoreRead)->Name("Events/read 20000, store/ondrel")->UseRealTime();
+
+void PlainRead(benchmark::State& state) {
+  static const Folder folder;
+  static PlainDatabase database(folder / "plain.db");
+  static const bool isFilled = [] {
+    for (int i = 0; i <= kRecords; ++i) database.Report();
+    return true;
+  }();
+  std::size_t count = 0;
+  for (auto _ : state) count = database.Read(1).size();
+  if (!isFilled || count != kRecords) state.SkipWithError("records are missing");
+}
+BENCHMARK(PlainRead)->Name("Events/read 20000, store/SQLite")->UseRealTime();
+
+struct CloseJournal {
+  void operator()(sd_journal* journal) const { sd_journal_close(journal); }
+};
+using Journal = std::unique_ptr<sd_journal, CloseJournal>;
+
+std::string_view Field(const Journal& journal, std::string_view name) {
+  const void* data = nullptr;
+  std::size_t length = 0;
+  if (sd_journal_get_data(journal.get(), name.data(), &data, &length) < 0) return {};
+  return std::string_view(static_cast<const char*>(data), length).substr(name.size() + 1);
+}
+
+// What a program would write that wants the same of every entry.
+bool NextEvent(const Journal& journal, CSystemEvent_Win& event) {
+  if (sd_journal_next(journal.get()) <= 0) return false;
+  char* cursor = nullptr;
+  Check(sd_journal_get_cursor(journal.get(), &cursor) == 0, "cursor");
+  const char* const number = std::strstr(cursor, "i=");
+  event.recordNumber = static_cast<Ondrel::ULong>(std::strtoull(number + 2, nullptr, 16));
+  std::free(cursor);
+  std::uint64_t time = 0;
+  sd_journal_get_realtime_usec(journal.get(), &time);
+  event.timeGenerated = static_cast<Ondrel::ULong>(time / 1000000);
+  event.eventID = static_cast<Ondrel::ULong>(
+      std::strtoul(std::string(Field(journal, "ONDREL_EVENT_ID")).c_str(), nullptr, 10) & 0xFFFF);
+  event.eventType = static_cast<Ondrel::ULong>(
+      std::strtoul(std::string(Field(journal, "ONDREL_EVENT_TYPE")).c_str(), nullptr, 10));
+  event.args = {std::string(Field(journal, "ONDREL_STRING_1"))};
+  return true;
+}
+
+void JournalRead(benchmark::State& state) {
+  static RepeatedReader& reader = FilledReader(true);
+  Read(state, reader);
+}
+BENCHMARK(JournalRead)->Name("Events/read 20000, journal/ondrel")->UseRealTime();
+
+void PlainJournalRead(benchmark::State& state) {
+  UseJournal();
+  CSystemLog_Win log;
+  log.Open(kSource);
+  sd_journal* opened = nullptr;
+  Check(sd_journal_open(&opened, SD_JOURNAL_LOCAL_ONLY) == 0, "sd_journal_open");
+  const Journal journal(opened);
+  sd_journal_get_fd(journal.get());
+  static const std::string start = [&journal] {
+    Ondrel::Testing::JournalDaemon::Sync();
+    sd_journal_seek_tail(journal.get());
+    sd_journal_previous(journal.get());
+    char* cursor = nullptr;
+    sd_journal_get_cursor(journal.get(), &cursor);
+    std::string place = cursor;
+    std::free(cursor);
+    return place;
+  }();
+  static const bool isFilled = [&log] {
+    for (int i = 0; i < kRecords; ++i) log.Report(10471, 1, kText);
+    Ondrel::Testing::JournalDaemon::Sync();
+    return true;
+  }();
+  std::size_t count = 0;
+  for (auto _ : state) {
+    count = 0;
+    std::vector<CSystemEvent_Win> events;
+    sd_journal_process(journal.get());
+    sd_journal_seek_cursor(journal.get(), start.c_str());
+    sd_journal_next(journal.get());
+    CSystemEvent_Win event;
+    while (events.size() < kRecords && NextEvent(journal, event))
+      if (Field(journal, "SYSLOG_IDENTIFIER") == kSource) events.push_back(event);
+    count = events.size();
+  }
+  if (!isFilled || count != kRecords) state.SkipWithError("records are missing");
+}
+BENCHMARK(PlainJournalRead)->Name("Events/read 20000, journal/sd-journal")->UseRealTime();
+
+}  // namespace

@@ -1,0 +1,154 @@
+#include "Module.h"
+
+#include <Ondrel/StatusTransition.h>
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <random>
+#include <unordered_map>
+#include <vector>
+
+// What stands in the way of every status change: the lookup of its event, and a trace line that
+// nobody asked for.
+
+namespace {
+
+using Ondrel::CStateChange;
+using Ondrel::CStateChangeEvent;
+using Ondrel::FindStatusTransitionLD;
+
+constexpr std::int32_t kStatuses[] = {40093, 40094, 40095, 40242};
+constexpr std::size_t kQuestions = 4096;
+
+std::vector<CStateChange> Changes() {
+  std::mt19937 random(1);
+  std::vector<CStateChange> changes;
+  while (changes.size() < kQuestions) {
+    const CStateChange change{kStatuses[random() % 4], kStatuses[random() % 4]};
+    if (change.OldStatus != change.NewStatus) changes.push_back(change);
+  }
+  return changes;
+}
+
+constexpr std::int64_t Key(const CStateChange& change) {
+  return std::int64_t{change.OldStatus} << 32 | change.NewStatus;
+}
+
+struct Table {
+  bool Find(const CStateChange& change, CStateChangeEvent& event) const {
+    return FindStatusTransitionLD(change, event);
+  }
+};
+
+template <class Container>
+struct StandardMap {
+  StandardMap() {
+    for (const CStateChange& change : Changes()) {
+      CStateChangeEvent event{};
+      if (FindStatusTransitionLD(change, event)) events[Key(change)] = event;
+    }
+  }
+  bool Find(const CStateChange& change, CStateChangeEvent& event) const {
+    const auto found = events.find(Key(change));
+    if (found == events.end()) return false;
+    event = found->second;
+    return true;
+  }
+
+  Container events;
+};
+
+using Map = StandardMap<std::map<std::int64_t, CStateChangeEvent>>;
+using UnorderedMap = StandardMap<std::unordered_map<std::int64_t, CStateChangeEvent>>;
+
+struct Switch {
+  // In a function that is called, as the library's is.
+  [[gnu::noinline]] static bool Look(const CStateChange& change, CStateChangeEvent& event) {
+    switch (Key(change)) {
+      case Key({40093, 40242}):
+        event = {10413, 3};
+        return true;
+      case Key({40093, 40094}):
+        event = {10412, 4};
+        return true;
+      case Key({40093, 40095}):
+        event = {10414, 4};
+        return true;
+      case Key({40094, 40093}):
+        event = {10415, 2};
+        return true;
+      case Key({40094, 40242}):
+        event = {10417, 3};
+        return true;
+      case Key({40094, 40095}):
+        event = {10418, 4};
+        return true;
+      case Key({40242, 40093}):
+        event = {10419, 2};
+        return true;
+      case Key({40242, 40094}):
+        event = {10420, 3};
+        return true;
+      case Key({40242, 40095}):
+        event = {10422, 4};
+        return true;
+      case Key({40095, 40093}):
+        event = {10423, 2};
+        return true;
+      case Key({40095, 40094}):
+        event = {10424, 3};
+        return true;
+      case Key({40095, 40242}):
+        event = {10425, 3};
+        return true;
+      default:
+        return false;
+    }
+  }
+  bool Find(const CStateChange& change, CStateChangeEvent& event) const {
+    return Look(change, event);
+  }
+};
+
+template <class Contender>
+void FindStatus(benchmark::State& state) {
+  const Contender contender;
+  const std::vector<CStateChange> changes = Changes();
+  for (const CStateChange& change : changes) {
+    CStateChangeEvent expected{};
+    CStateChangeEvent found{};
+    if (contender.Find(change, found) != FindStatusTransitionLD(change, expected) ||
+        found.EventCode != expected.EventCode || found.Severity != expected.Severity)
+      state.SkipWithError("a wrong event");
+  }
+  std::size_t question = 0;
+  for (auto _ : state) {
+    CStateChangeEvent event{};
+    benchmark::DoNotOptimize(contender.Find(changes[question++ % kQuestions], event));
+    benchmark::DoNotOptimize(event);
+  }
+}
+BENCHMARK(FindStatus<Table>)->Name("Status/logical drive/ondrel");
+BENCHMARK(FindStatus<Map>)->Name("Status/logical drive/std::map");
+BENCHMARK(FindStatus<UnorderedMap>)->Name("Status/logical drive/std::unordered_map");
+BENCHMARK(FindStatus<Switch>)->Name("Status/logical drive/switch");
+
+void TraceSite(benchmark::State& state) {
+  int value = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(++value);
+    ONDREL_TRACE(Ondrel::kTraceDetail, "Bench", "value %d", value);
+  }
+}
+BENCHMARK(TraceSite)->Name("Trace/a site with its bit clear/ondrel");
+
+void EmptyLoop(benchmark::State& state) {
+  int value = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(++value);
+}
+BENCHMARK(EmptyLoop)->Name("Trace/a site with its bit clear/empty loop");
+
+}  // namespace
