@@ -48,6 +48,7 @@ void AddLogReportCommand(CLI::App& log, Work& chosen);
 void AddLogFollowCommand(CLI::App& log, Work& chosen);
 void AddMailCommand(CLI::App& app, Work& chosen);
 void AddAlertCommand(CLI::App& app, Work& chosen);
+void AddOsCommand(CLI::App& app, Work& chosen);
 void AddMatchCommand(CLI::App& app, Work& chosen);
 void AddAdaptersCommand(CLI::App& app, Work& chosen);
 void AddLocateCommand(CLI::App& app, Work& chosen);

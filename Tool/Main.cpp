@@ -26,6 +26,7 @@ void AddCommands(CLI::App& app, Work& chosen) {
   AddLogFollowCommand(*log, chosen);
   AddMailCommand(app, chosen);
   AddAlertCommand(app, chosen);
+  AddOsCommand(app, chosen);
   AddMatchCommand(app, chosen);
   AddAdaptersCommand(app, chosen);
   AddLocateCommand(app, chosen);

@@ -9,6 +9,8 @@
 #include <Ondrel/Host.h>
 #include <Ondrel/NVMe.h>
 #include <Ondrel/NVMeQuery.h>
+#include <Ondrel/OSFlags.h>
+#include <Ondrel/OSInfo.h>
 #include <Ondrel/PartitionTable.h>
 #include <Ondrel/Smtp.h>
 #include <Ondrel/StatusTransition.h>

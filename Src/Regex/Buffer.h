@@ -31,7 +31,7 @@ public:
   /// Views a zero-terminated text without its end; null has size 0.
   explicit CBufferRefT(const T* text) : m_data(const_cast<T*>(text)) {
     if (text == nullptr) return;
-    while (text[m_size] != T()) ++m_size;
+    while (text[m_size] != kEnd) ++m_size;
   }
 
   CBufferRefT(const CBufferRefT&) = default;
@@ -62,6 +62,8 @@ public:
 
 protected:
   static int Signed(T character) { return static_cast<signed char>(character); }
+
+  static constexpr T kEnd{};  // Behind a text.
 
   T* m_data = nullptr;
   std::ptrdiff_t m_size = 0;
@@ -98,7 +100,7 @@ public:
   void Assign(const T* data, std::ptrdiff_t size) {
     Grow(size + 1);
     if (size > 0) std::memcpy(static_cast<void*>(m_data), data, Bytes(size));
-    m_data[size] = T();
+    m_data[size] = CBufferRefT<T>::kEnd;
     m_size = size;
   }
 

@@ -24,15 +24,23 @@ constexpr char kCurrentVersionInCapitals[] = "SOFTWARE\\Microsoft\\Windows NT\\C
 constexpr char kProductOptions[] = "System\\CurrentControlSet\\Control\\ProductOptions";
 
 std::uint32_t& WordOf(OS_FACTS& facts, const OSFlag& flag) {
-  std::uint32_t* const words[] = {&facts.suite1, &facts.suite2, &facts.suite3, &facts.suite4};
-  return *words[flag.word - 1];
+  switch (flag.word) {
+    case 1:
+      return facts.suite1;
+    case 2:
+      return facts.suite2;
+    case 3:
+      return facts.suite3;
+    default:
+      return facts.suite4;
+  }
 }
 
 void Set(OS_FACTS& facts, const OSFlag& flag) { WordOf(facts, flag) |= flag.mask; }
 
 void CopyText(char (&target)[128], const char* text) {
-  std::fill(std::begin(target), std::end(target), '\0');
-  std::strncpy(target, text, sizeof target - 1);
+  const std::size_t length = strnlen(text, sizeof target - 1);
+  std::fill(std::copy_n(text, length, target), std::end(target), '\0');
 }
 
 bool IsSame(const std::string& left, const char* right) { return boost::iequals(left, right); }
