@@ -81,6 +81,7 @@ public:
 
   CBufferT(const CBufferT& other) : CBufferRefT<T>() { Assign(other.m_data, other.m_size); }
   CBufferT(CBufferT&& other) noexcept : CBufferRefT<T>() { Swap(other); }
+  // cppcheck-suppress operatorEqVarError ; Assign keeps the capacity
   CBufferT& operator=(const CBufferT& other) {
     if (this != &other) Assign(other.m_data, other.m_size);
     return *this;
