@@ -100,6 +100,7 @@ public:
   /// Takes a copy of the elements in place of its own.
   void Assign(const T* data, std::ptrdiff_t size) {
     Grow(size + 1);
+    if (m_data == nullptr) return;
     if (size > 0) std::memcpy(static_cast<void*>(m_data), data, Bytes(size));
     m_data[size] = CBufferRefT<T>::kEnd;
     m_size = size;
@@ -152,9 +153,11 @@ protected:
 
 private:
   static constexpr std::ptrdiff_t kSmallest = 8;
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): pointers are elements too.
+  static constexpr std::size_t kElementSize = sizeof(T);
 
   static std::size_t Bytes(std::ptrdiff_t count) {
-    return static_cast<std::size_t>(count) * sizeof(T);
+    return static_cast<std::size_t>(count) * kElementSize;
   }
 
   void Swap(CBufferT& other) noexcept {

@@ -56,6 +56,9 @@ public:
     CSortedBufferT<std::int64_t>* m_list;
   };
 
+  std::int64_t m_recursionDepth = 0;  ///< Levels of recursion that are on the call stack.
+  std::int64_t m_recursionLimit = 0;  ///< How many may be.
+
 private:
   std::vector<std::unique_ptr<CSortedBufferT<std::int64_t>>> m_seenLists;
   std::size_t m_seenDepth = 0;

@@ -151,14 +151,22 @@ bool CConditionElxT<char>::MatchNext(CMatchContext& context) const {
 bool CDelegateElxT<char>::Match(CMatchContext& context) const {
   if (m_target == nullptr) return true;
   if (context.m_recursionAllowance < 1) return false;
+  // Going back into a recursion does not lower the allowance; this bounds the call stack there.
+  if (context.m_recursionDepth >= context.m_recursionLimit) return false;
   --context.m_recursionAllowance;
+  ++context.m_recursionDepth;
   const bool isMatched = m_target->Match(context);
+  --context.m_recursionDepth;
   ++context.m_recursionAllowance;
   return isMatched;
 }
 
 bool CDelegateElxT<char>::MatchNext(CMatchContext& context) const {
-  return m_target != nullptr && m_target->MatchNext(context);
+  if (m_target == nullptr) return false;
+  ++context.m_recursionDepth;
+  const bool isMatched = m_target->MatchNext(context);
+  --context.m_recursionDepth;
+  return isMatched;
 }
 
 }  // namespace Pirsk::Regex

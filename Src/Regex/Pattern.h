@@ -35,7 +35,8 @@
 /// *Bounds.* Call depth follows the nesting of groups in the pattern, of which at most
 /// `kDeepestNesting` count: the text from a deeper group on is ignored as if the pattern ended
 /// there. A recursion goes 100 levels deep, fewer in a pattern whose nesting would make that more
-/// than `kDeepestRecursion` nested groups; deeper it fails and the matcher goes back. Counts and
+/// than `kDeepestRecursion` nested groups; deeper it fails and the matcher goes back. By going back
+/// into recursions a match may nest deeper, up to the same number of groups. Counts and
 /// group numbers are at most 999. A greedy loop offers each end that it reaches by going back into
 /// an iteration only once, so that it tries at most as many ends as the text has positions, for
 /// each way in which it is entered; nested loops and loops behind each other multiply. The time of

@@ -16,8 +16,9 @@ CMatchContext* CPatternT::PrepareMatch(const char* text, std::int64_t length, st
   if (context == nullptr) context = new CMatchContext;
   context->m_captureSerial = 0;
   context->m_lastBeginPosition = -1;
-  context->m_recursionAllowance =
-      std::max<std::int64_t>(1, std::min(kRecursionAllowance, kDeepestRecursion / m_deepest));
+  context->m_recursionDepth = 0;
+  context->m_recursionLimit = std::max<std::int64_t>(1, kDeepestRecursion / m_deepest);
+  context->m_recursionAllowance = std::min(kRecursionAllowance, context->m_recursionLimit);
   context->m_text = text;
   context->m_textLength = length;
   const bool isRightToLeft = IsRightToLeft(m_flags);

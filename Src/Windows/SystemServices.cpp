@@ -138,6 +138,7 @@ bool EnableShutdownOfProcess() {
 
 void CSystem::GetModuleVersion(const std::string& moduleName, std::string& version) {
   // The caller may give one object for both.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const std::string name = moduleName;
   version.clear();
   if (!IsDriverLoaded(boost::str(boost::format("%s.sys") % name))) return;

@@ -54,8 +54,8 @@ bool IsCalendarTime(const SYSTEMTIME& time) {
 std::int64_t SecondsOf(const SYSTEMTIME& time) {
   using namespace std::chrono;
   const sys_days date = year_month_day(year(time.wYear), month(time.wMonth), day(time.wDay));
-  return date.time_since_epoch().count() * kSecondsPerDay + time.wHour * 3600 + time.wMinute * 60 +
-         time.wSecond;
+  return date.time_since_epoch().count() * kSecondsPerDay + std::int64_t{time.wHour} * 3600 +
+         std::int64_t{time.wMinute} * 60 + time.wSecond;
 }
 
 int FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* universal) {

@@ -31,7 +31,7 @@ struct FreeMounts {
 };
 
 std::string VolumeName(const BlockDevice& device) {
-  const std::string name = std::string(kVolumePrefix) + device.name + '\\';
+  std::string name = std::string(kVolumePrefix) + device.name + '\\';
   if (device.mapperName.empty()) return name;
   // The mapper's name stays the same from start to start; the kernel's does not.
   std::string mapperName =

@@ -237,7 +237,7 @@ int Widen(const char* text, int length, wchar_t* wide, int wideSize) {
                                        : std::string(text, static_cast<std::size_t>(length));
   const std::wstring widened = WidenedBytes(bytes);
   if (std::cmp_greater(widened.size(), wideSize)) return Fail(ERROR_INSUFFICIENT_BUFFER);
-  std::wmemcpy(wide, widened.data(), widened.size());
+  std::copy(widened.begin(), widened.end(), wide);
   return static_cast<int>(widened.size());
 }
 

@@ -19,6 +19,8 @@ enum OsType : std::uint32_t { kUnknown = 0, kWorkstation = 1, kServer = 2, kDoma
 enum Platform : std::uint32_t { kWindows3 = 2, kWindows9x = 3, kNT = 4, kCE = 5 };
 enum PlatformId : std::uint32_t { kIdWin32s = 0, kId9x = 1, kIdNT = 2, kIdCE = 3 };
 
+constexpr int kDecimal = 10;
+
 constexpr char kCurrentVersion[] = "Software\\Microsoft\\Windows NT\\CurrentVersion";
 constexpr char kCurrentVersionInCapitals[] = "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
 constexpr char kProductOptions[] = "System\\CurrentControlSet\\Control\\ProductOptions";
@@ -312,7 +314,7 @@ bool CollectPacked(COSProbe& probe, OS_FACTS& facts) {
     const RegistryKey key(RegistryKey::kRead, kCurrentVersion);
     if (!key.IsOpen()) return false;
     const auto text = key.Text("CurrentBuildNumber", kBuildTextSize);
-    if (text) build = static_cast<std::uint32_t>(std::strtol(text->c_str(), nullptr, 10));
+    if (text) build = static_cast<std::uint32_t>(std::strtol(text->c_str(), nullptr, kDecimal));
   }
   probe.FillVersion(packed & 0xFF, packed >> 8 & 0xFF, build, "", 0, 0, kIdNT, 0, facts);
   FinishWithoutExtended(probe, facts);
@@ -435,7 +437,7 @@ std::uint32_t COSProbe::MapProcessor(std::uint16_t wProcessorArchitecture) {
 }
 
 int COSProbe::ParseServicePack(const char* text) {
-  return std::atoi(text + std::strcspn(text, "0123456789"));
+  return static_cast<int>(std::strtol(text + std::strcspn(text, "0123456789"), nullptr, kDecimal));
 }
 
 }  // namespace Ondrel

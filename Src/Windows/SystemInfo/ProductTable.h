@@ -9,8 +9,8 @@ namespace Ondrel {
 /// What a value of `GetProductInfo` stands for: up to four flags and, for some, a processor code.
 struct ProductRow {
   std::uint32_t value;
-  const OSFlag* flags[4];       ///< Null behind the last.
-  std::uint32_t processor = 0;  ///< 0 for none.
+  std::uint32_t processor;  ///< 0 for none.
+  const OSFlag* flags[4];   ///< Null behind the last.
 };
 
 /// All rows in the order of their values.

@@ -351,6 +351,13 @@ TEST(PatternSearch, RecursionInANestedPatternIsBounded) {
   EXPECT_FALSE(Find(nested, std::string(1000, 'a')).empty());
 }
 
+TEST(PatternSearch, GoingBackIntoRecursionsIsBounded) {
+  // Each way back could begin one level more.
+  EXPECT_THAT(Find("(|(?1))x", ""), IsEmpty());
+  EXPECT_THAT(Find("(|(?1))x", "a"), IsEmpty());
+  EXPECT_THAT(Find("(a?|(?1))x", "aaa"), IsEmpty());
+}
+
 TEST(PatternSearch, TextsOfManyBytesAreMatched) {
   const std::string text = std::string(1000000, 'a') + "b";
   EXPECT_EQ(Find("(?:a|b)*b", text).front().second, 1000001);
