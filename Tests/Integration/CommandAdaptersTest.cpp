@@ -22,7 +22,8 @@ TEST_F(CommandAdapters, EachListedAdapterIsLocatedAtItsRank) {
   ASSERT_EQ(listed.exitStatus, 0) << listed.errors;
   std::map<std::string, int> ranks;
 
-  for (const json& adapter : json::parse(listed.output)["adapters"]) {
+  const json adapters = json::parse(listed.output)["adapters"];
+  for (const json& adapter : adapters) {
     const std::string id =
         adapter["vendorId"].get<std::string>() + adapter["deviceId"].get<std::string>();
     const ProcessResult located =
