@@ -21,17 +21,15 @@ std::string VersionIn(const kmod_list* information) {
   return "";
 }
 
-}  // namespace
-
-std::optional<std::vector<std::string>> LoadedKernelModules() {
-  std::ifstream list("/proc/modules");
-  if (!list) return std::nullopt;
-  std::vector<std::string> names;
-  for (std::string line; std::getline(list, line);) names.push_back(line.substr(0, line.find(' ')));
-  return names;
+// What the kernel itself tells of a loaded module.
+std::optional<std::string> LoadedVersion(const std::string& name) {
+  std::ifstream file("/sys/module/" + name + "/version");
+  std::string version;
+  if (!std::getline(file, version)) return std::nullopt;
+  return version;
 }
 
-std::optional<std::string> KernelModuleVersion(const std::string& name) {
+std::optional<std::string> VersionInFile(const std::string& name) {
   const Context context(kmod_new(nullptr, nullptr), kmod_unref);
   if (!context) return std::nullopt;
   kmod_set_log_priority(context.get(), 0);
@@ -43,6 +41,22 @@ std::optional<std::string> KernelModuleVersion(const std::string& name) {
   std::string version = VersionIn(information);
   kmod_module_info_free_list(information);
   return version;
+}
+
+}  // namespace
+
+std::optional<std::vector<std::string>> LoadedKernelModules() {
+  std::ifstream list("/proc/modules");
+  if (!list) return std::nullopt;
+  std::vector<std::string> names;
+  for (std::string line; std::getline(list, line);) names.push_back(line.substr(0, line.find(' ')));
+  return names;
+}
+
+std::optional<std::string> KernelModuleVersion(const std::string& name) {
+  // Where the files of the running kernel are not installed the kernel still knows.
+  if (std::optional<std::string> version = VersionInFile(name)) return version;
+  return LoadedVersion(name);
 }
 
 }  // namespace Ondrel::Host

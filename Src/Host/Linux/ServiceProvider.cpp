@@ -6,6 +6,8 @@
 #include "Host/Linux/VersionRecord.h"
 #include "Host/ServiceOperations.h"
 
+#include <boost/algorithm/string/predicate.hpp>
+
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -91,6 +93,9 @@ std::string ModuleOfPath(std::string_view path) {
   std::string_view name = slash == std::string_view::npos ? path : path.substr(slash + 1);
   if (!name.ends_with(kDriverExtension)) return "";
   name.remove_suffix(kDriverExtension.size());
+  // Case does not count in a driver's path; it does in a module's name.
+  for (const std::string& loaded : LoadedKernelModules().value_or(std::vector<std::string>()))
+    if (boost::iequals(loaded, name)) return loaded;
   return std::string(name);
 }
 
