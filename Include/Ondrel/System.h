@@ -30,8 +30,8 @@ public:
   static unsigned int ExecuteCommand(const std::string& command, const std::string& arguments,
                                      std::vector<std::string>& lines);
 
-  /// As above, and gives the raw termination status of the command processor, as the host's `pclose`
-  /// tells it. The status is left alone when the result is 0.
+  /// As above, and gives the raw termination status of the command processor, as the host's
+  /// `pclose` tells it. The status is left alone when the result is 0.
   static unsigned int ExecuteCommand(const std::string& command, const std::string& arguments,
                                      std::vector<std::string>& lines, int& exitStatus);
 
@@ -44,8 +44,8 @@ public:
   /// is that of comparing the two texts byte by byte.
   static int VersionCompare(const std::string& first, const std::string& second, std::size_t count);
 
-  /// Gives the version of the loaded driver `moduleName` (without its extension, in any case), up to
-  /// its first blank. The version is empty if no such driver is loaded, or if it tells none.
+  /// Gives the version of the loaded driver `moduleName` (without its extension, in any case), up
+  /// to its first blank. The version is empty if no such driver is loaded, or if it tells none.
   static void GetModuleVersion(const std::string& moduleName, std::string& version);
 
   /// Restarts the machine at once, without a question. Does nothing where the caller has no right

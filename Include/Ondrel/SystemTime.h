@@ -29,9 +29,9 @@ public:
   bool operator>=(const CSystemDate_Win& other) const;
 };
 
-/// Conversions between time stamps (milliseconds since 1 January 1970 UTC) and local dates. The zone
-/// rules are the host's at the time of the call. No operation traces or raises; all may be called
-/// from any thread.
+/// Conversions between time stamps (milliseconds since 1 January 1970 UTC) and local dates. The
+/// zone rules are the host's at the time of the call. No operation traces or raises; all may be
+/// called from any thread.
 class ONDREL_API CSystemTime_Win {
 public:
   /// Gives the local date of a time stamp. `WeekOfMonth` stays as it was.
