@@ -1,6 +1,7 @@
 #include "DiskBar.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace Tool {
 
@@ -12,7 +13,8 @@ constexpr char kTaken = '=';
 /// Column of a sector; numbers of both may be large, and a column more or less does not show.
 std::size_t ColumnOf(std::uint64_t sector, std::uint64_t diskSize, std::size_t width) {
   const double share = static_cast<double>(sector) / static_cast<double>(diskSize);
-  return std::min(static_cast<std::size_t>(share * static_cast<double>(width) + 0.5), width);
+  const long column = std::lround(share * static_cast<double>(width));
+  return std::min(static_cast<std::size_t>(column), width);
 }
 
 }  // namespace

@@ -109,6 +109,7 @@ int ShowPartitions(const GlobalOptions& globals, const std::string& deviceName) 
   } else {
     const std::uint64_t size = SizeOfDisk(deviceName);
     std::vector<BarPart> parts;
+    parts.reserve(partitions.size());
     for (const CSystemPartition& partition : partitions)
       parts.push_back({partition.m_StartSector, partition.m_SectorCount});
     std::cout << deviceName;
