@@ -214,6 +214,13 @@ std::vector<std::uint32_t> Builds() {
   return builds;
 }
 
+// Sanitizers take their time: there a part of the records, spread over all.
+#if defined(ONDREL_SANITIZED)
+constexpr std::uint32_t kStep = 11;
+#else
+constexpr std::uint32_t kStep = 1;
+#endif
+
 /// Asks all predicates about records; the half that is not asked about says something else.
 class EveryPredicate {
 public:
@@ -293,7 +300,7 @@ TEST(OSPredicates, HoldAsTheirConditionsTellForEveryVersionAndBuild) {
   for (std::uint32_t platform = 0; platform <= 5; ++platform)
     for (const auto& version : kVersions)
       for (const std::uint32_t build : builds)
-        for (std::uint32_t rest = 0; rest < 32; ++rest) {
+        for (auto rest = static_cast<std::uint32_t>(turn % kStep); rest < 32; rest += kStep) {
           OS_FACTS facts = ++turn % 3 == 0 ? all : OS_FACTS{};
           facts.osType = rest % 4;
           facts.ubr = (rest & 4) != 0 ? 9999 : 10000;
@@ -301,16 +308,18 @@ TEST(OSPredicates, HoldAsTheirConditionsTellForEveryVersionAndBuild) {
           every.Ask(Half(platform, version, build), facts, (rest & 16) != 0);
           if (every.HasFailed()) return;
         }
-  EXPECT_GT(every.Asked(), 100000000U);
+  EXPECT_GT(every.Asked(), 100000000U / kStep);
 }
 
 TEST(OSPredicates, HoldAsTheirConditionsTellForEachFlagAlone) {
   EveryPredicate every;
+  std::size_t turn = 0;
   for (const OSFlag& flag : OSFlags::kAll)
     for (std::uint32_t platform = 3; platform <= 4; ++platform)
       for (const auto& version : kVersions)
         for (const std::uint32_t build : {0U, 10240U, 17600U, 20298U})
           for (std::uint32_t osType = 0; osType <= 3; ++osType) {
+            if (++turn % kStep != 0) continue;
             OS_FACTS facts{};
             facts.osType = osType;
             SetFlag(facts, flag);
