@@ -19,7 +19,7 @@ runTests() {
   shift
   ctest --test-dir "build/$preset" "$@" -j "$jobs" --output-on-failure --no-tests=error \
     --output-log "build/$preset-tests.log" >"build/$preset-tests.out" ||
-    { cat "build/$preset-tests.out"; return 1; }
+    { grep -vE ' (Start +[0-9]+: |.* Passed +[0-9.]+ sec)' "build/$preset-tests.out"; return 1; }
   tail -n 6 "build/$preset-tests.out"
 }
 
