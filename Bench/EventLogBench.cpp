@@ -32,8 +32,14 @@ using Ondrel::CSystemLog_Win;
 using Ondrel::CSystemLogReader_Win;
 
 constexpr char kSource[] = "Bench";
-constexpr char kText[] = "PD 3 (slot 7): status changed from OPERATIONAL to FAILED";
 constexpr int kRecords = 20000;
+
+// A text that no earlier report had.
+std::string NewText() {
+  static int number = 0;
+  return "PD 3 (slot 7): status changed from OPERATIONAL to FAILED, change " +
+         std::to_string(++number);
+}
 
 class Folder {
 public:
@@ -92,7 +98,8 @@ public:
     sqlite3_bind_int64(m_insert, 3, 1);
     sqlite3_bind_text(m_insert, 4, kSource, -1, SQLITE_STATIC);
     sqlite3_bind_text(m_insert, 5, computer, -1, SQLITE_STATIC);
-    sqlite3_bind_text(m_insert, 6, kText, -1, SQLITE_STATIC);
+    const std::string text = NewText();
+    sqlite3_bind_text(m_insert, 6, text.c_str(), -1, SQLITE_STATIC);
     Check(sqlite3_step(m_insert) == SQLITE_DONE, "insert");
     sqlite3_reset(m_insert);
   }
@@ -141,7 +148,7 @@ void StoreReport(benchmark::State& state) {
   Ondrel::Host::UseEventStore(folder / "events.db");
   CSystemLog_Win log;
   log.Open(kSource);
-  for (auto _ : state) log.Report(10471, 1, kText);
+  for (auto _ : state) log.Report(10471, 1, NewText());
 }
 BENCHMARK(StoreReport)->Name("Events/report, durable/ondrel")->UseRealTime();
 
@@ -156,17 +163,18 @@ void JournalReport(benchmark::State& state) {
   UseJournal();
   CSystemLog_Win log;
   log.Open(kSource);
-  for (auto _ : state) log.Report(10471, 1, kText);
+  for (auto _ : state) log.Report(10471, 1, NewText());
 }
 BENCHMARK(JournalReport)->Name("Events/report, journal/ondrel")->UseRealTime();
 
 void PlainJournalReport(benchmark::State& state) {
   UseJournal();
   for (auto _ : state) {
+    const std::string text = NewText();
     const int outcome =
-        sd_journal_send("MESSAGE=%s", kText, "PRIORITY=%d", 3, "SYSLOG_IDENTIFIER=%s", kSource,
-                        "ONDREL_EVENT_ID=%u", 0x200028E7u, "ONDREL_EVENT_TYPE=%d", 1,
-                        "ONDREL_STRING_1=%s", kText, nullptr);
+        sd_journal_send("MESSAGE=%s", text.c_str(), "PRIORITY=%d", 3, "SYSLOG_IDENTIFIER=%s",
+                        kSource, "ONDREL_EVENT_ID=%u", 0x200028E7u, "ONDREL_EVENT_TYPE=%d", 1,
+                        "ONDREL_STRING_1=%s", text.c_str(), nullptr);
     if (outcome != 0) state.SkipWithError("not sent");
   }
 }
@@ -198,10 +206,10 @@ RepeatedReader& FilledReader(bool isJournal) {
   if (!isJournal) Ondrel::Host::UseEventStore(folder / "events.db");
   CSystemLog_Win log;
   log.Open(kSource);
-  log.Report(10471, 1, kText);
+  log.Report(10471, 1, NewText());
   if (isJournal) Ondrel::Testing::JournalDaemon::Sync();
   auto* const reader = new RepeatedReader(kSource);
-  for (int i = 0; i < kRecords; ++i) log.Report(10471, 1, kText);
+  for (int i = 0; i < kRecords; ++i) log.Report(10471, 1, NewText());
   if (isJournal) Ondrel::Testing::JournalDaemon::Sync();
   return *reader;
 }
@@ -287,7 +295,7 @@ void PlainJournalRead(benchmark::State& state) {
     return place;
   }();
   static const bool isFilled = [&log] {
-    for (int i = 0; i < kRecords; ++i) log.Report(10471, 1, kText);
+    for (int i = 0; i < kRecords; ++i) log.Report(10471, 1, NewText());
     Ondrel::Testing::JournalDaemon::Sync();
     return true;
   }();

@@ -52,7 +52,10 @@ void PutAt(std::span<std::byte> image, std::size_t offset, DWORD value) {
 }  // namespace
 
 std::vector<std::byte> ComposeEventRecord(const EventRecord& record) {
-  std::vector<std::byte> image(sizeof(EVENTLOGRECORD));
+  constexpr std::size_t kUsualRecord = 512;
+  std::vector<std::byte> image;
+  image.reserve(kUsualRecord);
+  image.resize(sizeof(EVENTLOGRECORD));
   EVENTLOGRECORD header{};
   header.Reserved = kRecordMark;
   header.RecordNumber = record.number;

@@ -14,6 +14,10 @@ inline constexpr char kCategoryField[] = "ONDREL_EVENT_CATEGORY";  // Only where
 inline constexpr char kStringField[] = "ONDREL_STRING_";           // Followed by 1, 2, ...
 inline constexpr char kDataField[] = "ONDREL_DATA";  // Raw bytes, where there are any.
 
+// Id, type, category, number of strings and bytes of data, in plain decimal with blanks between: a
+// reader finds all of them with one look, and knows what not to look for.
+inline constexpr char kHeadField[] = "ONDREL_EVENT";
+
 inline constexpr WORD kErrorType = 1;
 inline constexpr WORD kWarningType = 2;
 inline constexpr WORD kInformationType = 4;

@@ -29,6 +29,7 @@ public:
     fields.push_back("SYSLOG_IDENTIFIER=" + m_identifier);
     fields.push_back(Field(kIdField, std::to_string(event.id)));
     fields.push_back(Field(kTypeField, std::to_string(event.type)));
+    fields.push_back(Field(kHeadField, Head(event)));
     if (event.category != 0)
       fields.push_back(Field(kCategoryField, std::to_string(event.category)));
     for (std::size_t i = 0; i < event.strings.size(); ++i)
@@ -49,6 +50,12 @@ private:
       message.append(strings[i]);
     }
     return message;
+  }
+
+  static std::string Head(const EventToWrite& event) {
+    return std::to_string(event.id) + " " + std::to_string(event.type) + " " +
+           std::to_string(event.category) + " " + std::to_string(event.strings.size()) + " " +
+           std::to_string(event.data.size());
   }
 
   static std::string Field(const std::string& name, const std::string& value) {

@@ -7,13 +7,27 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <systemd/sd-journal.h>
 
+#include <atomic>
 #include <cstring>
+#include <dlfcn.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <vector>
+
+// Steps from entry to entry that the library made; its calls come here before the journal's
+// library.
+static std::atomic<int> g_steps = 0;
+
+extern "C" __attribute__((visibility("default"))) int sd_journal_next(sd_journal* journal) {
+  static const auto next =
+      reinterpret_cast<int (*)(sd_journal*)>(dlsym(RTLD_NEXT, "sd_journal_next"));
+  ++g_steps;
+  return next(journal);
+}
 
 namespace Ondrel {
 namespace {
@@ -44,6 +58,18 @@ protected:
       if (some.empty()) return all;
       all.insert(all.end(), some.begin(), some.end());
     }
+  }
+
+  // By the native protocol: sd_journal_send would add an identifier.
+  static void SendFields(const std::string& fields) {
+    const int sender = socket(AF_UNIX, SOCK_DGRAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, "/run/systemd/journal/socket");
+    const ssize_t sent = sendto(sender, fields.data(), fields.size(), 0,
+                                reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    close(sender);
+    ASSERT_EQ(sent, static_cast<ssize_t>(fields.size()));
   }
 
   static std::vector<json> Entries(const std::string& source) {
@@ -95,6 +121,7 @@ TEST_F(Journal, ShowsAReportWithItsFieldsToOthers) {
   EXPECT_EQ(entries[0]["PRIORITY"], "4");
   EXPECT_EQ(entries[0]["ONDREL_EVENT_ID"], "536881383");  // 0x200028E7
   EXPECT_EQ(entries[0]["ONDREL_EVENT_TYPE"], "2");
+  EXPECT_EQ(entries[0]["ONDREL_EVENT"], "536881383 2 0 1 0");
   EXPECT_EQ(entries[0]["ONDREL_STRING_1"], "degraded");
   EXPECT_FALSE(entries[0].contains("CODE_FILE"));
 }
@@ -150,16 +177,7 @@ TEST_F(Journal, ReadsTheEntriesOfSystemdCat) {
 TEST_F(Journal, TakesTheProcessNameWhereAnEntryHasNoIdentifier) {
   CSystemLogReader_Win reader;
   reader.Open("journal", {"ondrel-journal-"});  // The kernel keeps 15 characters of the name.
-  // By the native protocol: sd_journal_send would add an identifier.
-  const std::string entry = "MESSAGE=no identifier\nPRIORITY=3\n";
-  const int sender = socket(AF_UNIX, SOCK_DGRAM, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strcpy(address.sun_path, "/run/systemd/journal/socket");
-  const ssize_t sent = sendto(sender, entry.data(), entry.size(), 0,
-                              reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  close(sender);
-  ASSERT_EQ(sent, static_cast<ssize_t>(entry.size()));
+  SendFields("MESSAGE=no identifier\nPRIORITY=3\n");
 
   const std::vector<CSystemEvent_Win> events = ReadAll(reader);
   ASSERT_EQ(events.size(), 1u);
@@ -222,6 +240,76 @@ TEST_F(Journal, ReportsOfManyBuffersComeInOrderAndOnce) {
   ASSERT_EQ(events.size(), static_cast<std::size_t>(kReports));
   for (int i = 0; i < kReports; ++i)
     ASSERT_EQ(events[static_cast<std::size_t>(i)].args.at(0), "report " + std::to_string(i));
+}
+
+struct SentRow {
+  const char* fields;
+  ULong id;
+  ULong type;
+  std::vector<std::string> args;
+};
+
+TEST_F(Journal, TakesAnEventWithWhateverOfItsFieldsThereAre) {
+  CSystemLogReader_Win reader;
+  reader.Open("journal", {Source()});
+  const SentRow rows[] = {
+      {"ONDREL_EVENT_ID=10471\nONDREL_EVENT_TYPE=2\nPRIORITY=3\nONDREL_STRING_1=a\n"
+       "ONDREL_STRING_2=b\nONDREL_STRING_4=d\n",
+       10471,
+       2,
+       {"a", "b"}},
+      {"ONDREL_EVENT_ID=7\nPRIORITY=4\n", 7, 2, {}},
+      {"ONDREL_EVENT=7 1 0 2 0\nONDREL_STRING_1=a\n", 7, 1, {"a"}},
+      {"ONDREL_EVENT=7 1 0 1 0\nONDREL_STRING_1=a\nONDREL_STRING_2=b\n", 7, 1, {"a"}},
+      {"ONDREL_EVENT=7 1 0 1\nMESSAGE=four numbers\nPRIORITY=6\n", 0, 4, {"four numbers"}},
+      {"ONDREL_EVENT=7 1 0 1 0 0\nMESSAGE=six\nPRIORITY=6\n", 0, 4, {"six"}},
+      {"ONDREL_EVENT=\nONDREL_EVENT_ID=8\nPRIORITY=6\n", 8, 4, {}},
+  };
+  for (const SentRow& row : rows) SendFields("SYSLOG_IDENTIFIER=" + Source() + "\n" + row.fields);
+
+  const std::vector<CSystemEvent_Win> events = ReadAll(reader);
+  ASSERT_EQ(events.size(), std::size(rows));
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    EXPECT_EQ(events[i].eventID, rows[i].id) << rows[i].fields;
+    EXPECT_EQ(events[i].eventType, rows[i].type) << rows[i].fields;
+    EXPECT_EQ(events[i].args, rows[i].args) << rows[i].fields;
+  }
+}
+
+TEST_F(Journal, GoesStraightToAnyRecordThatWasHandedOut) {
+  CSystemLog_Win log;
+  log.Open(Source());
+  CSystemLogReader_Win reader;
+  reader.Open("journal", {Source()});
+  log.Report(10471, 4, "first");
+  ASSERT_EQ(ReadAll(reader).size(), 1u);
+  // A copy shares the opened log and keeps to this record, while the other goes far ahead. What
+  // both hold is given back once, by the other: copies stay to the program's end.
+  static std::vector<CSystemLogReader_Win*> copies;
+  const auto copyOf = [](const CSystemLogReader_Win& original) -> CSystemLogReader_Win& {
+    copies.push_back(new CSystemLogReader_Win(original));
+    return *copies.back();
+  };
+  const CSystemLogReader_Win& early = copyOf(reader);
+  constexpr std::size_t kReports = 17'000;
+  for (std::size_t i = 0; i < kReports; ++i) log.Report(10471, 4, std::to_string(i));
+  ASSERT_EQ(ReadAll(reader).size(), kReports);
+
+  for (const std::size_t skipped : {0u, 5'000u, 10'001u}) {
+    CSystemLogReader_Win& late = copyOf(early);
+    for (std::size_t count = 0; count < skipped;) {
+      const std::size_t some = late.ReadEvents().size();
+      ASSERT_GT(some, 0u);
+      count += some;
+    }
+    ASSERT_TRUE(reader.ReadEvents().empty());
+
+    g_steps = 0;
+    const std::vector<CSystemEvent_Win> events = late.ReadEvents();
+    ASSERT_FALSE(events.empty());
+    // As many as the records of the answer, and a few to find the first.
+    EXPECT_LE(g_steps, static_cast<int>(events.size()) + 10) << skipped;
+  }
 }
 
 TEST_F(Journal, RotationUnderAnOpenReaderLosesNothing) {
