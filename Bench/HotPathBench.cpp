@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <random>
 #include <unordered_map>
@@ -19,15 +20,35 @@ namespace {
 using Ondrel::CStateChange;
 using Ondrel::CStateChangeEvent;
 using Ondrel::FindStatusTransitionLD;
+using Ondrel::FindStatusTransitionPD;
 
-constexpr std::int32_t kStatuses[] = {40093, 40094, 40095, 40242};
 constexpr std::size_t kQuestions = 4096;
 
+struct LogicalDrive {
+  static constexpr std::int32_t kStatuses[] = {40093, 40094, 40095, 40242};
+
+  static bool Find(const CStateChange& change, CStateChangeEvent& event) {
+    return FindStatusTransitionLD(change, event);
+  }
+};
+
+struct PhysicalDrive {
+  static constexpr std::int32_t kStatuses[] = {40099, 40180, 40095, 40181, 40097, 40178,
+                                               40098, 40179, 40093, 40176, 40096, 40177,
+                                               40261, 40034, 40307, 40308};
+
+  static bool Find(const CStateChange& change, CStateChangeEvent& event) {
+    return FindStatusTransitionPD(change, event);
+  }
+};
+
+template <class Drive>
 std::vector<CStateChange> Changes() {
   std::mt19937 random(1);
   std::vector<CStateChange> changes;
   while (changes.size() < kQuestions) {
-    const CStateChange change{kStatuses[random() % 4], kStatuses[random() % 4]};
+    const CStateChange change{Drive::kStatuses[random() % std::size(Drive::kStatuses)],
+                              Drive::kStatuses[random() % std::size(Drive::kStatuses)]};
     if (change.OldStatus != change.NewStatus) changes.push_back(change);
   }
   return changes;
@@ -37,18 +58,12 @@ constexpr std::int64_t Key(const CStateChange& change) {
   return std::int64_t{change.OldStatus} << 32 | change.NewStatus;
 }
 
-struct Table {
-  bool Find(const CStateChange& change, CStateChangeEvent& event) const {
-    return FindStatusTransitionLD(change, event);
-  }
-};
-
-template <class Container>
+template <class Drive, class Container>
 struct StandardMap {
   StandardMap() {
-    for (const CStateChange& change : Changes()) {
+    for (const CStateChange& change : Changes<Drive>()) {
       CStateChangeEvent event{};
-      if (FindStatusTransitionLD(change, event)) events[Key(change)] = event;
+      if (Drive::Find(change, event)) events[Key(change)] = event;
     }
   }
   bool Find(const CStateChange& change, CStateChangeEvent& event) const {
@@ -61,8 +76,10 @@ struct StandardMap {
   Container events;
 };
 
-using Map = StandardMap<std::map<std::int64_t, CStateChangeEvent>>;
-using UnorderedMap = StandardMap<std::unordered_map<std::int64_t, CStateChangeEvent>>;
+template <class Drive>
+using Map = StandardMap<Drive, std::map<std::int64_t, CStateChangeEvent>>;
+template <class Drive>
+using UnorderedMap = StandardMap<Drive, std::unordered_map<std::int64_t, CStateChangeEvent>>;
 
 struct Switch {
   // In a function that is called, as the library's is.
@@ -113,14 +130,14 @@ struct Switch {
   }
 };
 
-template <class Contender>
+template <class Drive, class Contender>
 void FindStatus(benchmark::State& state) {
   const Contender contender;
-  const std::vector<CStateChange> changes = Changes();
+  const std::vector<CStateChange> changes = Changes<Drive>();
   for (const CStateChange& change : changes) {
     CStateChangeEvent expected{};
     CStateChangeEvent found{};
-    if (contender.Find(change, found) != FindStatusTransitionLD(change, expected) ||
+    if (contender.Find(change, found) != Drive::Find(change, expected) ||
         found.EventCode != expected.EventCode || found.Severity != expected.Severity)
       state.SkipWithError("a wrong event");
   }
@@ -131,10 +148,15 @@ void FindStatus(benchmark::State& state) {
     benchmark::DoNotOptimize(event);
   }
 }
-BENCHMARK(FindStatus<Table>)->Name("Status/logical drive/ondrel");
-BENCHMARK(FindStatus<Map>)->Name("Status/logical drive/std::map");
-BENCHMARK(FindStatus<UnorderedMap>)->Name("Status/logical drive/std::unordered_map");
-BENCHMARK(FindStatus<Switch>)->Name("Status/logical drive/switch");
+BENCHMARK(FindStatus<LogicalDrive, LogicalDrive>)->Name("Status/logical drive/ondrel");
+BENCHMARK(FindStatus<LogicalDrive, Map<LogicalDrive>>)->Name("Status/logical drive/std::map");
+BENCHMARK(FindStatus<LogicalDrive, UnorderedMap<LogicalDrive>>)
+    ->Name("Status/logical drive/std::unordered_map");
+BENCHMARK(FindStatus<LogicalDrive, Switch>)->Name("Status/logical drive/switch");
+BENCHMARK(FindStatus<PhysicalDrive, PhysicalDrive>)->Name("Status/physical drive/ondrel");
+BENCHMARK(FindStatus<PhysicalDrive, Map<PhysicalDrive>>)->Name("Status/physical drive/std::map");
+BENCHMARK(FindStatus<PhysicalDrive, UnorderedMap<PhysicalDrive>>)
+    ->Name("Status/physical drive/std::unordered_map");
 
 void TraceSite(benchmark::State& state) {
   int value = 0;

@@ -1,6 +1,5 @@
 #include <Ondrel/StatusTransition.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -39,34 +38,56 @@ struct Transition {
   CStateChangeEvent event;
 };
 
-constexpr bool Precedes(const CStateChange& left, const CStateChange& right) {
-  if (left.OldStatus != right.OldStatus) return left.OldStatus < right.OldStatus;
-  return left.NewStatus < right.NewStatus;
-}
+// The rows of a table behind two looks at an array: each status has a place, and each pair of
+// places its event.
+template <std::size_t StatusCount>
+class TransitionTable {
+public:
+  template <std::size_t Count>
+  constexpr explicit TransitionTable(const std::array<Transition, Count>& rows) {
+    for (const Transition& row : rows) {
+      CStateChangeEvent& event =
+          m_events[PlaceFor(row.change.OldStatus)][PlaceFor(row.change.NewStatus)];
+      if (event.EventCode != 0) throw "a pair of statuses stands twice";
+      event = row.event;
+    }
+  }
 
-// A table in the order of its keys, which the search relies on.
-template <std::size_t Count>
-constexpr std::array<Transition, Count> InKeyOrder(std::array<Transition, Count> rows) {
-  std::sort(rows.begin(), rows.end(), [](const Transition& left, const Transition& right) {
-    return Precedes(left.change, right.change);
-  });
-  return rows;
-}
+  bool Find(const CStateChange& change, CStateChangeEvent& event) const {
+    const CStateChangeEvent& found = m_events[PlaceOf(change.OldStatus)][PlaceOf(change.NewStatus)];
+    if (found.EventCode == 0) return false;
+    event = found;
+    return true;
+  }
 
-template <std::size_t Count>
-constexpr bool HasNoKeyTwice(const std::array<Transition, Count>& sortedRows) {
-  return std::adjacent_find(sortedRows.begin(), sortedRows.end(),
-                            [](const Transition& left, const Transition& right) {
-                              return !Precedes(left.change, right.change);
-                            }) == sortedRows.end();
-}
+private:
+  static constexpr std::int32_t kFirst = OFFLINE_SMART;
+  static constexpr std::int32_t kLast = SYSTEM_SMART;
+
+  // The place of a status; 0, in whose row and column no event stands, for one of no row.
+  constexpr std::size_t PlaceOf(std::int32_t status) const {
+    const std::uint32_t offset =
+        static_cast<std::uint32_t>(status) - static_cast<std::uint32_t>(kFirst);
+    return offset < m_places.size() ? m_places[offset] : 0;
+  }
+
+  constexpr std::size_t PlaceFor(std::int32_t status) {
+    std::uint8_t& place = m_places.at(static_cast<std::size_t>(status - kFirst));
+    if (place == 0) place = ++m_used;
+    return place;
+  }
+
+  std::array<std::uint8_t, kLast - kFirst + 1> m_places{};
+  std::uint8_t m_used = 0;
+  std::array<std::array<CStateChangeEvent, StatusCount + 1>, StatusCount + 1> m_events{};
+};
 
 // clang-format off
 
 // Logical drives. A status to itself is no change here, unlike for physical drives, although the
 // event vocabulary has names for those cases. The severity is not a function of the new status
 // alone: DEGRADED is an error coming from OPERATIONAL and a warning otherwise, on purpose.
-constexpr auto kLogicalDriveTransitions = InKeyOrder(std::array<Transition, 12>{{
+constexpr TransitionTable<4> kLogicalDriveTransitions(std::array<Transition, 12>{{
     {{DEGRADED, FAILED}, {10418, kError}},  // LD_STATE_CHANGE_DEG_TO_FAIL
     {{DEGRADED, OPERATIONAL}, {10415, kInformation}},  // LD_STATE_CHANGE_DEG_TO_OP
     {{DEGRADED, PARTIALLY_DEGRADED}, {10417, kWarning}},  // LD_STATE_CHANGE_DEG_TO_PAR_DEG
@@ -135,41 +156,27 @@ constexpr std::int32_t SeverityOf(Group newGroup) {
   }
 }
 
-constexpr auto kPhysicalDriveTransitions = [] {
-  constexpr std::size_t kStatusCount = std::size(kGroupMembers);
+constexpr std::size_t kStatusCount = std::size(kGroupMembers);
+static_assert(kStatusCount == 16);
+
+constexpr TransitionTable<kStatusCount> kPhysicalDriveTransitions([] {
   std::array<Transition, kStatusCount * kStatusCount> rows{};
   std::size_t row = 0;
   for (const GroupMember& from : kGroupMembers)
     for (const GroupMember& to : kGroupMembers)
       rows[row++] = {{from.status, to.status},
                      {kGroupEvents[from.group][to.group], SeverityOf(to.group)}};
-  return InKeyOrder(rows);
-}();
-
-static_assert(kPhysicalDriveTransitions.size() == 256);
-static_assert(HasNoKeyTwice(kLogicalDriveTransitions));
-static_assert(HasNoKeyTwice(kPhysicalDriveTransitions));
-
-template <std::size_t Count>
-bool Find(const std::array<Transition, Count>& sortedRows, const CStateChange& change,
-          CStateChangeEvent& event) {
-  const auto row = std::lower_bound(sortedRows.begin(), sortedRows.end(), change,
-                                    [](const Transition& left, const CStateChange& right) {
-                                      return Precedes(left.change, right);
-                                    });
-  if (row == sortedRows.end() || Precedes(change, row->change)) return false;
-  event = row->event;
-  return true;
-}
+  return rows;
+}());
 
 }  // namespace
 
 bool FindStatusTransitionLD(const CStateChange& change, CStateChangeEvent& event) {
-  return Find(kLogicalDriveTransitions, change, event);
+  return kLogicalDriveTransitions.Find(change, event);
 }
 
 bool FindStatusTransitionPD(const CStateChange& change, CStateChangeEvent& event) {
-  return Find(kPhysicalDriveTransitions, change, event);
+  return kPhysicalDriveTransitions.Find(change, event);
 }
 
 }  // namespace Ondrel

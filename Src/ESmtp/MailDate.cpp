@@ -1,9 +1,9 @@
 #include "ESmtp/MailDate.h"
 
-#include "ESmtp/TextFormat.h"
 #include "Host/ClockOperations.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -43,7 +43,9 @@ std::string MailDate() {
   const char sign = west < 0 ? '+' : '-';
   const long hours = std::labs(west) / 3600;
   const long minutes = std::labs(west) / 60 % 60;
-  return (TextFormat("%s %c%02d%02d") % dateAndTime % sign % hours % minutes).str();
+  char offset[48];
+  std::snprintf(offset, sizeof offset, " %c%02ld%02ld", sign, hours, minutes);
+  return dateAndTime + offset;
 }
 
 }  // namespace Ondrel

@@ -1,11 +1,13 @@
 #include "ESmtp/MailDate.h"
 #include "ESmtp/MessageId.h"
-#include "ESmtp/TextFormat.h"
 #include "Module.h"
 
 #include <Ondrel/Smtp.h>
 
 #include <boost/tokenizer.hpp>
+
+#include <initializer_list>
+#include <string_view>
 
 namespace Ondrel {
 
@@ -14,8 +16,10 @@ namespace {
 constexpr const char* kFormatHeader = "Ondrel::CSmtp::FormatHeader";
 constexpr const char* kFormatMessageBody = "Ondrel::CSmtp::FormatMessageBody";
 
-std::string Line(const char* pattern, const std::string& text) {
-  return (TextFormat(pattern) % text).str();
+std::string Line(std::initializer_list<std::string_view> parts) {
+  std::string line;
+  for (const std::string_view part : parts) line.append(part);
+  return line.append("\n");
 }
 
 const char* PriorityLine(CSmtpXPriority priority) {
@@ -59,11 +63,10 @@ bool CSmtp::FormatHeader() {
   }
 
   // Behind the lines of an earlier Send, if there are any: the payload only grows.
-  m_Payload.push_back(Line("Date: %s\n", MailDate()));
-  m_Payload.push_back(
-      (TextFormat("From: %s <%s>\n") % m_MailFrom.m_Name % m_MailFrom.m_Mail).str());
-  if (!m_XMailer.empty()) m_Payload.push_back(Line("X-Mailer: %s\n", m_XMailer));
-  if (!m_ReplyTo.empty()) m_Payload.push_back(Line("Reply-To: %s\n", m_ReplyTo));
+  m_Payload.push_back(Line({"Date: ", MailDate()}));
+  m_Payload.push_back(Line({"From: ", m_MailFrom.m_Name, " <", m_MailFrom.m_Mail, ">"}));
+  if (!m_XMailer.empty()) m_Payload.push_back(Line({"X-Mailer: ", m_XMailer}));
+  if (!m_ReplyTo.empty()) m_Payload.push_back(Line({"Reply-To: ", m_ReplyTo}));
   m_Payload.push_back(PriorityLine(m_XPriority));
   m_Payload.push_back(AddressLine("To: ", m_To));
   if (!m_Cc.empty()) m_Payload.push_back(AddressLine("Cc: ", m_Cc));
@@ -74,11 +77,10 @@ bool CSmtp::FormatHeader() {
     m_LastError = CSMTP_ERROR_NO_SUBJECT;
     m_Payload.push_back("Subject: \n");
   } else {
-    m_Payload.push_back(Line("Subject: %s\n", m_Subject));
+    m_Payload.push_back(Line({"Subject: ", m_Subject}));
   }
-  m_Payload.push_back((TextFormat("Message-ID: <%s%s>\n") % MessageIdentifier() %
-                       MessageIdHostPart(m_MailFrom.m_Mail))
-                          .str());
+  m_Payload.push_back(
+      Line({"Message-ID: <", MessageIdentifier(), MessageIdHostPart(m_MailFrom.m_Mail), ">"}));
   m_Payload.push_back("MIME-Version: 1.0\n");
   // The small "t" is how the mail has always looked; the name of a field has no case.
   m_Payload.push_back("Content-type: text/plain; charset=US-ASCII\n");
@@ -93,7 +95,7 @@ bool CSmtp::FormatMessageBody() {
   // Blank lines are dropped with the empty tokens: the body of an alert mail is one block.
   const boost::char_separator<char> separator("\n", "", boost::drop_empty_tokens);
   for (const std::string& token : boost::tokenizer(m_MessageBody, separator))
-    m_Payload.push_back(Line("%s\n", token));
+    m_Payload.push_back(Line({token}));
   ONDREL_TRACE(kTraceEntry, kFormatMessageBody, "LEAVE CSmtp::FormatMessageBody ()");
   return true;
 }

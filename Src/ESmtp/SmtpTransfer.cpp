@@ -1,6 +1,5 @@
 #include "ESmtp/ReadPayloadContext.h"
 #include "ESmtp/SmtpResult.h"
-#include "ESmtp/TextFormat.h"
 #include "Module.h"
 
 #include <Ondrel/Smtp.h>
@@ -12,6 +11,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <string>
 
 namespace Ondrel {
 
@@ -52,7 +52,7 @@ public:
   // Takes what libcurl answers as the list's head, unchecked: without memory the list is lost.
   void Add(const std::vector<CSmtp::Recipient>& recipients) {
     for (const CSmtp::Recipient& recipient : recipients)
-      m_list = curl_slist_append(m_list, (TextFormat("<%s>") % recipient.m_Mail).str().c_str());
+      m_list = curl_slist_append(m_list, ("<" + recipient.m_Mail + ">").c_str());
   }
 
   curl_slist* List() const { return m_list; }
@@ -108,7 +108,7 @@ bool CSmtp::Send() {
   curl_easy_setopt(curl, CURLOPT_CRLF, 1L);
 
   const std::string server = m_Server.empty() ? "localhost" : m_Server;
-  const std::string url = (TextFormat("%s://%s:%d") % m_Protocol % server % m_Port).str();
+  const std::string url = m_Protocol + "://" + server + ":" + std::to_string(m_Port);
   curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
 
   // TLS when the server offers it, and never a look at its certificate: mail servers of a service
@@ -123,7 +123,7 @@ bool CSmtp::Send() {
   }
   curl_easy_setopt(curl, CURLOPT_SASL_IR, m_SaslIr);
 
-  const std::string from = (TextFormat("<%s>") % m_MailFrom.m_Mail).str();
+  const std::string from = "<" + m_MailFrom.m_Mail + ">";
   curl_easy_setopt(curl, CURLOPT_MAIL_FROM, from.c_str());
 
   EnvelopeRecipients recipients;
