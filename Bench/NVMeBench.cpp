@@ -6,12 +6,16 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <unistd.h>
 
-// What a query costs beside the device itself, against copying its answer; and reading a
-// controller.
+// What a query costs beside the device itself, against copying its answer; reading a controller;
+// and showing a saved one, against nvme-cli, whose device answers with the same file.
 
 namespace {
 
@@ -77,9 +81,55 @@ void CopyTexts(benchmark::State& state) {
   }
 }
 
+// A controller saved to a file, for as long as the object lives.
+class SavedController {
+public:
+  SavedController()
+      : m_path(std::filesystem::temp_directory_path() /
+               ("controller-" + std::to_string(getpid()))) {
+    const auto controller = std::make_unique<NVME_IDENTIFY_CONTROLLER>();
+    std::memset(static_cast<void*>(controller.get()), 0, sizeof *controller);
+    std::memset(controller->SN, 'S', sizeof controller->SN);
+    std::memset(controller->MN, 'M', sizeof controller->MN);
+    std::memset(controller->FR, 'F', sizeof controller->FR);
+    std::ofstream(m_path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(controller.get()), sizeof *controller);
+  }
+  ~SavedController() { std::filesystem::remove(m_path); }
+
+  SavedController(const SavedController&) = delete;
+  SavedController& operator=(const SavedController&) = delete;
+
+  std::string Path() const { return m_path.string(); }
+
+private:
+  std::filesystem::path m_path;
+};
+
+void RunProcess(benchmark::State& state, const std::string& command) {
+  for (auto iteration : state)
+    if (std::system(command.c_str()) != 0) state.SkipWithError("it failed");
+}
+
+void ShowSaved(benchmark::State& state) {
+  const SavedController saved;
+  RunProcess(state, "exec " ONDREL_COMMAND " nvme id-ctrl --raw " + saved.Path() + " >/dev/null");
+}
+
+void ShowSavedWithNVMeCli(benchmark::State& state) {
+  const SavedController saved;
+  RunProcess(state, "SAVED_CONTROLLER=" + saved.Path() +
+                        " LD_PRELOAD=" SAVED_CONTROLLER_DEVICE
+                        " exec nvme id-ctrl /dev/zero >/dev/null");
+}
+
 BENCHMARK(QueryHealth)->Name("NVMe/health query without its device/ondrel");
 BENCHMARK(CopyHealth)->Name("NVMe/health query without its device/buffer and copy");
 BENCHMARK(ReadController)->Name("NVMe/texts of a controller/ondrel");
 BENCHMARK(CopyTexts)->Name("NVMe/texts of a controller/std::string");
+BENCHMARK(ShowSaved)->Name("NVMe/showing a saved controller, process/ondrel")->UseRealTime();
+BENCHMARK(ShowSavedWithNVMeCli)
+    ->Name("NVMe/showing a saved controller, process/nvme-cli")
+    ->UseRealTime();
 
 }  // namespace

@@ -122,7 +122,7 @@ void Fields::Bits(const char* name, const char* meaning, std::uint64_t value,
     if (part.value == 0) continue;
     if (!text.empty()) text += ", ";
     text += part.name;
-    if (!part.isFlag) text += " " + std::to_string(part.value);
+    if (!part.isFlag) text.append(" ").append(std::to_string(part.value));
   }
   Add(name, meaning, std::move(json),
       HexNumber(value, 1) + (text.empty() ? std::string() : " (" + text + ")"));

@@ -4,7 +4,7 @@
 Usage: bench-table.py [--docs] FOLDER
 
 The folder has Google Benchmark's JSON files, of which the medians are taken, and files *.tsv with
-lines of a benchmark's name and a count. --docs puts the tables between the markers of
+lines of a benchmark's name and a count, or a time in nanoseconds with "ns" behind it. --docs puts the tables between the markers of
 Docs/performance.md as well.
 """
 
@@ -78,8 +78,8 @@ def read(folder):
                     suites.add(name, value, shown_count, ", " + counter)
     for file in sorted(folder.glob("*.tsv")):
         for line in file.read_text().splitlines():
-            name, count = line.split("\t")
-            suites.add(name, float(count), shown_count)
+            name, value, *unit = line.split("\t")
+            suites.add(name, float(value), shown_time if unit == ["ns"] else shown_count)
     return suites
 
 

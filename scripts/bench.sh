@@ -43,4 +43,6 @@ std::map $programs/load-maps.so
 libondrel build/bench/Src/libondrel.so
 LIBRARIES
 
+ONDREL_BUILD=build/bench /usr/bin/python3 Bench/nvme_in_machine.py >"$results/nvme-machine.tsv"
+
 scripts/bench-table.py "$@" "$results"
