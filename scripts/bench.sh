@@ -12,6 +12,7 @@ programs=build/bench/Bench
 loads=100
 
 scripts/install-deps.sh bench
+scripts/install-deps.sh vm  # Other tools to compare with, and the virtual machine.
 mkdir -p build
 cmake --preset bench >build/bench-configure.log 2>&1 || { cat build/bench-configure.log; exit 1; }
 cmake --build --preset bench -j "$(nproc)"

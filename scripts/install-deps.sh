@@ -16,7 +16,7 @@ testPackages=(
   googletest libgtest-dev libgmock-dev
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
   binutils elfutils sqlite3 git
-  postfix
+  postfix tzdata
 )
 benchPackages=(libbenchmark-dev valgrind)
 windowsPackages=(
