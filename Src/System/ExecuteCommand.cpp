@@ -5,6 +5,9 @@
 #include <boost/format.hpp>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
 #include <locale>
 
 namespace Ondrel {
@@ -26,15 +29,55 @@ void ReadPieces(std::FILE* stream, Take take) {
   while (read(piece, kPieceSize, stream) != nullptr) take(piece);
 }
 
-// Takes out what the global locale does not call printable.
-void RemoveUnprintable(std::string& text) {
-  const std::locale locale;
-  const auto& characters = std::use_facet<std::ctype<char>>(locale);
-  const auto isUnprintable = [&characters](char character) {
-    return !characters.is(std::ctype_base::print, character);
-  };
-  text.erase(std::remove_if(text.begin(), text.end(), isUnprintable), text.end());
-}
+// What the global locale calls printable, by byte.
+class PrintableBytes {
+public:
+  PrintableBytes() {
+    const std::locale locale;
+    const auto& characters = std::use_facet<std::ctype<char>>(locale);
+    for (std::size_t byte = 0; byte < m_isPrintable.size(); ++byte)
+      m_isPrintable[byte] = characters.is(std::ctype_base::print, static_cast<char>(byte));
+    m_hasPlainBytes =
+        std::all_of(m_isPrintable.begin() + kFirstPlain, m_isPrintable.begin() + kLastPlain + 1,
+                    [](bool isPrintable) { return isPrintable; });
+  }
+
+  // Takes out all others; what lies between them moves as a whole.
+  void Keep(std::string& text) const {
+    const char* const end = text.data() + text.size();
+    char* kept = text.data();
+    for (const char* next = text.data(); next != end;) {
+      const char* const runEnd = EndOfRun(next, end);
+      const auto length = static_cast<std::size_t>(runEnd - next);
+      if (kept != next) std::memmove(kept, next, length);
+      kept += length;
+      next = std::find_if(runEnd, end, [this](char character) { return Has(character); });
+    }
+    text.resize(static_cast<std::size_t>(kept - text.data()));
+  }
+
+private:
+  // The blank to the tilde: printable in every locale that there is.
+  static constexpr unsigned char kFirstPlain = 0x20;
+  static constexpr unsigned char kLastPlain = 0x7E;
+  static constexpr std::ptrdiff_t kBlock = 32;
+
+  bool Has(char character) const { return m_isPrintable[static_cast<unsigned char>(character)]; }
+
+  // Looks at blocks of plain bytes as a whole, which is what most of an output consists of.
+  const char* EndOfRun(const char* next, const char* end) const {
+    for (; m_hasPlainBytes && end - next >= kBlock; next += kBlock) {
+      unsigned char others = 0;
+      for (std::ptrdiff_t i = 0; i < kBlock; ++i)
+        others |= static_cast<unsigned char>(next[i] - kFirstPlain) > kLastPlain - kFirstPlain;
+      if (others != 0) break;
+    }
+    return std::find_if_not(next, end, [this](char character) { return Has(character); });
+  }
+
+  std::array<bool, 256> m_isPrintable;
+  bool m_hasPlainBytes;
+};
 
 }  // namespace
 
@@ -45,7 +88,7 @@ unsigned int CSystem::ExecuteCommand(const std::string& command, const std::stri
   if (stream == nullptr) return 0;
   ReadPieces(stream, [&output](const char* piece) { output += piece; });
   Host::Process()._pclose(stream);
-  RemoveUnprintable(output);
+  PrintableBytes().Keep(output);
   return 1;
 }
 
@@ -62,7 +105,8 @@ unsigned int CSystem::ExecuteCommand(const std::string& command, const std::stri
   if (stream == nullptr) return 0;
   ReadPieces(stream, [&lines](const char* piece) { lines.emplace_back(piece); });
   exitStatus = Host::Process()._pclose(stream);
-  for (std::string& line : lines) RemoveUnprintable(line);
+  const PrintableBytes printable;
+  for (std::string& line : lines) printable.Keep(line);
   return 1;
 }
 

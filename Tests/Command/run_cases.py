@@ -4,12 +4,13 @@
 Usage: run_cases.py --host linux|wine --cases FILE --mail-server FILE -- COMMAND...
 
 A case is a command line with the exit status, the JSON and, where it mails, the mail that a real
-server has to receive. What a host is known to answer otherwise stands under "byHost". In arguments
+server has to receive. "zone" is the zone of local time, "input" what standard input has. What a host is known to answer otherwise stands under "byHost". In arguments
 {port} is the port of the case's server, {body} and {password} are files with those texts.
 """
 
 import argparse
 import json
+import os
 import pathlib
 import re
 import subprocess
@@ -108,8 +109,10 @@ def run_case(case, options, folder, complain):
     host_arguments = ["--store", str(folder / "events.db")] if options.host == "linux" else []
     arguments = [values.get(argument, argument) for argument in case["arguments"]]
     try:
+        environment = {**os.environ, "TZ": case["zone"]} if "zone" in case else None
         result = subprocess.run([*options.command, *host_arguments, *arguments],
-                                stdin=subprocess.DEVNULL, capture_output=True, timeout=300)
+                                input=case.get("input", "").encode(), env=environment,
+                                capture_output=True, timeout=300)
     finally:
         if server:
             server.close()

@@ -9,7 +9,8 @@ ProcessOperations MakeProcessOperations() {
             // The stream is not inherited by the processes of other threads.
             return ::popen(commandLine, mode[0] == 'r' ? "re" : "we");
           },
-      .fgets = ::fgets,
+      // A stream serves the one call that started it.
+      .fgets = ::fgets_unlocked,
       ._pclose = ::pclose,
   };
 }
