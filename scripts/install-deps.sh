@@ -25,7 +25,7 @@ windowsPackages=(
   dpkg-dev icoutils unzip zip
 )
 vmPackages=(
-  qemu-system-x86 linux-image-cloud-amd64 busybox-static
+  qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static
   nvme-cli smartmontools pciutils util-linux
   fdisk dosfstools e2fsprogs xfsprogs lvm2 mdadm cryptsetup-bin dmsetup
 )

@@ -102,16 +102,18 @@ class Machine:
     modules     names of kernel modules that are loaded at the start, with those that they need
     files       further files of the image: path in the machine to bytes or to a path on this host
     chipset     "q35" (PCI Express) or "pc"
+    kernel      flavour of the kernel: "cloud-amd64", or "amd64", which has more drivers
     """
 
     def __init__(self, devices=(), disks=None, programs=(), modules=(), files=None, chipset="q35",
-                 memory="384M", time_limit=DEFAULT_TIME_LIMIT):
+                 kernel="cloud-amd64", memory="384M", time_limit=DEFAULT_TIME_LIMIT):
         self._devices = list(devices)
         self._disks = dict(disks or {})
         self._programs = list(programs)
         self._modules = list(modules)
         self._files = dict(files or {})
         self._chipset = chipset
+        self._kernel = kernel
         self._memory = memory
         self._time_limit = time_limit
         self._resources = contextlib.ExitStack()
@@ -206,7 +208,7 @@ class Machine:
     def _start(self, resources):
         deadline = time.monotonic() + self._time_limit
         image = self.folder / "initramfs"
-        kernel = _kernel()
+        kernel = _kernel(self._kernel)
         image.write_bytes(self._image(kernel))
         for name, content in self._disks.items():
             with open(self.folder / name, "wb") as disk:
@@ -328,10 +330,12 @@ class MachineTestCase(unittest.TestCase):
         return result
 
 
-def _kernel():
-    kernels = sorted(pathlib.Path("/boot").glob("vmlinuz-*-cloud-amd64"))
+def _kernel(flavour):
+    # vmlinuz-6.1.0-56-cloud-amd64: the flavour stands behind the number of the interface.
+    kernels = sorted(path for path in pathlib.Path("/boot").glob(f"vmlinuz-*-{flavour}")
+                     if path.name.removesuffix(f"-{flavour}")[-1].isdigit())
     if not kernels:
-        raise MachineError("no kernel for virtual machines: run scripts/install-deps.sh vm")
+        raise MachineError(f"no kernel {flavour}: run scripts/install-deps.sh vm")
     return kernels[-1]
 
 

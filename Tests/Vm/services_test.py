@@ -1,6 +1,8 @@
 """Services of the host that only a machine of the tests' own may be asked for."""
 
+import array
 import json
+import struct
 import unittest
 
 from machine import Machine, MachineTestCase
@@ -41,6 +43,41 @@ class RestartTest(unittest.TestCase):
             result = machine.run('su nobody -s /bin/sh -c "ondrel reboot --yes"')
             self.assertEqual(0, result.exit_status, result)
             self.assertEqual("here\n", machine.check("sleep 1; echo here"))
+
+
+class BeepTest(MachineTestCase):
+    machine_arguments = {
+        # What the speaker sounds goes to a file.
+        "chipset": "pc,pcspk-audiodev=sound",
+        "devices": ["-audiodev", "wav,id=sound,path={folder}/sound.wav"],
+        # The smaller kernel has no driver of the speaker.
+        "kernel": "amd64",
+        "modules": ["pcspkr"],
+    }
+
+    def recorded(self):
+        """Rate and samples of the left channel so far; lengths in the file's head are not yet true."""
+        content = (self.machine.folder / "sound.wav").read_bytes()
+        channels, rate = struct.unpack_from("<HI", content, 22)
+        samples = array.array("h", content[44:44 + (len(content) - 44) // 4 * 4])
+        return rate, samples[::channels]
+
+    def test_the_speaker_sounds_with_its_pitch_for_its_time(self):
+        self.machine.check("ondrel beep 1000 500; sleep 1")
+        rate, samples = self.recorded()
+        level = max(samples) // 2
+        sounding = [i for i, sample in enumerate(samples) if abs(sample) > level]
+        seconds = (sounding[-1] - sounding[0]) / rate
+        rises = sum(1 for low, high in zip(samples, samples[1:]) if low < 0 <= high)
+
+        self.assertAlmostEqual(0.5, seconds, delta=0.25)
+        self.assertAlmostEqual(1000, rises / seconds, delta=30)
+
+    def test_who_may_not_use_the_speaker_hears_nothing(self):
+        before = len(self.recorded()[1])
+        result = self.machine.run('su nobody -c "ondrel beep 440 100"')
+        self.assertEqual(0, result.exit_status, result)
+        self.assertEqual(before, len(self.recorded()[1]))
 
 
 if __name__ == "__main__":
