@@ -58,6 +58,8 @@ class BeepTest(MachineTestCase):
     def recorded(self):
         """Rate and samples of the left channel so far; lengths in the file's head are not yet true."""
         content = (self.machine.folder / "sound.wav").read_bytes()
+        if len(content) < 44:  # The head is written with the first sound.
+            return 0, []
         channels, rate = struct.unpack_from("<HI", content, 22)
         samples = array.array("h", content[44:44 + (len(content) - 44) // 4 * 4])
         return rate, samples[::channels]
