@@ -18,7 +18,10 @@ testPackages=(
   binutils elfutils sqlite3 git
   postfix tzdata
 )
-benchPackages=(libbenchmark-dev valgrind)
+benchPackages=(
+  libbenchmark-dev valgrind
+  libboost-regex-dev libpcre2-dev libre2-dev
+)
 windowsPackages=(
   g++-mingw-w64-x86-64-posix
   wine64 wine libgnutls30

@@ -36,6 +36,13 @@ void Beginning::Add(const ElxInterface* element, bool isRightToLeft) {
     isUnknown = true;
 }
 
+void Beginning::Add(const Beginning& behind) {
+  if (!mayBeEmpty) return;
+  for (std::size_t c = 0; c < set.size(); ++c) set[c] = set[c] || behind.set[c];
+  mayBeEmpty = behind.mayBeEmpty;
+  isUnknown = isUnknown || behind.isUnknown;
+}
+
 void Beginning::AddList(const CListElxT<0>& list, bool isRightToLeft) {
   const std::ptrdiff_t count = list.m_items.Size();
   for (std::ptrdiff_t i = 0; i < count; ++i)
@@ -80,6 +87,40 @@ void Beginning::AddCharacter(const CharacterElx& element) {
     return;
   }
   for (std::size_t c = 0; c < set.size(); ++c) set[c] = set[c] || (*table)[c];
+}
+
+void TellLoopsWhatFollows(ElxInterface* element, const Beginning& behind) {
+  if (auto* const list = dynamic_cast<CListElxT<0>*>(element)) {
+    Beginning rest = behind;
+    for (std::ptrdiff_t i = list->m_items.Size(); i > 0; --i) {
+      const bool isRightToLeft = list->m_rightToLeft != 0;
+      ElxInterface* const item = list->m_items[isRightToLeft ? list->m_items.Size() - i : i - 1];
+      TellLoopsWhatFollows(item, rest);
+      Beginning withItem;
+      withItem.Add(item, isRightToLeft);
+      withItem.Add(rest);
+      rest = withItem;
+    }
+  } else if (auto* const alternative = dynamic_cast<CAlternativeElxT<0>*>(element)) {
+    for (std::ptrdiff_t i = 0; i < alternative->m_branches.Size(); ++i)
+      TellLoopsWhatFollows(alternative->m_branches[i], behind);
+  } else if (auto* const loop = dynamic_cast<CharacterLoop*>(element)) {
+    if (behind.IsKnown()) loop->SetFollowing(behind.set);
+  }
+}
+
+const CGreedyElxT<0>* LeadingLoop(const ElxInterface* element) {
+  constexpr std::int64_t kLongerThanAnyText = std::int64_t{1} << 30;
+  if (const auto* const list = As<CListElxT<0>>(element)) {
+    if (list->m_rightToLeft != 0) return nullptr;
+    for (std::ptrdiff_t i = 0; i < list->m_items.Size(); ++i)
+      if (As<CBracketElxT<char>>(list->m_items[i]) == nullptr) return LeadingLoop(list->m_items[i]);
+    return nullptr;
+  }
+  const auto* const loop = As<CGreedyElxT<0>>(element);
+  return loop != nullptr && loop->m_span > kLongerThanAnyText && loop->Characters() != nullptr
+             ? loop
+             : nullptr;
 }
 
 bool IsBoundToTextBegin(const ElxInterface* element) {

@@ -63,6 +63,7 @@ void CPatternT::Clear() {
   m_nesting = 0;
   m_deepest = 1;
   m_beginnings = {};
+  m_leadingLoop = nullptr;
 }
 
 void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_t flags) {
@@ -78,7 +79,7 @@ void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_
   NumberNamedGroups();
   ResolveRecursions();
   ResolveNames();
-  FindBeginnings();
+  FindShortcuts();
   m_pattern = {};
 }
 

@@ -28,6 +28,7 @@ public:
   std::int64_t FindCapture(std::int64_t group) const {
     if (group < 0 || group >= m_captureIndex.Size()) return -1;
     std::int64_t offset = m_captureIndex[group];
+    if (offset < 0) return offset;
     if (offset >= m_captureStack.Size()) offset = m_captureStack.Size() - kCaptureSize;
     while (offset >= 0 && m_captureStack[offset + kGroup] != group) offset -= kCaptureSize;
     return offset;

@@ -145,11 +145,6 @@ bool CListElxT<0>::MatchNext(CMatchContext& context) const {
   return RetryBefore(index, context) && MatchFrom(index, context);
 }
 
-// Items count in the order in which they are matched.
-const ElxInterface* CListElxT<0>::Item(std::ptrdiff_t index) const {
-  return m_items[m_rightToLeft != 0 ? m_items.Size() - 1 - index : index];
-}
-
 bool CListElxT<0>::MatchFrom(std::ptrdiff_t index, CMatchContext& context) const {
   const std::ptrdiff_t count = m_items.Size();
   while (index < count) {
@@ -159,15 +154,6 @@ bool CListElxT<0>::MatchFrom(std::ptrdiff_t index, CMatchContext& context) const
       return false;
   }
   return true;
-}
-
-// Goes back to the nearest item before `index` that has another way, and puts `index` behind it.
-bool CListElxT<0>::RetryBefore(std::ptrdiff_t& index, CMatchContext& context) const {
-  while (index > 0) {
-    if (Item(index - 1)->MatchNext(context)) return true;
-    --index;
-  }
-  return false;
 }
 
 // ---- Characters

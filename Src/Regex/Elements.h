@@ -204,8 +204,20 @@ public:
 
 private:
   bool MatchFrom(std::ptrdiff_t index, CMatchContext& context) const;
-  bool RetryBefore(std::ptrdiff_t& index, CMatchContext& context) const;
-  const ElxInterface* Item(std::ptrdiff_t index) const;
+
+  // Goes back to the nearest item before `index` that has another way, and puts `index` behind it.
+  bool RetryBefore(std::ptrdiff_t& index, CMatchContext& context) const {
+    while (index > 0) {
+      if (Item(index - 1)->MatchNext(context)) return true;
+      --index;
+    }
+    return false;
+  }
+
+  // Items count in the order in which they are matched.
+  const ElxInterface* Item(std::ptrdiff_t index) const {
+    return m_items[m_rightToLeft != 0 ? m_items.Size() - 1 - index : index];
+  }
 };
 
 /// An element that takes one character and keeps no record.
@@ -305,11 +317,60 @@ private:
   bool MatchFrom(std::int64_t done, CMatchContext& context) const;
 };
 
+/// What loops over an element of one character know besides: they need no record of each iteration,
+/// and may leave out ends at which that which follows cannot match.
+class CharacterLoop {
+public:
+  explicit CharacterLoop(const ElxInterface* inner)
+      : m_character(dynamic_cast<const CharacterElx*>(inner)) {}
+  virtual ~CharacterLoop() = default;
+
+  /// Only ends before one of these characters are offered from now on. Of no effect where the loop
+  /// is one over another element.
+  void SetFollowing(const std::array<bool, 256>& characters);
+
+  /// All ends are offered again.
+  void ForgetFollowing() { m_hasFollowing = false; }
+
+  /// The characters of the loop where they are known before the search; else null.
+  const std::array<bool, 256>* Characters() const {
+    return m_character != nullptr ? m_character->Table() : nullptr;
+  }
+
+protected:
+  bool IsOverCharacter() const { return m_character != nullptr; }
+
+  /// How many characters from the position on the loop takes, at most so many.
+  std::int64_t CountTaken(std::int64_t most, const CMatchContext& context) const;
+
+  /// Of the ends from `count` characters before the position up to it the last that is offered:
+  /// how many characters lie before it. -1 for none.
+  std::int64_t LastOffered(std::int64_t count, const CMatchContext& context) const;
+
+  /// Moves the position over so many characters; back for a negative number.
+  void MoveOver(std::int64_t count, CMatchContext& context) const {
+    context.m_currentPosition += m_character->m_rightToLeft != 0 ? -count : count;
+  }
+
+  /// Whether an end at this position is offered.
+  bool IsOffered(std::int64_t position, const CMatchContext& context) const {
+    if (!m_hasFollowing) return true;
+    const std::int64_t place = position - (m_character->m_rightToLeft != 0 ? 1 : 0);
+    return place >= 0 && place < context.m_textLength &&
+           m_following[static_cast<unsigned char>(context.m_text[place])];
+  }
+
+private:
+  const CharacterElx* m_character;  // The inner element where it takes one character.
+  std::array<bool, 256> m_following{};
+  bool m_hasFollowing = false;
+};
+
 /// A number of times, and then as often as possible up to `m_span` times more. Record: heights of
 /// the captures and the stack at the start, the ends that have been offered and their number, the
 /// start position, the count of iterations.
 template <>
-class CGreedyElxT<0> : public CRepeatElxT<0> {
+class CGreedyElxT<0> : public CRepeatElxT<0>, public CharacterLoop {
 public:
   CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span);
   bool Match(CMatchContext& context) const override;
@@ -318,21 +379,19 @@ public:
   std::int64_t m_span;
 
 private:
-  void GreedyExtend(CMatchContext& context) const;
+  bool GreedyExtend(CMatchContext& context) const;
   bool GreedyRetreat(CMatchContext& context) const;
+  bool RetreatOverCharacters(CMatchContext& context) const;
   std::int64_t Iterate(std::int64_t count, CMatchContext& context) const;
-  std::int64_t IterateCharacter(std::int64_t count, CMatchContext& context) const;
-
-  const CharacterElx* m_character;  // The inner element where it takes one character.
 };
 
 /// A number of times, and then as seldom as possible up to `m_span` times more. Record: the
-/// position before each iteration, then their count.
+/// position before each iteration, of a loop over one character none, then their count.
 template <>
-class CReluctantElxT<0> final : public CRepeatElxT<0> {
+class CReluctantElxT<0> final : public CRepeatElxT<0>, public CharacterLoop {
 public:
   CReluctantElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span)
-      : CRepeatElxT<0>(inner, minimum), m_span(span) {}
+      : CRepeatElxT<0>(inner, minimum), CharacterLoop(inner), m_span(span) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
 
@@ -340,6 +399,7 @@ public:
 
 private:
   bool ReluctantAdvance(CMatchContext& context) const;
+  bool AdvanceOverCharacters(std::int64_t count, CMatchContext& context) const;
 };
 
 /// As often as the greedy loop at first, with no way back into it. Record: position, height of the

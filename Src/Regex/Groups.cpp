@@ -6,23 +6,7 @@ using Capture = CMatchContext;
 
 // ---- Brackets
 
-bool CBracketElxT<char>::Match(CMatchContext& context) const {
-  if (m_group < 0) return false;
-  if (m_closing == 0) return Open(context);
-  Close(context);
-  return true;
-}
-
-bool CBracketElxT<char>::MatchNext(CMatchContext& context) const {
-  if (m_group < 0) return false;
-  if (m_closing == 0)
-    Drop(context);
-  else
-    Reopen(context);
-  return false;
-}
-
-bool CBracketElxT<char>::Open(CMatchContext& context) const {
+inline bool CBracketElxT<char>::Open(CMatchContext& context) const {
   auto& captures = context.m_captureStack;
   context.m_captureIndex.Prepare(m_group, -1);
   const std::int64_t record = context.FindCapture(m_group);
@@ -39,7 +23,7 @@ bool CBracketElxT<char>::Open(CMatchContext& context) const {
 }
 
 // Undoes `Open`.
-void CBracketElxT<char>::Drop(CMatchContext& context) const {
+inline void CBracketElxT<char>::Drop(CMatchContext& context) const {
   auto& captures = context.m_captureStack;
   const std::int64_t record = context.FindCapture(m_group);
   if (record < 0) return;
@@ -51,7 +35,7 @@ void CBracketElxT<char>::Drop(CMatchContext& context) const {
   context.m_captureIndex[m_group] = context.FindCapture(m_group);
 }
 
-void CBracketElxT<char>::Close(CMatchContext& context) const {
+inline void CBracketElxT<char>::Close(CMatchContext& context) const {
   auto& captures = context.m_captureStack;
   const std::int64_t record = context.FindCapture(m_group);
   if (record < 0) return;
@@ -64,7 +48,7 @@ void CBracketElxT<char>::Close(CMatchContext& context) const {
 }
 
 // Undoes `Close`.
-void CBracketElxT<char>::Reopen(CMatchContext& context) const {
+inline void CBracketElxT<char>::Reopen(CMatchContext& context) const {
   auto& captures = context.m_captureStack;
   const std::int64_t record = context.FindCapture(m_group);
   if (record < 0) return;
@@ -74,6 +58,22 @@ void CBracketElxT<char>::Reopen(CMatchContext& context) const {
   }
   captures[record + Capture::kEnd] = -1;
   captures[record + Capture::kSerial] = 0;
+}
+
+bool CBracketElxT<char>::Match(CMatchContext& context) const {
+  if (m_group < 0) return false;
+  if (m_closing == 0) return Open(context);
+  Close(context);
+  return true;
+}
+
+bool CBracketElxT<char>::MatchNext(CMatchContext& context) const {
+  if (m_group < 0) return false;
+  if (m_closing == 0)
+    Drop(context);
+  else
+    Reopen(context);
+  return false;
 }
 
 // ---- Back reference
@@ -93,9 +93,11 @@ bool CBackrefElxT<char>::Match(CMatchContext& context) const {
   const std::int64_t size = end - begin;
   const std::int64_t place = context.m_currentPosition - (m_rightToLeft != 0 ? size : 0);
   if (place < 0 || size > context.m_textLength - place) return false;
-  const CBufferRefT<char> text(context.m_text + begin, size);
+  const char* const text = context.m_text + begin;
   const char* const here = context.m_text + place;
-  if ((m_ignoreCase != 0 ? text.CompareNoCase(here) : text.Compare(here)) != 0) return false;
+  const bool isEqual = m_ignoreCase != 0 ? CBufferRefT<char>(text, size).CompareNoCase(here) == 0
+                                         : std::equal(text, text + size, here);
+  if (!isEqual) return false;
 
   context.m_stack.Push(context.m_currentPosition);
   context.m_currentPosition = m_rightToLeft != 0 ? place : place + size;

@@ -29,8 +29,10 @@
 /// keep its captures. Records nest as the calls do. Both grow by doubling and are used again, so
 /// that no step allocates, and a long text does not deepen the call stack.
 ///
-/// *The search* (Search.cpp) tries the root at one position after the other. It passes over
-/// positions at which no match can begin, which shows in nothing but time.
+/// *The search* (Search.cpp) tries the root at one position after the other. Shortcuts show in
+/// nothing but time: it passes over positions at which no match can begin, and in patterns of
+/// lists, branches, groups and loops alone, in which an attempt that fails leaves nothing behind, a
+/// loop over one character leaves out ends at which that which follows cannot begin.
 ///
 /// *Bounds.* Call depth follows the nesting of groups in the pattern, of which at most
 /// `kDeepestNesting` count: the text from a deeper group on is ignored as if the pattern ended
@@ -91,6 +93,9 @@ public:
   /// The highest group number in use.
   std::int64_t GroupCount() const { return m_groupCount; }
   std::int64_t NamedGroupCount() const { return m_namedGroupCount; }
+
+  /// Takes the long way from now on, for comparing.
+  void ForgetShortcuts();
 
   /// The top of the tree; null for a pattern that never matches. Owned by the pattern.
   const ElxInterface* Root() const { return m_root; }
@@ -190,7 +195,9 @@ private:
   std::int64_t GetNamedNumber(const CBufferT<char>& name, std::ptrdiff_t before) const;
 
   // Search.cpp
-  void FindBeginnings();
+  void FindShortcuts();
+  bool LeavesNothingBehind() const;
+  std::int64_t NextPosition(const CMatchContext& context) const;
   std::int64_t PassOver(const CMatchContext& context) const;
   bool MatchHere(CMatchContext& context) const;
   CMatchResult MakeResult(const CMatchContext& context) const;
@@ -212,6 +219,7 @@ private:
   std::int64_t m_nesting = 0;
   std::int64_t m_deepest = 1;
   Beginnings m_beginnings;
+  const CGreedyElxT<0>* m_leadingLoop = nullptr;  // Where it fails, it fails to its end.
 };
 
 }  // namespace Pirsk::Regex

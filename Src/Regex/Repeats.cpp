@@ -34,29 +34,65 @@ bool CRepeatElxT<0>::MatchFrom(std::int64_t done, CMatchContext& context) const 
   return true;
 }
 
+// ---- Over one character
+
+void CharacterLoop::SetFollowing(const std::array<bool, 256>& characters) {
+  if (m_character == nullptr) return;
+  m_following = characters;
+  m_hasFollowing = true;
+}
+
+std::int64_t CharacterLoop::CountTaken(std::int64_t most, const CMatchContext& context) const {
+  const std::array<bool, 256>* const table = m_character->Table();
+  const bool isRightToLeft = m_character->m_rightToLeft != 0;
+  const std::int64_t room =
+      isRightToLeft ? context.m_currentPosition : context.m_textLength - context.m_currentPosition;
+  most = std::min(room, most);
+  const char* const begin = context.m_text + context.m_currentPosition - (isRightToLeft ? 1 : 0);
+  std::int64_t taken = 0;
+  if (table != nullptr && !isRightToLeft)
+    while (taken < most && (*table)[static_cast<unsigned char>(begin[taken])]) ++taken;
+  else if (isRightToLeft)
+    while (taken < most && m_character->Takes(begin[-taken])) ++taken;
+  else
+    while (taken < most && m_character->Takes(begin[taken])) ++taken;
+  return taken;
+}
+
+std::int64_t CharacterLoop::LastOffered(std::int64_t count, const CMatchContext& context) const {
+  const std::int64_t step = m_character->m_rightToLeft != 0 ? 1 : -1;
+  for (std::int64_t position = context.m_currentPosition; count >= 0; --count, position += step)
+    if (IsOffered(position, context)) return count;
+  return -1;
+}
+
 // ---- As often as possible
 
 CGreedyElxT<0>::CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span)
-    : CRepeatElxT<0>(inner, minimum),
-      m_span(span),
-      m_character(dynamic_cast<const CharacterElx*>(inner)) {}
+    : CRepeatElxT<0>(inner, minimum), CharacterLoop(inner), m_span(span) {}
 
 bool CGreedyElxT<0>::Match(CMatchContext& context) const {
   if (!RepeatMatch(context)) return false;
-  GreedyExtend(context);
+  while (!GreedyExtend(context))
+    if (!RepeatMatchNext(context)) return false;
   return true;
 }
 
 bool CGreedyElxT<0>::MatchNext(CMatchContext& context) const {
   if (GreedyRetreat(context)) return true;
-  if (!RepeatMatchNext(context)) return false;
-  GreedyExtend(context);
+  do {
+    if (!RepeatMatchNext(context)) return false;
+  } while (!GreedyExtend(context));
   return true;
 }
 
 // Iterates from `count` on while the inner element matches and moves; yields the count reached.
 std::int64_t CGreedyElxT<0>::Iterate(std::int64_t count, CMatchContext& context) const {
-  if (m_character != nullptr) return IterateCharacter(count, context);
+  if (IsOverCharacter()) {
+    const std::int64_t taken = CountTaken(m_span - count, context);
+    MoveOver(taken, context);
+    return count + taken;
+  }
   while (count < m_span) {
     const Mark mark = Mark::Of(context);
     if (!m_inner->Match(context)) break;
@@ -73,28 +109,19 @@ std::int64_t CGreedyElxT<0>::Iterate(std::int64_t count, CMatchContext& context)
   return count;
 }
 
-// One character an iteration, and no records.
-std::int64_t CGreedyElxT<0>::IterateCharacter(std::int64_t count, CMatchContext& context) const {
-  const std::array<bool, 256>* const table = m_character->Table();
-  const bool isRightToLeft = m_character->m_rightToLeft != 0;
-  const std::int64_t room =
-      isRightToLeft ? context.m_currentPosition : context.m_textLength - context.m_currentPosition;
-  const std::int64_t most = std::min(room, m_span - count);
-  const char* const begin = context.m_text + context.m_currentPosition - (isRightToLeft ? 1 : 0);
-  std::int64_t taken = 0;
-  if (table != nullptr && !isRightToLeft)
-    while (taken < most && (*table)[static_cast<unsigned char>(begin[taken])]) ++taken;
-  else if (isRightToLeft)
-    while (taken < most && m_character->Takes(begin[-taken])) ++taken;
-  else
-    while (taken < most && m_character->Takes(begin[taken])) ++taken;
-  context.m_currentPosition += isRightToLeft ? -taken : taken;
-  return count + taken;
-}
-
-void CGreedyElxT<0>::GreedyExtend(CMatchContext& context) const {
+// False, with nothing changed, when no end is to be offered.
+bool CGreedyElxT<0>::GreedyExtend(CMatchContext& context) const {
   const Mark start = Mark::Of(context);
-  const std::int64_t count = Iterate(0, context);
+  std::int64_t count = Iterate(0, context);
+  if (IsOverCharacter()) {
+    const std::int64_t offered = LastOffered(count, context);
+    if (offered < 0) {
+      context.m_currentPosition = start.position;
+      return false;
+    }
+    MoveOver(offered - count, context);
+    count = offered;
+  }
   auto& stack = context.m_stack;
   stack.Push(start.captures);
   stack.Push(start.stack);
@@ -102,23 +129,31 @@ void CGreedyElxT<0>::GreedyExtend(CMatchContext& context) const {
   stack.Push(1);
   stack.Push(start.position);
   stack.Push(count);
+  return true;
+}
+
+// Of the record only the count changes.
+bool CGreedyElxT<0>::RetreatOverCharacters(CMatchContext& context) const {
+  constexpr std::ptrdiff_t kRecordOfOneEnd = 6;
+  auto& stack = context.m_stack;
+  std::int64_t& count = stack[stack.Size() - 1];
+  if (count > 0) {
+    MoveOver(-1, context);
+    const std::int64_t offered = LastOffered(count - 1, context);
+    if (offered >= 0) {
+      MoveOver(offered - (count - 1), context);
+      count = offered;
+      return true;
+    }
+    MoveOver(-(count - 1), context);
+  }
+  stack.Restore(stack.Size() - kRecordOfOneEnd);
+  return false;
 }
 
 bool CGreedyElxT<0>::GreedyRetreat(CMatchContext& context) const {
+  if (IsOverCharacter()) return RetreatOverCharacters(context);
   auto& stack = context.m_stack;
-  if (m_character != nullptr) {
-    // One character back: of the record only the count changes.
-    std::int64_t& count = stack[stack.Size() - 1];
-    if (count > 0) {
-      --count;
-      context.m_currentPosition += m_character->m_rightToLeft != 0 ? 1 : -1;
-      return true;
-    }
-    constexpr std::ptrdiff_t kRecordOfOneEnd = 6;
-    stack.Restore(stack.Size() - kRecordOfOneEnd);
-    return false;
-  }
-
   std::int64_t count = stack.Pop();
   const std::int64_t startPosition = stack.Pop();
   const std::int64_t seenCount = stack.Pop();
@@ -178,19 +213,37 @@ bool CPossessiveElxT<0>::MatchNext(CMatchContext& context) const {
 bool CReluctantElxT<0>::Match(CMatchContext& context) const {
   if (!RepeatMatch(context)) return false;
   context.m_stack.Push(0);
-  return true;
+  if (!IsOverCharacter() || IsOffered(context.m_currentPosition, context)) return true;
+  return MatchNext(context);
 }
 
 bool CReluctantElxT<0>::MatchNext(CMatchContext& context) const {
   if (ReluctantAdvance(context)) return true;
-  if (!RepeatMatchNext(context)) return false;
-  context.m_stack.Push(0);
-  return true;
+  while (RepeatMatchNext(context)) {
+    context.m_stack.Push(0);
+    if (!IsOverCharacter() || IsOffered(context.m_currentPosition, context)) return true;
+    if (ReluctantAdvance(context)) return true;
+  }
+  return false;
+}
+
+// On false the position is back where the iterations began.
+bool CReluctantElxT<0>::AdvanceOverCharacters(std::int64_t count, CMatchContext& context) const {
+  while (count < m_span && CountTaken(1, context) == 1) {
+    MoveOver(1, context);
+    ++count;
+    if (!IsOffered(context.m_currentPosition, context)) continue;
+    context.m_stack.Push(count);
+    return true;
+  }
+  MoveOver(-count, context);
+  return false;
 }
 
 bool CReluctantElxT<0>::ReluctantAdvance(CMatchContext& context) const {
   auto& stack = context.m_stack;
   std::int64_t count = stack.Pop();
+  if (IsOverCharacter()) return AdvanceOverCharacters(count, context);
   const std::int64_t position = context.m_currentPosition;
   if (count < m_span) {
     bool isMatched = m_inner->Match(context);

@@ -14,6 +14,12 @@ std::int64_t StepOf(std::uint32_t flags) { return IsRightToLeft(flags) ? -1 : 1;
 CMatchContext* CPatternT::PrepareMatch(const char* text, std::int64_t length, std::int64_t start,
                                        CMatchContext* context) const {
   if (context == nullptr) context = new CMatchContext;
+  // Room for most matches, so that they need not grow the stacks step by step.
+  for (auto* const stack : {&context->m_stack, &context->m_captureStack}) {
+    constexpr std::ptrdiff_t kUsualHeight = 64;
+    stack->Restore(kUsualHeight);
+    stack->Restore(0);
+  }
   context->m_captureSerial = 0;
   context->m_lastBeginPosition = -1;
   context->m_recursionDepth = 0;
@@ -43,10 +49,11 @@ CMatchResult CPatternT::Match(CMatchContext& context) const {
   if (m_root == nullptr) return {};
   const std::int64_t step = StepOf(m_flags);
   const std::int64_t stop = IsRightToLeft(m_flags) ? -1 : context.m_textLength + 1;
-  for (;; context.m_currentPosition += step) {
+  for (;;) {
     context.m_currentPosition = PassOver(context);
     if (context.m_currentPosition == stop) return {};
     if (MatchHere(context)) break;
+    context.m_currentPosition = NextPosition(context);
   }
 
   context.m_captureStack[CMatchContext::kEnd] = context.m_currentPosition;
@@ -62,13 +69,14 @@ CMatchResult CPatternT::Match(CMatchContext& context) const {
 // Tries the root at the current position, which stays where it is on false.
 bool CPatternT::MatchHere(CMatchContext& context) const {
   context.m_stack.Restore(0);
-  context.m_captureStack.Restore(0);
-  context.m_captureIndex.Restore(0);
-  context.m_captureIndex.Prepare(m_groupCount, -1);
+  context.m_captureStack.Restore(CMatchContext::kCaptureSize);
+  context.m_captureStack[CMatchContext::kGroup] = 0;
+  context.m_captureStack[CMatchContext::kBegin] = context.m_currentPosition;
+  context.m_captureStack[CMatchContext::kEnd] = -1;
+  context.m_captureStack[CMatchContext::kSerial] = -1;
+  context.m_captureIndex.Restore(m_groupCount + 1);
   context.m_captureIndex[0] = 0;
-  for (const std::int64_t field :
-       {std::int64_t{0}, context.m_currentPosition, std::int64_t{-1}, std::int64_t{-1}})
-    context.m_captureStack.Push(field);
+  for (std::ptrdiff_t group = 1; group <= m_groupCount; ++group) context.m_captureIndex[group] = -1;
   return m_root->Match(context);
 }
 
@@ -88,9 +96,36 @@ CMatchResult CPatternT::MakeResult(const CMatchContext& context) const {
   return result;
 }
 
-// ---- Positions at which no match can begin
+// ---- Shortcuts
 
-void CPatternT::FindBeginnings() {
+bool CPatternT::LeavesNothingBehind() const {
+  for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) {
+    const ElxInterface* const element = m_objects[i];
+    if (dynamic_cast<const CBackrefElxT<char>*>(element) != nullptr ||
+        dynamic_cast<const CDelegateElxT<char>*>(element) != nullptr ||
+        dynamic_cast<const CConditionElxT<char>*>(element) != nullptr ||
+        dynamic_cast<const CAssertElxT<0>*>(element) != nullptr ||
+        dynamic_cast<const CIndependentElxT<0>*>(element) != nullptr ||
+        dynamic_cast<const CPossessiveElxT<0>*>(element) != nullptr)
+      return false;
+  }
+  return true;
+}
+
+void CPatternT::ForgetShortcuts() {
+  m_beginnings = {};
+  m_leadingLoop = nullptr;
+  for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i)
+    if (auto* const loop = dynamic_cast<CharacterLoop*>(m_objects[i])) loop->ForgetFollowing();
+}
+
+void CPatternT::FindShortcuts() {
+  if (LeavesNothingBehind()) {
+    Beginning anything;
+    anything.isUnknown = true;
+    TellLoopsWhatFollows(m_root, anything);
+    m_leadingLoop = LeadingLoop(m_root);
+  }
   Beginning beginning;
   beginning.Add(m_root, IsRightToLeft(m_flags));
   m_beginnings.isTextBegin = !IsRightToLeft(m_flags) && IsBoundToTextBegin(m_root);
@@ -101,6 +136,18 @@ void CPatternT::FindBeginnings() {
   if (count == 1)
     m_beginnings.only = static_cast<std::int32_t>(
         std::find(beginning.set.begin(), beginning.set.end(), true) - beginning.set.begin());
+}
+
+// The position to try behind one at which nothing matched. A loop that the pattern begins with has
+// offered all ends of its characters: from a later one of them it offers no other.
+std::int64_t CPatternT::NextPosition(const CMatchContext& context) const {
+  const std::int64_t position = context.m_currentPosition;
+  if (m_leadingLoop == nullptr) return position + StepOf(m_flags);
+  const std::array<bool, 256>& characters = *m_leadingLoop->Characters();
+  std::int64_t end = position;
+  const std::int64_t last = std::min(context.m_textLength, position + m_leadingLoop->m_span);
+  while (end < last && characters[static_cast<unsigned char>(context.m_text[end])]) ++end;
+  return std::max(end, position + 1);
 }
 
 // The next position, this one included, at which a match can begin; else the stop position.
