@@ -17,6 +17,7 @@ testPackages=(
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
   binutils elfutils sqlite3 git
   postfix tzdata
+  libpcre2-dev perl
 )
 benchPackages=(
   libbenchmark-dev valgrind

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace Pirsk::Regex::Testing {
+
+/// A pattern over the letters a and b that means the same to every engine, with what is known of
+/// it.
+struct Expression {
+  enum Precedence { kAtom, kRepeat, kSequence, kBranches };
+
+  std::string text;
+  std::string mirror;  ///< The same from the other side; of patterns with references none.
+  std::vector<int> mirrorOrder;  ///< Groups in the order in which they open in the mirror.
+  Precedence precedence = kAtom;
+  bool mayBeEmpty = false;         ///< It may match without a character.
+  bool isCharacter = false;        ///< It always takes one character, in one way.
+  bool hasEmptyLoop = false;       ///< A loop over something that may be empty.
+  bool hasGroupLoop = false;       ///< A greedy loop over something with several ways.
+  bool hasReference = false;       ///< A reference to a group.
+  bool hasSetInLookahead = false;  ///< A group within an assertion.
+};
+
+/// What the groups and references of such a pattern have to do with each other.
+struct GroupFacts {
+  bool hasReferenceToOpenGroup = false;  ///< A reference within the group that it refers to.
+  /// A reference to a group of an assertion, an independent group or a possessive loop.
+  bool hasReferenceIntoOneWay = false;
+  bool hasGroupInNegation = false;  ///< A group in a negative assertion.
+};
+
+GroupFacts FactsOf(const std::string& pattern);
+
+/// All expressions up to a size: letters, ".", anchors, groups, loops, sequences, branches.
+std::vector<Expression> AllExpressions(int size);
+
+/// A random expression of about this size, with assertions, references and classes as well.
+Expression RandomExpression(std::mt19937& random, int size);
+
+}  // namespace Pirsk::Regex::Testing
