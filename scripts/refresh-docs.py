@@ -11,7 +11,12 @@ is replaced with COMMAND and what it prints, and the one behind
 
     <!-- demo output -->
 
-with what scripts/demo.sh prints once it has built. Behind
+with what scripts/demo.sh prints once it has built. The table behind
+
+    <!-- systems of: FILE -->
+
+gets a row for each line of FILE, the facts of an operating system, with what the command makes of
+them. Behind
 
     <!-- meanwhile: COMMAND -->
 
@@ -20,6 +25,7 @@ document run in order, in one empty folder, with a mail server on port 2525 that
 the folder "mails". "ondrel.exe" is the Windows build's, run by Wine; its build comes first too.
 """
 
+import json
 import os
 import pathlib
 import re
@@ -31,6 +37,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 PORT = "2525"
 PATIENCE_SECONDS = 60
 DEMO_BLOCK = re.compile(r"<!-- demo output -->\n```\n.*?```\n", re.DOTALL)
+SYSTEMS_BLOCK = re.compile(r"<!-- systems of: (?P<file>[^\n]*) -->\n(?:\|[^\n]*\n)*")
 DEMO_BEGINNING = "== A mail server"
 BLOCK = re.compile(
     r"(?:<!-- meanwhile: (?P<meanwhile>[^\n]*) -->\n)?"
@@ -78,6 +85,20 @@ def output_of_demo():
     return f"<!-- demo output -->\n```\n{shown}\n```\n"
 
 
+def table_of_systems(file, environment):
+    lines = (ROOT / file).read_text().splitlines()
+    answers = subprocess.run(["ondrel", "os", "--from", "-"], input="\n".join(lines) + "\n",
+                             env=environment, check=True, stdout=subprocess.PIPE, text=True)
+    rows = [json.loads(line) for line in answers.stdout.splitlines()]
+    keys = [key for key in rows[0] if key != "vendor"]
+    shown = f"<!-- systems of: {file} -->\n| System | " + " | ".join(keys) + " |\n"
+    shown += "|---" * (len(keys) + 1) + "|\n"
+    for line, row in zip(lines, rows, strict=True):
+        cells = [json.loads(line)["system"], *(row[key] for key in keys)]
+        shown += "| " + " | ".join(cells) + " |\n"
+    return shown
+
+
 def refresh(document, environment):
     with tempfile.TemporaryDirectory() as folder:
         mails = pathlib.Path(folder, "mails")
@@ -97,6 +118,7 @@ def refresh(document, environment):
                 return f"{head}<!-- output of: {command} -->\n```\n$ {command}\n{shown}```\n"
 
             text = BLOCK.sub(replacement, document.read_text())
+            text = SYSTEMS_BLOCK.sub(lambda block: table_of_systems(block["file"], environment), text)
             text = DEMO_BLOCK.sub(lambda block: output_of_demo(), text)
             document.write_text(text)
         finally:
