@@ -285,7 +285,7 @@ TEST_F(Journal, GoesStraightToAnyRecordThatWasHandedOut) {
   ASSERT_EQ(ReadAll(reader).size(), 1u);
   // A copy shares the opened log and keeps to this record, while the other goes far ahead. What
   // both hold is given back once, by the other: copies stay to the program's end.
-  static std::vector<CSystemLogReader_Win*> copies;
+  static auto& copies = *new std::vector<CSystemLogReader_Win*>;
   const auto copyOf = [](const CSystemLogReader_Win& original) -> CSystemLogReader_Win& {
     copies.push_back(new CSystemLogReader_Win(original));
     return *copies.back();
