@@ -123,20 +123,27 @@ TEST(OSRegistry, RemoteAdminModeIsReadOnOlderSystems) {
   EXPECT_TRUE(OSFlagIsSet(FactsOf(OlderSystem(5, "")), OSFlags::RemoteAdminMode));
 }
 
-// Wine's registry has the key from its beginning.
+// Yields whether there was no such key before.
+bool CreateKey(const char* name) {
+  HKEY key = nullptr;
+  DWORD disposition = 0;
+  RegCreateKeyExA(HKEY_LOCAL_MACHINE, name, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY,
+                  nullptr, &key, &disposition);
+  RegCloseKey(key);
+  return disposition == REG_CREATED_NEW_KEY;
+}
+
 TEST(OSRegistry, HotfixMakesServicePack6a) {
   constexpr char kHotfix[] = "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Hotfix\\Q246009";
+  const bool isNew = CreateKey(kHotfix);
   const OS_FACTS with = FactsOf(OlderSystem(4, "Service Pack 6"));
+  ASSERT_EQ(RegDeleteKeyExA(HKEY_LOCAL_MACHINE, kHotfix, KEY_WOW64_64KEY, 0), ERROR_SUCCESS);
+  const OS_FACTS without = FactsOf(OlderSystem(4, "Service Pack 6"));
+  if (!isNew) CreateKey(kHotfix);
+
   EXPECT_EQ(with.underlying.spMajor, 6);
   EXPECT_EQ(with.underlying.spMinor, 1);
   EXPECT_EQ(with.reported.spMinor, 1);
-
-  ASSERT_EQ(RegDeleteKeyExA(HKEY_LOCAL_MACHINE, kHotfix, KEY_WOW64_64KEY, 0), ERROR_SUCCESS);
-  const OS_FACTS without = FactsOf(OlderSystem(4, "Service Pack 6"));
-  HKEY key = nullptr;
-  RegCreateKeyExA(HKEY_LOCAL_MACHINE, kHotfix, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY,
-                  nullptr, &key, nullptr);
-  RegCloseKey(key);
   EXPECT_EQ(without.underlying.spMajor, 6);
   EXPECT_EQ(without.underlying.spMinor, 0);
 }
