@@ -1,0 +1,80 @@
+#include <Ondrel/OSInfo.h>
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <vector>
+
+// Naming an operating system: all eight texts of a record, and one predicate against testing the
+// fields by hand.
+
+namespace {
+
+using namespace Ondrel;
+
+OS_FACTS Server2019() {
+  OS_FACTS facts{};
+  facts.underlying.platform = 4;
+  facts.underlying.major = 10;
+  facts.underlying.build = 17763;
+  facts.underlying.processor = 6;
+  facts.osType = 2;
+  facts.suite1 = OSFlags::Datacenter.mask | OSFlags::HyperVTools.mask | OSFlags::ServerCore.mask;
+  return facts;
+}
+
+void AllNames(benchmark::State& state) {
+  const COSInfo_Win info(Server2019());
+  std::string texts[8];
+  for (auto _ : state) {
+    texts[2].clear();
+    info.GetOSVendor(texts[0]);
+    info.GetOSProduct(texts[1]);
+    info.GetOSEdition(texts[2]);
+    info.GetOSServicePack(texts[3]);
+    info.GetOSVersion(texts[4]);
+    info.GetOSBuildNumber(texts[5]);
+    info.GetProcessorArchitecture(texts[6]);
+    info.GetOSFeatures(texts[7]);
+    benchmark::DoNotOptimize(texts);
+  }
+}
+BENCHMARK(AllNames)->Name("Operating system/all eight names/ondrel");
+
+// A server, a domain controller and a workstation in turn.
+std::vector<OS_FACTS> Records() {
+  std::vector<OS_FACTS> records(64, Server2019());
+  for (std::size_t i = 0; i < records.size(); ++i)
+    records[i].osType = static_cast<std::uint32_t>(i * 7 % 4);
+  return records;
+}
+
+void Predicate(benchmark::State& state) {
+  const std::vector<OS_FACTS> records = Records();
+  const COSProbe probe;
+  std::size_t i = 0;
+  for (auto _ : state)
+    benchmark::DoNotOptimize(probe.IsDatacenterServer2019(records[i++ % records.size()], 1));
+}
+BENCHMARK(Predicate)->Name("Operating system/one predicate/ondrel");
+
+// In a function that is called, as the library's is.
+[[gnu::noinline]] int IsDatacenterServer2019(const OS_FACTS& facts) {
+  const OS_VERSION_HALF& half = facts.underlying;
+  const bool isModern =
+      half.platform == 4 && (half.major >= 7 || (half.major == 6 && half.minor >= 4));
+  return isModern && half.build >= 17600 && half.build <= 20297 &&
+                 (facts.osType == 2 || facts.osType == 3) && (facts.suite1 & 0x20) != 0
+             ? 1
+             : 0;
+}
+
+void ByHand(benchmark::State& state) {
+  const std::vector<OS_FACTS> records = Records();
+  std::size_t i = 0;
+  for (auto _ : state)
+    benchmark::DoNotOptimize(IsDatacenterServer2019(records[i++ % records.size()]));
+}
+BENCHMARK(ByHand)->Name("Operating system/one predicate/by hand");
+
+}  // namespace
