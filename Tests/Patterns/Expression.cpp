@@ -27,6 +27,7 @@ Expression Character(const std::string& text) {
   Expression made;
   made.text = made.mirror = text;
   made.isCharacter = true;
+  made.shortest = made.longest = 1;
   return made;
 }
 
@@ -38,10 +39,14 @@ Expression Anchor(const std::string& text, const std::string& mirror) {
   return made;
 }
 
+int Limited(int length) { return std::min(length, Expression::kAnyLength); }
+
 // Takes over what is known of a part.
 void AddKnowledge(Expression& whole, const Expression& part) {
   whole.hasEmptyLoop = whole.hasEmptyLoop || part.hasEmptyLoop;
+  whole.hasLengthsLoop = whole.hasLengthsLoop || part.hasLengthsLoop;
   whole.hasGroupLoop = whole.hasGroupLoop || part.hasGroupLoop;
+  whole.hasChoice = whole.hasChoice || part.hasChoice;
   whole.hasReference = whole.hasReference || part.hasReference;
 }
 
@@ -76,8 +81,15 @@ Expression Repeated(const Expression& inner, const Quantifier& quantifier) {
   made.precedence = Expression::kRepeat;
   made.mayBeEmpty = inner.mayBeEmpty || quantifier.minimum == 0;
   made.isCharacter = false;
-  made.hasEmptyLoop = inner.hasEmptyLoop || inner.mayBeEmpty;
-  made.hasGroupLoop = inner.hasGroupLoop || (!inner.isCharacter && quantifier.isVariable);
+  made.shortest = Limited(inner.shortest * quantifier.minimum);
+  made.longest = quantifier.isVariable ? Expression::kAnyLength : Limited(inner.longest * 2);
+  made.hasChoice = inner.hasChoice || quantifier.isVariable;
+  const bool hasGroup = !inner.mirrorOrder.empty();
+  made.hasGroupLoop = inner.hasGroupLoop || hasGroup;
+  if (!quantifier.isVariable) return made;
+  made.hasEmptyLoop = inner.hasEmptyLoop || (inner.mayBeEmpty && (inner.hasChoice || hasGroup));
+  made.hasLengthsLoop =
+      inner.hasLengthsLoop || (inner.hasChoice && inner.shortest != inner.longest);
   return made;
 }
 
@@ -92,6 +104,8 @@ Expression Sequence(const Expression& first, const Expression& second) {
                           first.mirrorOrder.end());
   made.precedence = Expression::kSequence;
   made.mayBeEmpty = first.mayBeEmpty && second.mayBeEmpty;
+  made.shortest = Limited(first.shortest + second.shortest);
+  made.longest = Limited(first.longest + second.longest);
   AddKnowledge(made, first);
   AddKnowledge(made, second);
   return made;
@@ -106,8 +120,11 @@ Expression Branches(const Expression& first, const Expression& second) {
   made.mirrorOrder.insert(made.mirrorOrder.end(), rest.begin(), rest.end());
   made.precedence = Expression::kBranches;
   made.mayBeEmpty = first.mayBeEmpty || second.mayBeEmpty;
+  made.shortest = std::min(first.shortest, second.shortest);
+  made.longest = std::max(first.longest, second.longest);
   AddKnowledge(made, first);
   AddKnowledge(made, second);
+  made.hasChoice = true;
   return made;
 }
 
@@ -118,6 +135,7 @@ Expression Enclosed(const char* begin, const Expression& inner, bool takesNothin
   made.precedence = Expression::kAtom;
   made.isCharacter = false;
   made.mayBeEmpty = inner.mayBeEmpty || takesNothing;
+  if (takesNothing) made.shortest = made.longest = 0;
   made.hasSetInLookahead = inner.hasSetInLookahead || (takesNothing && !inner.mirrorOrder.empty());
   return made;
 }
@@ -150,6 +168,7 @@ Expression RandomAtom(std::mt19937& random) {
       Expression made;
       made.text = "\\" + std::to_string(1 + Below(random, 2));
       made.mayBeEmpty = made.hasReference = true;
+      made.longest = Expression::kAnyLength;
       return made;
     }
     case 8:

@@ -10,6 +10,8 @@ namespace Pirsk::Regex::Testing {
 /// A pattern over the letters a and b that means the same to every engine, with what is known of
 /// it.
 struct Expression {
+  static constexpr int kAnyLength = 1000;
+
   enum Precedence { kAtom, kRepeat, kSequence, kBranches };
 
   std::string text;
@@ -18,8 +20,12 @@ struct Expression {
   Precedence precedence = kAtom;
   bool mayBeEmpty = false;         ///< It may match without a character.
   bool isCharacter = false;        ///< It always takes one character, in one way.
-  bool hasEmptyLoop = false;       ///< A loop over something that may be empty.
-  bool hasGroupLoop = false;       ///< A greedy loop over something with several ways.
+  bool hasChoice = false;          ///< It may have another way to go back to.
+  int shortest = 0;                ///< How many characters it takes at least.
+  int longest = 0;                 ///< And at most; `kAnyLength` for more than can be told.
+  bool hasEmptyLoop = false;       ///< A loop over choices or groups that may be empty.
+  bool hasLengthsLoop = false;     ///< A loop over choices of several lengths.
+  bool hasGroupLoop = false;       ///< A group that is repeated.
   bool hasReference = false;       ///< A reference to a group.
   bool hasSetInLookahead = false;  ///< A group within an assertion.
 };
