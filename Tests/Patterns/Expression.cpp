@@ -136,7 +136,6 @@ Expression Enclosed(const char* begin, const Expression& inner, bool takesNothin
   made.isCharacter = false;
   made.mayBeEmpty = inner.mayBeEmpty || takesNothing;
   if (takesNothing) made.shortest = made.longest = 0;
-  made.hasSetInLookahead = inner.hasSetInLookahead || (takesNothing && !inner.mirrorOrder.empty());
   return made;
 }
 

@@ -18,16 +18,15 @@ struct Expression {
   std::string mirror;  ///< The same from the other side; of patterns with references none.
   std::vector<int> mirrorOrder;  ///< Groups in the order in which they open in the mirror.
   Precedence precedence = kAtom;
-  bool mayBeEmpty = false;         ///< It may match without a character.
-  bool isCharacter = false;        ///< It always takes one character, in one way.
-  bool hasChoice = false;          ///< It may have another way to go back to.
-  int shortest = 0;                ///< How many characters it takes at least.
-  int longest = 0;                 ///< And at most; `kAnyLength` for more than can be told.
-  bool hasEmptyLoop = false;       ///< A loop over choices or groups that may be empty.
-  bool hasLengthsLoop = false;     ///< A loop over choices of several lengths.
-  bool hasGroupLoop = false;       ///< A group that is repeated.
-  bool hasReference = false;       ///< A reference to a group.
-  bool hasSetInLookahead = false;  ///< A group within an assertion.
+  bool mayBeEmpty = false;      ///< It may match without a character.
+  bool isCharacter = false;     ///< It always takes one character, in one way.
+  bool hasChoice = false;       ///< It may have another way to go back to.
+  int shortest = 0;             ///< How many characters it takes at least.
+  int longest = 0;              ///< And at most; `kAnyLength` for more than can be told.
+  bool hasEmptyLoop = false;    ///< A loop over choices or groups that may be empty.
+  bool hasLengthsLoop = false;  ///< A loop over choices of several lengths.
+  bool hasGroupLoop = false;    ///< A group that is repeated.
+  bool hasReference = false;    ///< A reference to a group.
 };
 
 /// What the groups and references of such a pattern have to do with each other.
