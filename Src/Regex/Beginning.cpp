@@ -123,6 +123,17 @@ const CGreedyElxT<0>* LeadingLoop(const ElxInterface* element) {
              : nullptr;
 }
 
+bool HasOneWay(const ElxInterface* element) {
+  if (const auto* const list = As<CListElxT<0>>(element)) {
+    for (std::ptrdiff_t i = 0; i < list->m_items.Size(); ++i)
+      if (!HasOneWay(list->m_items[i])) return false;
+    return true;
+  }
+  return As<CharacterElx>(element) != nullptr || As<CStringElxT<char>>(element) != nullptr ||
+         As<CBracketElxT<char>>(element) != nullptr || As<CBackrefElxT<char>>(element) != nullptr ||
+         As<CBoundaryElxT<char>>(element) != nullptr || As<CEmptyElxT<0>>(element) != nullptr;
+}
+
 bool IsBoundToTextBegin(const ElxInterface* element) {
   if (const auto* const boundary = As<CBoundaryElxT<char>>(element))
     return boundary->m_type == CBoundaryElxT<char>::kTextBegin && boundary->m_sense != 0;

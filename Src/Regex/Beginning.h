@@ -36,6 +36,9 @@ void TellLoopsWhatFollows(ElxInterface* element, const Beginning& behind);
 /// The unbounded loop over one character that an element begins with, null if it does not.
 const CGreedyElxT<0>* LeadingLoop(const ElxInterface* element);
 
+/// Whether an element has at most one way to match at a position.
+bool HasOneWay(const ElxInterface* element);
+
 /// Whether an element matches at the begin of the text alone: it begins with that boundary.
 bool IsBoundToTextBegin(const ElxInterface* element);
 

@@ -64,6 +64,7 @@ void CPatternT::Clear() {
   m_deepest = 1;
   m_beginnings = {};
   m_leadingLoop = nullptr;
+  m_straightRoot = nullptr;
 }
 
 void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_t flags) {

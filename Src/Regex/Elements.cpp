@@ -145,6 +145,12 @@ bool CListElxT<0>::MatchNext(CMatchContext& context) const {
   return RetryBefore(index, context) && MatchFrom(index, context);
 }
 
+bool CListElxT<0>::MatchStraight(CMatchContext& context) const {
+  for (std::ptrdiff_t index = 0; index < m_items.Size(); ++index)
+    if (!Item(index)->Match(context)) return false;
+  return true;
+}
+
 bool CListElxT<0>::MatchFrom(std::ptrdiff_t index, CMatchContext& context) const {
   const std::ptrdiff_t count = m_items.Size();
   while (index < count) {

@@ -199,6 +199,10 @@ public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
 
+  /// Tries the items one behind the other and undoes nothing on false. For a list of items that
+  /// have one way each, where the caller throws away what it leaves behind.
+  bool MatchStraight(CMatchContext& context) const;
+
   CBufferT<ElxInterface*> m_items;
   std::int32_t m_rightToLeft;
 

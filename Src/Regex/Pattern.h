@@ -220,6 +220,7 @@ private:
   std::int64_t m_deepest = 1;
   Beginnings m_beginnings;
   const CGreedyElxT<0>* m_leadingLoop = nullptr;  // Where it fails, it fails to its end.
+  const CListElxT<0>* m_straightRoot = nullptr;   // The root, where its items have one way each.
 };
 
 }  // namespace Pirsk::Regex

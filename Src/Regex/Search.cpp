@@ -77,7 +77,11 @@ bool CPatternT::MatchHere(CMatchContext& context) const {
   context.m_captureIndex.Restore(m_groupCount + 1);
   context.m_captureIndex[0] = 0;
   for (std::ptrdiff_t group = 1; group <= m_groupCount; ++group) context.m_captureIndex[group] = -1;
-  return m_root->Match(context);
+  if (m_straightRoot == nullptr) return m_root->Match(context);
+  const std::int64_t position = context.m_currentPosition;
+  if (m_straightRoot->MatchStraight(context)) return true;
+  context.m_currentPosition = position;
+  return false;
 }
 
 CMatchResult CPatternT::MakeResult(const CMatchContext& context) const {
@@ -115,11 +119,13 @@ bool CPatternT::LeavesNothingBehind() const {
 void CPatternT::ForgetShortcuts() {
   m_beginnings = {};
   m_leadingLoop = nullptr;
+  m_straightRoot = nullptr;
   for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i)
     if (auto* const loop = dynamic_cast<CharacterLoop*>(m_objects[i])) loop->ForgetFollowing();
 }
 
 void CPatternT::FindShortcuts() {
+  if (HasOneWay(m_root)) m_straightRoot = dynamic_cast<const CListElxT<0>*>(m_root);
   if (LeavesNothingBehind()) {
     Beginning anything;
     anything.isUnknown = true;
