@@ -12,10 +12,16 @@ constinit std::mutex g_zoneMutex;
 }  // namespace
 
 bool BreakDownLocally(std::time_t time, std::tm& local) {
+  return BreakDownAllLocally({&time, 1}, &local) == 1;
+}
+
+std::size_t BreakDownAllLocally(std::span<const std::time_t> times, std::tm* locals) {
   const std::lock_guard lock(g_zoneMutex);
   // localtime_r alone need not look at the zone anew.
   tzset();
-  return localtime_r(&time, &local) != nullptr;
+  std::size_t shown = 0;
+  while (shown < times.size() && localtime_r(&times[shown], &locals[shown]) != nullptr) ++shown;
+  return shown;
 }
 
 long StandardTimeWestOfUtc() {

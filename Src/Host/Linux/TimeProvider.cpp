@@ -84,8 +84,11 @@ std::int64_t OffsetAt(std::int64_t seconds) {
 // meant, and one that is left out counts by the offset behind the change.
 std::int64_t OffsetAtLocal(std::int64_t local) {
   constexpr std::int64_t kPastAnyChange = kSecondsPerDay + kSecondsPerDay / 2;
-  const std::int64_t before = OffsetAt(local - kPastAnyChange);
-  const std::int64_t after = OffsetAt(local + kPastAnyChange);
+  const std::time_t around[] = {local - kPastAnyChange, local + kPastAnyChange};
+  std::tm shown[2]{};
+  const std::size_t count = BreakDownAllLocally(around, shown);
+  const std::int64_t before = count > 0 ? shown[0].tm_gmtoff : 0;
+  const std::int64_t after = count > 1 ? shown[1].tm_gmtoff : OffsetAt(around[1]);
   if (before == after) return before;
   const bool fitsBefore = OffsetAt(local - before) == before;
   const bool fitsAfter = OffsetAt(local - after) == after;
