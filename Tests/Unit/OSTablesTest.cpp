@@ -74,47 +74,93 @@ TEST(OSTables, ValuesBetweenTheRowsAreNoProducts) {
   EXPECT_EQ(FindProduct(0xABCDABCD), nullptr);
 }
 
+TEST(OSTables, EachBitOfASuiteMaskSetsItsFlagsAlone) {
+  const struct {
+    std::uint16_t bit;
+    std::set<std::string> flags;
+  } rows[] = {{0x0001, {"SmallBusiness"}},     {0x0002, {"Enterprise"}},
+              {0x0004, {"BackOffice"}},        {0x0008, {"Communications"}},
+              {0x0010, {"TerminalServices"}},  {0x0020, {"SmallBusiness", "Restricted"}},
+              {0x0040, {"Embedded"}},          {0x0080, {"Datacenter"}},
+              {0x0100, {"RemoteAdminMode"}},   {0x0200, {"Personal"}},
+              {0x0400, {"WebEdition"}},        {0x0800, {"Embedded", "Restricted"}},
+              {0x1000, {"SecurityAppliance"}}, {0x2000, {"StorageServer"}},
+              {0x4000, {"ComputeCluster"}},    {0x8000, {"HomeServer"}}};
+  std::uint32_t all = 0;
+  for (const auto& row : rows) {
+    OS_FACTS facts{};
+    COSProbe().ApplySuiteMask(row.bit, facts);
+    std::set<std::string> flags;
+    for (const OSFlag& flag : OSFlags::kAll)
+      if (OSFlagIsSet(facts, flag)) flags.insert(flag.name);
+    EXPECT_EQ(flags, row.flags) << std::hex << row.bit;
+    all |= row.bit;
+  }
+  EXPECT_EQ(all, 0xFFFFU);
+}
+
 #if defined(ONDREL_SANITIZED)
 constexpr std::size_t kStep = 11;
 #else
 constexpr std::size_t kStep = 1;
 #endif
 
-// "Windows XP" and "Windows Home Server" are not among them: every program that has this library is
-// one of 64 bits, and the row for those takes all of XP. All others are reached.
-TEST(OSTables, AllNamesOfProductsButTwoAreReached) {
-  const OSFlag* const kDecidingFlags[] = {nullptr,
-                                          &OSFlags::SmallBusiness,
-                                          &OSFlags::SmallBusinessPremium,
-                                          &OSFlags::HyperVServer,
-                                          &OSFlags::ServerR2,
-                                          &OSFlags::Personal,
-                                          &OSFlags::HomeServer};
-  std::map<std::string, std::set<std::string>> flagsOfName;
-  std::size_t turn = 0;
+/// The flags that the product's name looks at.
+constexpr const OSFlag* kDecidingFlags[] = {&OSFlags::SmallBusiness, &OSFlags::SmallBusinessPremium,
+                                            &OSFlags::HyperVServer,  &OSFlags::ServerR2,
+                                            &OSFlags::Personal,      &OSFlags::HomeServer};
+constexpr std::uint32_t kFlagSets = 1U << std::size(kDecidingFlags);
+
+OS_FACTS WithFlags(OS_FACTS facts, std::uint32_t set) {
+  std::uint32_t* const words[] = {&facts.suite1, &facts.suite2};
+  for (std::size_t i = 0; i < std::size(kDecidingFlags); ++i)
+    if ((set >> i & 1U) != 0) *words[kDecidingFlags[i]->word - 1] |= kDecidingFlags[i]->mask;
+  return facts;
+}
+
+std::string ProductOf(const OS_FACTS& facts) {
+  std::string name;
+  COSInfo_Win(facts).GetOSProduct(name);
+  return name;
+}
+
+/// All records that differ in what the product's name looks at, but for the flags.
+template <class Visit>
+void ForEachRecord(Visit visit) {
   for (std::uint32_t platform = 0; platform <= 5; ++platform)
     for (const auto& version : Testing::kVersions)
       for (const std::uint32_t build : Testing::Builds())
-        for (std::uint32_t rest = 0; rest < 16; ++rest)
-          for (const OSFlag* const flag : kDecidingFlags) {
-            if (++turn % kStep != 0) continue;
-            OS_FACTS facts{};
-            facts.underlying.platform = platform;
-            facts.underlying.major = version[0];
-            facts.underlying.minor = version[1];
-            facts.underlying.build = build;
-            facts.osType = rest % 4;
-            facts.ubr = (rest & 4) != 0 ? 9999 : 10000;
-            facts.semiAnnual = (rest & 8) != 0 ? 1 : 0;
-            std::uint32_t* const words[] = {&facts.suite1, &facts.suite2};
-            if (flag != nullptr) *words[flag->word - 1] |= flag->mask;
-            std::string name;
-            COSInfo_Win(facts).GetOSProduct(name);
-            flagsOfName[name].insert(flag != nullptr ? flag->name : "");
-          }
+        for (std::uint32_t rest = 0; rest < 16; ++rest) {
+          OS_FACTS facts{};
+          facts.underlying.platform = platform;
+          facts.underlying.major = version[0];
+          facts.underlying.minor = version[1];
+          facts.underlying.build = build;
+          facts.osType = rest % 4;
+          facts.ubr = (rest & 4) != 0 ? 9999 : 10000;
+          facts.semiAnnual = (rest & 8) != 0 ? 1 : 0;
+          visit(facts);
+        }
+}
 
+// "Windows XP" and "Windows Home Server" are not among them: every program that has this library is
+// one of 64 bits, and the row for those takes all of XP. All others are reached, whatever other
+// flag is set as well.
+TEST(OSTables, AllNamesOfProductsButTwoAreReached) {
   std::set<std::string> names;
-  for (const auto& [name, flags] : flagsOfName) names.insert(name);
+  std::set<std::pair<std::string, std::uint32_t>> setsOfName;
+  std::size_t turn = 0;
+  ForEachRecord([&](const OS_FACTS& facts) {
+    for (std::uint32_t set = 0; set < kFlagSets; ++set) {
+      // A set of several flags is asked about with one record out of some.
+      const bool isSingle = (set & (set - 1)) == 0;
+      if (++turn % (isSingle ? kStep : kStep * 13) != 0) continue;
+      const std::string name = ProductOf(WithFlags(facts, set));
+      names.insert(name);
+      if (isSingle) setsOfName.emplace(name, set);
+    }
+  });
+
   EXPECT_THAT(
       names,
       testing::UnorderedElementsAre(
@@ -128,11 +174,30 @@ TEST(OSTables, AllNamesOfProductsButTwoAreReached) {
           "Windows Server version 1803", "Windows Server 2016", "Windows Server version 1809",
           "Windows Server version 1903", "Windows Server version 1909",
           "Windows Server version 2004", "Windows Server 2019", "Windows Server 2022", "Windows"));
-  // Both rows of a small business server are.
+  // Both rows of a small business server are reached, each by its flag alone.
   for (const char* const name :
        {"Windows Small Business Server 2003", "Windows Small Business Server 2008",
-        "Windows Small Business Server 2011"})
-    EXPECT_EQ(flagsOfName[name], (std::set<std::string>{"SmallBusiness", "SmallBusinessPremium"}));
+        "Windows Small Business Server 2011"}) {
+    EXPECT_TRUE(setsOfName.contains({name, 1})) << name;
+    EXPECT_TRUE(setsOfName.contains({name, 2})) << name;
+    EXPECT_FALSE(setsOfName.contains({name, 0})) << name;
+  }
+}
+
+// With every set of the other flags and for all of XP: what the two would need never decides.
+TEST(OSTables, XPIsOfOneNameUnderEverySetOfFlags) {
+  constexpr std::uint32_t kHyperVServer = 1U << 2;
+  for (std::uint32_t minor = 1; minor <= 3; ++minor)
+    for (std::uint32_t set = 0; set < kFlagSets; ++set) {
+      OS_FACTS facts{};
+      facts.underlying.platform = 4;
+      facts.underlying.major = 5;
+      facts.underlying.minor = minor;
+      facts.osType = 1;
+      EXPECT_EQ(ProductOf(WithFlags(facts, set)),
+                (set & kHyperVServer) != 0 ? "Hyper-V Server" : "Windows XP Professional x64")
+          << minor << ' ' << set;
+    }
 }
 
 }  // namespace
