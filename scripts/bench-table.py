@@ -71,7 +71,7 @@ def read(folder):
                 sys.exit(f"{run['name']}: {run['error_message']}")
             if run.get("aggregate_name") != "median":
                 continue
-            name = run["run_name"]
+            name = run["run_name"].removesuffix("/real_time")
             suites.add(name, run["real_time"] * NANOSECONDS[run["time_unit"]], shown_time)
             for counter, value in run.items():
                 if counter not in NOT_COUNTERS and isinstance(value, (int, float)):

@@ -1,8 +1,11 @@
 #include "Host/Linux/EventRecord.h"
 
+#include <climits>
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <unistd.h>
 
 namespace Ondrel::Host {
 
@@ -87,6 +90,11 @@ std::vector<std::byte> ComposeEventRecord(const EventRecord& record) {
   PutAt(image, header.Length - sizeof(DWORD), header.Length);
   std::memcpy(image.data(), &header, sizeof header);
   return image;
+}
+
+std::string ComputerName() {
+  char name[HOST_NAME_MAX + 1] = {};
+  return gethostname(name, HOST_NAME_MAX) == 0 ? name : "";
 }
 
 void SetRecordNumber(std::span<std::byte> image, ULong number) {

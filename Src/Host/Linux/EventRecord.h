@@ -38,6 +38,9 @@ struct EventRecord {
 /// 65535 strings.
 std::vector<std::byte> ComposeEventRecord(const EventRecord& record);
 
+/// This machine's name; empty where it has none.
+std::string ComputerName();
+
 /// Puts another record number into a composed record.
 void SetRecordNumber(std::span<std::byte> image, ULong number);
 

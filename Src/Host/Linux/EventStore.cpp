@@ -4,15 +4,12 @@
 #include "Host/Linux/EventStoreFile.h"
 #include "Host/Linux/EventTables.h"
 
-#include <climits>
-
 #include <chrono>
 #include <cstring>
 #include <ctime>
 #include <limits>
 #include <new>
 #include <optional>
-#include <unistd.h>
 #include <utility>
 
 namespace Ondrel::Host {
@@ -24,11 +21,6 @@ constexpr std::chrono::seconds kPatience{10};
 
 // How often a report follows a file that is replaced again and again.
 constexpr int kReportTries = 3;
-
-std::string ComputerName() {
-  char name[HOST_NAME_MAX + 1] = {};
-  return gethostname(name, HOST_NAME_MAX) == 0 ? name : "";
-}
 
 // The answer of a host operation over the store: what `operation` throws becomes its Win32 number.
 template <class Operation>

@@ -185,8 +185,9 @@ private:
   void AddEvent(const EventHead& head, EventRecord& record) const;
 
   std::unique_ptr<sd_journal, decltype(&sd_journal_close)> m_journal;
-  std::optional<Place> m_position;  // Of the record handed out last.
-  Places m_places;                  // Of the records handed out.
+  std::optional<Place> m_position;          // Of the record handed out last.
+  Places m_places;                          // Of the records handed out.
+  std::string m_computer = ComputerName();  // Only this machine's entries are opened.
 };
 
 std::optional<Place> JournalLog::PlaceHere() const {
@@ -269,7 +270,7 @@ std::vector<std::byte> JournalLog::Record(const Place& place) const {
   record.timeGenerated = record.timeWritten = static_cast<ULong>(place.time / 1000000);
   record.source = Text("SYSLOG_IDENTIFIER");
   if (record.source.empty()) record.source = Text("_COMM");
-  record.computer = Text("_HOSTNAME");
+  record.computer = m_computer;
 
   if (const std::optional<EventHead> head = Head()) {
     AddEvent(*head, record);
@@ -302,9 +303,7 @@ void JournalLog::AddEvent(const EventHead& head, EventRecord& record) const {
   record.type = head.type;
   record.category = head.category;
   for (ULong i = 1; i <= head.strings; ++i) {
-    char name[sizeof kStringField + 10];
-    std::snprintf(name, sizeof name, "%s%u", kStringField, i);
-    const std::optional<std::string_view> text = Field(name);
+    const std::optional<std::string_view> text = Field((kStringField + std::to_string(i)).c_str());
     if (!text) break;
     record.strings.emplace_back(text->substr(0, text->find('\0')));
   }
