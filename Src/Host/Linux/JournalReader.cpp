@@ -178,6 +178,7 @@ private:
   int GoToRecord(ULong number);
   int GoOn(Direction direction);
   int Search(ULong number);
+
   std::optional<std::string_view> Field(const char* name) const;
   std::string Text(const char* name) const;
   std::vector<std::byte> Record(const Place& place) const;
