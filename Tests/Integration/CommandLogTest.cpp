@@ -175,8 +175,7 @@ TEST_F(CommandLog, FollowEndsCleanlyOnAnInterrupt) {
   for (const int signal : {SIGINT, SIGTERM}) {
     const auto follower = Follow({"--count", "1"});
 
-    follower->Signal(signal);
-    const ProcessResult result = follower->Wait();
+    const ProcessResult result = follower->EndBy(signal);
 
     EXPECT_EQ(result.exitStatus, 0) << signal;
     EXPECT_EQ(result.signal, 0) << signal;
@@ -187,9 +186,7 @@ TEST_F(CommandLog, FollowOfAnEmptyLogEndsCleanlyOnAnInterrupt) {
   const auto follower = Start({"log", "follow", "Demo"});
   ASSERT_TRUE(follower->WaitForErrors("no records yet"));
 
-  follower->Signal(SIGINT);
-
-  EXPECT_EQ(follower->Wait().exitStatus, 0);
+  EXPECT_EQ(follower->EndBy(SIGINT).exitStatus, 0);
 }
 
 TEST_F(CommandLog, FollowEndsWhenNobodyReadsItsOutput) {

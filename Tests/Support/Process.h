@@ -41,6 +41,9 @@ public:
   /// Sends a signal to the process.
   void Signal(int number) const;
 
+  /// Sends a signal that has to end the process, and waits for its end.
+  ProcessResult EndBy(int number);
+
   /// Closes this end of its standard output: its next write there fails.
   void CloseOutput();
 
