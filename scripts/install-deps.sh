@@ -16,7 +16,7 @@ testPackages=(
   googletest libgtest-dev libgmock-dev
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
   binutils elfutils sqlite3 git
-  postfix tzdata
+  postfix systemd tzdata
   libpcre2-dev perl
 )
 benchPackages=(
