@@ -81,11 +81,31 @@ def _without_debug_information(source):
 
 
 def _libraries_of(program):
-    listing = subprocess.run(["ldd", str(program)], capture_output=True, text=True)
+    """The files of the libraries of a program: those it is linked with, those that these load on
+    demand, and so on."""
+    found = {}
+    waiting = [str(program)]
+    while waiting:
+        for file in _linked_libraries_of(waiting.pop()):
+            if file in found:
+                continue
+            on_demand = [f"{LIBRARY_FOLDER}/{name}" for name in _loaded_on_demand_by(file)]
+            found.update(dict.fromkeys([file, *on_demand]))
+            waiting += on_demand
+    return list(found)
+
+
+def _linked_libraries_of(file):
+    listing = subprocess.run(["ldd", str(file)], capture_output=True, text=True)
     if "not found" in listing.stdout:
-        raise RuntimeError(f"{program} needs libraries that are not there:\n{listing.stdout}")
+        raise RuntimeError(f"{file} needs libraries that are not there:\n{listing.stdout}")
     # A static program lists none.
     return re.findall(r"(?:=> |^\s+)(/\S+) \(0x", listing.stdout, re.MULTILINE)
+
+
+def _loaded_on_demand_by(file):
+    content = pathlib.Path(file).read_bytes()
+    return [name.decode() for name in re.findall(rb'"soname":\["([^"]+)"\]', content)]
 
 
 def kernel_modules(folder, names):

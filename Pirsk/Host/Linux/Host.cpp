@@ -1,16 +1,12 @@
 #include "Host/Host.h"
 
 #include <iconv.h>
-#include <spdlog/sinks/systemd_sink.h>
 
 #include <array>
 #include <cerrno>
 #include <dlfcn.h>
 #include <filesystem>
 #include <langinfo.h>
-#include <memory>
-#include <string_view>
-#include <syslog.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -86,17 +82,6 @@ std::string NarrowToUtf8(const std::string& text) {
   Converter converter(nl_langinfo(CODESET));
   if (converter.IsOpen()) return converter.Convert(text);
   return Converter("ASCII").Convert(text);
-}
-
-Trace::Sink MakeJournalSink(const std::string& identifier) {
-  auto sink = std::make_shared<spdlog::sinks::systemd_sink_st>(identifier, false);
-  return [sink](const Trace::Line& line) {
-    const spdlog::source_loc where{line.file, static_cast<int>(line.line), line.function};
-    const auto level = line.level == Misc::kTraceError ? spdlog::level::err : spdlog::level::debug;
-    // The line end that some messages carry is no part of a journal entry.
-    const std::string_view text(line.text.data(), line.text.find_last_not_of("\r\n") + 1);
-    sink->log(spdlog::details::log_msg(line.time, where, line.module, level, text));
-  };
 }
 
 ErrorState GetErrorState() noexcept { return {.errnoValue = errno, .lastError = 0}; }

@@ -1,33 +1,17 @@
-#include "Support/JournalDaemon.h"
+#include "Integration/Journal/JournalFixture.h"
 #include "Support/Process.h"
 
-#include <Ondrel/Host.h>
-#include <Ondrel/SystemLog.h>
 #include <Pirsk/Exceptions.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <systemd/sd-journal.h>
 
-#include <atomic>
 #include <cstring>
-#include <dlfcn.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <vector>
-
-// Steps from entry to entry that the library made; its calls come here before the journal's
-// library.
-static std::atomic<int> g_steps = 0;
-
-extern "C" __attribute__((visibility("default"))) int sd_journal_next(sd_journal* journal) {
-  static const auto next =
-      reinterpret_cast<int (*)(sd_journal*)>(dlsym(RTLD_NEXT, "sd_journal_next"));
-  ++g_steps;
-  return next(journal);
-}
 
 namespace Ondrel {
 namespace {
@@ -36,30 +20,8 @@ using nlohmann::json;
 using Testing::JournalDaemon;
 using Testing::RunProcess;
 
-class Journal : public testing::Test {
+class Journal : public Testing::JournalFixture {
 protected:
-  static void SetUpTestSuite() { s_daemon = std::make_unique<JournalDaemon>(); }
-  static void TearDownTestSuite() { s_daemon.reset(); }
-
-  void SetUp() override { ASSERT_TRUE(Host::UseJournal()); }
-  void TearDown() override { Host::UseHostEventLog(); }
-
-  // A source of this test's own, so that other programs' entries do not count.
-  static std::string Source() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    return std::string("ondrel-") + test->name() + "-" + std::to_string(getpid());
-  }
-
-  static std::vector<CSystemEvent_Win> ReadAll(CSystemLogReader_Win& reader) {
-    JournalDaemon::Sync();
-    std::vector<CSystemEvent_Win> all;
-    for (;;) {
-      const std::vector<CSystemEvent_Win> some = reader.ReadEvents();
-      if (some.empty()) return all;
-      all.insert(all.end(), some.begin(), some.end());
-    }
-  }
-
   // By the native protocol: sd_journal_send would add an identifier.
   static void SendFields(const std::string& fields) {
     const int sender = socket(AF_UNIX, SOCK_DGRAM, 0);
@@ -84,8 +46,6 @@ protected:
     }
     return entries;
   }
-
-  static inline std::unique_ptr<JournalDaemon> s_daemon;
 };
 
 TEST_F(Journal, IsTheHostsOwnChoiceWhereItTakesEntries) {
@@ -273,42 +233,6 @@ TEST_F(Journal, TakesAnEventWithWhateverOfItsFieldsThereAre) {
     EXPECT_EQ(events[i].eventID, rows[i].id) << rows[i].fields;
     EXPECT_EQ(events[i].eventType, rows[i].type) << rows[i].fields;
     EXPECT_EQ(events[i].args, rows[i].args) << rows[i].fields;
-  }
-}
-
-TEST_F(Journal, GoesStraightToAnyRecordThatWasHandedOut) {
-  CSystemLog_Win log;
-  log.Open(Source());
-  CSystemLogReader_Win reader;
-  reader.Open("journal", {Source()});
-  log.Report(10471, 4, "first");
-  ASSERT_EQ(ReadAll(reader).size(), 1u);
-  // A copy shares the opened log and keeps to this record, while the other goes far ahead. What
-  // both hold is given back once, by the other: copies stay to the program's end.
-  static auto& copies = *new std::vector<CSystemLogReader_Win*>;
-  const auto copyOf = [](const CSystemLogReader_Win& original) -> CSystemLogReader_Win& {
-    copies.push_back(new CSystemLogReader_Win(original));
-    return *copies.back();
-  };
-  const CSystemLogReader_Win& early = copyOf(reader);
-  constexpr std::size_t kReports = 17'000;
-  for (std::size_t i = 0; i < kReports; ++i) log.Report(10471, 4, std::to_string(i));
-  ASSERT_EQ(ReadAll(reader).size(), kReports);
-
-  for (const std::size_t skipped : {0u, 5'000u, 10'001u}) {
-    CSystemLogReader_Win& late = copyOf(early);
-    for (std::size_t count = 0; count < skipped;) {
-      const std::size_t some = late.ReadEvents().size();
-      ASSERT_GT(some, 0u);
-      count += some;
-    }
-    ASSERT_TRUE(reader.ReadEvents().empty());
-
-    g_steps = 0;
-    const std::vector<CSystemEvent_Win> events = late.ReadEvents();
-    ASSERT_FALSE(events.empty());
-    // As many as the records of the answer, and a few to find the first.
-    EXPECT_LE(g_steps, static_cast<int>(events.size()) + 10) << skipped;
   }
 }
 

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <map>
 #include <string>
+#include <sys/uio.h>
 
 namespace {
 
@@ -16,26 +16,14 @@ int g_journalOutcome = 0;
 }  // namespace
 
 // Stands in for libsystemd's: the journal sink's entries end here.
-extern "C" __attribute__((visibility("default"))) int sd_journal_send(const char* format, ...) {
+extern "C" __attribute__((visibility("default"))) int sd_journal_sendv(const iovec* parts,
+                                                                       int count) {
   g_journalFields.clear();
-  va_list values;
-  va_start(values, format);
-  for (const char* field = format; field != nullptr; field = va_arg(values, const char*)) {
-    const std::string whole = field;
-    const std::size_t equals = whole.find('=');
-    const std::string form = whole.substr(equals + 1);
-    std::string value = "unknown form " + form;
-    if (form == "%.*s") {
-      const int length = va_arg(values, int);
-      value.assign(va_arg(values, const char*), static_cast<std::size_t>(length));
-    } else if (form == "%s") {
-      value = va_arg(values, const char*);
-    } else if (form == "%d") {
-      value = std::to_string(va_arg(values, int));
-    }
-    g_journalFields[whole.substr(0, equals)] = value;
+  for (int i = 0; i < count; ++i) {
+    const std::string field(static_cast<const char*>(parts[i].iov_base), parts[i].iov_len);
+    const std::size_t equals = field.find('=');
+    g_journalFields[field.substr(0, equals)] = field.substr(equals + 1);
   }
-  va_end(values);
   return g_journalOutcome;
 }
 
@@ -71,6 +59,15 @@ TEST_F(JournalSink, JournalPriorityOfOtherLevelsIsDebug) {
     TraceLine(level, "x");
     EXPECT_EQ(g_journalFields["PRIORITY"], "7") << level;
   }
+}
+
+TEST_F(JournalSink, JournalGetsTheModuleWhereThereIsNoIdentifier) {
+  g_journalOutcome = 0;
+  Trace::SetSink(Trace::JournalSink(""));
+
+  TraceLine(16, "x");
+
+  EXPECT_EQ(g_journalFields["SYSLOG_IDENTIFIER"], "testmodule");
 }
 
 TEST_F(JournalSink, JournalMessageMayBeOfLineEndsAlone) {
