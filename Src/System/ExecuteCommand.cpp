@@ -42,18 +42,14 @@ public:
                     [](bool isPrintable) { return isPrintable; });
   }
 
-  // Takes out all others; what lies between them moves as a whole.
-  void Keep(std::string& text) const {
-    const char* const end = text.data() + text.size();
-    char* kept = text.data();
-    for (const char* next = text.data(); next != end;) {
+  // Adds those of a piece to the text, each run of them as a whole.
+  void Add(const char* piece, std::string& text) const {
+    const char* const end = piece + std::strlen(piece);
+    for (const char* next = piece; next != end;) {
       const char* const runEnd = EndOfRun(next, end);
-      const auto length = static_cast<std::size_t>(runEnd - next);
-      if (kept != next) std::memmove(kept, next, length);
-      kept += length;
+      text.append(next, runEnd);
       next = std::find_if(runEnd, end, [this](char character) { return Has(character); });
     }
-    text.resize(static_cast<std::size_t>(kept - text.data()));
   }
 
 private:
@@ -86,9 +82,10 @@ unsigned int CSystem::ExecuteCommand(const std::string& command, const std::stri
   output.clear();
   std::FILE* const stream = Start(command, arguments);
   if (stream == nullptr) return 0;
-  ReadPieces(stream, [&output](const char* piece) { output += piece; });
+  // Taken out of each piece while it is at hand, which gives what taking them out at the end does.
+  const PrintableBytes printable;
+  ReadPieces(stream, [&](const char* piece) { printable.Add(piece, output); });
   Host::Process()._pclose(stream);
-  PrintableBytes().Keep(output);
   return 1;
 }
 
@@ -103,10 +100,9 @@ unsigned int CSystem::ExecuteCommand(const std::string& command, const std::stri
   lines.clear();
   std::FILE* const stream = Start(command, arguments);
   if (stream == nullptr) return 0;
-  ReadPieces(stream, [&lines](const char* piece) { lines.emplace_back(piece); });
-  exitStatus = Host::Process()._pclose(stream);
   const PrintableBytes printable;
-  for (std::string& line : lines) printable.Keep(line);
+  ReadPieces(stream, [&](const char* piece) { printable.Add(piece, lines.emplace_back()); });
+  exitStatus = Host::Process()._pclose(stream);
   return 1;
 }
 
