@@ -6,9 +6,16 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
+#include <cstddef>
 #include <exception>
 #include <iostream>
+#include <iterator>
+#include <span>
+#include <string>
+#include <string_view>
 
 namespace Tool {
 
@@ -17,26 +24,57 @@ namespace {
 constexpr const char* kExitStatuses =
     "Exit status: 0 done, 1 the operation's answer is no, 2 wrong usage, 3 an error was raised.";
 
-void AddCommands(CLI::App& app, Work& chosen) {
-  AddStatusCommand(app, chosen);
-  AddCodeCommand(app, chosen);
-  AddCodesCommand(app, chosen);
+void AddLogCommands(CLI::App& app, Work& chosen) {
   CLI::App* const log = AddSubcommand(app, "log", "Write and follow system event logs", "");
   AddLogReportCommand(*log, chosen);
   AddLogFollowCommand(*log, chosen);
-  AddMailCommand(app, chosen);
-  AddAlertCommand(app, chosen);
-  AddOsCommand(app, chosen);
-  AddMatchCommand(app, chosen);
-  AddAdaptersCommand(app, chosen);
-  AddLocateCommand(app, chosen);
-  AddRunCommand(app, chosen);
-  AddCompareCommand(app, chosen);
-  AddDateCommands(app, chosen);
-  AddHostCommands(app, chosen);
-  AddNVMeCommand(app, chosen);
-  AddPartitionsCommand(app, chosen);
-  AddDisksCommand(app, chosen);
+}
+
+/// A function that adds subcommands, and their names.
+struct CommandFamily {
+  std::array<std::string_view, 4> names;
+  void (*add)(CLI::App& app, Work& chosen);
+};
+
+constexpr CommandFamily kCommands[] = {
+    {{"status"}, AddStatusCommand},
+    {{"code"}, AddCodeCommand},
+    {{"codes"}, AddCodesCommand},
+    {{"log"}, AddLogCommands},
+    {{"mail"}, AddMailCommand},
+    {{"alert"}, AddAlertCommand},
+    {{"os"}, AddOsCommand},
+    {{"match"}, AddMatchCommand},
+    {{"adapters"}, AddAdaptersCommand},
+    {{"locate"}, AddLocateCommand},
+    {{"run"}, AddRunCommand},
+    {{"compare"}, AddCompareCommand},
+    {{"date", "stamp", "week-date", "uptime"}, AddDateCommands},
+    {{"module-version", "reboot", "beep"}, AddHostCommands},
+    {{"nvme"}, AddNVMeCommand},
+    {{"partitions"}, AddPartitionsCommand},
+    {{"disks"}, AddDisksCommand},
+};
+
+bool Names(const CommandFamily& family, std::string_view argument) {
+  return !argument.empty() && std::ranges::find(family.names, argument) != family.names.end();
+}
+
+/// Adds the commands that the line may name: to add all takes longer than most of them run. Where
+/// it names none, or asks for help before, all are added.
+void AddCommands(CLI::App& app, std::span<char* const> arguments, Work& chosen) {
+  std::array<bool, std::size(kCommands)> isWanted{};
+  bool isAnyWanted = false;
+  for (const std::string_view argument : arguments.subspan(arguments.empty() ? 0 : 1)) {
+    if (!isAnyWanted && (argument == "-h" || argument == "--help")) break;
+    for (std::size_t i = 0; i < isWanted.size(); ++i) {
+      if (!Names(kCommands[i], argument)) continue;
+      isWanted[i] = true;
+      isAnyWanted = true;
+    }
+  }
+  for (std::size_t i = 0; i < isWanted.size(); ++i)
+    if (isWanted[i] || !isAnyWanted) kCommands[i].add(app, chosen);
 }
 
 /// "ondrel log report": the command with the subcommands that were understood.
@@ -86,7 +124,7 @@ int ParseAndRun(int argumentCount, char** arguments) {
   AddGlobalOptions(app, globals);
   app.set_version_flag("--version", ONDREL_VERSION, "Print the version and the library's identity");
   Work chosen;
-  AddCommands(app, chosen);
+  AddCommands(app, {arguments, static_cast<std::size_t>(argumentCount)}, chosen);
 
   try {
     app.parse(argumentCount, arguments);

@@ -64,9 +64,10 @@ std::vector<std::string> NamesOf(const std::vector<json>& notes) {
 }
 
 TEST(OnDemand, NotesNameTheLibrariesThatAreLoadedOnDemand) {
-  EXPECT_THAT(NamesOf(LoadNotes(ONDREL_LIBRARY_FILE)),
-              UnorderedElementsAre("libcurl.so.4", "libsystemd.so.0", "libkmod.so.2",
-                                   "libblkid.so.1", "libmount.so.1"));
+  EXPECT_THAT(
+      NamesOf(LoadNotes(ONDREL_LIBRARY_FILE)),
+      UnorderedElementsAre("libcurl.so.4", "libsystemd.so.0", "libkmod.so.2", "libblkid.so.1",
+                           "libmount.so.1", "libsqlite3.so.0", "libelf.so.1"));
   EXPECT_THAT(NamesOf(LoadNotes(ONDREL_BASE_LIBRARY_FILE)),
               UnorderedElementsAre("libsystemd.so.0"));
 }
@@ -109,6 +110,19 @@ TEST(OnDemand, AMissingMailLibraryIsAMailThatIsNotSent) {
 
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_THAT(result.errors, HasSubstr("cannot load " + folder.Path("libcurl.so.4") + ": "));
+}
+
+TEST(OnDemand, AMissingStoreLibraryIsARecordThatIsNotWrittenAndSaidSo) {
+  const TemporaryFolder folder;
+  folder.Write("libsqlite3.so.0", "no library");
+
+  const ProcessResult result =
+      RunProcess("/usr/bin/env",
+                 {"LD_LIBRARY_PATH=" + folder.Path(), ONDREL_COMMAND, "--trace", "error", "--store",
+                  folder.Path("events.db"), "log", "report", "Demo", "10002", "information", "x"});
+
+  EXPECT_NE(result.exitStatus, 0);
+  EXPECT_THAT(result.errors, HasSubstr("cannot load " + folder.Path("libsqlite3.so.0") + ": "));
 }
 
 }  // namespace

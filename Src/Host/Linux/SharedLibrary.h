@@ -6,11 +6,12 @@
 
 /// Libraries of the host that are loaded when the first of their functions is called.
 ///
-/// Mail, the journal, modules and partitions each bring a library along, and those bring dozens
-/// more: linked plainly, they are most of what loading this library costs a program that needs none
-/// of them. So each function of theirs that is called here is defined here too, under its own name
-/// and from its own header, and hands its arguments on. Nothing else knows: the callers are written
-/// for the libraries, tests link those themselves, and no name leaves this library.
+/// Mail, the journal, the store, modules and partitions each bring a library along, and those bring
+/// dozens more: linked plainly, they are most of what loading this library costs a program that
+/// needs none of them. So each function of theirs that is called here is defined here too, under
+/// its own name and from its own header, and hands its arguments on. Nothing else knows: the
+/// callers are written for the libraries, tests link those themselves, and no name leaves this
+/// library.
 namespace Ondrel::Host {
 
 /// What a function of a library that is not there answers: a null pointer, or the negative error
