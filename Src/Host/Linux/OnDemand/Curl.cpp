@@ -24,6 +24,12 @@ CURL* curl_easy_init() {
 
 static_assert(sizeof(void*) == sizeof(long) && sizeof(void*) == sizeof(curl_off_t));
 
+// An option is as wide as an int, which is what it would be passed as; libcurl does the same.
+static_assert(sizeof(CURLoption) == sizeof(int));
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wvarargs"
+#endif
+
 // libcurl itself takes what follows an option as it is passed: a number or an address, one word.
 CURLcode(curl_easy_setopt)(CURL* handle, CURLoption option, ...) {
   static const auto function =
