@@ -1,4 +1,4 @@
-#include "Host/Linux/VolumeProvider.h"
+#include "Host/Linux/Volumes/VolumeProvider.h"
 #include "Support/PreparedSysfs.h"
 
 #include <Ondrel/PartitionTable.h>

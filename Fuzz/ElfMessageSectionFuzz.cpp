@@ -1,4 +1,4 @@
-#include "Host/Linux/ElfMessageSection.h"
+#include "Host/Linux/Messages/ElfMessageSection.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
-#include "Host/Linux/FormatMessage.h"
-#include "Host/Linux/MessageModules.h"
+#include "Host/Linux/Messages/FormatMessage.h"
+#include "Host/Linux/Messages/MessageModules.h"
 
 #include <array>
 #include <cstddef>

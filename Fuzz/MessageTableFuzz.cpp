@@ -1,5 +1,5 @@
-#include "Host/Linux/FormatMessage.h"
-#include "Host/Linux/MessageTable.h"
+#include "Host/Linux/Messages/FormatMessage.h"
+#include "Host/Linux/Messages/MessageTable.h"
 
 #include <array>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "Host/Linux/NVMeAdmin.h"
+#include "Host/Linux/Devices/NVMeAdmin.h"
 
 #include <cstddef>
 #include <cstdint>

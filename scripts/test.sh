@@ -105,7 +105,7 @@ testLint() {
   local sources
   mapfile -t sources < <(git ls-files '*.cpp' '*.h')
   clang-format --dry-run --Werror "${sources[@]}"
-  mapfile -t sources < <(git ls-files 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp' | grep -v Host/Windows/)
+  mapfile -t sources < <(git ls-files 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp' | grep -v Host/Win32/)
   printf '%s\n' "${sources[@]}" |
     xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/linux --warnings-as-errors='*' \
       2>build/tidy.err || { tail -n 40 build/tidy.err; return 1; }

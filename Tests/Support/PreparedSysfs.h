@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Linux/VolumePicture.h"
+#include "Host/Linux/Volumes/VolumePicture.h"
 
 #include <cstdint>
 #include <filesystem>

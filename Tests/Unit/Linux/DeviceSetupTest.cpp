@@ -1,4 +1,4 @@
-#include "Host/Linux/DeviceSetup.h"
+#include "Host/Linux/Devices/DeviceSetup.h"
 #include "Host/Linux/LastError.h"
 #include "Support/PreparedOperations.h"
 #include "Support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
-#include "Host/Linux/EventRecord.h"
+#include "Host/Linux/EventLog/EventRecord.h"
 #include "Support/EventStoreFixture.h"
 
 #include <gtest/gtest.h>

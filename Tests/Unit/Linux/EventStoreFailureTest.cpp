@@ -1,5 +1,5 @@
 #include "FaultyFiles.h"
-#include "Host/Linux/Database.h"
+#include "Host/Linux/EventLog/Database.h"
 #include "Support/EventStoreFixture.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "Host/Linux/FormatMessage.h"
 #include "Host/Linux/LastError.h"
-#include "Host/Linux/MessageModules.h"
+#include "Host/Linux/Messages/FormatMessage.h"
+#include "Host/Linux/Messages/MessageModules.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "Host/Linux/ElfMessageSection.h"
 #include "Host/Linux/LastError.h"
-#include "Host/Linux/MessageModules.h"
+#include "Host/Linux/Messages/ElfMessageSection.h"
+#include "Host/Linux/Messages/MessageModules.h"
 #include "Support/MessageTableBytes.h"
 #include "Support/TemporaryFolder.h"
 

@@ -1,4 +1,4 @@
-#include "Host/Linux/MessageTable.h"
+#include "Host/Linux/Messages/MessageTable.h"
 #include "Resource/EventMessageTable.h"
 #include "Support/MessageTableBytes.h"
 

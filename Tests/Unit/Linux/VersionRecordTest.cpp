@@ -1,4 +1,4 @@
-#include "Host/Linux/VersionRecord.h"
+#include "Host/Linux/Services/VersionRecord.h"
 
 #include <gtest/gtest.h>
 

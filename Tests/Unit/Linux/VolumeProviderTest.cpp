@@ -1,4 +1,4 @@
-#include "Host/Linux/VolumeProvider.h"
+#include "Host/Linux/Volumes/VolumeProvider.h"
 #include "Support/PreparedOperations.h"
 #include "Support/PreparedSysfs.h"
 #include "Support/TemporaryFolder.h"

@@ -1,0 +1,245 @@
+#include "Host/Linux/EventLog/EventStoreFile.h"
+
+#include "Host/Linux/LastError.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <fcntl.h>
+#include <span>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace Ondrel::Host {
+
+namespace {
+
+constexpr char kDefaultFolder[] = ONDREL_STATE_DIRECTORY;
+
+constexpr std::uint32_t kApplicationId = 0x4F4E4452;  // "ONDR"
+constexpr std::uint32_t kLayoutVersion = 1;
+
+constexpr char kSchema[] =
+    "CREATE TABLE log("
+    "  id INTEGER PRIMARY KEY,"
+    "  name TEXT NOT NULL UNIQUE,"
+    "  last_number INTEGER NOT NULL,"
+    "  last_sequence INTEGER NOT NULL);"
+    // A record's id is that of its log in the upper 32 bits and its number in the lower: a log is
+    // one range of ids. Its sequence counts over all logs.
+    "CREATE TABLE record("
+    "  id INTEGER PRIMARY KEY,"
+    "  sequence INTEGER NOT NULL,"
+    "  image BLOB NOT NULL);";
+
+// Where SQLite's published file format has the fields that tell whose file it is.
+constexpr std::size_t kHeaderSize = 100;
+constexpr std::string_view kHeaderMark{"SQLite format 3\0", 16};
+constexpr std::size_t kWriteVersionOffset = 18;
+constexpr std::uint8_t kWriteAheadLogVersion = 2;
+constexpr std::size_t kUserVersionOffset = 60;
+constexpr std::size_t kApplicationIdOffset = 68;
+
+constexpr std::chrono::milliseconds kLockPause{2};
+constexpr std::chrono::seconds kLockPatience{10};
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return path.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+/// Keeps other processes and threads from creating or clearing away a store in the same folder.
+class FolderLock {
+public:
+  explicit FolderLock(const std::string& folder)
+      : m_folder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (m_folder < 0) throw DatabaseError{ErrorFromFileErrno(errno)};
+    const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
+    while (flock(m_folder, LOCK_EX | LOCK_NB) != 0) {
+      if (errno == EINTR) continue;
+      const int reason = errno;
+      if (reason != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) {
+        close(m_folder);
+        throw DatabaseError{ErrorFromFileErrno(reason)};
+      }
+      std::this_thread::sleep_for(kLockPause);
+    }
+  }
+  ~FolderLock() { close(m_folder); }
+
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+private:
+  int m_folder;
+};
+
+bool IsThere(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0) {
+    if (!S_ISREG(status.st_mode)) throw DatabaseError{ERROR_ACCESS_DENIED};
+    return true;
+  }
+  if (errno != ENOENT) throw DatabaseError{ErrorFromFileErrno(errno)};
+  return false;
+}
+
+void CreateDefaultFolder(const std::string& folder) {
+  if (folder != kDefaultFolder || mkdir(folder.c_str(), 0700) != 0) return;
+  const int parent = open(FolderOf(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (parent < 0) return;
+  fsync(parent);
+  close(parent);
+}
+
+const std::string& CreatedWhenMissing(const std::string& path) {
+  if (IsThere(path)) return path;
+  const std::string folder = FolderOf(path);
+  CreateDefaultFolder(folder);
+  const FolderLock lock(folder);
+  if (IsThere(path)) return path;
+
+  // What a removed store left behind is not the new one's.
+  for (const char* companion : {"-wal", "-shm", "-journal"}) unlink((path + companion).c_str());
+  // Not by open: closing that would give up the locks that this process has on the file by then.
+  if (mknod(path.c_str(), S_IFREG | 0600, 0) != 0) {
+    // A link that leads nowhere is in the way.
+    if (errno == EEXIST) throw DatabaseError{ERROR_FILE_NOT_FOUND};
+    throw DatabaseError{ErrorFromFileErrno(errno)};
+  }
+  return path;
+}
+
+enum class Content { kUnfinished, kEvents, kForeign };
+
+std::uint32_t BigEndianAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
+  std::uint32_t value = 0;
+  for (const std::uint8_t byte : bytes.subspan(offset, 4)) value = value << 8 | byte;
+  return value;
+}
+
+// Looks at the file's first bytes without taking part in it as a database: that alone would create
+// companions beside a file of somebody else, and put their content into it.
+Content ContentOf(Database& database) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(database.Handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  std::array<std::uint8_t, kHeaderSize> header{};
+  const int result = file->pMethods->xRead(file, header.data(), kHeaderSize, 0);
+  if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) database.Throw(result);
+
+  // Zeros are what a creator that was cut off may leave, the last step of creation the mode.
+  if (std::all_of(header.begin(), header.end(), [](std::uint8_t byte) { return byte == 0; }))
+    return Content::kUnfinished;
+  if (!std::equal(kHeaderMark.begin(), kHeaderMark.end(), header.begin()) ||
+      BigEndianAt(header, kApplicationIdOffset) != kApplicationId ||
+      BigEndianAt(header, kUserVersionOffset) != kLayoutVersion)
+    return Content::kForeign;
+  return header[kWriteVersionOffset] == kWriteAheadLogVersion ? Content::kEvents
+                                                              : Content::kUnfinished;
+}
+
+// Several processes may come here at once: the first creates, the others find it done.
+void CreateTables(Database& database) {
+  Transaction::Statements statements(database);
+  Transaction transaction(statements);
+  if (database.Integer("PRAGMA application_id") == kApplicationId) return;
+  if (database.Integer("SELECT count(*) FROM sqlite_schema") != 0)
+    throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+
+  database.Execute(kSchema);
+  database.Execute(("PRAGMA application_id=" + std::to_string(kApplicationId)).c_str());
+  database.Execute(("PRAGMA user_version=" + std::to_string(kLayoutVersion)).c_str());
+  transaction.Commit();
+}
+
+void EnterWriteAheadLogMode(Database& database) {
+  for (int tries = 0;; ++tries) {
+    try {
+      Statement statement(database, "PRAGMA journal_mode=WAL");
+      // A file system without shared memory stays in the mode that it has.
+      if (!statement.Step() || statement.Text(0) != "wal") throw DatabaseError{ERROR_NOT_SUPPORTED};
+      return;
+    } catch (const DatabaseError& failure) {
+      // SQLite does not wait here itself.
+      if (failure.error != ERROR_LOCK_VIOLATION || !database.WaitForTurn(tries)) throw;
+    }
+  }
+}
+
+// Whether the file is in the mode that its header tells: a creator that was cut off in the step
+// that enters it leaves a journal, which takes that step back as soon as the file is read.
+bool IsInWriteAheadLogMode(Database& database) {
+  Statement statement(database, "PRAGMA journal_mode");
+  return statement.Step() && statement.Text(0) == "wal";
+}
+
+void PrepareConnection(Database& database) {
+  const Content content = ContentOf(database);
+  if (content == Content::kForeign) throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+  if (content == Content::kUnfinished || !IsInWriteAheadLogMode(database)) {
+    if (database.IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
+    CreateTables(database);
+    EnterWriteAheadLogMode(database);
+  }
+
+  // Whoever wrote the file, nothing in it is run.
+  sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(database.Handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  database.Execute("PRAGMA synchronous=FULL; PRAGMA cell_size_check=ON; PRAGMA temp_store=MEMORY");
+  // The header may be older than what the write-ahead log says.
+  if (database.Integer("PRAGMA user_version") != kLayoutVersion)
+    throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+}
+
+void RemoveIfStillThere(const std::string& path, const std::optional<FileIdentity>& file) {
+  if (file && IdentityOf(path) == file) unlink(path.c_str());
+}
+
+}  // namespace
+
+std::optional<FileIdentity> IdentityOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileIdentity{status.st_dev, status.st_ino};
+}
+
+EventStoreFile::EventStoreFile(const std::string& path)
+    : m_path(path), m_database(CreatedWhenMissing(path)) {
+  m_database.SetPatience(kLockPatience);
+  PrepareConnection(m_database);
+
+  m_writeAheadLog = IdentityOf(WriteAheadLogPath());
+  m_index = IdentityOf(IndexPath());
+  m_file = IdentityOf(path);
+  // Replaced since it was opened: then this is not the file that is open.
+  if (m_database.HasMoved()) m_file.reset();
+}
+
+bool EventStoreFile::IsInPlace() const { return m_file && IdentityOf(m_path) == m_file; }
+
+bool EventStoreFile::IsWriteAheadLogInPlace() const {
+  return m_writeAheadLog && IdentityOf(WriteAheadLogPath()) == m_writeAheadLog;
+}
+
+void EventStoreFile::Abandon() noexcept {
+  sqlite3_db_config(m_database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  sqlite3_wal_checkpoint_v2(m_database.Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                            nullptr);
+  try {
+    const FolderLock lock(FolderOf(m_path));
+    if (IsInPlace()) return;
+    RemoveIfStillThere(WriteAheadLogPath(), m_writeAheadLog);
+    RemoveIfStillThere(IndexPath(), m_index);
+  } catch (const DatabaseError&) {
+    // The folder is gone as well, or not ours to write: nothing can take its place there.
+  }
+}
+
+}  // namespace Ondrel::Host

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Host/Linux/EventLog/Database.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace Ondrel::Host {
+
+/// What tells a file from every other one while it is in use.
+struct FileIdentity {
+  dev_t device;
+  ino_t number;
+
+  bool operator==(const FileIdentity&) const = default;
+};
+
+/// The file that a path leads to now, if any.
+std::optional<FileIdentity> IdentityOf(const std::string& path);
+
+/// One connection to the file of an event store.
+///
+/// SQLite knows its companions, the write-ahead log and the index of that, by their names only. So
+/// the file has to be watched: after it was removed or replaced, the connection leads to a file
+/// that nobody will find, and its companions would be taken for those of the file that stands
+/// there now. All operations throw `DatabaseError`.
+class EventStoreFile {
+public:
+  /// Opens the store, and creates it when it is missing: with mode 0600, in a folder that exists.
+  /// The host's own state folder is created as well, with mode 0700.
+  ///
+  /// A file of another kind or of a later layout is a failure with 1500 and stays as it is.
+  explicit EventStoreFile(const std::string& path);
+
+  Database& Connection() { return m_database; }
+
+  /// True while the path leads to the file.
+  bool IsInPlace() const;
+
+  /// True while the write-ahead log stands beside the file.
+  bool IsWriteAheadLogInPlace() const;
+
+  /// Before the end of a connection whose file is not in place: moves what the write-ahead log
+  /// holds into the file, wherever that is, and takes the companions out of its successor's way.
+  void Abandon() noexcept;
+
+private:
+  std::string WriteAheadLogPath() const { return m_database.FilePath() + "-wal"; }
+  std::string IndexPath() const { return m_database.FilePath() + "-shm"; }
+
+  std::string m_path;
+  Database m_database;
+  std::optional<FileIdentity> m_file;
+  std::optional<FileIdentity> m_writeAheadLog;
+  std::optional<FileIdentity> m_index;
+};
+
+}  // namespace Ondrel::Host

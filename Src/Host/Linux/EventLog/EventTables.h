@@ -1,0 +1,106 @@
+#pragma once
+
+#include "Host/Linux/EventLog/Database.h"
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Ondrel::Host {
+
+/// The ids that the records of one log have in the table of records: the log's id in the upper 32
+/// bits, the record's number in the lower ones.
+struct RecordIds {
+  std::int64_t log;
+
+  std::int64_t Of(ULong number) const { return log * (std::int64_t{1} << 32) + number; }
+  std::int64_t First() const { return Of(0); }
+  std::int64_t Last() const { return Of(std::numeric_limits<ULong>::max()); }
+};
+
+/// The records of one log, for reading over one connection. No read transaction outlives a call.
+/// All operations throw `DatabaseError`.
+class RecordReader {
+public:
+  RecordReader(Database& database, std::string logName);
+
+  /// Hands records to `take` from number `first` on, upwards or downwards, until it answers false.
+  template <class Take>
+  void ForEachRecord(bool upwards, ULong first, Take take) {
+    const std::optional<RecordIds> ids = FindLog();
+    if (!ids) return;
+    Statement& select = upwards ? m_selectUpwards : m_selectDownwards;
+    const StatementUse use(select);
+    select.Bind(1, upwards ? ids->Of(first) : ids->First());
+    select.Bind(2, upwards ? ids->Last() : ids->Of(first));
+    while (select.Step() && take(static_cast<ULong>(select.Integer(0)), select.Bytes(1))) {
+    }
+  }
+
+private:
+  std::optional<RecordIds> FindLog();
+
+  std::string m_logName;
+  std::optional<RecordIds> m_ids;
+  Statement m_findLog;
+  Statement m_selectUpwards;
+  Statement m_selectDownwards;
+};
+
+/// Adds records to one log over one connection. All operations throw `DatabaseError`.
+class RecordWriter {
+public:
+  /// Oldest records of all logs go when the file would become larger than `capacity` bytes.
+  RecordWriter(Database& database, std::string logName, std::uint64_t capacity);
+
+  /// Adds a composed record and stamps it with the log's next number and the time of writing. It is
+  /// on disk when this returns.
+  void Append(std::span<std::byte> record);
+
+private:
+  struct Place {
+    std::int64_t number;
+    std::int64_t sequence;
+  };
+  struct OldRecord {
+    std::int64_t id;
+    std::int64_t sequence;
+    std::int64_t size;
+  };
+
+  std::int64_t FindOrAddLog();
+  Place NextPlace(std::int64_t log);
+  void Insert(std::int64_t log, const Place& place, std::span<const std::byte> record);
+
+  std::int64_t Pages(Statement& pragma);
+  std::int64_t PagesInUse();
+  void MakeRoom(std::size_t recordSize);
+  std::vector<OldRecord> OldestRecords();
+  bool DropOldest(std::int64_t bytes);
+
+  void BoundWriteAheadLog();
+
+  Database& m_database;
+  std::string m_logName;
+  std::int64_t m_pageSize;
+  std::int64_t m_capacityPages;
+  int m_checkpointPages;
+  int m_overduePages;
+  std::optional<std::int64_t> m_log;
+
+  Transaction::Statements m_transaction;
+  Statement m_findLog;
+  Statement m_addLog;
+  Statement m_nextPlace;
+  Statement m_insert;
+  Statement m_pageCount;
+  Statement m_freePages;
+  Statement m_logs;
+  Statement m_oldest;
+  Statement m_delete;
+};
+
+}  // namespace Ondrel::Host

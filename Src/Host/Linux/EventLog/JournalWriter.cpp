@@ -1,0 +1,97 @@
+// The place in the sources that sends an entry is of no use to its reader.
+#define SD_JOURNAL_SUPPRESS_LOCATION
+
+#include "Host/Linux/EventLog/Journal.h"
+#include "Host/Linux/EventLog/JournalFields.h"
+#include "Host/Linux/LastError.h"
+
+#include <systemd/sd-journal.h>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Ondrel::Host {
+
+namespace {
+
+class JournalSource final : public RegisteredSource {
+public:
+  explicit JournalSource(const std::string& identifier) : m_identifier(identifier) {}
+
+  ULong Report(const EventToWrite& event) override {
+    std::vector<std::string> fields;
+    fields.push_back(Message(event.strings));
+    fields.push_back("PRIORITY=" + std::to_string(PriorityOfType(event.type)));
+    fields.push_back("SYSLOG_IDENTIFIER=" + m_identifier);
+    fields.push_back(Field(kIdField, std::to_string(event.id)));
+    fields.push_back(Field(kTypeField, std::to_string(event.type)));
+    fields.push_back(Field(kHeadField, Head(event)));
+    if (event.category != 0)
+      fields.push_back(Field(kCategoryField, std::to_string(event.category)));
+    for (std::size_t i = 0; i < event.strings.size(); ++i)
+      fields.push_back(Field(kStringField + std::to_string(i + 1), event.strings[i]));
+    if (!event.data.empty()) {
+      fields.push_back(Field(kDataField, ""));
+      fields.back().append(reinterpret_cast<const char*>(event.data.data()), event.data.size());
+    }
+    return Send(fields);
+  }
+
+private:
+  // All strings, with a blank between them.
+  static std::string Message(const std::vector<std::string>& strings) {
+    std::string message = "MESSAGE=";
+    for (std::size_t i = 0; i < strings.size(); ++i) {
+      if (i > 0) message.push_back(' ');
+      message.append(strings[i]);
+    }
+    return message;
+  }
+
+  static std::string Head(const EventToWrite& event) {
+    return std::to_string(event.id) + " " + std::to_string(event.type) + " " +
+           std::to_string(event.category) + " " + std::to_string(event.strings.size()) + " " +
+           std::to_string(event.data.size());
+  }
+
+  static std::string Field(const std::string& name, const std::string& value) {
+    return name + "=" + value;
+  }
+
+  static ULong Send(std::vector<std::string>& fields) {
+    // sd_journal_sendv calls it a success when there is no journal to send to.
+    if (access(kJournalSocket, F_OK) != 0) return ErrorFromErrno(errno);
+    std::vector<iovec> parts;
+    parts.reserve(fields.size());
+    for (std::string& field : fields) parts.push_back({field.data(), field.size()});
+    const int outcome = sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
+    return outcome == 0 ? ERROR_SUCCESS : ErrorFromErrno(-outcome);
+  }
+
+  std::string m_identifier;
+};
+
+}  // namespace
+
+bool JournalIsThere() {
+  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return false;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, kJournalSocket, sizeof kJournalSocket);
+  const bool isThere =
+      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  close(probe);
+  // A call without fields is refused by the library itself, and otherwise where it is missing.
+  return isThere && sd_journal_sendv(nullptr, 0) != -ENOSYS;
+}
+
+std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source) {
+  return std::make_unique<JournalSource>(source);
+}
+
+}  // namespace Ondrel::Host

@@ -1,0 +1,168 @@
+#include "Host/Linux/Messages/MessageModules.h"
+
+#include "Host/Immortal.h"
+#include "Host/Linux/HandleTable.h"
+#include "Host/Linux/LastError.h"
+#include "Host/Linux/Messages/ElfMessageSection.h"
+#include "Host/Linux/Messages/FormatMessage.h"
+#include "Host/Linux/Messages/MessageTable.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+namespace Ondrel::Host {
+
+namespace {
+
+constexpr ULong kErrorNoWorkDone = 235;
+constexpr ULong kDataFileFlags = LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
+
+using ModuleTable = std::vector<std::byte>;
+
+HandleTable<const ModuleTable>& Modules() {
+  static Immortal<HandleTable<const ModuleTable>> modules;
+  return modules.Get();
+}
+
+class FileDescriptor {
+public:
+  explicit FileDescriptor(int number) : m_number(number) {}
+  ~FileDescriptor() {
+    if (m_number >= 0) close(m_number);
+  }
+
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+  int Number() const { return m_number; }
+  bool IsOpen() const { return m_number >= 0; }
+
+private:
+  int m_number;
+};
+
+// Opening a device can set it going, so that what is no file is not even opened; should it turn
+// into something else in between, opening does not wait.
+MessageSection ReadMessageFile(const char* path) {
+  struct stat file {};
+  if (stat(path, &file) != 0) return {.error = ErrorFromErrno(errno), .bytes = {}};
+  if (!S_ISREG(file.st_mode)) return {.error = ERROR_BAD_EXE_FORMAT, .bytes = {}};
+  const FileDescriptor descriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!descriptor.IsOpen()) return {.error = ErrorFromErrno(errno), .bytes = {}};
+  return ReadMessageSection(descriptor.Number());
+}
+
+std::optional<std::string> FindSystemMessage(ULong id) {
+  const int errnoValue = ErrnoFromError(id);
+  if (errnoValue == 0 && id != ERROR_SUCCESS) return std::nullopt;
+  return std::generic_category().message(errnoValue) + "\r\n";
+}
+
+/// A message's definition, or why there is none.
+struct Definition {
+  ULong error = ERROR_SUCCESS;
+  std::string text;
+};
+
+Definition FindDefinition(ULong flags, const void* source, ULong id) {
+  const bool fromString = (flags & FORMAT_MESSAGE_FROM_STRING) != 0;
+  const bool fromModule = (flags & FORMAT_MESSAGE_FROM_HMODULE) != 0;
+  const bool fromSystem = (flags & FORMAT_MESSAGE_FROM_SYSTEM) != 0;
+  if (fromString == (fromModule || fromSystem) || (fromString && source == nullptr))
+    return {.error = ERROR_INVALID_PARAMETER, .text = {}};
+  if (fromString) return {.error = ERROR_SUCCESS, .text = static_cast<const char*>(source)};
+
+  std::optional<std::string> text;
+  if (fromModule) {
+    const std::shared_ptr<const ModuleTable> module = Modules().Find(source);
+    if (!module && !fromSystem) return {.error = ERROR_INVALID_HANDLE, .text = {}};
+    if (module) text = FindMessage(*module, id);
+  }
+  if (!text && fromSystem) text = FindSystemMessage(id);
+  if (!text) return {.error = ERROR_MR_MID_NOT_FOUND, .text = {}};
+  return {.error = ERROR_SUCCESS, .text = std::move(*text)};
+}
+
+FormattedMessage Format(ULong flags, const void* source, ULong id, char** arguments) {
+  const Definition definition = FindDefinition(flags, source, id);
+  if (definition.error != ERROR_SUCCESS) return {.error = definition.error, .text = {}};
+  const bool isArray = (flags & FORMAT_MESSAGE_ARGUMENT_ARRAY) != 0;
+  FormattedMessage message = FormatDefinition(
+      definition.text,
+      {.ignoreInserts = (flags & FORMAT_MESSAGE_IGNORE_INSERTS) != 0,
+       .ignoreLineBreaks = (flags & FORMAT_MESSAGE_MAX_WIDTH_MASK) == FORMAT_MESSAGE_MAX_WIDTH_MASK,
+       .arguments = isArray ? arguments : nullptr});
+  if (message.error == ERROR_SUCCESS && message.text.empty()) message.error = kErrorNoWorkDone;
+  return message;
+}
+
+// Puts the text, with its closing zero, where the caller wants it; yields the last error.
+ULong HandOver(const std::string& text, bool allocate, char* buffer, ULong size) {
+  const std::size_t needed = text.size() + 1;
+  if (allocate) {
+    const std::size_t room = std::max<std::size_t>(needed, size);
+    auto* block = static_cast<char*>(std::malloc(room));
+    if (block == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    std::memcpy(block, text.c_str(), needed);
+    std::memcpy(buffer, &block, sizeof(block));
+    return ERROR_SUCCESS;
+  }
+  if (needed > size) return ERROR_INSUFFICIENT_BUFFER;
+  std::memcpy(buffer, text.c_str(), needed);
+  return ERROR_SUCCESS;
+}
+
+ULong Failed(ULong error) {
+  SetLastError(error);
+  return 0;
+}
+
+}  // namespace
+
+void* LoadMessageModule(const char* path, void* file, ULong flags) try {
+  if (path == nullptr || file != nullptr || (flags & kDataFileFlags) == 0) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  MessageSection section = ReadMessageFile(path);
+  if (section.error != ERROR_SUCCESS) {
+    SetLastError(section.error);
+    return nullptr;
+  }
+  return Modules().Add(std::make_shared<const ModuleTable>(std::move(section.bytes)));
+} catch (const std::bad_alloc&) {
+  SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return nullptr;
+}
+
+int FreeMessageModule(void* module) {
+  if (Modules().Remove(module)) return 1;
+  SetLastError(ERROR_INVALID_HANDLE);
+  return 0;
+}
+
+ULong FormatMessageText(ULong flags, const void* source, ULong messageId, ULong /*languageId*/,
+                        char* buffer, ULong size, char** arguments) try {
+  if (buffer == nullptr) return Failed(ERROR_INVALID_PARAMETER);
+  const FormattedMessage message = Format(flags, source, messageId, arguments);
+  if (message.error != ERROR_SUCCESS) return Failed(message.error);
+  const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
+  const ULong error = HandOver(message.text, allocate, buffer, size);
+  if (error != ERROR_SUCCESS) return Failed(error);
+  return static_cast<ULong>(message.text.size());
+} catch (const std::bad_alloc&) {
+  return Failed(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+}  // namespace Ondrel::Host

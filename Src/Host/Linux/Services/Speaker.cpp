@@ -1,0 +1,65 @@
+#include "Host/Linux/Services/Speaker.h"
+
+#include <chrono>
+#include <fcntl.h>
+#include <linux/input.h>
+#include <linux/kd.h>
+#include <sys/ioctl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace Ondrel::Host {
+
+namespace {
+
+// The input device of the speaker, under the name that it has by its place.
+constexpr char kSpeakerDevice[] = "/dev/input/by-path/platform-pcspkr-event-spkr";
+constexpr const char* kConsoles[] = {"/dev/tty0", "/dev/console"};
+constexpr unsigned int kTimerHertz = 1193180;
+
+class Device {
+public:
+  explicit Device(const char* path) : m_file(::open(path, O_WRONLY | O_CLOEXEC)) {}
+  ~Device() {
+    if (m_file >= 0) ::close(m_file);
+  }
+
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  int File() const { return m_file; }
+
+private:
+  int m_file;
+};
+
+bool SetTone(const Device& speaker, unsigned int hertz) {
+  input_event event{};
+  event.type = EV_SND;
+  event.code = SND_TONE;
+  event.value = static_cast<int>(hertz);
+  return ::write(speaker.File(), &event, sizeof event) == sizeof event;
+}
+
+bool SetConsoleTone(const Device& console, unsigned int hertz) {
+  return ::ioctl(console.File(), KIOCSOUND, hertz == 0 ? 0UL : kTimerHertz / hertz) == 0;
+}
+
+template <class Set>
+bool Sound(const char* path, Set set, unsigned int hertz, unsigned int milliseconds) {
+  const Device device(path);
+  if (device.File() < 0 || !set(device, hertz)) return false;
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  return set(device, 0U);
+}
+
+}  // namespace
+
+bool SoundSpeaker(unsigned int hertz, unsigned int milliseconds) {
+  if (Sound(kSpeakerDevice, SetTone, hertz, milliseconds)) return true;
+  for (const char* console : kConsoles)
+    if (Sound(console, SetConsoleTone, hertz, milliseconds)) return true;
+  return false;
+}
+
+}  // namespace Ondrel::Host

@@ -1,0 +1,22 @@
+#include "Host/Linux/Volumes/VolumePicture.h"
+
+#include <Ondrel/Disks.h>
+
+namespace Ondrel::Host {
+
+namespace {
+
+constexpr std::uint64_t kSectorSize = 512;
+
+}  // namespace
+
+std::vector<Disk> Disks() {
+  const BlockDevices devices(HostVolumeSources().sysfs);
+  std::vector<Disk> disks;
+  for (const std::string& name : devices.Disks())
+    disks.push_back(
+        {static_cast<ULong>(disks.size()), NodePath(name), devices.Find(name)->size * kSectorSize});
+  return disks;
+}
+
+}  // namespace Ondrel::Host
