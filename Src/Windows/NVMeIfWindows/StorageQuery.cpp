@@ -1,4 +1,4 @@
-#include "NVMe/StorageQuery.h"
+#include "Windows/NVMeIfWindows/StorageQuery.h"
 
 #include <cstring>
 

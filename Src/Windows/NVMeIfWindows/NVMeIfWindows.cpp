@@ -1,7 +1,7 @@
 #include "Host/DeviceOperations.h"
 #include "Host/MemoryOperations.h"
 #include "Module.h"
-#include "NVMe/StorageQuery.h"
+#include "Windows/NVMeIfWindows/StorageQuery.h"
 
 #include <Ondrel/NVMeQuery.h>
 
