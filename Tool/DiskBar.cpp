@@ -1,4 +1,4 @@
-#include "DiskBar.h"
+#include "Tool/DiskBar.h"
 
 #include <algorithm>
 #include <cmath>

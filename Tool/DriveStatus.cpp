@@ -1,6 +1,6 @@
-#include "DriveStatus.h"
+#include "Tool/DriveStatus.h"
 
-#include "Names.h"
+#include "Tool/Names.h"
 
 #include <CLI/Error.hpp>
 #include <CLI/Validators.hpp>

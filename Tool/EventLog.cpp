@@ -1,6 +1,6 @@
-#include "EventLog.h"
+#include "Tool/EventLog.h"
 
-#include "Names.h"
+#include "Tool/Names.h"
 
 #include <Pirsk/Exceptions.h>
 

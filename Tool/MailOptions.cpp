@@ -1,4 +1,4 @@
-#include "MailOptions.h"
+#include "Tool/MailOptions.h"
 
 #include <CLI/Validators.hpp>
 

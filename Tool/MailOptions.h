@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/Smtp.h>
 

@@ -1,4 +1,4 @@
-#include "NVMeFields.h"
+#include "Tool/NVMeFields.h"
 
 #include <algorithm>
 #include <array>

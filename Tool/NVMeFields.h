@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Output.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/NVMe.h>
 

@@ -1,4 +1,4 @@
-#include "Names.h"
+#include "Tool/Names.h"
 
 namespace Tool {
 

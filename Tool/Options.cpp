@@ -1,4 +1,4 @@
-#include "Options.h"
+#include "Tool/Options.h"
 
 #include <Ondrel/Host.h>
 #include <Pirsk/ModuleInfo.h>

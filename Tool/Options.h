@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Command.h"
+#include "Tool/Command.h"
 
 #include <cstdint>
 #include <string>

@@ -1,4 +1,4 @@
-#include "Output.h"
+#include "Tool/Output.h"
 
 #include <Pirsk/Exceptions.h>
 

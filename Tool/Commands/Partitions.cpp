@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "DiskBar.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/DiskBar.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/Disks.h>
 #include <Ondrel/PartitionTable.h>

@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "EventLog.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/EventLog.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/Host.h>
 

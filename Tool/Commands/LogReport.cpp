@@ -1,8 +1,8 @@
-#include "Command.h"
-#include "EventLog.h"
-#include "Names.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/EventLog.h"
+#include "Tool/Names.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/SystemLog.h>
 

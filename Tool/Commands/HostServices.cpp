@@ -1,6 +1,6 @@
-#include "Command.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/System.h>
 

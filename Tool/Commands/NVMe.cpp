@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "NVMeFields.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/NVMeFields.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/NVMeQuery.h>
 

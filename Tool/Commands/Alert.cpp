@@ -1,9 +1,9 @@
-#include "Command.h"
-#include "DriveStatus.h"
-#include "EventLog.h"
-#include "MailOptions.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/DriveStatus.h"
+#include "Tool/EventLog.h"
+#include "Tool/MailOptions.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <Ondrel/Host.h>
 #include <Ondrel/SystemLog.h>

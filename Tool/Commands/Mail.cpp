@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "MailOptions.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/MailOptions.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <CLI/Validators.hpp>
 

@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "Options.h"
-#include "Output.h"
 #include "Regex/Pattern.h"
+#include "Tool/Command.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
-#include "Command.h"
-#include "DriveStatus.h"
-#include "Options.h"
-#include "Output.h"
+#include "Tool/Command.h"
+#include "Tool/DriveStatus.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
 
 #include <iostream>
 #include <memory>
