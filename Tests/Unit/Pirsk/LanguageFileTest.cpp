@@ -1,5 +1,5 @@
 #include "TestModule.h"
-#include "Unit/Pirsk/Host.h"
+#include "Unit/Pirsk/Host/Host.h"
 
 #include <Pirsk/LanguageFile.h>
 

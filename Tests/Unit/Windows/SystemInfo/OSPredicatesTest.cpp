@@ -1,4 +1,4 @@
-#include "OSRecords.h"
+#include "Unit/Windows/SystemInfo/OSRecords.h"
 
 #include <Ondrel/OSInfo.h>
 
@@ -21,7 +21,7 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-#include "OSPredicateRows.inc"
+#include "Unit/Windows/SystemInfo/OSPredicateRows.inc"
 };
 
 /// What a condition is asked about.

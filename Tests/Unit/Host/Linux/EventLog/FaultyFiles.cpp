@@ -1,4 +1,4 @@
-#include "FaultyFiles.h"
+#include "Unit/Host/Linux/EventLog/FaultyFiles.h"
 
 #include <cerrno>
 #include <utility>

@@ -1,6 +1,6 @@
-#include "FaultyFiles.h"
 #include "Host/Linux/EventLog/Database.h"
 #include "Support/EventStoreFixture.h"
+#include "Unit/Host/Linux/EventLog/FaultyFiles.h"
 
 #include <gtest/gtest.h>
 

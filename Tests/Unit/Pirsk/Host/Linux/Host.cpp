@@ -1,4 +1,4 @@
-#include "Unit/Pirsk/Host.h"
+#include "Unit/Pirsk/Host/Host.h"
 
 #include <gtest/gtest.h>
 

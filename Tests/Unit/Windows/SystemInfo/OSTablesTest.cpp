@@ -1,4 +1,4 @@
-#include "OSRecords.h"
+#include "Unit/Windows/SystemInfo/OSRecords.h"
 #include "Windows/SystemInfo/ProductTable.h"
 
 #include <Ondrel/OSInfo.h>
@@ -24,7 +24,7 @@ struct FlagRow {
 };
 
 constexpr FlagRow kFlagRows[] = {
-#include "OSFlagRows.inc"
+#include "Unit/Windows/SystemInfo/OSFlagRows.inc"
 };
 
 struct ProductTextRow {
@@ -34,7 +34,7 @@ struct ProductTextRow {
 };
 
 constexpr ProductTextRow kProductRows[] = {
-#include "OSProductRows.inc"
+#include "Unit/Windows/SystemInfo/OSProductRows.inc"
 };
 
 TEST(OSTables, FlagsAreThoseOfTheList) {

@@ -1,5 +1,5 @@
-#include "FaultyFiles.h"
 #include "Support/EventStoreFixture.h"
+#include "Unit/Host/Linux/EventLog/FaultyFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "NVMeStatusRows.h"
+#include "Unit/NVMe/NVMeStatusRows.h"
 
 #include <Ondrel/NVMe.h>
 
