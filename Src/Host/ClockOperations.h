@@ -21,7 +21,8 @@ struct ClockOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 ClockOperations& Clock();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Time/Clock.cpp` or
+/// `Win32/Clock.cpp`.
 ClockOperations MakeClockOperations();
 
 }  // namespace Ondrel::Host

@@ -39,7 +39,8 @@ struct DeviceOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 DeviceOperations& Device();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Devices/DeviceProvider.cpp` or
+/// `Win32/DeviceProvider.cpp`.
 DeviceOperations MakeDeviceOperations();
 
 }  // namespace Ondrel::Host

@@ -35,7 +35,8 @@ struct DeviceSetupOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 DeviceSetupOperations& DeviceSetup();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Devices/DeviceSetupProvider.cpp` or
+/// `Win32/DeviceSetupProvider.cpp`.
 DeviceSetupOperations MakeDeviceSetupOperations();
 
 }  // namespace Ondrel::Host

@@ -72,7 +72,8 @@ struct EventLogOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 EventLogOperations& EventLog();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/EventLog/EventLogProvider.cpp` or
+/// `Win32/EventLogProvider.cpp`.
 EventLogOperations MakeEventLogOperations();
 
 }  // namespace Ondrel::Host

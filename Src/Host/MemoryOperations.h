@@ -7,7 +7,8 @@ namespace Ondrel::Host {
 
 /// The C library's heap, as far as a failure of it has a required outcome.
 ///
-/// All three have the meaning of their namesakes `malloc`, `realloc` and `free`.
+/// All three have the meaning of their namesakes `malloc`, `realloc` and `free`. `Tables.cpp`
+/// answers them alike on every host.
 struct MemoryOperations {
   std::function<void*(std::size_t size)> Allocate;
   std::function<void*(void* block, std::size_t size)> Reallocate;

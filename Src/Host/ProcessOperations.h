@@ -22,7 +22,8 @@ struct ProcessOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 ProcessOperations& Process();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Services/ProcessProvider.cpp` or
+/// `Win32/ProcessProvider.cpp`.
 ProcessOperations MakeProcessOperations();
 
 }  // namespace Ondrel::Host

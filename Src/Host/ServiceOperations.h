@@ -68,7 +68,8 @@ struct ServiceOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 ServiceOperations& Service();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Services/ServiceProvider.cpp` or
+/// `Win32/ServiceProvider.cpp`.
 ServiceOperations MakeServiceOperations();
 
 }  // namespace Ondrel::Host

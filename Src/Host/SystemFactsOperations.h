@@ -60,7 +60,8 @@ struct SystemFactsOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 SystemFactsOperations& SystemFacts();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/SystemFactsProvider.cpp` or
+/// `Win32/SystemFactsProvider.cpp`.
 SystemFactsOperations MakeSystemFactsOperations();
 
 }  // namespace Ondrel::Host

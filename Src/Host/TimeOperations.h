@@ -45,7 +45,8 @@ struct TimeOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 TimeOperations& Time();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Time/TimeProvider.cpp` or
+/// `Win32/TimeProvider.cpp`.
 TimeOperations MakeTimeOperations();
 
 }  // namespace Ondrel::Host

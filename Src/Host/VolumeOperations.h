@@ -95,7 +95,8 @@ struct VolumeOperations {
 /// The operations in force. A test may put another table in place; nothing else writes it.
 VolumeOperations& Volume();
 
-/// The operations as this host's provider gives them.
+/// The operations as this host's provider gives them: `Linux/Volumes/VolumeProvider.cpp` or
+/// `Win32/VolumeProvider.cpp`.
 VolumeOperations MakeVolumeOperations();
 
 }  // namespace Ondrel::Host
