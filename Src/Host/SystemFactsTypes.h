@@ -91,8 +91,6 @@ inline constexpr int SM_MEDIACENTER = 87;
 inline constexpr int SM_STARTER = 88;
 inline constexpr int SM_SERVERR2 = 89;
 
-inline constexpr unsigned int CP_ACP = 0;
-
 }  // namespace Ondrel
 
 #endif

@@ -54,6 +54,8 @@ inline constexpr DWORD EVENTLOG_SEEK_READ = 0x0002;
 inline constexpr DWORD EVENTLOG_FORWARDS_READ = 0x0004;
 inline constexpr DWORD EVENTLOG_BACKWARDS_READ = 0x0008;
 
+inline constexpr DWORD CP_ACP = 0;  ///< The host's narrow code page.
+
 inline constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x0100;
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x0200;
 inline constexpr DWORD FORMAT_MESSAGE_FROM_STRING = 0x0400;

@@ -35,8 +35,6 @@ inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 
 inline constexpr DWORD SEM_FAILCRITICALERRORS = 1;
 
-inline constexpr DWORD CP_ACP = 0;
-
 inline constexpr DWORD DRIVE_UNKNOWN = 0;
 inline constexpr DWORD DRIVE_NO_ROOT_DIR = 1;
 inline constexpr DWORD DRIVE_REMOVABLE = 2;
