@@ -118,7 +118,8 @@ const CGreedyElxT<0>* LeadingLoop(const ElxInterface* element) {
     return nullptr;
   }
   const auto* const loop = As<CGreedyElxT<0>>(element);
-  return loop != nullptr && loop->m_span > kLongerThanAnyText && loop->Characters() != nullptr
+  return loop != nullptr && !loop->IsRightToLeft() && loop->m_span > kLongerThanAnyText &&
+                 loop->Characters() != nullptr
              ? loop
              : nullptr;
 }

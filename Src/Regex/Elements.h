@@ -341,6 +341,9 @@ public:
     return m_character != nullptr ? m_character->Table() : nullptr;
   }
 
+  /// Whether it is a loop over characters from right to left.
+  bool IsRightToLeft() const { return m_character != nullptr && m_character->m_rightToLeft != 0; }
+
 protected:
   bool IsOverCharacter() const { return m_character != nullptr; }
 

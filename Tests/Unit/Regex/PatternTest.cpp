@@ -237,6 +237,13 @@ const Row kRightToLeftRows[] = {
     {"BackReferenceFromTheRight", "\\1(a|b)", "bba", {{0, 2}, {1, 2}}, FLAG_RIGHTTOLEFT},
     {"LookaheadFromTheRight", "a(?=b)", "abac", {{0, 1}}, FLAG_RIGHTTOLEFT},
     {"ReluctantFromTheRight", "a.*?z", "a1a2z", {{2, 5}}, FLAG_RIGHTTOLEFT},
+    {"LoneLoopOfAtLeastThreeFails", "\\w{3,}", "ab cd", {}, FLAG_RIGHTTOLEFT},
+    {"LoneLoopOfAtLeastThreeIsFoundFurtherLeft",
+     "\\w{3,}",
+     "abcd ef",
+     {{0, 4}},
+     FLAG_RIGHTTOLEFT},
+    {"LoneLoopOfAtLeastTwoOnOneCharacter", "a{2,}", "a", {}, FLAG_RIGHTTOLEFT},
     {"NamedGroupFromTheRight", "\\k<n>(?<n>a)", "aa", {{0, 2}, {1, 2}}, FLAG_RIGHTTOLEFT},
 };
 
