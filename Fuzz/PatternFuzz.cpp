@@ -12,7 +12,7 @@ bool MayRecur(const std::string& pattern) {
          pattern.find_first_of("R0123456789") != std::string::npos;
 }
 
-// How long a text may be: loops within and behind each other multiply, as often as there are any.
+// How long a text may be: loops within and after each other multiply, as often as there are any.
 std::size_t LongestText(const std::string& pattern) {
   const auto loops = std::count_if(pattern.begin(), pattern.end(), [](char character) {
     return std::string("*+?{").find(character) != std::string::npos;

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "Regex/Characters.h"
+
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -10,16 +11,6 @@
 #include <type_traits>
 
 namespace Pirsk::Regex {
-
-/// The upper-case form of a character as the C library's locale has it.
-inline char ToUpper(char character) {
-  return static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
-}
-
-/// The lower-case form of a character as the C library's locale has it.
-inline char ToLower(char character) {
-  return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-}
 
 /// A view of elements that somebody else owns.
 template <class T>
@@ -63,14 +54,14 @@ public:
 protected:
   static int Signed(T character) { return static_cast<signed char>(character); }
 
-  static constexpr T kEnd{};  // Behind a text.
+  static constexpr T kEnd{};  // After a text.
 
   T* m_data = nullptr;
   std::ptrdiff_t m_size = 0;
 };
 
 /// Elements of its own, on which the stacks of a match live. A `char` buffer made from text keeps a
-/// zero byte behind its size. Exhausted memory throws std::bad_alloc.
+/// zero byte after its size. Exhausted memory throws std::bad_alloc.
 template <class T>
 class CBufferT : public CBufferRefT<T> {
   static_assert(std::is_trivially_copyable_v<T>);
@@ -174,7 +165,7 @@ private:
     Reallocate(capacity);
   }
 
-  // The whole block moves: what stands behind the size is still looked at.
+  // The whole block moves: what lies beyond the size is still looked at.
   void Reallocate(std::ptrdiff_t capacity) {
     void* const data = std::realloc(static_cast<void*>(m_data), Bytes(capacity));
     if (data == nullptr) throw std::bad_alloc();

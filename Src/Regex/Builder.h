@@ -34,7 +34,7 @@ inline bool IsRightToLeft(std::uint32_t flags) { return (flags & FLAG_RIGHTTOLEF
 inline bool IgnoresCase(std::uint32_t flags) { return (flags & FLAG_IGNORECASE) != 0; }
 
 /// Reads one to three digits with white space around them, from `place` on; a fourth is left
-/// unread. False, with `place` at the first character that is neither, when there is no digit.
+/// unread. False, with `place` at the first character that is neither, where no digit stands.
 bool ReadDecimal(const std::string& text, std::size_t& place, std::int64_t& number);
 
 /// The number that a name is: one to three digits, with nothing but white space around them.

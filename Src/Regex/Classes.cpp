@@ -14,10 +14,10 @@ int Tests(int character) {
 
 int IsAscii(int character) { return character >= 0 && character <= 127 ? 1 : 0; }
 
-int IsBlank(int character) { return character == ' ' || character == '\t' ? 1 : 0; }
+int IsSpaceOrTab(int character) { return character == ' ' || character == '\t' ? 1 : 0; }
 
 struct PosixClass {
-  std::string_view name;  // With the colon behind it.
+  std::string_view name;  // With the colon after it.
   CPosixElxT<char>::Test test;
 };
 
@@ -34,7 +34,7 @@ constexpr PosixClass kPosixClasses[] = {
     {"space:", &Tests<std::isspace>},
     {"upper:", &Tests<std::isupper>},
     {"xdigit:", &Tests<std::isxdigit>},
-    {"blank:", &IsBlank},
+    {"blank:", &IsSpaceOrTab},
 };
 
 CPosixElxT<char>::Test PosixTest(std::string_view name) {

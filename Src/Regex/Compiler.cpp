@@ -4,31 +4,21 @@ namespace Pirsk::Regex {
 
 namespace {
 
-constexpr std::int64_t kUnbounded = 0x7FFFFFFF;
-
-bool IsOneOf(char c, const char* characters) {
-  return c != '\0' && std::strchr(characters, c) != nullptr;
-}
-
-bool IsBlank(char c) { return IsOneOf(c, " \t\n\v\f\r"); }
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-void SkipBlanks(const std::string& text, std::size_t& place) {
-  while (place < text.size() && IsBlank(text[place])) ++place;
+void SkipWhiteSpace(const std::string& text, std::size_t& place) {
+  while (place < text.size() && IsWhiteSpace(text[place])) ++place;
 }
 
 }  // namespace
 
 bool ReadDecimal(const std::string& text, std::size_t& place, std::int64_t& number) {
   constexpr int kMostDigits = 3;
-  SkipBlanks(text, place);
+  SkipWhiteSpace(text, place);
   if (place >= text.size() || !IsDigit(text[place])) return false;
   number = 0;
   for (int digits = 0; digits < kMostDigits && place < text.size() && IsDigit(text[place]);
        ++digits)
     number = number * 10 + (text[place++] - '0');
-  SkipBlanks(text, place);
+  SkipWhiteSpace(text, place);
   return true;
 }
 
@@ -62,9 +52,7 @@ void CPatternT::Clear() {
   m_stock = {};
   m_nesting = 0;
   m_deepest = 1;
-  m_beginnings = {};
-  m_leadingLoop = nullptr;
-  m_straightRoot = nullptr;
+  m_shortcuts = {};
 }
 
 void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_t flags) {
@@ -100,7 +88,7 @@ ElxInterface* CPatternT::MakeStock(std::size_t index) {
     const char* characters;
     bool isDirect;
   };
-  // White space differs on purpose: form feed and vertical tab count from right to left only.
+  // Intentional: form feed and vertical tab count as white space from right to left only.
   static constexpr Row kRows[] = {
       {"", "", false},           {"", "\n", false},          {"AZaz09", "_", true},
       {"AZaz09", "_", false},    {"", " \t\r\n", true},      {"", " \t\r\n", false},
@@ -142,7 +130,7 @@ ElxInterface* CPatternT::BuildList(std::uint32_t& flags) {
   if (isAtEnd()) return Stock(0);
   ElxInterface* const first = BuildRepeat(flags);
   if (isAtEnd()) return first;
-  // The direction is the one in force behind the first item; no letter changes it.
+  // The direction is the one in force after the first item; no letter changes it.
   CListElxT<0>* const list = Keep(std::make_unique<CListElxT<0>>(IsRightToLeft(flags)));
   list->m_items.Push(first);
   while (!isAtEnd()) list->m_items.Push(BuildRepeat(flags));
@@ -233,7 +221,7 @@ ElxInterface* CPatternT::BuildBoundary(std::uint32_t flags) {
   std::int32_t type = Boundary::kWordBoundary;
   switch (letter) {
     case 'A':
-      type = Boundary::kTextBegin;
+      type = Boundary::kTextStart;
       break;
     case 'z':
       type = Boundary::kTextEnd;
@@ -242,7 +230,7 @@ ElxInterface* CPatternT::BuildBoundary(std::uint32_t flags) {
       type = Boundary::kTextEndOrLastLineEnd;
       break;
     case '^':
-      type = isMultiline ? Boundary::kLineBegin : Boundary::kTextBegin;
+      type = isMultiline ? Boundary::kLineStart : Boundary::kTextStart;
       break;
     case '$':
       type = isMultiline ? Boundary::kLineEnd : Boundary::kTextEnd;

@@ -2,6 +2,7 @@
 
 #include "Regex/Buffer.h"
 
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -15,7 +16,7 @@ public:
   CBufferT<std::int64_t> m_captureIndex;  ///< Offset of a group's newest record; -1 for none.
   std::int64_t m_currentPosition = 0;
   std::int64_t m_beginPosition = 0;       ///< Where the current match began its search.
-  std::int64_t m_lastBeginPosition = -1;  ///< The begin position of the match before.
+  std::int64_t m_lastBeginPosition = -1;  ///< The begin position of the previous match.
   std::int64_t m_captureSerial = 0;
   std::int64_t m_recursionAllowance = 0;  ///< How many levels of recursion are left.
   const char* m_text = nullptr;           ///< Not owned.
@@ -81,11 +82,17 @@ struct Mark {
   }
 };
 
+struct Beginning;
+class CharacterElx;
+
 /// One element of a compiled pattern. Elements are only read while matching.
+///
+/// The operations below `MatchStraight` answer before any search what shortcuts (Shortcuts.h) want
+/// to know of an element. The answers here allow none.
 class ElxInterface {
 public:
-  /// Tries the element for the first time at the current position. On true the position stands
-  /// behind the match; on false nothing has changed.
+  /// Tries the element for the first time at the current position. On true the position is the end
+  /// of the match; on false nothing has changed.
   virtual bool Match(CMatchContext& context) const = 0;
 
   /// Asks a matched element for its next way of matching. On false it has undone itself: position
@@ -93,6 +100,39 @@ public:
   virtual bool MatchNext(CMatchContext& context) const = 0;
 
   virtual ~ElxInterface() = default;
+
+  /// As `Match`, for an element with one way: on false nothing need be undone, since the caller
+  /// throws away what is left.
+  virtual bool MatchStraight(CMatchContext& context) const { return Match(context); }
+
+  /// Whether its ways depend on the position alone, and an attempt that fails leaves nothing.
+  virtual bool IsPlain() const { return false; }
+
+  /// Whether it has at most one way to match at a position.
+  virtual bool HasOneWay() const { return false; }
+
+  /// Whether it takes no character and matches everywhere.
+  virtual bool IsTransparent() const { return false; }
+
+  /// Whether it matches at the start of the text alone.
+  virtual bool IsBoundToTextStart() const { return false; }
+
+  /// Itself where it takes one character; else null.
+  virtual const CharacterElx* AsCharacter() const { return nullptr; }
+
+  /// Adds the characters with which its match can begin. To be called where all that comes before
+  /// may be empty.
+  virtual void AddTo(Beginning& beginning) const;
+
+  /// Learns what a match of all that comes after it can begin with.
+  virtual void SetFollowing(const Beginning&) {}
+
+  /// Undoes `SetFollowing`, for this element alone.
+  virtual void ForgetFollowing() {}
+
+  /// The characters of the unbounded greedy loop that it begins with, from left to right; null
+  /// where it does not begin with one.
+  virtual const std::array<bool, 256>* LeadingRun() const { return nullptr; }
 };
 
 }  // namespace Pirsk::Regex

@@ -99,34 +99,34 @@ bool CBoundaryElxT<char>::Match(CMatchContext& context) const {
   const std::int64_t length = context.m_textLength;
   const std::int64_t position = context.m_currentPosition;
   const char before = position > 0 ? text[position - 1] : '\0';
-  const char behind = position < length ? text[position] : '\0';
+  const char after = position < length ? text[position] : '\0';
 
   bool holds = false;
   switch (m_type) {
-    case kTextBegin:
+    case kTextStart:
       holds = position < 1;
       break;
     case kTextEnd:
       holds = position >= length;
       break;
     case kTextEndOrLastLineEnd:
-      holds = position == length || (position == length - 1 && behind == '\n') ||
-              (position == length - 2 && behind == '\r' && text[position + 1] == '\n');
+      holds = position == length || (position == length - 1 && after == '\n') ||
+              (position == length - 2 && after == '\r' && text[position + 1] == '\n');
       break;
-    case kLineBegin:
-      holds = position < 1 || before == '\n' || (before == '\r' && behind != '\n');
+    case kLineStart:
+      holds = position < 1 || before == '\n' || (before == '\r' && after != '\n');
       break;
     case kLineEnd:
-      holds = position == length || behind == '\r' || (behind == '\n' && before != '\r');
+      holds = position == length || after == '\r' || (after == '\n' && before != '\r');
       break;
-    case kWordBegin:
-      holds = !IsWordCharacter(before) && IsWordCharacter(behind);
+    case kWordStart:
+      holds = !IsWordCharacter(before) && IsWordCharacter(after);
       break;
     case kWordEnd:
-      holds = IsWordCharacter(before) && !IsWordCharacter(behind);
+      holds = IsWordCharacter(before) && !IsWordCharacter(after);
       break;
     case kWordBoundary:
-      holds = IsWordCharacter(before) != IsWordCharacter(behind);
+      holds = IsWordCharacter(before) != IsWordCharacter(after);
       break;
     default:
       break;
@@ -201,13 +201,13 @@ bool CRangeElxT<char>::Contains(char character) const {
   for (std::ptrdiff_t i = 0; i < m_characters.Size(); ++i)
     if (m_characters[i] == character) return true;
   for (std::ptrdiff_t i = 0; i < m_embedded.Size(); ++i)
-    if (static_cast<const CharacterElx*>(m_embedded[i])->Takes(character)) return true;
+    if (m_embedded[i]->AsCharacter()->Takes(character)) return true;
   return false;
 }
 
 void CRangeElxT<char>::MakeTable() {
   for (std::ptrdiff_t i = 0; i < m_embedded.Size(); ++i)
-    if (static_cast<const CharacterElx*>(m_embedded[i])->Table() == nullptr) return;
+    if (m_embedded[i]->AsCharacter()->Table() == nullptr) return;
   for (unsigned int character = 0; character < m_table.size(); ++character)
     m_table[character] = Contains(static_cast<char>(character)) == (m_sense != 0);
   m_hasTable = true;

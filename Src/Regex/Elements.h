@@ -9,6 +9,9 @@
 
 namespace Pirsk::Regex {
 
+/// The maximum of a loop without one.
+inline constexpr std::int64_t kUnbounded = 0x7FFFFFFF;
+
 template <int>
 class CEmptyElxT;
 template <int>
@@ -52,6 +55,10 @@ class CEmptyElxT<0> final : public ElxInterface {
 public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  bool HasOneWay() const override { return true; }
+  bool IsTransparent() const override { return true; }
+  void AddTo(Beginning&) const override {}
 };
 
 /// Matches where the search began.
@@ -60,6 +67,9 @@ class CGlobalElxT<0> final : public ElxInterface {
 public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  bool HasOneWay() const override { return true; }
+  void AddTo(Beginning&) const override {}
 };
 
 /// The first of its branches that matches. Record: the branch.
@@ -68,6 +78,9 @@ class CAlternativeElxT<0> final : public ElxInterface {
 public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  void AddTo(Beginning& beginning) const override;
+  void SetFollowing(const Beginning& following) override;
 
   CBufferT<ElxInterface*> m_branches;
 
@@ -83,6 +96,7 @@ public:
   CAssertElxT(ElxInterface* inner, bool isDirect) : m_inner(inner), m_sense(isDirect ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  void AddTo(Beginning&) const override {}
 
   ElxInterface* m_inner;
   std::int32_t m_sense;
@@ -96,6 +110,7 @@ public:
       : m_group(group), m_rightToLeft(isRightToLeft ? 1 : 0), m_ignoreCase(ignoresCase ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool HasOneWay() const override { return true; }
 
   std::int64_t m_group;
   std::int32_t m_rightToLeft;
@@ -108,12 +123,12 @@ template <>
 class CBoundaryElxT<char> final : public ElxInterface {
 public:
   enum Type : std::int32_t {
-    kTextBegin = 0,
+    kTextStart = 0,
     kTextEnd = 1,
     kTextEndOrLastLineEnd = 2,
-    kLineBegin = 3,
+    kLineStart = 3,
     kLineEnd = 4,
-    kWordBegin = 5,
+    kWordStart = 5,
     kWordEnd = 6,
     kWordBoundary = 7,
   };
@@ -121,19 +136,27 @@ public:
   CBoundaryElxT(std::int32_t type, bool isDirect) : m_type(type), m_sense(isDirect ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  bool HasOneWay() const override { return true; }
+  bool IsBoundToTextStart() const override;
+  void AddTo(Beginning&) const override {}
 
   std::int32_t m_type;
   std::int32_t m_sense;
 };
 
-/// The begin or the end of a group. The pair lets a recursion enter an open group again without
-/// losing its outer begin.
+/// The start or the end of a group. The pair lets a recursion enter an open group again without
+/// losing its outer start.
 template <>
 class CBracketElxT<char> final : public ElxInterface {
 public:
   CBracketElxT(std::int64_t group, bool isClosing) : m_group(group), m_closing(isClosing ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  bool HasOneWay() const override { return true; }
+  bool IsTransparent() const override { return true; }
+  void AddTo(Beginning&) const override {}
 
   std::int64_t m_group;
   std::int32_t m_closing;
@@ -187,21 +210,25 @@ public:
   explicit CIndependentElxT(ElxInterface* inner) : m_inner(inner) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  void AddTo(Beginning& beginning) const override;
 
   ElxInterface* m_inner;
 };
 
-/// Its items one behind the other.
+/// Its items one after the other.
 template <>
 class CListElxT<0> final : public ElxInterface {
 public:
   explicit CListElxT(bool isRightToLeft) : m_rightToLeft(isRightToLeft ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
-
-  /// Tries the items one behind the other and undoes nothing on false. For a list of items that
-  /// have one way each, where the caller throws away what it leaves behind.
-  bool MatchStraight(CMatchContext& context) const;
+  bool MatchStraight(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  bool HasOneWay() const override;
+  bool IsBoundToTextStart() const override;
+  void AddTo(Beginning& beginning) const override;
+  void SetFollowing(const Beginning& following) override;
+  const std::array<bool, 256>* LeadingRun() const override;
 
   CBufferT<ElxInterface*> m_items;
   std::int32_t m_rightToLeft;
@@ -209,7 +236,7 @@ public:
 private:
   bool MatchFrom(std::ptrdiff_t index, CMatchContext& context) const;
 
-  // Goes back to the nearest item before `index` that has another way, and puts `index` behind it.
+  // Goes back to the nearest item before `index` that has another way, and puts `index` after it.
   bool RetryBefore(std::ptrdiff_t& index, CMatchContext& context) const {
     while (index > 0) {
       if (Item(index - 1)->MatchNext(context)) return true;
@@ -219,9 +246,13 @@ private:
   }
 
   // Items count in the order in which they are matched.
-  const ElxInterface* Item(std::ptrdiff_t index) const {
-    return m_items[m_rightToLeft != 0 ? m_items.Size() - 1 - index : index];
+  const ElxInterface* Item(std::ptrdiff_t index) const { return m_items[PlaceOf(index)]; }
+  std::ptrdiff_t PlaceOf(std::ptrdiff_t index) const {
+    return m_rightToLeft != 0 ? m_items.Size() - 1 - index : index;
   }
+
+  // The first item that is not transparent, from left to right; else null.
+  const ElxInterface* FirstDemand() const;
 };
 
 /// An element that takes one character and keeps no record.
@@ -236,6 +267,10 @@ public:
   virtual const std::array<bool, 256>* Table() const { return nullptr; }
 
   bool MatchNext(CMatchContext& context) const final;
+  bool IsPlain() const final { return true; }
+  bool HasOneWay() const final { return true; }
+  const CharacterElx* AsCharacter() const final { return this; }
+  void AddTo(Beginning& beginning) const final;
 
   std::int32_t m_rightToLeft;
 };
@@ -292,6 +327,9 @@ public:
         m_ignoreCase(ignoresCase ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  bool HasOneWay() const override { return true; }
+  void AddTo(Beginning& beginning) const override;
 
   CBufferT<char> m_text;
   std::int32_t m_rightToLeft;
@@ -308,6 +346,8 @@ public:
   CRepeatElxT(ElxInterface* inner, std::int64_t count) : m_inner(inner), m_count(count) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return true; }
+  void AddTo(Beginning& beginning) const override;
 
   ElxInterface* m_inner;
   std::int64_t m_count;
@@ -325,16 +365,13 @@ private:
 /// and may leave out ends at which that which follows cannot match.
 class CharacterLoop {
 public:
-  explicit CharacterLoop(const ElxInterface* inner)
-      : m_character(dynamic_cast<const CharacterElx*>(inner)) {}
-  virtual ~CharacterLoop() = default;
+  explicit CharacterLoop(const ElxInterface* inner) : m_character(inner->AsCharacter()) {}
 
   /// Only ends before one of these characters are offered from now on. Of no effect where the loop
   /// is one over another element.
-  void SetFollowing(const std::array<bool, 256>& characters);
+  void OfferOnlyBefore(const std::array<bool, 256>& characters);
 
-  /// All ends are offered again.
-  void ForgetFollowing() { m_hasFollowing = false; }
+  void OfferAll() { m_hasFollowing = false; }
 
   /// The characters of the loop where they are known before the search; else null.
   const std::array<bool, 256>* Characters() const {
@@ -382,6 +419,9 @@ public:
   CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span);
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  void SetFollowing(const Beginning& following) override;
+  void ForgetFollowing() override { OfferAll(); }
+  const std::array<bool, 256>* LeadingRun() const override;
 
   std::int64_t m_span;
 
@@ -401,6 +441,8 @@ public:
       : CRepeatElxT<0>(inner, minimum), CharacterLoop(inner), m_span(span) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  void SetFollowing(const Beginning& following) override;
+  void ForgetFollowing() override { OfferAll(); }
 
   std::int64_t m_span;
 
@@ -417,6 +459,7 @@ public:
   using CGreedyElxT<0>::CGreedyElxT;
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool IsPlain() const override { return false; }  // What it captured stays.
 };
 
 }  // namespace Pirsk::Regex

@@ -4,11 +4,7 @@ namespace Pirsk::Regex {
 
 namespace {
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-// The flag of a letter; 0 for a letter that is none.
+// The flag of a letter; 0 for any other letter.
 std::uint32_t FlagOf(char letter) {
   switch (letter) {
     case 's':
@@ -175,7 +171,7 @@ ElxInterface* CPatternT::BuildCondition(std::uint32_t& flags) {
   return condition;
 }
 
-// Behind "R", or at the digits.
+// After "R", or at the digits.
 ElxInterface* CPatternT::BuildRecursion() {
   CDelegateElxT<char>* const recursion = Keep(std::make_unique<CDelegateElxT<char>>(0));
   const char first = m_lexer.current.character;
@@ -191,11 +187,11 @@ ElxInterface* CPatternT::BuildRecursion() {
   return recursion;
 }
 
-// At the letters, or at the colon behind none.
+// At the letters, or at the colon without any.
 ElxInterface* CPatternT::BuildFlags(std::uint32_t& flags) {
   std::uint32_t changed = flags;
   bool isOn = true;
-  while (IsBlank(m_lexer.current.character)) NextToken();
+  while (IsWhiteSpace(m_lexer.current.character)) NextToken();
   for (;; NextToken()) {
     const Token& token = m_lexer.current;
     if (token.IsEnd() || token.Is(')')) {

@@ -12,12 +12,12 @@
 /// *Tokens.* The scanner (Scanner.cpp) cuts the pattern text into tokens: a character that is
 /// either a literal or a control token, and its place. Four are in view at a time, previous,
 /// current, next and after-next, so that the grammar never has to go back. What a character means
-/// depends on whether it stands in brackets, in a quotation, or behind a backslash.
+/// depends on whether it stands in brackets, in a quotation, or after a backslash.
 ///
 /// *Grammar.* The compiler (Compiler.cpp) reads the tokens by one operation for each rule:
 /// an alternative of lists of repeated simple items, where an item is a string, a class, a
-/// boundary, a back reference or a group. Every text compiles: what is malformed has a told
-/// meaning, and nothing is ever reported.
+/// boundary, a back reference or a group. Every text compiles: what is malformed has a
+/// meaning too, and nothing is ever refused.
 ///
 /// *Elements.* Each construct becomes one object with two operations: `Match` tries it at the
 /// current position, `MatchNext` asks it for its next way or undoes it. A list goes forward by the
@@ -29,10 +29,8 @@
 /// keep its captures. Records nest as the calls do. Both grow by doubling and are used again, so
 /// that no step allocates, and a long text does not deepen the call stack.
 ///
-/// *The search* (Search.cpp) tries the root at one position after the other. Shortcuts show in
-/// nothing but time: it passes over positions at which no match can begin, and in patterns of
-/// lists, branches, groups and loops alone, in which an attempt that fails leaves nothing behind, a
-/// loop over one character leaves out ends at which that which follows cannot begin.
+/// *The search* (Search.cpp) tries the root at one position after the other. What it leaves out by
+/// shortcuts (Shortcuts.h) shows in nothing but time.
 ///
 /// *Bounds.* Call depth follows the nesting of groups in the pattern, of which at most
 /// `kDeepestNesting` count: the text from a deeper group on is ignored as if the pattern ended
@@ -41,7 +39,7 @@
 /// into recursions a match may nest deeper, up to the same number of groups. Counts and
 /// group numbers are at most 999. A greedy loop offers each end that it reaches by going back into
 /// an iteration only once, so that it tries at most as many ends as the text has positions, for
-/// each way in which it is entered; nested loops and loops behind each other multiply. The time of
+/// each way in which it is entered; nested loops and loops after each other multiply. The time of
 /// a search has no other bound.
 namespace Pirsk::Regex {
 
@@ -74,8 +72,8 @@ public:
   /// Clears the object and compiles anew. The text is not needed any more afterwards.
   void Compile(const char* pattern, std::ptrdiff_t length, std::uint32_t flags = 0);
 
-  /// Searches a text from `start` on; a negative start is the text's begin, or its end for a
-  /// pattern from right to left. With a context the search can be taken up again behind its match.
+  /// Searches a text from `start` on; a negative start is the text's start, or its end for a
+  /// pattern from right to left. With a context the search can be taken up again after its match.
   CMatchResult Match(const char* text, std::int64_t length, std::int64_t start = -1,
                      CMatchContext* context = nullptr) const;
 
@@ -87,7 +85,7 @@ public:
   CMatchContext* PrepareMatch(const char* text, std::int64_t length, std::int64_t start = -1,
                               CMatchContext* context = nullptr) const;
 
-  /// The first match of a prepared context, or the one behind its last.
+  /// The first match of a prepared context, or the one after its last.
   CMatchResult Match(CMatchContext& context) const;
 
   /// The highest group number in use.
@@ -131,12 +129,14 @@ private:
 
   static constexpr std::size_t kStockCount = 17;
 
-  /// Characters with which a match can begin, told before the search.
-  struct Beginnings {
-    bool isKnown = false;
-    bool isTextBegin = false;  // Only at the begin of the text, from left to right.
-    std::array<bool, 256> set{};
-    std::int32_t only = -1;  // The one character of the set, where it has one.
+  /// What a search may leave out; Shortcuts.h says what each demands.
+  struct Shortcuts {
+    bool isBeginningKnown = false;
+    std::array<bool, 256> beginning{};  // The characters that a match can begin with.
+    std::int32_t onlyBeginning = -1;    // The one of them, where it is one.
+    bool isBoundToTextStart = false;
+    bool isStraight = false;
+    const std::array<bool, 256>* leadingRun = nullptr;
   };
 
   void Clear();
@@ -194,11 +194,12 @@ private:
   void ResolveNames();
   std::int64_t GetNamedNumber(const CBufferT<char>& name, std::ptrdiff_t before) const;
 
-  // Search.cpp
+  // Shortcuts.cpp
   void FindShortcuts();
-  bool LeavesNothingBehind() const;
   std::int64_t NextPosition(const CMatchContext& context) const;
   std::int64_t PassOver(const CMatchContext& context) const;
+
+  // Search.cpp
   bool MatchHere(CMatchContext& context) const;
   CMatchResult MakeResult(const CMatchContext& context) const;
 
@@ -218,9 +219,7 @@ private:
   std::array<ElxInterface*, kStockCount> m_stock{};
   std::int64_t m_nesting = 0;
   std::int64_t m_deepest = 1;
-  Beginnings m_beginnings;
-  const CGreedyElxT<0>* m_leadingLoop = nullptr;  // Where it fails, it fails to its end.
-  const CListElxT<0>* m_straightRoot = nullptr;   // The root, where its items have one way each.
+  Shortcuts m_shortcuts;
 };
 
 }  // namespace Pirsk::Regex

@@ -36,7 +36,7 @@ bool CRepeatElxT<0>::MatchFrom(std::int64_t done, CMatchContext& context) const 
 
 // ---- Over one character
 
-void CharacterLoop::SetFollowing(const std::array<bool, 256>& characters) {
+void CharacterLoop::OfferOnlyBefore(const std::array<bool, 256>& characters) {
   if (m_character == nullptr) return;
   m_following = characters;
   m_hasFollowing = true;

@@ -6,12 +6,6 @@ namespace {
 
 constexpr int kHexadecimal = 16;
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool IsOneOf(char c, const char* characters) {
-  return c != '\0' && std::strchr(characters, c) != nullptr;
-}
-
 // The value of a hexadecimal digit, or -1.
 int HexadecimalValue(char c) {
   if (IsDigit(c)) return c - '0';
@@ -40,7 +34,7 @@ void CPatternT::EndPattern() {
   for (int slot = 0; slot < 3; ++slot) NextToken();
 }
 
-// The character at a place of the pattern; 0 behind its end.
+// The character at a place of the pattern; 0 after its end.
 char CPatternT::PatternAt(std::int64_t position) const {
   return position < m_pattern.Size() ? m_pattern[position] : '\0';
 }

@@ -1,4 +1,3 @@
-#include "Regex/Beginning.h"
 #include "Regex/Builder.h"
 
 namespace Pirsk::Regex {
@@ -6,8 +5,6 @@ namespace Pirsk::Regex {
 namespace {
 
 constexpr std::int64_t kRecursionAllowance = 100;
-
-std::int64_t StepOf(std::uint32_t flags) { return IsRightToLeft(flags) ? -1 : 1; }
 
 }  // namespace
 
@@ -47,7 +44,7 @@ CMatchResult CPatternT::Match(const char* text) const {
 
 CMatchResult CPatternT::Match(CMatchContext& context) const {
   if (m_root == nullptr) return {};
-  const std::int64_t step = StepOf(m_flags);
+  const std::int64_t step = IsRightToLeft(m_flags) ? -1 : 1;
   const std::int64_t stop = IsRightToLeft(m_flags) ? -1 : context.m_textLength + 1;
   for (;;) {
     context.m_currentPosition = PassOver(context);
@@ -58,7 +55,7 @@ CMatchResult CPatternT::Match(CMatchContext& context) const {
 
   context.m_captureStack[CMatchContext::kEnd] = context.m_currentPosition;
   CMatchResult result = MakeResult(context);
-  // Repeated matching must not stand still behind an empty match.
+  // Repeated matching must not stand still after an empty match.
   if (context.m_captureStack[CMatchContext::kBegin] == context.m_currentPosition)
     context.m_currentPosition += step;
   context.m_lastBeginPosition = context.m_beginPosition;
@@ -77,9 +74,9 @@ bool CPatternT::MatchHere(CMatchContext& context) const {
   context.m_captureIndex.Restore(m_groupCount + 1);
   context.m_captureIndex[0] = 0;
   for (std::ptrdiff_t group = 1; group <= m_groupCount; ++group) context.m_captureIndex[group] = -1;
-  if (m_straightRoot == nullptr) return m_root->Match(context);
+  if (!m_shortcuts.isStraight) return m_root->Match(context);
   const std::int64_t position = context.m_currentPosition;
-  if (m_straightRoot->MatchStraight(context)) return true;
+  if (m_root->MatchStraight(context)) return true;
   context.m_currentPosition = position;
   return false;
 }
@@ -98,82 +95,6 @@ CMatchResult CPatternT::MakeResult(const CMatchContext& context) const {
     result[2 * group + 3] = std::max(begin, end);
   }
   return result;
-}
-
-// ---- Shortcuts
-
-bool CPatternT::LeavesNothingBehind() const {
-  for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) {
-    const ElxInterface* const element = m_objects[i];
-    if (dynamic_cast<const CBackrefElxT<char>*>(element) != nullptr ||
-        dynamic_cast<const CDelegateElxT<char>*>(element) != nullptr ||
-        dynamic_cast<const CConditionElxT<char>*>(element) != nullptr ||
-        dynamic_cast<const CAssertElxT<0>*>(element) != nullptr ||
-        dynamic_cast<const CIndependentElxT<0>*>(element) != nullptr ||
-        dynamic_cast<const CPossessiveElxT<0>*>(element) != nullptr)
-      return false;
-  }
-  return true;
-}
-
-void CPatternT::ForgetShortcuts() {
-  m_beginnings = {};
-  m_leadingLoop = nullptr;
-  m_straightRoot = nullptr;
-  for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i)
-    if (auto* const loop = dynamic_cast<CharacterLoop*>(m_objects[i])) loop->ForgetFollowing();
-}
-
-void CPatternT::FindShortcuts() {
-  if (HasOneWay(m_root)) m_straightRoot = dynamic_cast<const CListElxT<0>*>(m_root);
-  if (LeavesNothingBehind()) {
-    Beginning anything;
-    anything.isUnknown = true;
-    TellLoopsWhatFollows(m_root, anything);
-    m_leadingLoop = LeadingLoop(m_root);
-  }
-  Beginning beginning;
-  beginning.Add(m_root, IsRightToLeft(m_flags));
-  m_beginnings.isTextBegin = !IsRightToLeft(m_flags) && IsBoundToTextBegin(m_root);
-  if (beginning.mayBeEmpty || beginning.isUnknown) return;
-  m_beginnings.isKnown = true;
-  m_beginnings.set = beginning.set;
-  const auto count = std::count(beginning.set.begin(), beginning.set.end(), true);
-  if (count == 1)
-    m_beginnings.only = static_cast<std::int32_t>(
-        std::find(beginning.set.begin(), beginning.set.end(), true) - beginning.set.begin());
-}
-
-// The position to try behind one at which nothing matched. A loop that the pattern begins with has
-// offered all ends of its characters: from a later one of them it offers no other.
-std::int64_t CPatternT::NextPosition(const CMatchContext& context) const {
-  const std::int64_t position = context.m_currentPosition;
-  if (m_leadingLoop == nullptr) return position + StepOf(m_flags);
-  const std::array<bool, 256>& characters = *m_leadingLoop->Characters();
-  std::int64_t end = position;
-  const std::int64_t last = std::min(context.m_textLength, position + m_leadingLoop->m_span);
-  while (end < last && characters[static_cast<unsigned char>(context.m_text[end])]) ++end;
-  return std::max(end, position + 1);
-}
-
-// The next position, this one included, at which a match can begin; else the stop position.
-std::int64_t CPatternT::PassOver(const CMatchContext& context) const {
-  std::int64_t position = context.m_currentPosition;
-  const std::int64_t length = context.m_textLength;
-  const auto* const text = reinterpret_cast<const unsigned char*>(context.m_text);
-  if (m_beginnings.isTextBegin && position >= 1) return length + 1;
-  if (!m_beginnings.isKnown) return position;
-  if (IsRightToLeft(m_flags)) {
-    while (position > 0 && !m_beginnings.set[text[position - 1]]) --position;
-    return position > 0 ? position : -1;
-  }
-  if (m_beginnings.only >= 0 && position < length) {
-    const void* const found = std::memchr(text + position, m_beginnings.only,
-                                          static_cast<std::size_t>(length - position));
-    return found != nullptr ? static_cast<const unsigned char*>(found) - text : length + 1;
-  }
-  while (position < length && !m_beginnings.set[text[position]]) ++position;
-  return position < length ? position : length + 1;
 }
 
 }  // namespace Pirsk::Regex

@@ -54,7 +54,7 @@ const Row kRows[] = {
     {"ExactCountSwallowsASuffix", "(?:ab|a){1}+b", "ab", {{0, 2}}, Spans{}},
     {"DollarIsTheVeryEnd", "a$", "a\n", {}, Spans{{0, 1}}},
     {"LastLineEndMayBeOfTwoCharacters", "a\\Z", "a\r\n", {{0, 1}}, Spans{}},
-    {"FormFeedIsNoWhiteSpace", "\\s", "\f", {}, Spans{{0, 1}}},
+    {"FormFeedIsNotWhiteSpace", "\\s", "\f", {}, Spans{{0, 1}}},
     {"ClassStandsAlone", "[:digit:]", "g7", {{1, 2}}, std::nullopt},
     {"BracketsMayBeEmpty", "[]a]", "a]", {}, Spans{{0, 1}}},
     {"ReversedClassRangeIsEmpty", "[z-a]|q", "zaq", {{2, 3}}, std::nullopt},

@@ -60,7 +60,7 @@ public:
     if (m_code) m_match.reset(pcre2_match_data_create_from_pattern(m_code.get(), nullptr));
   }
 
-  /// Whether it is no pattern to this engine.
+  /// Whether this engine does not take it for a pattern.
   bool IsRefused() const { return !m_code; }
 
   Spans Find(const std::string& text) const {

@@ -200,8 +200,8 @@ GroupFacts FactsOf(const std::string& pattern) {
     } else if (pattern[i] == ')') {
       const Bracket closed = open.back();
       open.pop_back();
-      const std::size_t behind = i + 1;
-      const bool isPossessive = pattern.compare(behind, 2, "*+") == 0;
+      const std::size_t after = i + 1;
+      const bool isPossessive = pattern.compare(after, 2, "*+") == 0;
       if (closed.isOneWay || isPossessive)
         for (int group = closed.groupsBefore + 1; group <= groups; ++group) oneWay.push_back(group);
       if (closed.isNegation && groups > closed.groupsBefore) facts.hasGroupInNegation = true;
@@ -225,7 +225,7 @@ std::vector<Expression> AllExpressions(int size) {
     std::vector<Expression> made;
     for (const Expression& inner : ofSize[static_cast<std::size_t>(n) - 1]) {
       made.push_back(Group(inner));
-      // Engines do not agree on what a quantifier behind an anchor or another one is.
+      // Engines do not agree on what a quantifier after an anchor or another one is.
       const bool isAnchor = inner.mayBeEmpty && inner.text.size() == 1;
       if (inner.precedence != Expression::kAtom || isAnchor) continue;
       for (const Quantifier& quantifier : kQuantifiers) made.push_back(Repeated(inner, quantifier));

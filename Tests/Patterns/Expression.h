@@ -22,7 +22,7 @@ struct Expression {
   bool isCharacter = false;     ///< It always takes one character, in one way.
   bool hasChoice = false;       ///< It may have another way to go back to.
   int shortest = 0;             ///< How many characters it takes at least.
-  int longest = 0;              ///< And at most; `kAnyLength` for more than can be told.
+  int longest = 0;              ///< And at most; `kAnyLength` for more than can be known.
   bool hasEmptyLoop = false;    ///< A loop over choices or groups that may be empty.
   bool hasLengthsLoop = false;  ///< A loop over choices of several lengths.
   bool hasGroupLoop = false;    ///< A group that is repeated.

@@ -94,7 +94,7 @@ TEST(Peers, RandomPatternsMatchAsPcre2) {
   for (std::size_t i = 0; i < 100'000; i += kShare) {
     const Expression expression = RandomExpression(random, 4 + static_cast<int>(random() % 10));
     const Pcre2 other(expression.text);
-    // A reference to a group that there is none of.
+    // A reference to a group that does not exist.
     if (other.IsRefused()) continue;
     const Own own(expression.text);
     for (int question = 0; question < 20; ++question) {

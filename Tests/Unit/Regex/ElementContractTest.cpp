@@ -1,4 +1,5 @@
 #include "Regex/Pattern.h"
+#include "Regex/Shortcuts.h"
 
 #include <gtest/gtest.h>
 
@@ -73,6 +74,35 @@ TEST_P(ElementContract, FalseMatchNextLeavesWhatWasBeforeItsMatch) {
           << source << " on \"" << text << "\" from " << start;
     }
   }
+}
+
+/// An element that answers nothing of what shortcuts ask.
+class NewElement final : public ElxInterface {
+public:
+  bool Match(CMatchContext&) const override { return true; }
+  bool MatchNext(CMatchContext&) const override { return false; }
+};
+
+TEST(ShortcutAnswers, OfAnElementThatGivesNoneAllowNothing) {
+  const NewElement element;
+  Beginning beginning;
+  beginning.Add(element);
+  EXPECT_TRUE(beginning.isUnknown);
+  EXPECT_FALSE(element.IsPlain());
+  EXPECT_FALSE(element.HasOneWay());
+  EXPECT_FALSE(element.IsTransparent());
+  EXPECT_FALSE(element.IsBoundToTextStart());
+  EXPECT_EQ(element.AsCharacter(), nullptr);
+  EXPECT_EQ(element.LeadingRun(), nullptr);
+}
+
+TEST(ShortcutAnswers, ElementsThatKeepCapturesOrReadThemAreNotPlain) {
+  for (const char* const pattern :
+       {"(?=a)", "(?!a)", "(?<=a)", "(?>a)", "(?R)", "(?1)", "a*+", "\\1", "(?(1)a)"})
+    EXPECT_FALSE(CPatternT(pattern).Root()->IsPlain()) << pattern;
+  for (const char* const pattern : {"a", "ab", "", "(a)", "[ab]", "[:alpha:]", "a|b", "a*", "a*?",
+                                    "a{2}", "^", "\\b", "(?g)\\G"})
+    EXPECT_TRUE(CPatternT(pattern).Root()->IsPlain()) << pattern;
 }
 
 INSTANTIATE_TEST_SUITE_P(Directions, ElementContract, testing::Values(0U, 16U));

@@ -66,7 +66,7 @@ const Row kCountRows[] = {
     {"Between", "a{1,3}", "aaaa", {{0, 3}}},
     {"BetweenReluctantly", "a{1,3}?", "aaaa", {{0, 1}}},
     {"BetweenPossessively", "a{1,3}+a", "aaa", {}},
-    {"BlanksInBraces", "a{ 1 , 2 }", "aaa", {{0, 2}}},
+    {"SpacesInBraces", "a{ 1 , 2 }", "aaa", {{0, 2}}},
     {"UnendedBraces", "a{2", "aaa", {{0, 2}}},
     {"QuantifierWithNothingBeforeItIsALiteral", "*a", "x*a", {{1, 3}}},
     {"SecondQuantifierIsALiteral", "a**", "aa**", {{0, 3}}},
@@ -87,10 +87,10 @@ const Row kSyntaxRows[] = {
     {"AlternativeGoesOn", "(a|ab)c", "abc", {{0, 3}, {0, 2}}},
     {"CommentIsSkipped", "a(?#any thing)b", "ab", {{0, 2}}},
     {"UnendedCommentDeliversTheTokenBeforeAgain", "ab(?#x", "abb", {{0, 3}}},
-    {"ExtendedSkipsBlanksAndComments", "a b # c", "ab", {{0, 2}}, FLAG_EXTENDED},
+    {"ExtendedSkipsSpacesAndComments", "a b # c", "ab", {{0, 2}}, FLAG_EXTENDED},
     {"ExtendedCommentEndsWithItsLine", "a#x\nb", "ab", {{0, 2}}, FLAG_EXTENDED},
-    {"ExtendedSkipsBlanksInClassesToo", "[ ]", " ", {}, FLAG_EXTENDED},
-    {"BlanksCountWithoutExtended", "a b # c", "a b # c", {{0, 7}}},
+    {"ExtendedSkipsSpacesInClassesToo", "[ ]", " ", {}, FLAG_EXTENDED},
+    {"SpacesCountWithoutExtended", "a b # c", "a b # c", {{0, 7}}},
     {"QuotedTextIsLiteral", "\\Qa.b\\E.", "a.bc", {{0, 4}}},
     {"UnendedQuoteGoesToTheEnd", "\\Qa.", "a.", {{0, 2}}},
     {"UpperCaseQuote", "\\Uab\\Eab", "ABab", {{0, 4}}},
@@ -112,9 +112,9 @@ const Row kSyntaxRows[] = {
 
 const Row kClassRows[] = {
     {"DashAtTheEnd", "[a-]+", "x-a", {{1, 3}}},
-    {"DashAtTheBegin", "[-a]+", "x-a", {{1, 3}}},
+    {"DashAtTheStart", "[-a]+", "x-a", {{1, 3}}},
     {"ReversedRangeNeverMatches", "[z-a]", "zma", {}},
-    {"DashBehindAClassLetter", "[\\d-x]+", "a1-x", {{1, 4}}},
+    {"DashAfterAClassLetter", "[\\d-x]+", "a1-x", {{1, 4}}},
     {"DashBeforeAClassLetter", "[a-\\d]+", "b-a7", {{1, 4}}},
     {"UnknownPosixNameIsASet", "[:foo:]+", "xf:o", {{1, 4}}},
     {"PosixClassAlone", "[:digit:]", "a1", {{1, 2}}},
@@ -149,7 +149,7 @@ const Row kClassRows[] = {
     {"Digits", "\\d+", "a09b", {{1, 3}}},
     {"NoDigits", "\\D+", "0ab1", {{1, 3}}},
     {"WhiteSpace", "\\s+", "a \t\r\nb", {{1, 5}}},
-    {"FormFeedIsNoWhiteSpaceFromLeftToRight", "\\s", "\f\v", {}},
+    {"FormFeedIsNotWhiteSpaceFromLeftToRight", "\\s", "\f\v", {}},
     {"FormFeedIsWhiteSpaceFromRightToLeft", "\\s+", "a\f\v", {{1, 3}}, FLAG_RIGHTTOLEFT},
     {"NoWhiteSpace", "\\S+", " \fx ", {{1, 3}}},
     {"NoWhiteSpaceFromRightToLeft", "\\S+", "\fx ", {{1, 2}}, FLAG_RIGHTTOLEFT},
@@ -184,8 +184,8 @@ const Row kGroupRows[] = {
     {"NamesInEitherCaseAreOneGroup", "(?<n>a)(?<N>b)", "ab", {{0, 2}, {1, 2}}},
     {"NameOfGroupsThatAreOne", "(?<n>a)(?<N>b)\\k<n>", "abb", {{0, 3}, {1, 2}}},
     {"NamesInQuotes", "(?'n'a)\\k'n'", "aa", {{0, 2}, {0, 1}}},
-    {"NamesBehindP", "(?P<n>a)(?P'm'b)\\g<m>", "abb", {{0, 3}, {0, 1}, {1, 2}}},
-    {"NamedGroupsComeBehindTheOthers", "(?<n>a)(b)", "ab", {{0, 2}, {1, 2}, {0, 1}}},
+    {"NamesAfterP", "(?P<n>a)(?P'm'b)\\g<m>", "abb", {{0, 3}, {0, 1}, {1, 2}}},
+    {"NamedGroupsComeAfterTheOthers", "(?<n>a)(b)", "ab", {{0, 2}, {1, 2}, {0, 1}}},
     {"NumericNameIsANumber", "(?<3>a)\\3", "aa", {{0, 2}, {-1, -1}, {-1, -1}, {0, 1}}},
     {"NumericNameOfAReference", "(a)\\k< 1 >", "aa", {{0, 2}, {0, 1}}},
     {"UnknownNameFails", "(a)\\k<m>", "aa", {}},
@@ -212,14 +212,14 @@ const Row kGroupRows[] = {
 };
 
 const Row kBoundaryRows[] = {
-    {"TextBegin", "\\Ab", "ab", {}},
+    {"TextStart", "\\Ab", "ab", {}},
     {"TextEnd", "a\\z", "a\n", {}},
     {"TextEndBeforeALastLineFeed", "a\\Z", "a\n", {{0, 1}}},
     {"TextEndBeforeALastCarriageReturnLineFeed", "a\\Z", "a\r\n", {{0, 1}}},
     {"DollarNeedsTheEnd", "a$", "a\n", {}},
-    {"CaretNeedsTheBegin", "^b", "a\nb", {}},
+    {"CaretNeedsTheStart", "^b", "a\nb", {}},
     {"CaretAtALine", "^b", "a\nb", {{2, 3}}, FLAG_MULTILINE},
-    {"CaretBehindACarriageReturn", "^b", "a\rb", {{2, 3}}, FLAG_MULTILINE},
+    {"CaretAfterACarriageReturn", "^b", "a\rb", {{2, 3}}, FLAG_MULTILINE},
     {"CaretNotWithinALineEnd", "^\n", "a\r\n", {}, FLAG_MULTILINE},
     {"DollarAtALine", "a$", "a\nb", {{0, 1}}, FLAG_MULTILINE},
     {"DollarBeforeACarriageReturn", "a$", "a\r\nb", {{0, 1}}, FLAG_MULTILINE},
@@ -227,22 +227,18 @@ const Row kBoundaryRows[] = {
     {"WordBoundary", "\\bfoo\\b", "afoo foo", {{5, 8}}},
     {"NoWordBoundary", "\\Bo", "o oo", {{3, 4}}},
     {"GlobalWithoutItsFlagIsNothing", "a\\Gb", "ab", {{0, 2}}},
-    {"GlobalNeedsTheBeginOfTheSearch", "a\\Gb|\\Gc", "ac", {}, FLAG_GLOBAL},
+    {"GlobalNeedsTheStartOfTheSearch", "a\\Gb|\\Gc", "ac", {}, FLAG_GLOBAL},
 };
 
 const Row kRightToLeftRows[] = {
-    {"SearchBeginsAtTheEnd", "ab", "abab", {{2, 4}}, FLAG_RIGHTTOLEFT},
+    {"SearchStartsAtTheEnd", "ab", "abab", {{2, 4}}, FLAG_RIGHTTOLEFT},
     {"GreedyFromTheRight", "(a+)(a+)", "aaa", {{0, 3}, {0, 1}, {1, 3}}, FLAG_RIGHTTOLEFT},
     {"SpansAreAscending", "(a)(b)", "ab", {{0, 2}, {0, 1}, {1, 2}}, FLAG_RIGHTTOLEFT},
     {"BackReferenceFromTheRight", "\\1(a|b)", "bba", {{0, 2}, {1, 2}}, FLAG_RIGHTTOLEFT},
     {"LookaheadFromTheRight", "a(?=b)", "abac", {{0, 1}}, FLAG_RIGHTTOLEFT},
     {"ReluctantFromTheRight", "a.*?z", "a1a2z", {{2, 5}}, FLAG_RIGHTTOLEFT},
     {"LoneLoopOfAtLeastThreeFails", "\\w{3,}", "ab cd", {}, FLAG_RIGHTTOLEFT},
-    {"LoneLoopOfAtLeastThreeIsFoundFurtherLeft",
-     "\\w{3,}",
-     "abcd ef",
-     {{0, 4}},
-     FLAG_RIGHTTOLEFT},
+    {"LoneLoopOfAtLeastThreeIsFoundFurtherLeft", "\\w{3,}", "abcd ef", {{0, 4}}, FLAG_RIGHTTOLEFT},
     {"LoneLoopOfAtLeastTwoOnOneCharacter", "a{2,}", "a", {}, FLAG_RIGHTTOLEFT},
     {"NamedGroupFromTheRight", "\\k<n>(?<n>a)", "aa", {{0, 2}, {1, 2}}, FLAG_RIGHTTOLEFT},
 };
@@ -286,7 +282,7 @@ TEST(PatternSearch, StartBeyondTheTextIsItsEndFromRightToLeft) {
   EXPECT_THAT(SpansOf(pattern.Match("ab", 2, 1)), IsEmpty());
 }
 
-TEST(PatternSearch, GlobalHoldsBehindTheLastMatchAlone) {
+TEST(PatternSearch, GlobalHoldsAfterTheLastMatchAlone) {
   const CPatternT pattern("\\Ga", FLAG_GLOBAL);
   CMatchContext context;
   EXPECT_THAT(SpansOf(pattern.Match("aaba", 4, -1, &context)), ElementsAre(Pair(0, 1)));
