@@ -25,7 +25,7 @@ using Ondrel::FindStatusTransitionPD;
 constexpr std::size_t kQuestions = 4096;
 
 struct LogicalDrive {
-  static constexpr std::int32_t kStatuses[] = {40093, 40094, 40095, 40242};
+  static constexpr auto& kStatuses = Ondrel::kLogicalDriveStatuses;
 
   static bool Find(const CStateChange& change, CStateChangeEvent& event) {
     return FindStatusTransitionLD(change, event);
@@ -33,9 +33,7 @@ struct LogicalDrive {
 };
 
 struct PhysicalDrive {
-  static constexpr std::int32_t kStatuses[] = {40099, 40180, 40095, 40181, 40097, 40178,
-                                               40098, 40179, 40093, 40176, 40096, 40177,
-                                               40261, 40034, 40307, 40308};
+  static constexpr auto& kStatuses = Ondrel::kPhysicalDriveStatuses;
 
   static bool Find(const CStateChange& change, CStateChangeEvent& event) {
     return FindStatusTransitionPD(change, event);
@@ -85,40 +83,40 @@ struct Switch {
   // In a function that is called, as the library's is.
   [[gnu::noinline]] static bool Look(const CStateChange& change, CStateChangeEvent& event) {
     switch (Key(change)) {
-      case Key({40093, 40242}):
+      case Key({Ondrel::kStatusOperational, Ondrel::kStatusPartiallyDegraded}):
         event = {10413, 3};
         return true;
-      case Key({40093, 40094}):
+      case Key({Ondrel::kStatusOperational, Ondrel::kStatusDegraded}):
         event = {10412, 4};
         return true;
-      case Key({40093, 40095}):
+      case Key({Ondrel::kStatusOperational, Ondrel::kStatusFailed}):
         event = {10414, 4};
         return true;
-      case Key({40094, 40093}):
+      case Key({Ondrel::kStatusDegraded, Ondrel::kStatusOperational}):
         event = {10415, 2};
         return true;
-      case Key({40094, 40242}):
+      case Key({Ondrel::kStatusDegraded, Ondrel::kStatusPartiallyDegraded}):
         event = {10417, 3};
         return true;
-      case Key({40094, 40095}):
+      case Key({Ondrel::kStatusDegraded, Ondrel::kStatusFailed}):
         event = {10418, 4};
         return true;
-      case Key({40242, 40093}):
+      case Key({Ondrel::kStatusPartiallyDegraded, Ondrel::kStatusOperational}):
         event = {10419, 2};
         return true;
-      case Key({40242, 40094}):
+      case Key({Ondrel::kStatusPartiallyDegraded, Ondrel::kStatusDegraded}):
         event = {10420, 3};
         return true;
-      case Key({40242, 40095}):
+      case Key({Ondrel::kStatusPartiallyDegraded, Ondrel::kStatusFailed}):
         event = {10422, 4};
         return true;
-      case Key({40095, 40093}):
+      case Key({Ondrel::kStatusFailed, Ondrel::kStatusOperational}):
         event = {10423, 2};
         return true;
-      case Key({40095, 40094}):
+      case Key({Ondrel::kStatusFailed, Ondrel::kStatusDegraded}):
         event = {10424, 3};
         return true;
-      case Key({40095, 40242}):
+      case Key({Ondrel::kStatusFailed, Ondrel::kStatusPartiallyDegraded}):
         event = {10425, 3};
         return true;
       default:

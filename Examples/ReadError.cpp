@@ -38,7 +38,7 @@ int main() try {
   Pirsk::Exceptions::ForgetErrors();
   const Pirsk::Threading::CRaisingSwitchedOff raisingIsOff;
   Ondrel::CSystemLog_Win closed;
-  closed.Report(10002, 4, "");
+  closed.Report(10002, Ondrel::kEventTypeInformation, "");
   for (const Pirsk::Exceptions::CErrorReport& report : Pirsk::Exceptions::PassedErrors())
     std::cout << "\npassed: " << report.str();
 

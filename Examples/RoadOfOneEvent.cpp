@@ -8,16 +8,18 @@ int main() try {
   Ondrel::Host::UseEventStore("events.db");
 
   Ondrel::CStateChangeEvent event{};
-  if (!Ondrel::FindStatusTransitionPD({40093, 40095}, event)) return 1;  // OPERATIONAL to FAILED
+  if (!Ondrel::FindStatusTransitionPD({Ondrel::kStatusOperational, Ondrel::kStatusFailed}, event))
+    return 1;
 
   Ondrel::CSystemLog_Win log;
   log.Open("Example");
-  log.Report(10002, 4, "Example started");
+  log.Report(10002, Ondrel::kEventTypeInformation, "Example started");
 
   Ondrel::CSystemLogReader_Win reader;
   reader.Open("Example", {"Example"});
   reader.GetMessageResources(Ondrel::Host::LibraryPath());
-  log.Report(event.EventCode, 1, "PD 3: status changed from OPERATIONAL to FAILED");
+  log.Report(event.EventCode, Ondrel::kEventTypeError,
+             "PD 3: status changed from OPERATIONAL to FAILED");
 
   Ondrel::CSmtp mail;
   mail.SetServer("localhost", 25);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Ondrel/ModuleError.h>
 #include <Pirsk/Exceptions.h>
 #include <Pirsk/ModuleInfo.h>
 #include <Pirsk/Trace.h>
@@ -15,20 +16,6 @@ namespace Ondrel {
 
 /// Identity of this module; carries the trace mask.
 extern Pirsk::Misc::CModuleInfo g_moduleInfo;
-
-/// The module's errors: 0x20000000, the module number 5 shifted left by sixteen, a running number.
-enum ModuleError : std::uint32_t {
-  kSystemLogAlreadyOpened = 0x20050001,
-  kInvalidParameter = 0x20050002,
-  kCannotOpenSystemLog = 0x20050003,
-  kSystemLogRegistrationFailed = 0x20050004,
-  kSystemLogDeregistrationFailed = 0x20050005,
-  kCannotCloseSystemLog = 0x20050006,
-  kSystemLogNotOpenedForWriting = 0x20050007,
-  kTimeSystemCallFailed = 0x20050008,
-  kOutOfMemory = 0x2005000B,
-  kSystemLogReadFailed = 0x2005000C,
-};
 
 namespace Detail {
 

@@ -9,36 +9,12 @@ namespace Ondrel {
 
 namespace {
 
-// The statuses as codes of the value vocabulary.
-enum Status : std::int32_t {
-  OFFLINE_SMART = 40034,
-  OPERATIONAL = 40093,
-  DEGRADED = 40094,
-  FAILED = 40095,
-  REBUILDING = 40096,
-  GLOBAL_HOTSPARE = 40097,
-  DEDICATED_HOTSPARE = 40098,
-  AVAILABLE = 40099,
-  OPERATIONAL_SMART = 40176,
-  REBUILDING_SMART = 40177,
-  GLOBAL_HOTSPARE_SMART = 40178,
-  DEDICATED_HOTSPARE_SMART = 40179,
-  AVAILABLE_SMART = 40180,
-  FAILED_SMART = 40181,
-  PARTIALLY_DEGRADED = 40242,
-  OFFLINE = 40261,
-  SYSTEM = 40307,
-  SYSTEM_SMART = 40308,
-};
-
-enum Severity : std::int32_t { kInformation = 2, kWarning = 3, kError = 4 };
-
 struct Transition {
   CStateChange change;
   CStateChangeEvent event;
 };
 
-// The rows of a table behind two looks at an array: each status has a place, and each pair of
+// The rows of a table, found by two looks at an array: each status has a place, and each pair of
 // places its event.
 template <std::size_t StatusCount>
 class TransitionTable {
@@ -61,8 +37,8 @@ public:
   }
 
 private:
-  static constexpr std::int32_t kFirst = OFFLINE_SMART;
-  static constexpr std::int32_t kLast = SYSTEM_SMART;
+  static constexpr std::int32_t kFirst = kStatusOfflineSmart;
+  static constexpr std::int32_t kLast = kStatusSystemSmart;
 
   // The place of a status; 0, in whose row and column no event stands, for one of no row.
   constexpr std::size_t PlaceOf(std::int32_t status) const {
@@ -84,50 +60,51 @@ private:
 
 // clang-format off
 
-// Logical drives. A status to itself is no change here, unlike for physical drives, although the
+// Logical drives. A status to itself is not a change here, unlike for physical drives, although the
 // event vocabulary has names for those cases. The severity is not a function of the new status
-// alone: DEGRADED is an error coming from OPERATIONAL and a warning otherwise, on purpose.
+// alone: DEGRADED is an error when it follows OPERATIONAL and a warning otherwise, which is
+// intentional. The events are LD_STATE_CHANGE_ and what stands after the row.
 constexpr TransitionTable<4> kLogicalDriveTransitions(std::array<Transition, 12>{{
-    {{DEGRADED, FAILED}, {10418, kError}},  // LD_STATE_CHANGE_DEG_TO_FAIL
-    {{DEGRADED, OPERATIONAL}, {10415, kInformation}},  // LD_STATE_CHANGE_DEG_TO_OP
-    {{DEGRADED, PARTIALLY_DEGRADED}, {10417, kWarning}},  // LD_STATE_CHANGE_DEG_TO_PAR_DEG
-    {{FAILED, DEGRADED}, {10424, kWarning}},  // LD_STATE_CHANGE_FAIL_TO_DEG
-    {{FAILED, OPERATIONAL}, {10423, kInformation}},  // LD_STATE_CHANGE_FAIL_TO_OP
-    {{FAILED, PARTIALLY_DEGRADED}, {10425, kWarning}},  // LD_STATE_CHANGE_FAIL_TO_PAR_DEG
-    {{OPERATIONAL, DEGRADED}, {10412, kError}},  // LD_STATE_CHANGE_OP_TO_DEG
-    {{OPERATIONAL, FAILED}, {10414, kError}},  // LD_STATE_CHANGE_OP_TO_FAIL
-    {{OPERATIONAL, PARTIALLY_DEGRADED}, {10413, kWarning}},  // LD_STATE_CHANGE_OP_TO_PAR_DEG
-    {{PARTIALLY_DEGRADED, DEGRADED}, {10420, kWarning}},  // LD_STATE_CHANGE_PAR_DEG_TO_DEG
-    {{PARTIALLY_DEGRADED, FAILED}, {10422, kError}},  // LD_STATE_CHANGE_PAR_DEG_TO_FAIL
-    {{PARTIALLY_DEGRADED, OPERATIONAL}, {10419, kInformation}},  // LD_STATE_CHANGE_PAR_DEG_TO_OP
+    {{kStatusDegraded, kStatusFailed}, {10418, kSeverityError}},  // DEG_TO_FAIL
+    {{kStatusDegraded, kStatusOperational}, {10415, kSeverityInformation}},  // DEG_TO_OP
+    {{kStatusDegraded, kStatusPartiallyDegraded}, {10417, kSeverityWarning}},  // DEG_TO_PAR_DEG
+    {{kStatusFailed, kStatusDegraded}, {10424, kSeverityWarning}},  // FAIL_TO_DEG
+    {{kStatusFailed, kStatusOperational}, {10423, kSeverityInformation}},  // FAIL_TO_OP
+    {{kStatusFailed, kStatusPartiallyDegraded}, {10425, kSeverityWarning}},  // FAIL_TO_PAR_DEG
+    {{kStatusOperational, kStatusDegraded}, {10412, kSeverityError}},  // OP_TO_DEG
+    {{kStatusOperational, kStatusFailed}, {10414, kSeverityError}},  // OP_TO_FAIL
+    {{kStatusOperational, kStatusPartiallyDegraded}, {10413, kSeverityWarning}},  // OP_TO_PAR_DEG
+    {{kStatusPartiallyDegraded, kStatusDegraded}, {10420, kSeverityWarning}},  // PAR_DEG_TO_DEG
+    {{kStatusPartiallyDegraded, kStatusFailed}, {10422, kSeverityError}},  // PAR_DEG_TO_FAIL
+    {{kStatusPartiallyDegraded, kStatusOperational}, {10419, kSeverityInformation}},  // PAR_DEG_TO_OP
 }});
 
 // Physical drives: the statuses fall into groups. A status and its _SMART variant are one group, so
-// that the mark's coming and going is no event of its own.
+// that the mark's coming and going is not an event of its own.
 enum Group { AVAIL, FAIL, HS, OP, RBLD, OFFL, SYS, kGroupCount };
 
 struct GroupMember {
-  Status status;
+  DriveStatus status;
   Group group;
 };
 
 constexpr GroupMember kGroupMembers[] = {
-    {AVAILABLE, AVAIL},
-    {AVAILABLE_SMART, AVAIL},
-    {FAILED, FAIL},
-    {FAILED_SMART, FAIL},
-    {GLOBAL_HOTSPARE, HS},
-    {GLOBAL_HOTSPARE_SMART, HS},
-    {DEDICATED_HOTSPARE, HS},
-    {DEDICATED_HOTSPARE_SMART, HS},
-    {OPERATIONAL, OP},
-    {OPERATIONAL_SMART, OP},
-    {REBUILDING, RBLD},
-    {REBUILDING_SMART, RBLD},
-    {OFFLINE, OFFL},
-    {OFFLINE_SMART, OFFL},
-    {SYSTEM, SYS},
-    {SYSTEM_SMART, SYS},
+    {kStatusAvailable, AVAIL},
+    {kStatusAvailableSmart, AVAIL},
+    {kStatusFailed, FAIL},
+    {kStatusFailedSmart, FAIL},
+    {kStatusGlobalHotspare, HS},
+    {kStatusGlobalHotspareSmart, HS},
+    {kStatusDedicatedHotspare, HS},
+    {kStatusDedicatedHotspareSmart, HS},
+    {kStatusOperational, OP},
+    {kStatusOperationalSmart, OP},
+    {kStatusRebuilding, RBLD},
+    {kStatusRebuildingSmart, RBLD},
+    {kStatusOffline, OFFL},
+    {kStatusOfflineSmart, OFFL},
+    {kStatusSystem, SYS},
+    {kStatusSystemSmart, SYS},
 };
 
 // Event codes PD_STATE_CHANGE_<old group>_TO_<new group>, old group down, new group across. They
@@ -148,11 +125,11 @@ constexpr std::int32_t kGroupEvents[kGroupCount][kGroupCount] = {
 constexpr std::int32_t SeverityOf(Group newGroup) {
   switch (newGroup) {
     case FAIL:
-      return kError;
+      return kSeverityError;
     case OFFL:
-      return kWarning;
+      return kSeverityWarning;
     default:
-      return kInformation;
+      return kSeverityInformation;
   }
 }
 

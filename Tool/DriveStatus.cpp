@@ -5,6 +5,7 @@
 #include <CLI/Error.hpp>
 #include <CLI/Validators.hpp>
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <string_view>
@@ -13,31 +14,36 @@ namespace Tool {
 
 namespace {
 
-// The sixteen physical statuses, then the two that only a logical drive has.
-constexpr std::array<std::int32_t, 18> kStatuses = {40099, 40180, 40095, 40181, 40097, 40178,
-                                                    40098, 40179, 40093, 40176, 40096, 40177,
-                                                    40261, 40034, 40307, 40308, 40094, 40242};
+// Every status that a table knows: the physical drive's, then what only a logical drive has.
+constexpr auto kStatuses = [] {
+  std::array<Ondrel::DriveStatus, 18> statuses{};
+  auto last = std::copy(Ondrel::kPhysicalDriveStatuses.begin(),
+                        Ondrel::kPhysicalDriveStatuses.end(), statuses.begin());
+  for (const Ondrel::DriveStatus status : Ondrel::kLogicalDriveStatuses)
+    if (std::find(statuses.begin(), last, status) == last) *last++ = status;
+  return statuses;
+}();
 
-struct Severity {
-  std::int32_t number;
+struct NamedSeverity {
+  Ondrel::Severity number;
   std::string_view name;
 };
 
 constexpr std::array kSeverities = {
-    Severity{2, "information"},
-    Severity{3, "warning"},
-    Severity{4, "error"},
+    NamedSeverity{Ondrel::kSeverityInformation, "information"},
+    NamedSeverity{Ondrel::kSeverityWarning, "warning"},
+    NamedSeverity{Ondrel::kSeverityError, "error"},
 };
 
 std::string KnownNames() {
   std::string names;
-  for (const std::int32_t status : kStatuses)
+  for (const Ondrel::DriveStatus status : kStatuses)
     names.append(names.empty() ? "" : ", ").append(StatusName(status));
   return names;
 }
 
 std::int32_t StatusOf(const std::string& positional, const std::string& text) {
-  for (const std::int32_t status : kStatuses)
+  for (const Ondrel::DriveStatus status : kStatuses)
     if (IsSameWord(StatusName(status), text)) return status;
 
   const auto number = ParseNumber(text, std::numeric_limits<std::int32_t>::min(),
@@ -96,7 +102,7 @@ std::string ChangeText(const StatusChange& change) {
 std::string EventText(const Ondrel::CStateChangeEvent& event) {
   std::string text = "event " + NumberAndName(Ondrel::EventCodeNames, event.EventCode) +
                      ", severity " + std::to_string(event.Severity);
-  for (const Severity& severity : kSeverities)
+  for (const NamedSeverity& severity : kSeverities)
     if (severity.number == event.Severity) text.append(" (").append(severity.name).append(")");
   return text;
 }

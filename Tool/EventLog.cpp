@@ -8,7 +8,6 @@ namespace Tool {
 
 namespace {
 
-constexpr unsigned int kReadFailed = 0x2005000C;
 constexpr const char* kEndOfLog = "Failed to read Windows Log, errorCode (38)";
 
 }  // namespace
@@ -19,7 +18,8 @@ std::unique_ptr<Ondrel::CSystemLogReader_Win> OpenReader(const std::string& name
   try {
     reader->Open(name, sources);
   } catch (unsigned int number) {
-    if (number == kReadFailed && Pirsk::Exceptions::ReportOf(number).detail == kEndOfLog)
+    if (number == Ondrel::kSystemLogReadFailed &&
+        Pirsk::Exceptions::ReportOf(number).detail == kEndOfLog)
       return nullptr;
     throw;
   }

@@ -11,9 +11,6 @@
 
 namespace Tool {
 
-/// Event types as the host numbers them.
-enum EventType : int { kErrorEvent = 1, kWarningEvent = 2, kInformationEvent = 4 };
-
 /// Opens a reader of the log `name`. Null when the log has no records yet: a reader has to be
 /// opened at a record, so that what comes first in a log is never delivered. Other failures are
 /// raised.

@@ -7,6 +7,7 @@
 #include <Ondrel/Disks.h>
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
+#include <Ondrel/ModuleError.h>
 #include <Ondrel/NVMe.h>
 #include <Ondrel/NVMeQuery.h>
 #include <Ondrel/OSFlags.h>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Ondrel/Export.h>
+#include <Ondrel/ModuleError.h>
 #include <Ondrel/Types.h>
 
 #include <cstdint>
@@ -9,11 +10,21 @@
 
 namespace Ondrel {
 
+/// The type of an event, as the published event log numbers it.
+enum EventType : std::uint16_t {
+  kEventTypeSuccess = 0,
+  kEventTypeError = 1,
+  kEventTypeWarning = 2,
+  kEventTypeInformation = 4,
+  kEventTypeAuditSuccess = 8,
+  kEventTypeAuditFailure = 16,
+};
+
 /// Writes one text message at a time into a named system event log of this machine.
 ///
-/// Failures are raised as an `unsigned int` module error of the form 0x2005nnnn (see
-/// `Pirsk/Exceptions.h` for reading what was raised, and for switching raising off). The results
-/// below are what a caller gets when nothing is raised.
+/// Failures are raised as an `unsigned int` that is a `ModuleError` (see `Pirsk/Exceptions.h` for
+/// reading what was raised, and for switching raising off). The results below are what a caller
+/// gets when nothing is raised.
 ///
 /// One object belongs to one thread at a time; different objects may work at the same time. A copy
 /// holds the same two handles as its source: only one of the two may be closed or destroyed while
@@ -28,24 +39,26 @@ public:
   /// Closes the log. Never lets an error out.
   ~CSystemLog_Win();
 
-  /// Opens the log `name` for writing; `name` is also the source of the events written. Yields 1.
+  /// Opens the log `name` for writing; `name` is also the source of the events written. Returns 1.
   ///
-  /// Raises 0x20050001 when the object is open already, 0x20050002 when `name` is empty, 0x20050003
-  /// when the host cannot open the log and 0x20050004 when it cannot register the source, both with
-  /// the host's error number. After a failure the object is closed and `Open` may be tried again.
+  /// Raises `kSystemLogAlreadyOpened` when the object is open already, `kInvalidParameter` when
+  /// `name` is empty, `kCannotOpenSystemLog` when the host cannot open the log and
+  /// `kSystemLogRegistrationFailed` when it cannot register the source, both with the host's error
+  /// number. After a failure the object is closed and `Open` may be tried again.
   unsigned int Open(const std::string& name);
 
-  /// Gives both handles back and forgets the name. Always 1, also on a closed object.
+  /// Gives both handles back and forgets the name. Always returns 1, even on a closed object.
   unsigned int Close();
 
-  /// Writes one event whose displayed message is `text`. Yields 1, also when the host did not take
+  /// Writes one event whose displayed message is `text`. Returns 1, even when the host did not take
   /// the event.
   ///
   /// `eventID` is the plain event code (10002) or the full message id (0x20002712); a number
-  /// outside 0x20002712..0x20002B64 becomes the catch-all event 0x20002710. Of `eventType` the low
-  /// 16 bits reach the host: 1 error, 2 warning, 4 information.
+  /// outside 0x20002712..0x20002B64 becomes the catch-all event 0x20002710. Of `eventType`, an
+  /// `EventType`, the low 16 bits reach the host.
   ///
-  /// Raises 0x20050002 when `text` is empty, then 0x20050007 when the object is closed.
+  /// Raises `kInvalidParameter` when `text` is empty, then `kSystemLogNotOpenedForWriting` when the
+  /// object is closed.
   unsigned int Report(int eventID, int eventType, const std::string& text);
 
 private:
@@ -59,7 +72,7 @@ struct ONDREL_API CSystemEvent_Win {
   ULong recordNumber = 0;         ///< Number of the record in its log.
   ULong timeGenerated = 0;        ///< Seconds since 1 January 1970 UTC.
   ULong eventID = 0;              ///< Low 16 bits of the event's id.
-  ULong eventType = 0;            ///< 1 error, 2 warning, 4 information.
+  ULong eventType = 0;            ///< An `EventType`.
   std::vector<std::string> args;  ///< The non-empty insertion strings, in record order.
   std::string message;            ///< Formatted text; empty without a message module.
 
@@ -69,7 +82,7 @@ struct ONDREL_API CSystemEvent_Win {
 
 /// Follows a named system event log from the moment it is opened.
 ///
-/// Failures are raised as told at `CSystemLog_Win`. A reader is opened once in its life: `Close`
+/// Failures are raised as by `CSystemLog_Win`. A reader is opened once in its life: `Close`
 /// gives its buffer up for good. One object belongs to one thread at a time. A copy shares the
 /// handles and the buffer with its source: only one of the two may then be closed or destroyed.
 class ONDREL_API CSystemLogReader_Win {
@@ -80,7 +93,7 @@ public:
   /// Bytes asked for when only the newest record is wanted.
   static const ULong MIN_BYTES_TO_READ;
 
-  /// A closed reader with its buffer. Raises 0x2005000B when there is no memory for it.
+  /// A closed reader with its buffer. Raises `kOutOfMemory` when there is no memory for it.
   CSystemLogReader_Win();
   CSystemLogReader_Win(const CSystemLogReader_Win& other);
   CSystemLogReader_Win& operator=(const CSystemLogReader_Win& other);
@@ -88,22 +101,24 @@ public:
   /// Closes the reader. Never lets an error out.
   ~CSystemLogReader_Win();
 
-  /// Opens the log `name`; all that stands in it at this moment counts as seen. Yields 1, or 0
-  /// after an error that was not raised.
+  /// Opens the log `name`; all that it holds at this moment counts as seen. Returns 1, or 0 after
+  /// an error that was not raised.
   ///
-  /// `sources` are the event sources that `ReadEvents` lets through. Raises 0x20050001 when the
-  /// reader was opened before, 0x20050002 when `name` is empty, 0x20050003 with the host's error
-  /// number when the host cannot open the log, 0x2005000C when its newest record cannot be read. A
-  /// log without records is such a case, with errorCode (38); the reader then counts as opened.
+  /// `sources` are the event sources that `ReadEvents` lets through. Raises
+  /// `kSystemLogAlreadyOpened` when the reader was opened before, `kInvalidParameter` when `name`
+  /// is empty, `kCannotOpenSystemLog` with the host's error number when the host cannot open the
+  /// log, `kSystemLogReadFailed` with the host's error number when its newest record cannot be
+  /// read. A log without records is such a case, with the number 38; the reader then counts as
+  /// opened.
   unsigned int Open(const std::string& name, const std::vector<std::string>& sources);
 
-  /// Gives everything back. Always 1. The reader cannot be opened again.
+  /// Gives everything back. Always returns 1. The reader cannot be opened again.
   unsigned int Close();
 
   /// Replaces the list of event sources. Allowed at any time.
   void SetEventSources(const std::vector<std::string>& sources);
 
-  /// Loads the file whose message table gives events their text. Yields 1 when it loaded, else 0.
+  /// Loads the file whose message table gives events their text. Returns 1 when it loaded, else 0.
   /// The log need not be open. A file loaded before stays loaded.
   unsigned int GetMessageResources(const std::string& path);
 
@@ -111,16 +126,17 @@ public:
   ///
   /// Reads at most `MAX_RECORD_BUFFER_SIZE` bytes of records; more follow with the next call.
   /// Source names are compared exactly; a name listed twice yields its records twice. Records of
-  /// other sources are passed over for good. Raises 0x2005000C with the host's error number when
-  /// the log cannot be read; 87 means that the last record seen is no longer in the log.
+  /// other sources are passed over for good. Raises `kSystemLogReadFailed` with the host's error
+  /// number when the log cannot be read; 87 means that the last record seen is no longer in the
+  /// log.
   std::vector<CSystemEvent_Win> ReadEvents();
 
   /// Non-zero when the log's handle is held.
   int isOpened() const;
 
 protected:
-  /// Reads records into the buffer, growing it when the first does not fit. Yields 1, or 0 after an
-  /// error that was not raised.
+  /// Reads records into the buffer, growing it when the first does not fit. Returns 1, or 0 after
+  /// an error that was not raised.
   unsigned int ReadEvents(ULong flags, ULong recordOffset, ULong bytesToRead);
 
   /// Number of the newest record that the host gives; does not change what counts as seen.
@@ -128,7 +144,7 @@ protected:
 
   /// The message of one event, or null. The caller releases it with `free`.
   ///
-  /// `strings` points to `stringCount` zero-terminated texts, one behind the other.
+  /// `strings` points to `stringCount` zero-terminated texts, one after the other.
   char* GetMessageString(ULong messageId, ULong stringCount, char* strings);
 
 private:

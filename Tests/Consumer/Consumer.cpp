@@ -36,11 +36,14 @@ int main(int argumentCount, char** arguments) {
   Check(Ondrel::Host::UseEventStore(arguments[1]), "choose the event store");
 
   Ondrel::CStateChangeEvent event{};
-  Check(Ondrel::FindStatusTransitionPD({40093, 40095}, event), "a failed drive has an event");
+  Check(Ondrel::FindStatusTransitionPD({Ondrel::kStatusOperational, Ondrel::kStatusFailed}, event),
+        "a failed drive has an event");
   Check(event.EventCode == 10471 && event.Severity == 4, "event 10471, severity 4");
 
-  Check(NumberRaisedByEmptyName() == 0x20050002, "an empty log name is raised across the library");
-  Check(Pirsk::Exceptions::ReportOf(0x20050002).text == "Invalid parameter", "and has its text");
+  Check(NumberRaisedByEmptyName() == Ondrel::kInvalidParameter,
+        "an empty log name is raised across the library");
+  Check(Pirsk::Exceptions::ReportOf(Ondrel::kInvalidParameter).text == "Invalid parameter",
+        "and has its text");
   {
     const Pirsk::Threading::CRaisingSwitchedOff off;
     Ondrel::CSystemLog_Win log;

@@ -1,3 +1,4 @@
+#include <Ondrel/CodeNames.h>
 #include <Ondrel/StatusTransition.h>
 
 #include <gtest/gtest.h>
@@ -15,18 +16,6 @@
 
 namespace Ondrel {
 namespace {
-
-constexpr std::int32_t kOperational = 40093;
-constexpr std::int32_t kDegraded = 40094;
-constexpr std::int32_t kFailed = 40095;
-constexpr std::int32_t kRebuilding = 40096;
-constexpr std::int32_t kGlobalHotspare = 40097;
-constexpr std::int32_t kAvailable = 40099;
-constexpr std::int32_t kOperationalSmart = 40176;
-constexpr std::int32_t kDedicatedHotspareSmart = 40179;
-constexpr std::int32_t kAvailableSmart = 40180;
-constexpr std::int32_t kPartiallyDegraded = 40242;
-constexpr std::int32_t kOffline = 40261;
 
 // Old status, new status, event code, severity, event name.
 constexpr char kLogicalDriveRows[] = R"(
@@ -209,47 +198,61 @@ TEST_P(StatusTransitionHit, YieldsEventAndSeverity) {
 
 INSTANTIATE_TEST_SUITE_P(
     StatusTransition, StatusTransitionHit,
-    testing::Values(
-        HitCase{"PhysicalOperationalToItself",
-                FindStatusTransitionPD,
-                {kOperational, kOperational},
-                10474,
-                2},
-        HitCase{"PhysicalFailedToItself", FindStatusTransitionPD, {kFailed, kFailed}, 10456, 4},
-        HitCase{"PhysicalOfflineToItself", FindStatusTransitionPD, {kOffline, kOffline}, 10502, 3},
-        HitCase{"SmartMarkIsNoEventOfItsOwn",
-                FindStatusTransitionPD,
-                {kOperational, kOperationalSmart},
-                10474,
-                2},
-        HitCase{"AvailableGetsItsSmartMark",
-                FindStatusTransitionPD,
-                {kAvailable, kAvailableSmart},
-                10277,
-                2},
-        HitCase{"OperationalSmartFails",
-                FindStatusTransitionPD,
-                {kOperationalSmart, kFailed},
-                10471,
-                4},
-        HitCase{"HotsparesAreOneGroup",
-                FindStatusTransitionPD,
-                {kGlobalHotspare, kDedicatedHotspareSmart},
-                10462,
-                2},
-        HitCase{"RebuildingGoesOffline", FindStatusTransitionPD, {kRebuilding, kOffline}, 10506, 3},
-        HitCase{"DegradedFromOperationalIsAnError",
-                FindStatusTransitionLD,
-                {kOperational, kDegraded},
-                10412,
-                4},
-        HitCase{
-            "DegradedFromFailedIsAWarning", FindStatusTransitionLD, {kFailed, kDegraded}, 10424, 3},
-        HitCase{"DegradedFromPartiallyDegradedIsAWarning",
-                FindStatusTransitionLD,
-                {kPartiallyDegraded, kDegraded},
-                10420,
-                3}),
+    testing::Values(HitCase{"PhysicalOperationalToItself",
+                            FindStatusTransitionPD,
+                            {kStatusOperational, kStatusOperational},
+                            10474,
+                            2},
+                    HitCase{"PhysicalFailedToItself",
+                            FindStatusTransitionPD,
+                            {kStatusFailed, kStatusFailed},
+                            10456,
+                            4},
+                    HitCase{"PhysicalOfflineToItself",
+                            FindStatusTransitionPD,
+                            {kStatusOffline, kStatusOffline},
+                            10502,
+                            3},
+                    HitCase{"SmartMarkIsNoEventOfItsOwn",
+                            FindStatusTransitionPD,
+                            {kStatusOperational, kStatusOperationalSmart},
+                            10474,
+                            2},
+                    HitCase{"AvailableGetsItsSmartMark",
+                            FindStatusTransitionPD,
+                            {kStatusAvailable, kStatusAvailableSmart},
+                            10277,
+                            2},
+                    HitCase{"OperationalSmartFails",
+                            FindStatusTransitionPD,
+                            {kStatusOperationalSmart, kStatusFailed},
+                            10471,
+                            4},
+                    HitCase{"HotsparesAreOneGroup",
+                            FindStatusTransitionPD,
+                            {kStatusGlobalHotspare, kStatusDedicatedHotspareSmart},
+                            10462,
+                            2},
+                    HitCase{"RebuildingGoesOffline",
+                            FindStatusTransitionPD,
+                            {kStatusRebuilding, kStatusOffline},
+                            10506,
+                            3},
+                    HitCase{"DegradedFromOperationalIsAnError",
+                            FindStatusTransitionLD,
+                            {kStatusOperational, kStatusDegraded},
+                            10412,
+                            4},
+                    HitCase{"DegradedFromFailedIsAWarning",
+                            FindStatusTransitionLD,
+                            {kStatusFailed, kStatusDegraded},
+                            10424,
+                            3},
+                    HitCase{"DegradedFromPartiallyDegradedIsAWarning",
+                            FindStatusTransitionLD,
+                            {kStatusPartiallyDegraded, kStatusDegraded},
+                            10420,
+                            3}),
     [](const testing::TestParamInfo<HitCase>& test) { return test.param.name; });
 
 struct MissCase {
@@ -270,19 +273,24 @@ TEST_P(StatusTransitionMiss, YieldsFalseAndLeavesTheOutput) {
 INSTANTIATE_TEST_SUITE_P(
     StatusTransition, StatusTransitionMiss,
     testing::Values(
+        MissCase{"LogicalOperationalToItself",
+                 FindStatusTransitionLD,
+                 {kStatusOperational, kStatusOperational}},
         MissCase{
-            "LogicalOperationalToItself", FindStatusTransitionLD, {kOperational, kOperational}},
-        MissCase{"LogicalDegradedToItself", FindStatusTransitionLD, {kDegraded, kDegraded}},
-        MissCase{"LogicalFailedToItself", FindStatusTransitionLD, {kFailed, kFailed}},
+            "LogicalDegradedToItself", FindStatusTransitionLD, {kStatusDegraded, kStatusDegraded}},
+        MissCase{"LogicalFailedToItself", FindStatusTransitionLD, {kStatusFailed, kStatusFailed}},
         MissCase{"LogicalPartiallyDegradedToItself",
                  FindStatusTransitionLD,
-                 {kPartiallyDegraded, kPartiallyDegraded}},
-        MissCase{"LogicalWithAPhysicalStatus", FindStatusTransitionLD, {kRebuilding, kOperational}},
-        MissCase{"PhysicalWithALogicalStatus", FindStatusTransitionPD, {kDegraded, kFailed}},
-        MissCase{"PhysicalFromZero", FindStatusTransitionPD, {0, kFailed}},
-        MissCase{"PhysicalToZero", FindStatusTransitionPD, {kFailed, 0}},
-        MissCase{"PhysicalFromNegative", FindStatusTransitionPD, {-1, kFailed}},
-        MissCase{"PhysicalToNegative", FindStatusTransitionPD, {kFailed, -40095}}),
+                 {kStatusPartiallyDegraded, kStatusPartiallyDegraded}},
+        MissCase{"LogicalWithAPhysicalStatus",
+                 FindStatusTransitionLD,
+                 {kStatusRebuilding, kStatusOperational}},
+        MissCase{
+            "PhysicalWithALogicalStatus", FindStatusTransitionPD, {kStatusDegraded, kStatusFailed}},
+        MissCase{"PhysicalFromZero", FindStatusTransitionPD, {0, kStatusFailed}},
+        MissCase{"PhysicalToZero", FindStatusTransitionPD, {kStatusFailed, 0}},
+        MissCase{"PhysicalFromNegative", FindStatusTransitionPD, {-1, kStatusFailed}},
+        MissCase{"PhysicalToNegative", FindStatusTransitionPD, {kStatusFailed, -40095}}),
     [](const testing::TestParamInfo<MissCase>& test) { return test.param.name; });
 
 TEST(StatusTransition, ManyThreadsLookUpAtOnce) {
@@ -301,6 +309,65 @@ TEST(StatusTransition, ManyThreadsLookUpAtOnce) {
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0U);
+}
+
+// Code and name of the value vocabulary, against the enumerator that is to have that code.
+struct StatusCase {
+  DriveStatus status;
+  std::int32_t code;
+  const char* name;
+};
+
+constexpr StatusCase kStatusCases[] = {
+    {kStatusAvailable, 40099, "AVAILABLE"},
+    {kStatusAvailableSmart, 40180, "AVAILABLE_SMART"},
+    {kStatusFailed, 40095, "FAILED"},
+    {kStatusFailedSmart, 40181, "FAILED_SMART"},
+    {kStatusGlobalHotspare, 40097, "GLOBAL_HOTSPARE"},
+    {kStatusGlobalHotspareSmart, 40178, "GLOBAL_HOTSPARE_SMART"},
+    {kStatusDedicatedHotspare, 40098, "DEDICATED_HOTSPARE"},
+    {kStatusDedicatedHotspareSmart, 40179, "DEDICATED_HOTSPARE_SMART"},
+    {kStatusOperational, 40093, "OPERATIONAL"},
+    {kStatusOperationalSmart, 40176, "OPERATIONAL_SMART"},
+    {kStatusRebuilding, 40096, "REBUILDING"},
+    {kStatusRebuildingSmart, 40177, "REBUILDING_SMART"},
+    {kStatusOffline, 40261, "OFFLINE"},
+    {kStatusOfflineSmart, 40034, "OFFLINE_SMART"},
+    {kStatusSystem, 40307, "SYSTEM"},
+    {kStatusSystemSmart, 40308, "SYSTEM_SMART"},
+    {kStatusDegraded, 40094, "DEGRADED"},
+    {kStatusPartiallyDegraded, 40242, "PARTIALLY_DEGRADED"},
+};
+
+TEST(StatusTransition, PublicStatusesAreRowsOfTheValueVocabulary) {
+  for (const StatusCase& test : kStatusCases) {
+    EXPECT_EQ(std::int32_t{test.status}, test.code) << test.name;
+    EXPECT_EQ(ValueCodeNames.Name(test.status), test.name);
+  }
+}
+
+TEST(StatusTransition, EveryPairOfThePublicStatusesButAStatusToItselfIsALogicalChange) {
+  for (const DriveStatus from : kLogicalDriveStatuses) {
+    for (const DriveStatus to : kLogicalDriveStatuses) {
+      CStateChangeEvent event = kUntouched;
+      EXPECT_EQ(FindStatusTransitionLD({from, to}, event), from != to) << from << " to " << to;
+    }
+  }
+}
+
+TEST(StatusTransition, EveryPairOfThePublicStatusesIsAPhysicalChange) {
+  for (const DriveStatus from : kPhysicalDriveStatuses) {
+    for (const DriveStatus to : kPhysicalDriveStatuses) {
+      CStateChangeEvent event = kUntouched;
+      EXPECT_TRUE(FindStatusTransitionPD({from, to}, event)) << from << " to " << to;
+    }
+  }
+}
+
+TEST(StatusTransition, PublicSeveritiesAreTwoToFour) {
+  EXPECT_EQ(kSeverityInformation, 2);
+  EXPECT_EQ(kSeverityWarning, 3);
+  EXPECT_EQ(kSeverityError, 4);
 }
 
 TEST(StatusTransition, RecordsAreTwoThirtyTwoBitIntegersInOrder) {

@@ -32,15 +32,15 @@ struct AlertOptions {
 
 /// What an event of each severity is in the event log and in mail.
 struct Gravity {
-  std::int32_t severity;
-  EventType eventType;
+  Ondrel::Severity severity;
+  Ondrel::EventType eventType;
   Ondrel::CSmtpXPriority priority;
 };
 
 constexpr std::array kGravities = {
-    Gravity{2, kInformationEvent, Ondrel::XPRIORITY_LOW},
-    Gravity{3, kWarningEvent, Ondrel::XPRIORITY_NORMAL},
-    Gravity{4, kErrorEvent, Ondrel::XPRIORITY_HIGH},
+    Gravity{Ondrel::kSeverityInformation, Ondrel::kEventTypeInformation, Ondrel::XPRIORITY_LOW},
+    Gravity{Ondrel::kSeverityWarning, Ondrel::kEventTypeWarning, Ondrel::XPRIORITY_NORMAL},
+    Gravity{Ondrel::kSeverityError, Ondrel::kEventTypeError, Ondrel::XPRIORITY_HIGH},
 };
 
 const Gravity& GravityOf(std::int32_t severity) {
@@ -98,7 +98,7 @@ private:
   }
 
   void WriteEvent() {
-    const EventType type = GravityOf(m_event.Severity).eventType;
+    const Ondrel::EventType type = GravityOf(m_event.Severity).eventType;
     Ondrel::CSystemLog_Win log;
     log.Open(m_options.log);
     log.Report(m_event.EventCode, type, m_text);

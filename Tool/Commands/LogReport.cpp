@@ -26,13 +26,13 @@ struct ReportOptions {
 
 struct NamedType {
   std::string_view name;
-  EventType type;
+  Ondrel::EventType type;
 };
 
 constexpr std::array kTypes = {
-    NamedType{"error", kErrorEvent},
-    NamedType{"warning", kWarningEvent},
-    NamedType{"information", kInformationEvent},
+    NamedType{"error", Ondrel::kEventTypeError},
+    NamedType{"warning", Ondrel::kEventTypeWarning},
+    NamedType{"information", Ondrel::kEventTypeInformation},
 };
 
 constexpr int kMinInt = std::numeric_limits<int>::min();
