@@ -4,19 +4,37 @@ include(CMakePackageConfigHelpers)
 
 set(ONDREL_PACKAGE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/ondrel)
 
+# Four components: runtime (the libraries), command, development (headers and what finds them) and
+# documents. `cmake --install BUILD --component NAME` lays down one of them.
 install(TARGETS pirsk ondrel EXPORT ondrelTargets
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 if(ONDREL_BUILD_TOOL AND TARGET ondrel_tool)
-  install(TARGETS ondrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS ondrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command)
 endif()
 if(ONDREL_RUNTIME_DLLS)
-  install(FILES ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
-install(DIRECTORY Include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN *.h)
+install(DIRECTORY Include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+  FILES_MATCHING PATTERN *.h)
+install(DIRECTORY Docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
+  FILES_MATCHING PATTERN *.md PATTERN *.svg)
+install(FILES README.md CHANGELOG.md SECURITY.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
 
-install(EXPORT ondrelTargets NAMESPACE Ondrel:: DESTINATION ${ONDREL_PACKAGE_FOLDER})
+# An installation works from wherever it is moved to: each file finds the others relative to itself.
+# A package for one fixed place switches that off with CMAKE_SKIP_INSTALL_RPATH.
+if(NOT WIN32)
+  file(RELATIVE_PATH librariesFromCommand ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_target_properties(pirsk ondrel PROPERTIES INSTALL_RPATH "$ORIGIN")
+  if(TARGET ondrel_tool)
+    set_target_properties(ondrel_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${librariesFromCommand}")
+  endif()
+endif()
+
+install(EXPORT ondrelTargets NAMESPACE Ondrel:: DESTINATION ${ONDREL_PACKAGE_FOLDER}
+  COMPONENT development)
 configure_package_config_file(
   ${CMAKE_CURRENT_LIST_DIR}/ondrelConfig.cmake.in
   ${PROJECT_BINARY_DIR}/ondrelConfig.cmake
@@ -27,7 +45,7 @@ write_basic_package_version_file(
 install(FILES
   ${PROJECT_BINARY_DIR}/ondrelConfig.cmake
   ${PROJECT_BINARY_DIR}/ondrelConfigVersion.cmake
-  DESTINATION ${ONDREL_PACKAGE_FOLDER})
+  DESTINATION ${ONDREL_PACKAGE_FOLDER} COMPONENT development)
 
 if(WIN32)
   # An archive to unpack anywhere; it holds all that its programs need.
@@ -37,10 +55,12 @@ if(WIN32)
   set(CPACK_VERBATIM_VARIABLES ON)
   include(CPack)
 else()
+  file(RELATIVE_PATH ONDREL_PREFIX_FROM_PC
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
   foreach(package ondrel pirsk)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/${package}.pc.in
       ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
-      DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+      DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
   endforeach()
 endif()

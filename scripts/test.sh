@@ -57,31 +57,10 @@ testWindows() {
   scripts/test-windows-package.sh
 }
 
+# The installed build, as programs of strangers use it.
 testConsumer() {
   buildPreset linux
-  rm -rf build/consumer
-  mkdir -p build/consumer
-  cmake --install build/linux --prefix build/consumer/prefix >build/consumer/install.log
-  local prefix=$PWD/build/consumer/prefix
-  local libraries
-  libraries=$(dirname "$(find "$prefix" -name 'libondrel.so' | head -n 1)")
-
-  cmake -S Tests/Consumer -B build/consumer/package -G Ninja \
-    -DCMAKE_PREFIX_PATH="$prefix" -DONDREL_INCLUDE_FOLDER="$prefix/include" >build/consumer/configure.log
-  cmake --build build/consumer/package
-  build/consumer/package/consumer build/consumer/package.db
-
-  # The same program, found through pkg-config; the files name the prefix of the configuration, so
-  # the one in use is given.
-  local flags
-  flags=$(PKG_CONFIG_PATH="$libraries/pkgconfig" pkg-config --define-variable=prefix="$prefix" \
-    --define-variable=libdir="$libraries" --define-variable=includedir="$prefix/include" \
-    --cflags --libs ondrel)
-  # shellcheck disable=SC2086
-  g++ -std=c++17 Tests/Consumer/Consumer.cpp -o build/consumer/with-pkg-config $flags
-  LD_LIBRARY_PATH="$libraries" build/consumer/with-pkg-config build/consumer/pkg-config.db
-
-  "$prefix/bin/ondrel" --version
+  scripts/test-installed.sh
 }
 
 testFuzz() {
