@@ -1,10 +1,9 @@
 #include "ESmtp/ReadPayloadContext.h"
 #include "ESmtp/SmtpResult.h"
+#include "Host/CurlOperations.h"
 #include "Module.h"
 
 #include <Ondrel/Smtp.h>
-
-#include <curl/curl.h>
 
 #include <algorithm>
 #include <cstring>
@@ -36,7 +35,7 @@ constexpr const char* kTranscriptLines[] = {
 static_assert(std::size(kTranscriptLines) == CURLINFO_END);
 
 struct EasyHandleCleanup {
-  void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+  void operator()(CURL* handle) const { Host::Curl().curl_easy_cleanup(handle); }
 };
 using EasyHandle = std::unique_ptr<CURL, EasyHandleCleanup>;
 
@@ -52,7 +51,7 @@ public:
   // Takes what libcurl answers as the list's head, unchecked: without memory the list is lost.
   void Add(const std::vector<CSmtp::Recipient>& recipients) {
     for (const CSmtp::Recipient& recipient : recipients)
-      m_list = curl_slist_append(m_list, ("<" + recipient.m_Mail + ">").c_str());
+      m_list = Host::Curl().curl_slist_append(m_list, ("<" + recipient.m_Mail + ">").c_str());
   }
 
   curl_slist* List() const { return m_list; }
@@ -60,7 +59,7 @@ public:
   void Release() {
     if (m_isReleased) return;
     m_isReleased = true;
-    curl_slist_free_all(m_list);
+    Host::Curl().curl_slist_free_all(m_list);
   }
 
 private:
@@ -81,7 +80,14 @@ std::size_t LongestLine(const std::vector<std::string>& payload) {
 
 bool CSmtp::Send() {
   ONDREL_TRACE(kTraceEntry, kSend, "ENTER CSmtp::Send ()");
-  EasyHandle handle(curl_easy_init());
+  const Host::CurlOperations& host = Host::Curl();
+  if (!host.missing.empty()) {
+    m_LastError = CSMTP_ERROR_INTERNAL;
+    ONDREL_TRACE(kTraceError, kSend, "CSmtp::Send () libcurl: %s", host.missing);
+    ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send () -> libcurl is missing");
+    return false;
+  }
+  EasyHandle handle(host.curl_easy_init());
   if (!handle) {
     ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send () -> curl_easy_init failed");
     return false;
@@ -103,34 +109,34 @@ bool CSmtp::Send() {
 
   // Here and below the results of setting an option are not looked at: an option that libcurl
   // refuses shows in the transfer or leaves its default.
-  curl_easy_setopt(curl, CURLOPT_DEBUGFUNCTION, trace);
-  curl_easy_setopt(curl, CURLOPT_VERBOSE, 1L);
-  curl_easy_setopt(curl, CURLOPT_CRLF, 1L);
+  host.curl_easy_setopt(curl, CURLOPT_DEBUGFUNCTION, trace);
+  host.curl_easy_setopt(curl, CURLOPT_VERBOSE, 1L);
+  host.curl_easy_setopt(curl, CURLOPT_CRLF, 1L);
 
   const std::string server = m_Server.empty() ? "localhost" : m_Server;
   const std::string url = m_Protocol + "://" + server + ":" + std::to_string(m_Port);
-  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  host.curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
 
   // TLS when the server offers it, and never a look at its certificate: mail servers of a service
   // network often have self-made ones, and the alert has to arrive. There is no setting for it.
-  curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_TRY));
-  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
-  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
+  host.curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_TRY));
+  host.curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
+  host.curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
 
   if (!m_UserName.empty()) {
-    curl_easy_setopt(curl, CURLOPT_USERNAME, m_UserName.c_str());
-    if (!m_Password.empty()) curl_easy_setopt(curl, CURLOPT_PASSWORD, m_Password.c_str());
+    host.curl_easy_setopt(curl, CURLOPT_USERNAME, m_UserName.c_str());
+    if (!m_Password.empty()) host.curl_easy_setopt(curl, CURLOPT_PASSWORD, m_Password.c_str());
   }
-  curl_easy_setopt(curl, CURLOPT_SASL_IR, m_SaslIr);
+  host.curl_easy_setopt(curl, CURLOPT_SASL_IR, m_SaslIr);
 
   const std::string from = "<" + m_MailFrom.m_Mail + ">";
-  curl_easy_setopt(curl, CURLOPT_MAIL_FROM, from.c_str());
+  host.curl_easy_setopt(curl, CURLOPT_MAIL_FROM, from.c_str());
 
   EnvelopeRecipients recipients;
   recipients.Add(m_To);
   recipients.Add(m_Cc);
   recipients.Add(m_Bcc);
-  curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients.List());
+  host.curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients.List());
 
   // The header has traced its own failure: this is the one way out without a LEAVE line.
   if (!FormatHeader()) return false;
@@ -146,7 +152,7 @@ bool CSmtp::Send() {
     return false;
   }
   if (longestLine > kDefaultUploadBuffer)
-    curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(longestLine));
+    host.curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(longestLine));
 
   // Stops the transfer where a libcurl reads in smaller pieces than its upload buffer.
   const curl_read_callback read = [](char* buffer, std::size_t size, std::size_t count,
@@ -159,11 +165,11 @@ bool CSmtp::Send() {
     return ReadPayload(buffer, size, count, data);
   };
   ReadPayloadContext context{.lineIndex = 0, .owner = this};
-  curl_easy_setopt(curl, CURLOPT_READFUNCTION, read);
-  curl_easy_setopt(curl, CURLOPT_READDATA, &context);
-  curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
+  host.curl_easy_setopt(curl, CURLOPT_READFUNCTION, read);
+  host.curl_easy_setopt(curl, CURLOPT_READDATA, &context);
+  host.curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
 
-  const CURLcode result = curl_easy_perform(curl);
+  const CURLcode result = host.curl_easy_perform(curl);
   recipients.Release();
   handle.reset();
 

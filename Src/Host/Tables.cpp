@@ -1,4 +1,5 @@
 #include "Host/ClockOperations.h"
+#include "Host/CurlOperations.h"
 #include "Host/DeviceOperations.h"
 #include "Host/DeviceSetupOperations.h"
 #include "Host/EventLogOperations.h"
@@ -36,6 +37,8 @@ MemoryOperations MakeMemoryOperations() {
 }  // namespace
 
 ClockOperations& Clock() { return Table<ClockOperations, MakeClockOperations>(); }
+
+CurlOperations& Curl() { return Table<CurlOperations, MakeCurlOperations>(); }
 
 DeviceOperations& Device() { return Table<DeviceOperations, MakeDeviceOperations>(); }
 

@@ -6,9 +6,6 @@
 #include <cstring>
 #include <memory>
 
-// libcurl's header makes macros of these.
-#undef curl_easy_setopt
-
 namespace Ondrel::Testing {
 
 namespace {
@@ -54,6 +51,20 @@ std::string OptionName(CURLoption option) {
   }
 }
 
+CURLcode SetOption(CURL*, CURLoption option, ...) {
+  std::va_list arguments;
+  va_start(arguments, option);
+  CURLcode result = CURLE_OK;
+  if (option >= CURLOPTTYPE_FUNCTIONPOINT)
+    result = FakeCurl::Current().SetFunction(option, va_arg(arguments, void (*)()));
+  else if (option >= CURLOPTTYPE_OBJECTPOINT)
+    result = FakeCurl::Current().SetPointer(option, va_arg(arguments, const void*));
+  else
+    result = FakeCurl::Current().SetLong(option, va_arg(arguments, long));
+  va_end(arguments);
+  return result;
+}
+
 std::vector<std::string> TextsOf(const curl_slist* list) {
   std::vector<std::string> texts;
   for (; list != nullptr; list = list->next) texts.emplace_back(list->data);
@@ -62,7 +73,20 @@ std::vector<std::string> TextsOf(const curl_slist* list) {
 
 }  // namespace
 
-FakeCurl::FakeCurl() { g_current = this; }
+Host::CurlOperations FakeCurl::Operations() {
+  return {
+      .curl_easy_init = [] { return Current().Init(); },
+      .curl_easy_setopt = SetOption,
+      .curl_easy_perform = [](CURL*) { return Current().Perform(); },
+      .curl_easy_cleanup = [](CURL* handle) { Current().Cleanup(handle); },
+      .curl_slist_append = [](curl_slist* list,
+                              const char* text) { return Current().Append(list, text); },
+      .curl_slist_free_all = [](curl_slist* list) { Current().FreeList(list); },
+      .missing = {},
+  };
+}
+
+FakeCurl::FakeCurl() : m_operations(Host::Curl(), Operations()) { g_current = this; }
 
 FakeCurl::~FakeCurl() { g_current = nullptr; }
 
@@ -167,39 +191,3 @@ void FakeCurl::FreeList(curl_slist* list) {
 }
 
 }  // namespace Ondrel::Testing
-
-using Ondrel::Testing::FakeCurl;
-
-extern "C" {
-
-CURL* curl_easy_init() { return FakeCurl::Current().Init(); }
-
-CURLcode curl_easy_setopt(CURL*, CURLoption option, ...) {
-  std::va_list arguments;
-  va_start(arguments, option);
-  CURLcode result = CURLE_OK;
-  if (option >= CURLOPTTYPE_FUNCTIONPOINT)
-    result = FakeCurl::Current().SetFunction(option, va_arg(arguments, void (*)()));
-  else if (option >= CURLOPTTYPE_OBJECTPOINT)
-    result = FakeCurl::Current().SetPointer(option, va_arg(arguments, const void*));
-  else
-    result = FakeCurl::Current().SetLong(option, va_arg(arguments, long));
-  va_end(arguments);
-  return result;
-}
-
-CURLcode curl_easy_perform(CURL*) { return FakeCurl::Current().Perform(); }
-
-void curl_easy_cleanup(CURL* handle) { FakeCurl::Current().Cleanup(handle); }
-
-curl_slist* curl_slist_append(curl_slist* list, const char* text) {
-  return FakeCurl::Current().Append(list, text);
-}
-
-void curl_slist_free_all(curl_slist* list) { FakeCurl::Current().FreeList(list); }
-
-CURLcode curl_global_init(long) {
-  FakeCurl::Current().m_calls.push_back("global init");
-  return CURLE_OK;
-}
-}

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <curl/curl.h>
+#include "Host/CurlOperations.h"
+#include "Support/PreparedOperations.h"
 
 #include <cstddef>
 #include <functional>
@@ -9,10 +10,8 @@
 
 namespace Ondrel::Testing {
 
-/// Stands in for libcurl in this program: notes every call, in order and with its values, and does
-/// what a test tells it.
-///
-/// There is one at a time, for one scope. Without one, no function of libcurl may be called.
+/// Stands in for libcurl for one scope: notes every call, in order and with its values, and does
+/// what a test says. There is one at a time.
 class FakeCurl {
 public:
   FakeCurl();
@@ -62,6 +61,9 @@ public:
   void FreeList(curl_slist* list);
 
 private:
+  static Host::CurlOperations Operations();
+
+  PreparedOperations<Host::CurlOperations> m_operations;
   int m_handle = 0;
   std::size_t m_appends = 0;
   curl_slist* m_recipients = nullptr;

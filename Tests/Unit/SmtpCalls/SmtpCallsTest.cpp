@@ -181,10 +181,23 @@ TEST_F(SmtpCalls, RefusedOptionsAreNotNoticed) {
   EXPECT_EQ(m_mail.GetLastError(), 0);
 }
 
-TEST_F(SmtpCalls, LibrariesOwnInitialisationIsLeftToLibcurl) {
-  m_mail.Send();
+TEST_F(SmtpCalls, AMissingLibraryIsAFailureThatNothingIsCalledFor) {
+  Host::CurlOperations none;
+  none.missing = "libcurl.so.4: cannot open shared object file";
+  const PreparedOperations<Host::CurlOperations> prepared(Host::Curl(), none);
+  const TraceCapture trace(1 | 2 | 16);
 
-  EXPECT_THAT(m_curl.m_calls, Not(Contains("global init")));
+  EXPECT_FALSE(m_mail.Send());
+
+  EXPECT_EQ(m_mail.GetLastError(), 8);
+  EXPECT_THAT(m_curl.m_calls, IsEmpty());
+  EXPECT_THAT(m_inside.Payload(), IsEmpty());
+  EXPECT_THAT(
+      trace.Lines(),
+      ElementsAre(Traces(2, "Ondrel::CSmtp::Send", "ENTER CSmtp::Send ()"),
+                  Traces(1, "Ondrel::CSmtp::Send",
+                         "CSmtp::Send () libcurl: libcurl.so.4: cannot open shared object file"),
+                  Traces(2, "Ondrel::CSmtp::Send", "LEAVE CSmtp::Send () -> libcurl is missing")));
 }
 
 TEST_F(SmtpCalls, FailureToMakeAHandleLeavesTheFailureAsItWas) {

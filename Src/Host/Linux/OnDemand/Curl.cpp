@@ -1,64 +1,47 @@
-#include "Host/Linux/SharedLibrary.h"
-#include "Pirsk/Host/Linux/OnDemand/LoadNote.h"
+// libcurl brings some thirty libraries along, which take longer to load than all else that this
+// library needs: a program that sends no mail is spared them. The first mail loads libcurl, and it
+// is kept to the end of the process, because not all that it brings can be unloaded.
 
-#include <curl/curl.h>
+#include "Host/CurlOperations.h"
+#include "Host/Linux/OnDemand/LoadNote.h"
 
-#include <cstdarg>
+#include <dlfcn.h>
+
+namespace Ondrel::Host {
 
 namespace {
 
-constinit Ondrel::Host::SharedLibrary library("libcurl.so.4");
+// The SONAME that goes with the header.
+constexpr char kLibrary[] = "libcurl.so.4";
 
 [[gnu::used, gnu::section(".note.dlopen")]] alignas(4) constexpr auto note =
-    Pirsk::Host::MakeLoadNote(R"([{"soname":["libcurl.so.4"],"feature":"mail",)"
-                              R"("description":"Sending mail","priority":"recommended"}])");
+    MakeLoadNote(R"([{"soname":["libcurl.so.4"],"feature":"mail",)"
+                 R"("description":"Sending mail","priority":"recommended"}])");
+
+std::string LoaderError() {
+  const char* const error = dlerror();
+  return error == nullptr ? kLibrary : error;
+}
+
+template <class Function>
+bool Find(void* library, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(dlsym(library, name));
+  return function != nullptr;
+}
 
 }  // namespace
 
-extern "C" {
-
-CURL* curl_easy_init() {
-  static const auto function = library.Function(&::curl_easy_init, "curl_easy_init");
-  return function();
+CurlOperations MakeCurlOperations() {
+  CurlOperations curl;
+  void* const library = dlopen(kLibrary, RTLD_LAZY | RTLD_LOCAL);
+  if (library == nullptr || !Find(library, "curl_easy_init", curl.curl_easy_init) ||
+      !Find(library, "curl_easy_setopt", curl.curl_easy_setopt) ||
+      !Find(library, "curl_easy_perform", curl.curl_easy_perform) ||
+      !Find(library, "curl_easy_cleanup", curl.curl_easy_cleanup) ||
+      !Find(library, "curl_slist_append", curl.curl_slist_append) ||
+      !Find(library, "curl_slist_free_all", curl.curl_slist_free_all))
+    curl.missing = LoaderError();
+  return curl;
 }
 
-static_assert(sizeof(void*) == sizeof(long) && sizeof(void*) == sizeof(curl_off_t));
-
-// An option is as wide as an int, which is what it would be passed as; libcurl does the same.
-static_assert(sizeof(CURLoption) == sizeof(int));
-#ifdef __clang__
-#pragma clang diagnostic ignored "-Wvarargs"
-#endif
-
-// libcurl itself takes what follows an option as it is passed: a number or an address, one word.
-CURLcode(curl_easy_setopt)(CURL* handle, CURLoption option, ...) {
-  static const auto function =
-      reinterpret_cast<decltype(&::curl_easy_setopt)>(library.Find("curl_easy_setopt"));
-  va_list values;
-  va_start(values, option);
-  void* const value = va_arg(values, void*);
-  va_end(values);
-  return function == nullptr ? CURLE_FAILED_INIT : function(handle, option, value);
-}
-
-CURLcode curl_easy_perform(CURL* handle) {
-  static const auto function = library.Function(&::curl_easy_perform, "curl_easy_perform");
-  return function(handle);
-}
-
-void curl_easy_cleanup(CURL* handle) {
-  static const auto function = library.Function(&::curl_easy_cleanup, "curl_easy_cleanup");
-  function(handle);
-}
-
-curl_slist* curl_slist_append(curl_slist* list, const char* text) {
-  static const auto function = library.Function(&::curl_slist_append, "curl_slist_append");
-  return function(list, text);
-}
-
-void curl_slist_free_all(curl_slist* list) {
-  static const auto function = library.Function(&::curl_slist_free_all, "curl_slist_free_all");
-  function(list);
-}
-
-}  // extern "C"
+}  // namespace Ondrel::Host

@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Pirsk::Host {
+namespace Ondrel::Host {
 
-/// Tells packaging tools, in JSON, which library is loaded on demand and what for: one note of the
-/// section .note.dlopen, where it has to be put. Source of the format: the UAPI group's ELF dlopen
-/// metadata.
+/// One note of the section .note.dlopen, where it has to be put: tells packaging tools, in JSON,
+/// which library is loaded on demand and what for. Source of the format: the UAPI group's ELF
+/// dlopen metadata.
 template <std::size_t Length>
 struct LoadNote {
   std::uint32_t ownerLength;
@@ -25,4 +25,4 @@ constexpr LoadNote<Length> MakeLoadNote(const char (&json)[Length]) {
   return note;
 }
 
-}  // namespace Pirsk::Host
+}  // namespace Ondrel::Host
