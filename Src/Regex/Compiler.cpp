@@ -65,9 +65,7 @@ void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_
   m_groups.Prepare(0, nullptr);
   m_groups[0] = m_root;
   m_numberedTableSize = m_groups.Size();
-  NumberNamedGroups();
-  ResolveRecursions();
-  ResolveNames();
+  ResolveReferences();
   FindShortcuts();
   m_pattern = {};
 }
@@ -142,11 +140,11 @@ ElxInterface* CPatternT::BuildRepeat(std::uint32_t& flags) {
   std::int64_t minimum = 0;
   std::int64_t maximum = 0;
   if (!ReadQuantifier(minimum, maximum)) return item;
-  if (maximum == 0) return Stock(0);
 
   const bool isReluctant = m_lexer.current.Is('?');
   const bool isPossessive = m_lexer.current.Is('+');
   if (isReluctant || isPossessive) NextToken();
+  if (maximum == 0) return Stock(0);
   if (minimum == maximum) return Keep(std::make_unique<CRepeatElxT<0>>(item, minimum));
   const std::int64_t span = maximum - minimum;
   if (isReluctant) return Keep(std::make_unique<CReluctantElxT<0>>(item, minimum, span));

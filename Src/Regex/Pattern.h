@@ -189,10 +189,11 @@ private:
   void EnterGroup(std::int64_t group, ElxInterface* list);
 
   // References.cpp
-  void NumberNamedGroups();
-  void ResolveRecursions();
-  void ResolveNames();
-  std::int64_t GetNamedNumber(const CBufferT<char>& name, std::ptrdiff_t before) const;
+  class NameTable;
+  void ResolveReferences();
+  void NumberNamedGroups(NameTable& names);
+  void ResolveRecursions(const NameTable& names);
+  void ResolveNames(const NameTable& names);
 
   // Shortcuts.cpp
   void FindShortcuts();

@@ -1,62 +1,93 @@
 #include "Regex/Builder.h"
 
+#include <unordered_map>
+#include <unordered_set>
+
 namespace Pirsk::Regex {
 
-void CPatternT::NumberNamedGroups() {
+namespace {
+
+// Names that are the same in any case have one key.
+std::string KeyOf(const CBufferT<char>& name) {
+  std::string key(name.Data(), static_cast<std::size_t>(name.Size()));
+  std::transform(key.begin(), key.end(), key.begin(), &ToUpper);
+  return key;
+}
+
+}  // namespace
+
+/// The numbers of the named groups, the first of each name.
+class CPatternT::NameTable {
+public:
+  /// Of no effect for a name that has a number.
+  void Add(const CBufferT<char>& name, std::int64_t number) {
+    m_numbers.try_emplace(KeyOf(name), number);
+  }
+
+  /// -3 for a name that no group has.
+  std::int64_t GetNamedNumber(const CBufferT<char>& name) const {
+    const auto found = m_numbers.find(KeyOf(name));
+    return found != m_numbers.end() ? found->second : CDelegateElxT<char>::kPendingName;
+  }
+
+private:
+  std::unordered_map<std::string, std::int64_t> m_numbers;
+};
+
+void CPatternT::ResolveReferences() {
+  NameTable names;
+  NumberNamedGroups(names);
+  ResolveRecursions(names);
+  ResolveNames(names);
+}
+
+void CPatternT::NumberNamedGroups(NameTable& names) {
+  std::unordered_set<std::int64_t> taken;
+  for (std::ptrdiff_t i = 0; i < m_namedGroups.Size(); ++i)
+    taken.insert(OpeningBracket(*m_namedGroups[i])->m_group);
+  std::int64_t last = m_groupCount;
   for (std::ptrdiff_t i = 0; i < m_namedGroups.Size(); ++i) {
     const CListElxT<0>& list = *m_namedGroups[i];
     m_groups.Push(m_namedGroups[i]);
     CBracketElxT<char>& opening = *OpeningBracket(list);
+    // Groups of one name are one group; a number that a numeric name has taken is not free.
+    if (opening.m_group < 0) opening.m_group = names.GetNamedNumber(opening.m_name);
     if (opening.m_group < 0) {
-      // Groups of one name are one group.
-      const std::int64_t earlier = GetNamedNumber(opening.m_name, i);
-      opening.m_group = earlier >= 0 ? earlier : ++m_groupCount;
+      do ++last;
+      while (taken.contains(last));
+      opening.m_group = last;
     }
+    names.Add(opening.m_name, opening.m_group);
     ClosingBracket(list)->m_group = opening.m_group;
+    m_groupCount = std::max<std::ptrdiff_t>(m_groupCount, opening.m_group);
   }
-  // A numeric name may be above the rest.
-  for (std::ptrdiff_t i = 0; i < m_namedGroups.Size(); ++i)
-    m_groupCount =
-        std::max<std::ptrdiff_t>(m_groupCount, OpeningBracket(*m_namedGroups[i])->m_group);
 }
 
-// The number of the first of so many named groups with this name, in any case; -3 for none.
-std::int64_t CPatternT::GetNamedNumber(const CBufferT<char>& name, std::ptrdiff_t before) const {
-  for (std::ptrdiff_t i = 0; i < before; ++i) {
-    const CBracketElxT<char>& opening = *OpeningBracket(*m_namedGroups[i]);
-    if (opening.m_name.Size() == name.Size() && opening.m_name.CompareNoCase(name.Data()) == 0)
-      return opening.m_group;
+void CPatternT::ResolveRecursions(const NameTable& names) {
+  std::unordered_map<std::int64_t, ElxInterface*> lists;
+  for (std::ptrdiff_t entry = 1; entry < m_groups.Size(); ++entry) {
+    if (m_groups[entry] == nullptr) continue;
+    const auto& list = static_cast<const CListElxT<0>&>(*m_groups[entry]);
+    lists.try_emplace(OpeningBracket(list)->m_group, m_groups[entry]);
   }
-  return CDelegateElxT<char>::kPendingName;
-}
-
-void CPatternT::ResolveRecursions() {
+  lists[0] = m_root;
   for (std::ptrdiff_t i = 0; i < m_recursions.Size(); ++i) {
     CDelegateElxT<char>& recursion = *m_recursions[i];
     if (recursion.m_group == CDelegateElxT<char>::kPendingName)
-      recursion.m_group = GetNamedNumber(recursion.m_name, m_namedGroups.Size());
-    if (recursion.m_group < 0 || recursion.m_group > m_groupCount) continue;
-    if (recursion.m_group == 0) {
-      recursion.m_target = m_root;
-      continue;
-    }
-    for (std::ptrdiff_t entry = 1; entry < m_groups.Size() && recursion.m_target == nullptr;
-         ++entry) {
-      if (m_groups[entry] == nullptr) continue;
-      const auto& list = static_cast<const CListElxT<0>&>(*m_groups[entry]);
-      if (OpeningBracket(list)->m_group == recursion.m_group) recursion.m_target = m_groups[entry];
-    }
+      recursion.m_group = names.GetNamedNumber(recursion.m_name);
+    const auto found = lists.find(recursion.m_group);
+    if (found != lists.end()) recursion.m_target = found->second;
   }
 }
 
-void CPatternT::ResolveNames() {
+void CPatternT::ResolveNames(const NameTable& names) {
   for (std::ptrdiff_t i = 0; i < m_namedBackrefs.Size(); ++i) {
     CBackrefElxT<char>& reference = *m_namedBackrefs[i];
-    reference.m_group = GetNamedNumber(reference.m_name, m_namedGroups.Size());
+    reference.m_group = names.GetNamedNumber(reference.m_name);
   }
   for (std::ptrdiff_t i = 0; i < m_namedConditions.Size(); ++i) {
     CConditionElxT<char>& condition = *m_namedConditions[i];
-    const std::int64_t group = GetNamedNumber(condition.m_name, m_namedGroups.Size());
+    const std::int64_t group = names.GetNamedNumber(condition.m_name);
     if (group < 0) continue;
     condition.m_group = group;
     condition.m_assertion = nullptr;

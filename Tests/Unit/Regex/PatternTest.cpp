@@ -67,6 +67,9 @@ const Row kCountRows[] = {
     {"BetweenReluctantly", "a{1,3}?", "aaaa", {{0, 1}}},
     {"BetweenPossessively", "a{1,3}+a", "aaa", {}},
     {"SpacesInBraces", "a{ 1 , 2 }", "aaa", {{0, 2}}},
+    {"CountOfZeroSwallowsAQuestionMark", "ba{0}?c", "bc", {{0, 2}}},
+    {"CountOfZeroSwallowsAPlus", "ba{}+c", "bc", {{0, 2}}},
+    {"CountOfZeroSwallowsOneSuffix", "ba{0}??c", "bc b?c", {{3, 6}}},
     {"UnendedBraces", "a{2", "aaa", {{0, 2}}},
     {"QuantifierWithNothingBeforeItIsALiteral", "*a", "x*a", {{1, 3}}},
     {"SecondQuantifierIsALiteral", "a**", "aa**", {{0, 3}}},
@@ -187,6 +190,12 @@ const Row kGroupRows[] = {
     {"NamesAfterP", "(?P<n>a)(?P'm'b)\\g<m>", "abb", {{0, 3}, {0, 1}, {1, 2}}},
     {"NamedGroupsComeAfterTheOthers", "(?<n>a)(b)", "ab", {{0, 2}, {1, 2}, {0, 1}}},
     {"NumericNameIsANumber", "(?<3>a)\\3", "aa", {{0, 2}, {-1, -1}, {-1, -1}, {0, 1}}},
+    {"NameTakesNoNumberThatIsTakenLater", "(?<n>a)(?<1>b)", "ab", {{0, 2}, {1, 2}, {0, 1}}},
+    {"NameTakesNoNumberThatIsTakenEarlier",
+     "(?<2>a)(b)(?<n>c)(?<m>d)",
+     "abcd",
+     {{0, 4}, {1, 2}, {0, 1}, {2, 3}, {3, 4}}},
+    {"NumericNameMayBeThatOfAPlainGroup", "(a)(?<1>b)", "ab", {{0, 2}, {1, 2}}},
     {"NumericNameOfAReference", "(a)\\k< 1 >", "aa", {{0, 2}, {0, 1}}},
     {"UnknownNameFails", "(a)\\k<m>", "aa", {}},
     {"BackReference", "(a|b)\\1", "abb", {{1, 3}, {1, 2}}},
@@ -315,6 +324,17 @@ TEST(PatternSearch, RecompilingForgetsTheOldPattern) {
   EXPECT_EQ(pattern.GroupCount(), 0);
   EXPECT_EQ(pattern.NamedGroupCount(), 0);
   EXPECT_THAT(SpansOf(pattern.Match("abc")), ElementsAre(Pair(2, 3)));
+}
+
+// By a list in place of a table these take some seconds.
+TEST(PatternSearch, ManyNamesAreResolved) {
+  constexpr int kCount = 20'000;
+  std::string source;
+  for (int i = 0; i < kCount; ++i) source += "(?<n" + std::to_string(i) + ">)";
+  for (int i = 0; i < kCount; ++i) source += "(?R<N" + std::to_string(i) + ">)";
+  const CPatternT pattern(source.c_str());
+  EXPECT_EQ(pattern.GroupCount(), kCount);
+  EXPECT_EQ(pattern.Match("").GroupEnd(kCount), 0);
 }
 
 TEST(PatternSearch, OnePatternServesManyThreads) {
