@@ -8,6 +8,35 @@
 
 namespace Pirsk::Regex {
 
+/// Positions, in no order.
+class PositionSet {
+public:
+  void Clear() {
+    m_places.assign(kSmallest, kFree);
+    m_count = 0;
+  }
+
+  /// False for a position that is in the set already.
+  bool Add(std::int64_t position);
+
+private:
+  static constexpr std::size_t kSmallest = 16;
+  static constexpr std::int64_t kFree = -1;
+
+  void Grow();
+  std::int64_t& PlaceOf(std::int64_t position);
+
+  std::vector<std::int64_t> m_places;
+  std::size_t m_count = 0;
+};
+
+/// What a greedy loop notes beside its record on the stack, once it has extended itself again after
+/// going back into an iteration. Notes lie beside the stack so that a step back need not move them.
+struct LoopNotes {
+  CSortedBufferT<std::int64_t> ends;  ///< Ends that were offered after the first.
+  PositionSet passed;                 ///< Positions from which it has extended itself again.
+};
+
 /// The state of one search, or of a series of searches over one text. Not to be shared by threads.
 class CMatchContext {
 public:
@@ -35,35 +64,33 @@ public:
     return offset;
   }
 
-  /// A list of positions for one step of a greedy loop. Steps nest as the pattern does; each level
-  /// uses its list again.
-  class SeenList {
-  public:
-    explicit SeenList(CMatchContext& context) : m_context(context) {
-      if (context.m_seenDepth == context.m_seenLists.size())
-        context.m_seenLists.push_back(std::make_unique<CSortedBufferT<std::int64_t>>());
-      m_list = context.m_seenLists[context.m_seenDepth++].get();
-      m_list->Restore(0);
-    }
-    ~SeenList() { --m_context.m_seenDepth; }
+  /// What a greedy loop has noted that has more than one end, empty; to be given back by `PutNotes`
+  /// or `DropNotes`.
+  std::unique_ptr<LoopNotes> NewNotes();
 
-    SeenList(const SeenList&) = delete;
-    SeenList& operator=(const SeenList&) = delete;
+  /// Takes the notes of the loop whose record begins at this height of the stack. Those of loops
+  /// whose records lay above it and were cut off are dropped.
+  std::unique_ptr<LoopNotes> TakeNotes(std::int64_t height);
 
-    CSortedBufferT<std::int64_t>* operator->() { return m_list; }
-    CSortedBufferT<std::int64_t>& operator*() { return *m_list; }
+  /// Keeps the notes for the loop whose record begins at this height of the stack.
+  void PutNotes(std::int64_t height, std::unique_ptr<LoopNotes> notes);
 
-  private:
-    CMatchContext& m_context;
-    CSortedBufferT<std::int64_t>* m_list;
-  };
+  /// Lets notes be used again; null is of no effect.
+  void DropNotes(std::unique_ptr<LoopNotes> notes);
 
   std::int64_t m_recursionDepth = 0;  ///< Levels of recursion that are on the call stack.
   std::int64_t m_recursionLimit = 0;  ///< How many may be.
 
 private:
-  std::vector<std::unique_ptr<CSortedBufferT<std::int64_t>>> m_seenLists;
-  std::size_t m_seenDepth = 0;
+  struct PlacedNotes {
+    std::int64_t height;
+    std::unique_ptr<LoopNotes> notes;
+  };
+
+  void DropNotesFrom(std::int64_t height);
+
+  std::vector<PlacedNotes> m_notes;  // By height, as the records lie on the stack.
+  std::vector<std::unique_ptr<LoopNotes>> m_unusedNotes;
 };
 
 /// Heights of both stacks and the position, to come back to.
@@ -127,8 +154,11 @@ public:
   /// Learns what a match of all that comes after it can begin with.
   virtual void SetFollowing(const Beginning&) {}
 
-  /// Undoes `SetFollowing`, for this element alone.
-  virtual void ForgetFollowing() {}
+  /// Learns that every element of the pattern is plain.
+  virtual void RelyOnPositions() {}
+
+  /// Undoes `SetFollowing` and `RelyOnPositions`, for this element alone.
+  virtual void ForgetShortcuts() {}
 
   /// The characters of the unbounded greedy loop that it begins with, from left to right; null
   /// where it does not begin with one.

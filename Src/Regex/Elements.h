@@ -411,8 +411,8 @@ private:
 };
 
 /// A number of times, and then as often as possible up to `m_span` times more. Record: heights of
-/// the captures and the stack at the start, the ends that have been offered and their number, the
-/// start position, the count of iterations.
+/// the captures and the stack at the start, the first end that was offered, 2 where there are notes
+/// of others and else 1, the start position, the count of iterations.
 template <>
 class CGreedyElxT<0> : public CRepeatElxT<0>, public CharacterLoop {
 public:
@@ -420,7 +420,11 @@ public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
   void SetFollowing(const Beginning& following) override;
-  void ForgetFollowing() override { OfferAll(); }
+  void RelyOnPositions() override { m_isByPosition = m_count + m_span == kUnbounded; }
+  void ForgetShortcuts() override {
+    OfferAll();
+    m_isByPosition = false;
+  }
   const std::array<bool, 256>* LeadingRun() const override;
 
   std::int64_t m_span;
@@ -429,7 +433,11 @@ private:
   bool GreedyExtend(CMatchContext& context) const;
   bool GreedyRetreat(CMatchContext& context) const;
   bool RetreatOverCharacters(CMatchContext& context) const;
-  std::int64_t Iterate(std::int64_t count, CMatchContext& context) const;
+  std::int64_t Iterate(std::int64_t count, PositionSet* passed, CMatchContext& context) const;
+  std::int64_t ExtendAgain(std::int64_t count, std::int64_t firstEnd, LoopNotes& notes,
+                           CMatchContext& context) const;
+
+  bool m_isByPosition = false;
 };
 
 /// A number of times, and then as seldom as possible up to `m_span` times more. Record: the
@@ -442,7 +450,7 @@ public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
   void SetFollowing(const Beginning& following) override;
-  void ForgetFollowing() override { OfferAll(); }
+  void ForgetShortcuts() override { OfferAll(); }
 
   std::int64_t m_span;
 

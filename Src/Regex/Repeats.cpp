@@ -86,14 +86,17 @@ bool CGreedyElxT<0>::MatchNext(CMatchContext& context) const {
   return true;
 }
 
-// Iterates from `count` on while the inner element matches and moves; yields the count reached.
-std::int64_t CGreedyElxT<0>::Iterate(std::int64_t count, CMatchContext& context) const {
+// Iterates from `count` on while the inner element matches and moves; yields the count reached, or
+// -1 at a position that had been passed before.
+std::int64_t CGreedyElxT<0>::Iterate(std::int64_t count, PositionSet* passed,
+                                     CMatchContext& context) const {
   if (IsOverCharacter()) {
     const std::int64_t taken = CountTaken(m_span - count, context);
     MoveOver(taken, context);
     return count + taken;
   }
   while (count < m_span) {
+    if (passed != nullptr && !passed->Add(context.m_currentPosition)) return -1;
     const Mark mark = Mark::Of(context);
     if (!m_inner->Match(context)) break;
     if (context.m_currentPosition == mark.position) {
@@ -112,7 +115,7 @@ std::int64_t CGreedyElxT<0>::Iterate(std::int64_t count, CMatchContext& context)
 // False, with nothing changed, when no end is to be offered.
 bool CGreedyElxT<0>::GreedyExtend(CMatchContext& context) const {
   const Mark start = Mark::Of(context);
-  std::int64_t count = Iterate(0, context);
+  std::int64_t count = Iterate(0, nullptr, context);
   if (IsOverCharacter()) {
     const std::int64_t offered = LastOffered(count, context);
     if (offered < 0) {
@@ -157,38 +160,53 @@ bool CGreedyElxT<0>::GreedyRetreat(CMatchContext& context) const {
   std::int64_t count = stack.Pop();
   const std::int64_t startPosition = stack.Pop();
   const std::int64_t seenCount = stack.Pop();
-  CMatchContext::SeenList seen(context);
-  stack.Restore(stack.Size() - seenCount);
-  seen->Assign(stack.Data() + stack.Size(), seenCount);
+  const std::int64_t firstEnd = stack.Pop();
   const std::int64_t startStack = stack.Pop();
   const std::int64_t startCaptures = stack.Pop();
-  if (count == 0) return false;
+  std::unique_ptr<LoopNotes> notes;
+  if (seenCount > 1) notes = context.TakeNotes(stack.Size());
+  if (count == 0) {
+    context.DropNotes(std::move(notes));
+    return false;
+  }
 
   if (!m_inner->MatchNext(context)) {
     --count;
   } else if (context.m_currentPosition == startPosition) {
     Mark{.stack = startStack, .captures = startCaptures, .position = startPosition}.Restore(
         context);
+    context.DropNotes(std::move(notes));
     return false;
   } else {
-    const Mark mark = Mark::Of(context);
-    const std::int64_t extended = Iterate(count, context);
-    // Each end is offered only once: the guard against exponential retrying.
-    if (seen->Find(context.m_currentPosition) < 0) {
-      seen->Add(context.m_currentPosition);
-      count = extended;
-    } else {
-      mark.Restore(context);
-    }
+    if (notes == nullptr) notes = context.NewNotes();
+    count = ExtendAgain(count, firstEnd, *notes, context);
   }
 
+  const std::int64_t height = stack.Size();
   stack.Push(startCaptures);
   stack.Push(startStack);
-  for (std::ptrdiff_t i = 0; i < seen->Size(); ++i) stack.Push((*seen)[i]);
-  stack.Push(seen->Size());
+  stack.Push(firstEnd);
+  stack.Push(notes != nullptr ? 2 : 1);
   stack.Push(startPosition);
   stack.Push(count);
+  if (notes != nullptr) context.PutNotes(height, std::move(notes));
   return true;
+}
+
+// Extends itself as far as possible once more, unless that leads to an end that has been offered:
+// the guard against exponential retrying. Yields the count of iterations.
+std::int64_t CGreedyElxT<0>::ExtendAgain(std::int64_t count, std::int64_t firstEnd,
+                                         LoopNotes& notes, CMatchContext& context) const {
+  const Mark mark = Mark::Of(context);
+  const bool isByPosition = m_isByPosition && context.m_textLength < m_span;
+  const std::int64_t extended = Iterate(count, isByPosition ? &notes.passed : nullptr, context);
+  const std::int64_t end = context.m_currentPosition;
+  if (extended >= 0 && end != firstEnd && notes.ends.Find(end) < 0) {
+    notes.ends.Add(end);
+    return extended;
+  }
+  mark.Restore(context);
+  return count;
 }
 
 bool CPossessiveElxT<0>::Match(CMatchContext& context) const {

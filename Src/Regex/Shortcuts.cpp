@@ -134,6 +134,7 @@ void CPatternT::FindShortcuts() {
     Beginning anything;
     anything.isUnknown = true;
     m_root->SetFollowing(anything);
+    for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) m_objects[i]->RelyOnPositions();
     if (!isRightToLeft) m_shortcuts.leadingRun = m_root->LeadingRun();
   }
   m_shortcuts.isStraight = m_root->HasOneWay();
@@ -152,7 +153,7 @@ void CPatternT::FindShortcuts() {
 
 void CPatternT::ForgetShortcuts() {
   m_shortcuts = {};
-  for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) m_objects[i]->ForgetFollowing();
+  for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) m_objects[i]->ForgetShortcuts();
 }
 
 // ---- The search
