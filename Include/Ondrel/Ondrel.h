@@ -5,6 +5,7 @@
 #include <Ondrel/CodeNames.h>
 #include <Ondrel/ConfigManager.h>
 #include <Ondrel/Disks.h>
+#include <Ondrel/Drives.h>
 #include <Ondrel/Export.h>
 #include <Ondrel/Host.h>
 #include <Ondrel/ModuleError.h>

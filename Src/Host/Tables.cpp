@@ -2,6 +2,7 @@
 #include "Host/CurlOperations.h"
 #include "Host/DeviceOperations.h"
 #include "Host/DeviceSetupOperations.h"
+#include "Host/DrivesOperations.h"
 #include "Host/EventLogOperations.h"
 #include "Host/Immortal.h"
 #include "Host/MemoryOperations.h"
@@ -45,6 +46,8 @@ DeviceOperations& Device() { return Table<DeviceOperations, MakeDeviceOperations
 DeviceSetupOperations& DeviceSetup() {
   return Table<DeviceSetupOperations, MakeDeviceSetupOperations>();
 }
+
+DrivesOperations& Drives() { return Table<DrivesOperations, MakeDrivesOperations>(); }
 
 EventLogOperations& EventLog() { return Table<EventLogOperations, MakeEventLogOperations>(); }
 
