@@ -2,6 +2,7 @@
 
 #include "Host/ClockOperations.h"
 
+#include <chrono>
 #include <ctime>
 
 namespace Ondrel::Testing {
@@ -25,7 +26,18 @@ inline Host::ClockOperations ClockStandingStill(long secondsWestOfUtc) {
             return true;
           },
       .StandardTimeWestOfUtc = [secondsWestOfUtc] { return secondsWestOfUtc; },
+      .SteadyTime = [] { return std::chrono::steady_clock::time_point(); },
+      .Rest = [](std::chrono::nanoseconds) {},
   };
+}
+
+/// The host's clock, but for its steady time, which passes only while somebody rests, and then at
+/// once. `rested` is the sum of the rests and has to outlive the clock.
+inline Host::ClockOperations ClockPassingByRests(std::chrono::nanoseconds& rested) {
+  Host::ClockOperations clock = Host::MakeClockOperations();
+  clock.SteadyTime = [&rested] { return std::chrono::steady_clock::time_point(rested); };
+  clock.Rest = [&rested](std::chrono::nanoseconds duration) { rested += duration; };
+  return clock;
 }
 
 }  // namespace Ondrel::Testing

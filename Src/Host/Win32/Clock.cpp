@@ -1,5 +1,6 @@
 #include "Host/ClockOperations.h"
 
+#include <thread>
 #include <time.h>
 
 namespace Ondrel::Host {
@@ -15,6 +16,8 @@ ClockOperations MakeClockOperations() {
             return _localtime64_s(&local, &seconds) == 0;
           },
       .StandardTimeWestOfUtc = [] { return long{_timezone}; },
+      .SteadyTime = std::chrono::steady_clock::now,
+      .Rest = [](std::chrono::nanoseconds duration) { std::this_thread::sleep_for(duration); },
   };
 }
 

@@ -116,6 +116,8 @@ TEST(Clock, IsThatOfTheHostUnlessATestPutsAnotherInPlace) {
   EXPECT_TRUE(Host::Clock().CurrentTime);
   EXPECT_TRUE(Host::Clock().LocalTime);
   EXPECT_TRUE(Host::Clock().StandardTimeWestOfUtc);
+  EXPECT_TRUE(Host::Clock().SteadyTime);
+  EXPECT_TRUE(Host::Clock().Rest);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 #include "Host/Linux/EventLog/Database.h"
 
+#include "Host/ClockOperations.h"
 #include "Host/Linux/LastError.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <thread>
 
 namespace Ondrel::Host {
 
@@ -81,13 +81,13 @@ Database::Database(const std::string& path) {
 void Database::SetPatience(std::chrono::milliseconds patience) {
   // What is left in errno from elsewhere must not explain a failure of ours.
   errno = 0;
-  m_deadline = std::chrono::steady_clock::now() + patience;
+  m_deadline = Clock().SteadyTime() + patience;
 }
 
 bool Database::WaitForTurn(int earlierTries) {
-  if (std::chrono::steady_clock::now() >= m_deadline) return false;
+  if (Clock().SteadyTime() >= m_deadline) return false;
   // Long pauses would let a crowd of busy writers starve one: it has to find the lock free.
-  std::this_thread::sleep_for(std::min(kFirstPause * (earlierTries + 1), kLongestPause));
+  Clock().Rest(std::min(kFirstPause * (earlierTries + 1), kLongestPause));
   return true;
 }
 

@@ -1,5 +1,6 @@
 #include "Host/Linux/EventLog/EventStoreFile.h"
 
+#include "Host/ClockOperations.h"
 #include "Host/Linux/LastError.h"
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace Ondrel::Host {
@@ -60,15 +60,15 @@ public:
   explicit FolderLock(const std::string& folder)
       : m_folder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     if (m_folder < 0) throw DatabaseError{ErrorFromFileErrno(errno)};
-    const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
+    const auto deadline = Clock().SteadyTime() + kLockPatience;
     while (flock(m_folder, LOCK_EX | LOCK_NB) != 0) {
       if (errno == EINTR) continue;
       const int reason = errno;
-      if (reason != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) {
+      if (reason != EWOULDBLOCK || Clock().SteadyTime() >= deadline) {
         close(m_folder);
         throw DatabaseError{ErrorFromFileErrno(reason)};
       }
-      std::this_thread::sleep_for(kLockPause);
+      Clock().Rest(kLockPause);
     }
   }
   ~FolderLock() { close(m_folder); }

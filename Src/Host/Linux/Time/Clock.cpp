@@ -1,6 +1,8 @@
 #include "Host/ClockOperations.h"
 #include "Host/Linux/Time/LocalZone.h"
 
+#include <thread>
+
 namespace Ondrel::Host {
 
 ClockOperations MakeClockOperations() {
@@ -8,6 +10,8 @@ ClockOperations MakeClockOperations() {
       .CurrentTime = [] { return std::time(nullptr); },
       .LocalTime = BreakDownLocally,
       .StandardTimeWestOfUtc = StandardTimeWestOfUtc,
+      .SteadyTime = std::chrono::steady_clock::now,
+      .Rest = [](std::chrono::nanoseconds duration) { std::this_thread::sleep_for(duration); },
   };
 }
 

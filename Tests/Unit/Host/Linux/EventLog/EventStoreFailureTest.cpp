@@ -1,5 +1,7 @@
 #include "Host/Linux/EventLog/Database.h"
 #include "Support/EventStoreFixture.h"
+#include "Support/PreparedClock.h"
+#include "Support/PreparedOperations.h"
 #include "Unit/Host/Linux/EventLog/FaultyFiles.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -23,10 +26,12 @@
 namespace Ondrel {
 namespace {
 
+using Testing::ClockPassingByRests;
 using Testing::FaultyFiles;
 using Testing::kSeekForwards;
 using Testing::kSequentialForwards;
 using Testing::LogHandle;
+using Testing::PreparedOperations;
 using Testing::RunSql;
 using Testing::SourceHandle;
 using Testing::TemporaryFolder;
@@ -338,7 +343,9 @@ TEST_F(EventStoreFailure, AStoreBehindALinkIsUsed) {
   EXPECT_EQ(NamesIn(Folder().Path()), (std::vector<std::string>{"events.db", "real"}));
 }
 
-TEST_F(EventStoreFailure, AStoreThatAnotherProgramLocksIsALockViolation) {
+TEST_F(EventStoreFailure, AStoreThatAnotherProgramLocksIsALockViolationAfterTenSeconds) {
+  std::chrono::nanoseconds rested{0};
+  const PreparedOperations clock(Host::Clock(), ClockPassingByRests(rested));
   Write("Log", {"text"});
   const SourceHandle source(Operations(), "Log");
   const LogHandle log(Operations(), "Log");
@@ -347,13 +354,17 @@ TEST_F(EventStoreFailure, AStoreThatAnotherProgramLocksIsALockViolation) {
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
 
   EXPECT_EQ(source.Report("text"), 33u);
+  EXPECT_GE(rested, std::chrono::seconds(10));
+  EXPECT_LT(rested, std::chrono::seconds(11));
   EXPECT_EQ(log.AllNumbers(), (Numbers{1}));
 
   sqlite3_close(other);
   EXPECT_EQ(source.Report("text"), 0u);
 }
 
-TEST_F(EventStoreFailure, AStoreThatAnotherProgramKeepsToItselfIsALockViolation) {
+TEST_F(EventStoreFailure, AStoreThatAnotherProgramKeepsToItselfIsALockViolationAfterTenSeconds) {
+  std::chrono::nanoseconds rested{0};
+  const PreparedOperations clock(Host::Clock(), ClockPassingByRests(rested));
   Write("Log", {"text"});
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(Path().c_str(), &other), SQLITE_OK);
@@ -362,6 +373,8 @@ TEST_F(EventStoreFailure, AStoreThatAnotherProgramKeepsToItselfIsALockViolation)
             SQLITE_OK);
 
   EXPECT_EQ(OpenError(), 33u);
+  EXPECT_GE(rested, std::chrono::seconds(10));
+  EXPECT_LT(rested, std::chrono::seconds(11));
   sqlite3_close(other);
   EXPECT_EQ(OpenError(), 0u);
 }
