@@ -4,7 +4,7 @@
 
 #include <Ondrel/System.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <cstdint>
 #include <iostream>

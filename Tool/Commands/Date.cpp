@@ -4,7 +4,7 @@
 
 #include <Ondrel/SystemTime.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/Error.hpp>
 
 #include <array>
 #include <chrono>

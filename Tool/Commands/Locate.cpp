@@ -4,7 +4,7 @@
 
 #include <Ondrel/ConfigManager.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <iostream>
 #include <limits>

@@ -3,7 +3,7 @@
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/Error.hpp>
 
 #include <cstdint>
 #include <iostream>

@@ -4,7 +4,7 @@
 
 #include <Ondrel/OSInfo.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/App.hpp>
 
 #include <algorithm>
 #include <cstring>
