@@ -1,0 +1,152 @@
+#!/usr/bin/python3
+"""Runs clang-tidy on source files, leaving out those that it has passed already.
+
+A file has passed when clang-tidy said nothing of the same text: the preprocessed unit with its
+macros, the comments that clang-tidy heeds, the configuration, the compiler's arguments and the
+tool's version. Where a line stands in a header does not matter. The stamps are empty files named by
+the hash of all this, in ~/.cache/ondrel-tidy, shared by all clones; ONDREL_TIDY_CACHE names
+another folder.
+
+Usage: tidy.py --build FOLDER [--jobs N] FILE...
+"""
+
+import argparse
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+CACHE = pathlib.Path(os.environ.get("ONDREL_TIDY_CACHE") or
+                     pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache") /
+                     "ondrel-tidy")
+STAMP_DAYS = 60
+# Comments that change what is said: suppressions, names of arguments, and what falls through.
+HEEDED_COMMENT = re.compile(rb"NOLINT|/\*\s*\w+\s*=?\s*\*/|fall", re.IGNORECASE)
+LINE_MARKER = re.compile(rb'^# \d+ "([^"]*)"', re.MULTILINE)
+
+
+def commands(build):
+    """The compiler's arguments for each source file, without those that name what is written. A file
+    that several targets compile has several lists: clang-tidy looks at each of them."""
+    result = {}
+    for entry in json.loads((build / "compile_commands.json").read_text()):
+        arguments = shlex.split(entry["command"])
+        if pathlib.Path(arguments[0]).name == "ccache":
+            arguments = arguments[1:]
+        kept = []
+        words = iter(arguments[1:])
+        for word in words:
+            if word in ("-o", "-MF", "-MT", "-MQ"):
+                next(words)
+            elif word not in ("-c", "-MD", "-MMD"):
+                kept.append(word)
+        source = pathlib.Path(entry["directory"], entry["file"]).resolve()
+        result.setdefault(source, []).append((entry["directory"], kept))
+    return result
+
+
+def configuration(source):
+    """The text of every configuration file that may hold for a source file."""
+    folders = [folder for folder in source.parents if folder == ROOT or ROOT in folder.parents]
+    files = [folder / ".clang-tidy" for folder in folders]
+    return [file.read_bytes() for file in files if file.exists()]
+
+
+class Tidy:
+    def __init__(self, build):
+        self.build = build
+        self.commands = commands(build)
+        self.version = subprocess.run(["clang-tidy", "--version"], check=True, stdout=subprocess.PIPE).stdout
+
+    def key(self, source):
+        """The hash of all that clang-tidy's answer depends on; None when the unit does not compile."""
+        digest = hashlib.sha256()
+
+        def add(*parts):
+            for part in parts:
+                digest.update(len(part).to_bytes(8, "little"))
+                digest.update(part)
+
+        root = os.fsencode(ROOT)
+        # The file itself as it stands.
+        add(self.version, *configuration(source), os.fsencode(source.relative_to(ROOT)), source.read_bytes())
+        for folder, arguments in self.commands[source]:
+            unit = subprocess.run(["clang++", *arguments, "-E", "-dD", "-Wno-everything"], cwd=folder,
+                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            if unit.returncode != 0:
+                return None
+            add(*(os.fsencode(argument).replace(root, b"") for argument in arguments))
+            headers = {pathlib.Path(folder, os.fsdecode(name)).resolve()
+                       for name in set(LINE_MARKER.findall(unit.stdout)) if not name.startswith(b"<")}
+            for header in sorted(headers):
+                if ROOT in header.parents and header != source:
+                    add(*filter(HEEDED_COMMENT.search, header.read_bytes().splitlines()))
+            lines = (line.strip() for line in unit.stdout.splitlines())
+            add(b"\n".join(line for line in lines if line and not LINE_MARKER.match(line))
+                .replace(root, b""))
+        return digest.hexdigest()
+
+    def check(self, source):
+        """None when the file had passed before, else clang-tidy's exit status and what it said."""
+        key = self.key(source)
+        stamp = CACHE / key if key else None
+        if stamp and stamp.exists():
+            stamp.touch()
+            return None
+        answer = subprocess.run(["clang-tidy", "--quiet", "-p", str(self.build), "--warnings-as-errors=*",
+                                 str(source)], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        # Errors of the compilation are said there; so is the number of suppressed warnings.
+        said = answer.stdout + (answer.stderr if answer.returncode != 0 else "")
+        if stamp and answer.returncode == 0 and not answer.stdout.strip():
+            stamp.touch()
+        return answer.returncode, said
+
+
+def remove_old_stamps():
+    limit = time.time() - STAMP_DAYS * 24 * 3600
+    for stamp in CACHE.iterdir():
+        if stamp.stat().st_mtime < limit:
+            stamp.unlink(missing_ok=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Runs clang-tidy on files that it has not passed yet.")
+    parser.add_argument("--build", required=True, type=pathlib.Path)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("files", nargs="+", type=pathlib.Path)
+    arguments = parser.parse_args()
+
+    CACHE.mkdir(parents=True, exist_ok=True)
+    remove_old_stamps()
+    tidy = Tidy(arguments.build.resolve())
+    sources = [file.resolve() for file in arguments.files]
+    unknown = [source for source in sources if source not in tidy.commands]
+    for source in unknown:
+        print(f"{source.relative_to(ROOT)}: {arguments.build} does not compile this file")
+
+    checked = failed = 0
+    # The largest first: none of them is left alone at the end.
+    sources = sorted((source for source in sources if source in tidy.commands),
+                     key=lambda source: source.stat().st_size, reverse=True)
+    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
+        for answer in pool.map(tidy.check, sources):
+            if answer is None:
+                continue
+            status, said = answer
+            checked += 1
+            failed += status != 0
+            if said.strip():
+                print(said.rstrip(), flush=True)
+    print(f"clang-tidy: {checked} files checked, {len(sources) - checked} as they had passed, {failed} failed")
+    sys.exit(1 if failed or unknown else 0)
+
+
+if __name__ == "__main__":
+    main()
