@@ -21,9 +21,13 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
   ) 9>"$WINEPREFIX/lock"
 fi
 # The server outlives a program by some seconds: a start with none takes seconds. What comes with it
-# must not hold the output of the program open.
-{
-  wineserver -p15 || true
-  "$wine" cmd /c exit
-} </dev/null >/dev/null 2>&1
+# must not hold the output of the program open. A program that was started a moment ago has seen to it.
+started=$WINEPREFIX/started
+if [ ! -e "$started" ] || [ $(($(date +%s) - $(stat -c %Y "$started"))) -ge 8 ]; then
+  {
+    wineserver -p15 || true
+    "$wine" cmd /c exit
+  } </dev/null >/dev/null 2>&1
+fi
+touch "$started"
 exec "$wine" "$@"
