@@ -1,113 +1,321 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs the tests.
+# Installs what is missing, builds and runs the tests; at the end, a table of what each part took.
 # Usage: scripts/test.sh [linux|vm|asan|tsan|windows|consumer|fuzz|lint]...
-# Without arguments: all of them.
+#        scripts/test.sh quick    the unit tests and the format check
+# Without arguments: all parts but quick.
+#
+# A part is a name in allParts and a function test<Name>, which may have two more before it:
+# prepare<Name> gets what the part needs besides the packages of all, build<Name> compiles. While one
+# part builds, another one is prepared or tested. Each of these steps writes a file of its own in
+# build/log; what is wrong in it is shown as a whole when the step ends, and the other parts go on.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 allParts=(linux vm asan tsan windows consumer fuzz lint)
+partsOnRequest=(quick)
+# Their tests use nothing of the machine that another part's tests use: two parts are tested at the
+# same time when one of them is of these.
+partsApart=(vm windows consumer fuzz lint)
+
 jobs=$(nproc)
+logs=build/log
+
+# Configures a preset.
+configurePreset() { cmake --preset "$1"; }
 
 # Configures and builds a preset; what follows its name goes to the build.
 buildPreset() {
-  cmake --preset "$1" >"build/$1-configure.log" 2>&1 || { cat "build/$1-configure.log"; return 1; }
+  configurePreset "$1"
   cmake --build --preset "$1" -j "$jobs" "${@:2}"
+}
+
+# Counts tests of the part whose step runs: so many passed, so many failed.
+countTests() { echo "$1 $2" >>"$logs/$part.count"; }
+
+# Runs a command as one test of the part.
+check() {
+  if "$@"; then
+    countTests 1 0
+  else
+    countTests 0 1
+    echo "failed: $*"
+    return 1
+  fi
 }
 
 # Runs the tests of a preset; what follows its name chooses among them.
 runTests() {
-  local preset=$1
+  local preset=$1 status=0 failed total
   shift
   ctest --test-dir "build/$preset" "$@" -j "$jobs" --output-on-failure --no-tests=error \
-    --output-log "build/$preset-tests.log" >"build/$preset-tests.out" ||
-    { grep -vE ' (Start +[0-9]+: |.* Passed +[0-9.]+ sec)' "build/$preset-tests.out"; return 1; }
-  tail -n 6 "build/$preset-tests.out"
+    --output-log "build/$preset-tests.log" >"build/$preset-tests.out" || status=$?
+  read -r failed total < <(sed -nE \
+    's/^[0-9]+% tests passed, ([0-9]+) tests failed out of ([0-9]+)$/\1 \2/p' "build/$preset-tests.out") ||
+    { failed=1 total=1; }
+  countTests $((total - failed)) "$failed"
+  [ "$status" -eq 0 ] || grep -vE ' (Start +[0-9]+: |.* Passed +[0-9.]+ sec)' "build/$preset-tests.out"
+  [ "$status" -ne 0 ] || tail -n 6 "build/$preset-tests.out"
+  return "$status"
 }
 
-testLinux() { buildPreset linux && runTests linux --label-exclude vm; }
+buildLinux() { buildPreset linux; }
+testLinux() { runTests linux --label-exclude vm; }
 
 # Virtual machines run by emulation alone: no hardware support is asked for.
-testVm() {
-  scripts/install-deps.sh vm
-  buildPreset linux
-  runTests linux --label-regex vm
-}
+prepareVm() { scripts/install-deps.sh vm; }
+buildVm() { buildPreset linux; }
+testVm() { runTests linux --label-regex vm; }
 
+buildAsan() { buildPreset asan; }
 testAsan() {
-  buildPreset asan
   ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:check_initialization_order=1 \
     UBSAN_OPTIONS=print_stacktrace=1 \
     LSAN_OPTIONS=suppressions="$PWD/Tests/Support/leaks.supp" \
     runTests asan
 }
 
+buildTsan() { buildPreset tsan; }
 testTsan() {
-  buildPreset tsan
   TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions="$PWD/Tests/Support/threads.supp" \
     runTests tsan
 }
 
-testWindows() {
+prepareWindows() {
   scripts/install-deps.sh windows
   scripts/build-windows-deps.sh
+  # Makes the prefix of the tests.
+  scripts/run-wine.sh cmd /c exit
+}
+buildWindows() {
   # What the hosts' answers about dates are compared with.
   buildPreset linux --target date-answers
   buildPreset windows
+}
+testWindows() {
   runTests windows
-  scripts/test-windows-package.sh
+  check scripts/test-windows-package.sh
 }
 
+buildConsumer() { buildPreset linux; }
 # The installed build, as programs of strangers use it.
-testConsumer() {
-  buildPreset linux
-  scripts/test-installed.sh
+testConsumer() { check scripts/test-installed.sh; }
+
+# Runs one fuzz target for some seconds.
+runFuzzTarget() {
+  local name=$1
+  local corpus=build/fuzz/corpus/$name
+  local folders=("$corpus")
+  mkdir -p "$corpus"
+  [ ! -d "Fuzz/Corpus/$name" ] || folders+=("Fuzz/Corpus/$name")
+  "build/fuzz/Fuzz/$name" -max_total_time="${FUZZ_SECONDS:-15}" -timeout=10 -rss_limit_mb=4096 \
+    -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${folders[@]}" \
+    >"build/fuzz/$name.log" 2>&1 || { tail -n 60 "build/fuzz/$name.log"; return 1; }
+  echo "$name: $(grep -E 'stat::number_of_executed_units' "build/fuzz/$name.log")"
 }
 
+# The objects are this part's own: libFuzzer steers by counters that only Clang compiles into them.
+buildFuzz() { buildPreset fuzz --target Fuzz/all; }
 testFuzz() {
-  buildPreset fuzz
-  local target name corpus
-  for target in build/fuzz/Fuzz/*Fuzz; do
-    name=$(basename "$target")
-    corpus=build/fuzz/corpus/$name
-    mkdir -p "$corpus"
-    echo "fuzz $name"
-    "$target" -max_total_time="${FUZZ_SECONDS:-15}" -timeout=10 -rss_limit_mb=4096 -print_final_stats=1 \
-      -artifact_prefix="build/fuzz/$name-" "$corpus" \
-      $(test -d "Fuzz/Corpus/$name" && echo "Fuzz/Corpus/$name") >"build/fuzz/$name.log" 2>&1 ||
-      { tail -n 60 "build/fuzz/$name.log"; return 1; }
-    grep -E 'stat::number_of_executed_units' "build/fuzz/$name.log"
+  local target targets=(build/fuzz/Fuzz/*Fuzz) running=0 status=0
+  for target in "${targets[@]}"; do
+    [ "$running" -lt "$jobs" ] || { wait -n || status=1; running=$((running - 1)); }
+    check runFuzzTarget "$(basename "$target")" &
+    running=$((running + 1))
+  done
+  for (( ; running > 0; running--)); do wait -n || status=1; done
+  return "$status"
+}
+
+checkFormat() { git ls-files -z '*.cpp' '*.h' | xargs -0 -P "$jobs" -n 40 clang-format --dry-run --Werror; }
+
+checkScripts() { bash -n scripts/*.sh .ci/run; }
+
+checkWithCppcheck() {
+  mkdir -p build/cppcheck
+  cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
+    --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp -j "$jobs" \
+    --cppcheck-build-dir=build/cppcheck \
+    -i Src/Host/Win32 -i Pirsk/Host/Win32 -I Include -I Src -I Pirsk Pirsk Src Tool
+}
+
+checkWithClangTidy() {
+  git ls-files -z 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp' | grep -vz Host/Win32/ |
+    xargs -0 scripts/tidy.py --build build/linux --jobs "$jobs"
+}
+
+# The checks take the compiler's arguments from there.
+buildLint() { configurePreset linux; }
+testLint() {
+  local status=0
+  check checkFormat || status=1
+  check checkScripts || status=1
+  check checkWithCppcheck || status=1
+  check checkWithClangTidy || status=1
+  return "$status"
+}
+
+buildQuick() { buildPreset linux --target Tests/Unit/all; }
+testQuick() {
+  check checkFormat
+  runTests linux/Tests/Unit
+}
+
+# --- Steps of parts, one after the other or side by side ---
+
+declare -A running=()    # process of a step to its part and kind
+declare -A ended=()      # step to its exit status
+declare -A began=() took=()
+
+isFunction() { declare -F "$1" >/dev/null; }
+isAmong() { [[ " ${*:2} " == *" $1 "* ]]; }
+isRunning() { isAmong "$1" "${running[@]}"; }
+
+isAnyRunning() { # of a kind
+  local step
+  for step in "${running[@]}"; do [[ $step != *-"$1" ]] || return 0; done
+  return 1
+}
+
+# Whether a step can start: those before it have succeeded, and no other is in its way.
+mayStart() {
+  local part=$1 kind=$2 step
+  [ -z "${ended[$part-$kind]-}" ] && ! isRunning "$part-$kind" || return 1
+  case $kind in
+    prepare) ! isAnyRunning prepare && ! isAnyRunning "test" ;;
+    build) ! isAnyRunning build && [ "${ended[$part-prepare]-}" = 0 ] ;;
+    test)
+      [ "${ended[$part-build]-}" = 0 ] && ! isAnyRunning prepare || return 1
+      for step in "${running[@]}"; do
+        [[ $step != *-test ]] || isAmong "$part" "${partsApart[@]}" ||
+          isAmong "${step%-test}" "${partsApart[@]}" || return 1
+      done
+      ;;
+  esac
+}
+
+startStep() {
+  local part=$1 kind=$2 step=$1-$2
+  began[$step]=$SECONDS
+  # In a group of processes of its own, which can be ended as a whole.
+  set -m
+  (
+    set -euo pipefail
+    "$kind${part^}"
+  ) >"$logs/$step.log" 2>&1 </dev/null &
+  set +m
+  running[$!]=$step
+}
+
+# Notes that a step has ended, and shows what there is to see of it.
+endStep() {
+  local step=$1 status=$2
+  local part=${step%-*} kind=${step##*-}
+  ended[$step]=$status
+  took[$step]=$((SECONDS - ${began[$step]:-$SECONDS}))
+  if [ "$status" -ne 0 ]; then
+    echo "== $part: $kind failed with status $status in ${took[$step]} s ($logs/$step.log)"
+    # Without the progress of a build.
+    grep -vE '^\[[0-9]+/[0-9]+\] ' "$logs/$step.log" || true
+  elif [ "$kind" = "test" ]; then
+    echo "== $part: passed in ${took[$step]} s"
+    cat "$logs/$step.log"
+  else
+    echo "== $part: $kind took ${took[$step]} s"
+  fi
+}
+
+# Starts what can start: two steps at the same time, so that what waits or has a long last command
+# leaves no processor idle, with the parts' builds first.
+startSteps() {
+  local kind part
+  for kind in build prepare "test"; do
+    for part in "${parts[@]}"; do
+      [ "${#running[@]}" -lt 2 ] || return 0
+      if mayStart "$part" "$kind"; then startStep "$part" "$kind"; fi
+    done
   done
 }
 
-testLint() {
-  buildPreset linux
-  local sources
-  mapfile -t sources < <(git ls-files '*.cpp' '*.h')
-  clang-format --dry-run --Werror "${sources[@]}"
-  mapfile -t sources < <(git ls-files 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp' | grep -v Host/Win32/)
-  printf '%s\n' "${sources[@]}" |
-    xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/linux --warnings-as-errors='*' \
-      2>build/tidy.err || { tail -n 40 build/tidy.err; return 1; }
-  cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
-    --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp -j "$jobs" \
-    -i Src/Host/Windows -i Pirsk/Host/Windows -I Include -I Src -I Pirsk Pirsk Src Tool
-  bash -n scripts/*.sh .ci/run
+runSteps() {
+  local pid status
+  while startSteps; [ "${#running[@]}" -gt 0 ]; do
+    status=0
+    wait -n -p pid "${!running[@]}" || status=$?
+    endStep "${running[$pid]}" "$status"
+    unset "running[$pid]"
+  done
 }
 
-scripts/install-deps.sh test
-mkdir -p build
+# The table of the parts, and as the last line the sum of their tests. A part that did not get
+# through counts as a failed test at least.
+report() {
+  local part passed failed allPassed=0 allFailed=0 verdict kind
+  echo
+  printf '%-10s %11s %11s %11s %8s %8s  %s\n' part preparing building testing passed failed result
+  for part in "${parts[@]}"; do
+    read -r passed failed < <(awk '{p += $1; f += $2} END {print p + 0, f + 0}' "$logs/$part.count")
+    verdict=passed
+    for kind in "test" build prepare; do
+      case ${ended[$part-$kind]-} in
+        0) ;;
+        '') verdict='not run to its end' ;;
+        *) verdict="failed: $kind" ;;
+      esac
+    done
+    [ "$verdict" = passed ] || [ "$failed" -gt 0 ] || failed=1
+    allPassed=$((allPassed + passed)) allFailed=$((allFailed + failed))
+    printf '%-10s %9s s %9s s %9s s %8s %8s  %s\n' "$part" "${took[$part-prepare]:-0}" \
+      "${took[$part-build]:-0}" "${took[$part-test]:-0}" "$passed" "$failed" "$verdict"
+  done
+  echo "all of it in $SECONDS s"
+  echo
+  echo "$allPassed passed, $allFailed failed"
+  [ "$allFailed" -eq 0 ]
+}
+
+stop() {
+  trap '' INT TERM HUP
+  local pid step
+  echo "Stopped; ending ${running[*]:-nothing}" >&2
+  for pid in "${!running[@]}"; do kill -TERM -- "-$pid" 2>/dev/null || true; done
+  for pid in "${!running[@]}"; do
+    # What does not end at the request is ended.
+    for _ in {1..50}; do
+      kill -0 -- "-$pid" 2>/dev/null || break
+      sleep 0.1
+    done
+    kill -KILL -- "-$pid" 2>/dev/null || true
+  done
+  report || true
+  exit $((128 + $1))
+}
 
 parts=("$@")
 [ ${#parts[@]} -gt 0 ] || parts=("${allParts[@]}")
 for part in "${parts[@]}"; do
-  case "$part" in
-    linux | vm | asan | tsan | windows | consumer | fuzz | lint) ;;
-    *) echo "usage: $0 [${allParts[*]}]" >&2; exit 2 ;;
-  esac
+  isAmong "$part" "${allParts[@]}" "${partsOnRequest[@]}" ||
+    { echo "usage: $0 [${allParts[*]} ${partsOnRequest[*]}]" >&2; exit 2; }
 done
+
+scripts/install-deps.sh "test"
+mkdir -p "$logs"
+trap 'stop 2' INT
+trap 'stop 15' TERM
+trap 'stop 1' HUP
 for part in "${parts[@]}"; do
-  started=$SECONDS
-  echo "== $part"
-  "test${part^}"
-  echo "== $part passed in $((SECONDS - started)) s"
+  : >"$logs/$part.count"
+  for kind in prepare build; do
+    isFunction "$kind${part^}" || ended[$part-$kind]=0
+  done
+  # A password can be asked for in the foreground alone.
+  if isFunction "prepare${part^}" && [ "$(id -u)" -ne 0 ] && ! sudo -n true 2>/dev/null; then
+    began[$part-prepare]=$SECONDS
+    set +e
+    (set -e; "prepare${part^}") 2>&1 | tee "$logs/$part-prepare.log"
+    status=$?
+    set -e
+    endStep "$part-prepare" "$status"
+  fi
 done
+runSteps
+report
