@@ -238,11 +238,14 @@ startSteps() {
 
 runSteps() {
   local pid status
-  while startSteps; [ "${#running[@]}" -gt 0 ]; do
+  # Not as the loop's condition: the steps would not stop at what fails in them.
+  startSteps
+  while [ "${#running[@]}" -gt 0 ]; do
     status=0
     wait -n -p pid "${!running[@]}" || status=$?
     endStep "${running[$pid]}" "$status"
     unset "running[$pid]"
+    startSteps
   done
 }
 
@@ -262,7 +265,11 @@ report() {
         *) verdict="failed: $kind" ;;
       esac
     done
-    [ "$verdict" = passed ] || [ "$failed" -gt 0 ] || failed=1
+    if [ "$verdict" = passed ]; then
+      [ "$failed" -eq 0 ] || verdict='failed: test'
+    else
+      [ "$failed" -gt 0 ] || failed=1
+    fi
     allPassed=$((allPassed + passed)) allFailed=$((allFailed + failed))
     printf '%-10s %9s s %9s s %9s s %8s %8s  %s\n' "$part" "${took[$part-prepare]:-0}" \
       "${took[$part-build]:-0}" "${took[$part-test]:-0}" "$passed" "$failed" "$verdict"
