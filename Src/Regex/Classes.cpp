@@ -19,27 +19,28 @@ int IsSpaceOrTab(int character) { return character == ' ' || character == '\t' ?
 struct PosixClass {
   std::string_view name;  // With the colon after it.
   CPosixElxT<char>::Test test;
+  bool isFixed = false;  // It does not depend on the locale.
 };
 
 constexpr PosixClass kPosixClasses[] = {
     {"alnum:", &Tests<std::isalnum>},
     {"alpha:", &Tests<std::isalpha>},
-    {"ascii:", &IsAscii},
+    {"ascii:", &IsAscii, true},
     {"cntrl:", &Tests<std::iscntrl>},
-    {"digit:", &Tests<std::isdigit>},
+    {"digit:", &Tests<std::isdigit>, true},
     {"graph:", &Tests<std::isgraph>},
     {"lower:", &Tests<std::islower>},
     {"print:", &Tests<std::isprint>},
     {"punct:", &Tests<std::ispunct>},
     {"space:", &Tests<std::isspace>},
     {"upper:", &Tests<std::isupper>},
-    {"xdigit:", &Tests<std::isxdigit>},
-    {"blank:", &IsSpaceOrTab},
+    {"xdigit:", &Tests<std::isxdigit>, true},
+    {"blank:", &IsSpaceOrTab, true},
 };
 
-CPosixElxT<char>::Test PosixTest(std::string_view name) {
+const PosixClass* FindPosixClass(std::string_view name) {
   for (const PosixClass& row : kPosixClasses)
-    if (name.starts_with(row.name)) return row.test;
+    if (name.starts_with(row.name)) return &row;
   return nullptr;
 }
 
@@ -124,9 +125,10 @@ ElxInterface* CPatternT::BuildPosixClass(std::uint32_t flags) {
   std::string_view name = text;
   const bool isInverted = name.starts_with('^');
   if (isInverted) name.remove_prefix(1);
-  const CPosixElxT<char>::Test test = PosixTest(name);
-  if (test == nullptr) return nullptr;
-  return Keep(std::make_unique<CPosixElxT<char>>(test, IsRightToLeft(flags), !isInverted));
+  const PosixClass* const found = FindPosixClass(name);
+  if (found == nullptr) return nullptr;
+  return Keep(std::make_unique<CPosixElxT<char>>(found->test, IsRightToLeft(flags), !isInverted,
+                                                 found->isFixed));
 }
 
 void CPatternT::AddClassItem(CRangeElxT<char>& range, std::uint32_t flags) {

@@ -151,6 +151,16 @@ public:
   /// may be empty.
   virtual void AddTo(Beginning& beginning) const;
 
+  /// Adds the characters that come second in its matches, from left to right. False where that is
+  /// not known, or where a match may be shorter than two characters.
+  virtual bool AddSecondTo(std::array<bool, 256>&) const { return false; }
+
+  /// The text that all of its matches begin with, from left to right; null where none is known.
+  virtual const CBufferT<char>* LeadingText() const { return nullptr; }
+
+  /// A character that all of its matches take, from left to right; -1 where none is known.
+  virtual int RequiredCharacter() const { return -1; }
+
   /// Learns what a match of all that comes after it can begin with.
   virtual void SetFollowing(const Beginning&) {}
 

@@ -169,6 +169,14 @@ bool CharacterElx::MatchNext(CMatchContext& context) const {
   return false;
 }
 
+CPosixElxT<char>::CPosixElxT(Test test, bool isRightToLeft, bool isDirect, bool isFixed)
+    : CharacterElx(isRightToLeft), m_test(test), m_sense(isDirect ? 1 : 0) {
+  if (!isFixed) return;
+  for (unsigned int character = 0; character < m_table.size(); ++character)
+    m_table[character] = Takes(static_cast<char>(character));
+  m_hasTable = true;
+}
+
 bool CPosixElxT<char>::Match(CMatchContext& context) const {
   const char* const character = CharacterAt(context, m_rightToLeft);
   if (m_test == nullptr || character == nullptr || !Takes(*character)) return false;
@@ -216,7 +224,8 @@ void CRangeElxT<char>::MakeTable() {
 // ---- String
 
 bool CStringElxT<char>::IsAt(const char* place) const {
-  return (m_ignoreCase != 0 ? m_text.CompareNoCase(place) : m_text.Compare(place)) == 0;
+  if (m_ignoreCase != 0) return m_text.CompareNoCase(place) == 0;
+  return std::equal(m_text.Data(), m_text.Data() + m_text.Size(), place);
 }
 
 bool CStringElxT<char>::Match(CMatchContext& context) const {

@@ -78,6 +78,7 @@ class CAlternativeElxT<0> final : public ElxInterface {
 public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool AddSecondTo(std::array<bool, 256>& set) const override;
   bool IsPlain() const override { return true; }
   void AddTo(Beginning& beginning) const override;
   void SetFollowing(const Beginning& following) override;
@@ -210,6 +211,7 @@ public:
   explicit CIndependentElxT(ElxInterface* inner) : m_inner(inner) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  int RequiredCharacter() const override;
   void AddTo(Beginning& beginning) const override;
 
   ElxInterface* m_inner;
@@ -222,6 +224,9 @@ public:
   explicit CListElxT(bool isRightToLeft) : m_rightToLeft(isRightToLeft ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool AddSecondTo(std::array<bool, 256>& set) const override;
+  const CBufferT<char>* LeadingText() const override;
+  int RequiredCharacter() const override;
   bool MatchStraight(CMatchContext& context) const override;
   bool IsPlain() const override { return true; }
   bool HasOneWay() const override;
@@ -281,13 +286,19 @@ class CPosixElxT<char> final : public CharacterElx {
 public:
   using Test = int (*)(int character);
 
-  CPosixElxT(Test test, bool isRightToLeft, bool isDirect)
-      : CharacterElx(isRightToLeft), m_test(test), m_sense(isDirect ? 1 : 0) {}
+  /// `isFixed` where the test does not depend on the locale.
+  CPosixElxT(Test test, bool isRightToLeft, bool isDirect, bool isFixed);
   bool Match(CMatchContext& context) const override;
   bool Takes(char character) const override;
 
+  const std::array<bool, 256>* Table() const override { return m_hasTable ? &m_table : nullptr; }
+
   Test m_test;
   std::int32_t m_sense;
+
+private:
+  std::array<bool, 256> m_table{};
+  bool m_hasTable = false;
 };
 
 /// One character of a set.
@@ -327,6 +338,9 @@ public:
         m_ignoreCase(ignoresCase ? 1 : 0) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
+  bool AddSecondTo(std::array<bool, 256>& set) const override;
+  const CBufferT<char>* LeadingText() const override;
+  int RequiredCharacter() const override;
   bool IsPlain() const override { return true; }
   bool HasOneWay() const override { return true; }
   void AddTo(Beginning& beginning) const override;
@@ -337,28 +351,9 @@ public:
 
 private:
   bool IsAt(const char* place) const;
-};
 
-/// Its inner element a number of times.
-template <>
-class CRepeatElxT<0> : public ElxInterface {
-public:
-  CRepeatElxT(ElxInterface* inner, std::int64_t count) : m_inner(inner), m_count(count) {}
-  bool Match(CMatchContext& context) const override;
-  bool MatchNext(CMatchContext& context) const override;
-  bool IsPlain() const override { return true; }
-  void AddTo(Beginning& beginning) const override;
-
-  ElxInterface* m_inner;
-  std::int64_t m_count;
-
-protected:
-  bool RepeatMatch(CMatchContext& context) const;
-  bool RepeatMatchNext(CMatchContext& context) const;
-
-private:
-  bool RetryBefore(std::int64_t& done, CMatchContext& context) const;
-  bool MatchFrom(std::int64_t done, CMatchContext& context) const;
+  // Whether it is known before the search what the text is, from left to right.
+  bool IsExact() const { return m_rightToLeft == 0 && m_ignoreCase == 0 && m_text.Size() > 0; }
 };
 
 /// What loops over an element of one character know besides: they need no record of each iteration,
@@ -410,11 +405,35 @@ private:
   bool m_hasFollowing = false;
 };
 
+/// Its inner element a number of times.
+template <>
+class CRepeatElxT<0> : public ElxInterface, public CharacterLoop {
+public:
+  CRepeatElxT(ElxInterface* inner, std::int64_t count)
+      : CharacterLoop(inner), m_inner(inner), m_count(count) {}
+  bool Match(CMatchContext& context) const override;
+  bool MatchNext(CMatchContext& context) const override;
+  int RequiredCharacter() const override;
+  bool IsPlain() const override { return true; }
+  void AddTo(Beginning& beginning) const override;
+
+  ElxInterface* m_inner;
+  std::int64_t m_count;
+
+protected:
+  bool RepeatMatch(CMatchContext& context) const;
+  bool RepeatMatchNext(CMatchContext& context) const;
+
+private:
+  bool RetryBefore(std::int64_t& done, CMatchContext& context) const;
+  bool MatchFrom(std::int64_t done, CMatchContext& context) const;
+};
+
 /// A number of times, and then as often as possible up to `m_span` times more. Record: heights of
 /// the captures and the stack at the start, the first end that was offered, 2 where there are notes
 /// of others and else 1, the start position, the count of iterations.
 template <>
-class CGreedyElxT<0> : public CRepeatElxT<0>, public CharacterLoop {
+class CGreedyElxT<0> : public CRepeatElxT<0> {
 public:
   CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span);
   bool Match(CMatchContext& context) const override;
@@ -443,10 +462,10 @@ private:
 /// A number of times, and then as seldom as possible up to `m_span` times more. Record: the
 /// position before each iteration, of a loop over one character none, then their count.
 template <>
-class CReluctantElxT<0> final : public CRepeatElxT<0>, public CharacterLoop {
+class CReluctantElxT<0> final : public CRepeatElxT<0> {
 public:
   CReluctantElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span)
-      : CRepeatElxT<0>(inner, minimum), CharacterLoop(inner), m_span(span) {}
+      : CRepeatElxT<0>(inner, minimum), m_span(span) {}
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
   void SetFollowing(const Beginning& following) override;

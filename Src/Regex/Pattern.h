@@ -131,9 +131,16 @@ private:
 
   /// What a search may leave out; Shortcuts.h says what each demands.
   struct Shortcuts {
+    static constexpr unsigned char kFirst = 1;
+    static constexpr unsigned char kSecond = 2;
+
     bool isBeginningKnown = false;
     std::array<bool, 256> beginning{};  // The characters that a match can begin with.
     std::int32_t onlyBeginning = -1;    // The one of them, where it is one.
+    const CBufferT<char>* leadingText = nullptr;
+    bool isSecondKnown = false;
+    std::array<unsigned char, 256> places{};  // Whether a character may be first, or second.
+    std::int32_t required = -1;
     bool isBoundToTextStart = false;
     bool isStraight = false;
     const std::array<bool, 256>* leadingRun = nullptr;
@@ -197,8 +204,11 @@ private:
 
   // Shortcuts.cpp
   void FindShortcuts();
+  void FindBeginning();
   std::int64_t NextPosition(const CMatchContext& context) const;
-  std::int64_t PassOver(const CMatchContext& context) const;
+  std::int64_t PassOver(const CMatchContext& context, std::int64_t& required) const;
+  std::int64_t PassOverFromRight(const CMatchContext& context) const;
+  std::int64_t PassOverBeginnings(const CMatchContext& context) const;
 
   // Search.cpp
   bool MatchHere(CMatchContext& context) const;

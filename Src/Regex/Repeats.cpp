@@ -8,9 +8,18 @@ bool CRepeatElxT<0>::Match(CMatchContext& context) const { return RepeatMatch(co
 
 bool CRepeatElxT<0>::MatchNext(CMatchContext& context) const { return RepeatMatchNext(context); }
 
-bool CRepeatElxT<0>::RepeatMatch(CMatchContext& context) const { return MatchFrom(0, context); }
+bool CRepeatElxT<0>::RepeatMatch(CMatchContext& context) const {
+  if (!IsOverCharacter()) return MatchFrom(0, context);
+  if (CountTaken(m_count, context) < m_count) return false;
+  MoveOver(m_count, context);
+  return true;
+}
 
 bool CRepeatElxT<0>::RepeatMatchNext(CMatchContext& context) const {
+  if (IsOverCharacter()) {
+    MoveOver(-m_count, context);
+    return false;
+  }
   std::int64_t done = m_count;
   return RetryBefore(done, context) && MatchFrom(done, context);
 }
@@ -69,7 +78,7 @@ std::int64_t CharacterLoop::LastOffered(std::int64_t count, const CMatchContext&
 // ---- As often as possible
 
 CGreedyElxT<0>::CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span)
-    : CRepeatElxT<0>(inner, minimum), CharacterLoop(inner), m_span(span) {}
+    : CRepeatElxT<0>(inner, minimum), m_span(span) {}
 
 bool CGreedyElxT<0>::Match(CMatchContext& context) const {
   if (!RepeatMatch(context)) return false;

@@ -46,8 +46,9 @@ CMatchResult CPatternT::Match(CMatchContext& context) const {
   if (m_root == nullptr) return {};
   const std::int64_t step = IsRightToLeft(m_flags) ? -1 : 1;
   const std::int64_t stop = IsRightToLeft(m_flags) ? -1 : context.m_textLength + 1;
+  std::int64_t required = -1;
   for (;;) {
-    context.m_currentPosition = PassOver(context);
+    context.m_currentPosition = PassOver(context, required);
     if (context.m_currentPosition == stop) return {};
     if (MatchHere(context)) break;
     context.m_currentPosition = NextPosition(context);

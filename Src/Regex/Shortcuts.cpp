@@ -2,7 +2,51 @@
 
 #include "Regex/Builder.h"
 
+#include <string_view>
+
 namespace Pirsk::Regex {
+
+namespace {
+
+// The first place of a character from a position on; the length of the text for none.
+std::int64_t FindCharacter(const CMatchContext& context, std::int64_t position, int character) {
+  if (position >= context.m_textLength) return context.m_textLength;
+  const void* const found = std::memchr(context.m_text + position, character,
+                                        static_cast<std::size_t>(context.m_textLength - position));
+  return found != nullptr ? static_cast<const char*>(found) - context.m_text : context.m_textLength;
+}
+
+constexpr std::int64_t kBlock = 64;
+
+std::int64_t NextHit(const std::array<bool, kBlock>& hits, std::int64_t from) {
+  const void* const found =
+      std::memchr(hits.data() + from, 1, static_cast<std::size_t>(kBlock - from));
+  return found != nullptr ? static_cast<const bool*>(found) - hits.data() : kBlock;
+}
+
+// The same for a text of two or more characters: its first and its last are looked for together.
+std::int64_t FindText(const CMatchContext& context, std::int64_t position,
+                      const CBufferT<char>& wanted) {
+  const std::int64_t far = wanted.Size() - 1;
+  const char first = wanted[0];
+  const char last = wanted[far];
+  for (; position + kBlock + far <= context.m_textLength; position += kBlock) {
+    const char* const text = context.m_text + position;
+    // Without a branch, which compilers turn into a few steps for a whole block.
+    std::array<bool, kBlock> hits;
+    for (std::int64_t i = 0; i < kBlock; ++i)
+      hits[static_cast<std::size_t>(i)] = (text[i] == first) & (text[i + far] == last);
+    for (std::int64_t i = NextHit(hits, 0); i < kBlock; i = NextHit(hits, i + 1))
+      if (wanted.Compare(text + i) == 0) return position + i;
+  }
+  const std::string_view rest(context.m_text + position,
+                              static_cast<std::size_t>(context.m_textLength - position));
+  const std::size_t found =
+      rest.find(std::string_view(wanted.Data(), static_cast<std::size_t>(wanted.Size())));
+  return found != rest.npos ? position + static_cast<std::int64_t>(found) : context.m_textLength;
+}
+
+}  // namespace
 
 // ---- Beginnings
 
@@ -125,6 +169,51 @@ bool CListElxT<0>::HasOneWay() const {
   return true;
 }
 
+bool CStringElxT<char>::AddSecondTo(std::array<bool, 256>& set) const {
+  if (!IsExact() || m_text.Size() < 2) return false;
+  set[static_cast<unsigned char>(m_text[1])] = true;
+  return true;
+}
+
+bool CListElxT<0>::AddSecondTo(std::array<bool, 256>& set) const {
+  const ElxInterface* const first = FirstDemand();
+  return first != nullptr && first->AddSecondTo(set);
+}
+
+bool CAlternativeElxT<0>::AddSecondTo(std::array<bool, 256>& set) const {
+  for (std::ptrdiff_t i = 0; i < m_branches.Size(); ++i)
+    if (!m_branches[i]->AddSecondTo(set)) return false;
+  return true;
+}
+
+const CBufferT<char>* CStringElxT<char>::LeadingText() const {
+  return IsExact() ? &m_text : nullptr;
+}
+
+const CBufferT<char>* CListElxT<0>::LeadingText() const {
+  const ElxInterface* const first = FirstDemand();
+  return first != nullptr ? first->LeadingText() : nullptr;
+}
+
+// ---- What a match cannot do without
+
+int CStringElxT<char>::RequiredCharacter() const {
+  return IsExact() ? static_cast<unsigned char>(m_text[m_text.Size() - 1]) : -1;
+}
+
+// The last, which the search does not look for anyway.
+int CListElxT<0>::RequiredCharacter() const {
+  for (std::ptrdiff_t i = m_items.Size(); i > 0; --i)
+    if (const int required = m_items[i - 1]->RequiredCharacter(); required >= 0) return required;
+  return -1;
+}
+
+int CRepeatElxT<0>::RequiredCharacter() const {
+  return m_count > 0 ? m_inner->RequiredCharacter() : -1;
+}
+
+int CIndependentElxT<0>::RequiredCharacter() const { return m_inner->RequiredCharacter(); }
+
 // ---- The decision
 
 void CPatternT::FindShortcuts() {
@@ -138,8 +227,21 @@ void CPatternT::FindShortcuts() {
     if (!isRightToLeft) m_shortcuts.leadingRun = m_root->LeadingRun();
   }
   m_shortcuts.isStraight = m_root->HasOneWay();
-  m_shortcuts.isBoundToTextStart = !isRightToLeft && m_root->IsBoundToTextStart();
+  FindBeginning();
+  if (isRightToLeft) return;
+  m_shortcuts.isBoundToTextStart = m_root->IsBoundToTextStart();
+  if (m_shortcuts.isBoundToTextStart) return;  // One attempt, for which no search ahead pays.
+  m_shortcuts.required = m_root->RequiredCharacter();
+  const CBufferT<char>* const text = m_root->LeadingText();
+  if (text != nullptr && text->Size() > 1) m_shortcuts.leadingText = text;
+  std::array<bool, 256> second{};
+  m_shortcuts.isSecondKnown = m_root->AddSecondTo(second);
+  for (std::size_t c = 0; c < second.size(); ++c)
+    m_shortcuts.places[c] = static_cast<unsigned char>(
+        (m_shortcuts.beginning[c] ? Shortcuts::kFirst : 0) | (second[c] ? Shortcuts::kSecond : 0));
+}
 
+void CPatternT::FindBeginning() {
   Beginning beginning;
   beginning.Add(*m_root);
   if (!beginning.IsKnown()) return;
@@ -172,22 +274,47 @@ std::int64_t CPatternT::NextPosition(const CMatchContext& context) const {
 }
 
 // The next position, this one included, at which a match can begin; else the stop position.
-std::int64_t CPatternT::PassOver(const CMatchContext& context) const {
+// `required` is a place of the required character, from which on the next is looked for.
+std::int64_t CPatternT::PassOver(const CMatchContext& context, std::int64_t& required) const {
+  if (IsRightToLeft(m_flags)) return PassOverFromRight(context);
+  const std::int64_t stop = context.m_textLength + 1;
+  const std::int64_t position = PassOverBeginnings(context);
+  if (m_shortcuts.required < 0 || position <= required || position == stop) return position;
+  required = FindCharacter(context, position, m_shortcuts.required);
+  return required < context.m_textLength ? position : stop;
+}
+
+std::int64_t CPatternT::PassOverFromRight(const CMatchContext& context) const {
+  if (!m_shortcuts.isBeginningKnown) return context.m_currentPosition;
+  const auto* const text = reinterpret_cast<const unsigned char*>(context.m_text);
+  std::int64_t position = context.m_currentPosition;
+  while (position > 0 && !m_shortcuts.beginning[text[position - 1]]) --position;
+  return position > 0 ? position : -1;
+}
+
+std::int64_t CPatternT::PassOverBeginnings(const CMatchContext& context) const {
   std::int64_t position = context.m_currentPosition;
   const std::int64_t length = context.m_textLength;
   const auto* const text = reinterpret_cast<const unsigned char*>(context.m_text);
   if (m_shortcuts.isBoundToTextStart && position >= 1) return length + 1;
   if (!m_shortcuts.isBeginningKnown) return position;
-  if (IsRightToLeft(m_flags)) {
-    while (position > 0 && !m_shortcuts.beginning[text[position - 1]]) --position;
-    return position > 0 ? position : -1;
+  if (position >= length) return length + 1;
+  if (m_shortcuts.leadingText != nullptr) {
+    position = FindText(context, position, *m_shortcuts.leadingText);
+  } else if (m_shortcuts.onlyBeginning >= 0) {
+    position = FindCharacter(context, position, m_shortcuts.onlyBeginning);
+  } else if (m_shortcuts.isSecondKnown) {
+    const std::int64_t last = length - 1;
+    unsigned int here = m_shortcuts.places[text[position]];
+    for (; position < last; ++position) {
+      const unsigned int next = m_shortcuts.places[text[position + 1]];
+      if ((here & Shortcuts::kFirst & (next >> 1)) != 0) return position;
+      here = next;
+    }
+    return length + 1;
+  } else {
+    while (position < length && !m_shortcuts.beginning[text[position]]) ++position;
   }
-  if (m_shortcuts.onlyBeginning >= 0 && position < length) {
-    const void* const found = std::memchr(text + position, m_shortcuts.onlyBeginning,
-                                          static_cast<std::size_t>(length - position));
-    return found != nullptr ? static_cast<const unsigned char*>(found) - text : length + 1;
-  }
-  while (position < length && !m_shortcuts.beginning[text[position]]) ++position;
   return position < length ? position : length + 1;
 }
 

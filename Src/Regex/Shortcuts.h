@@ -11,6 +11,11 @@
 ///
 /// - *Known beginning*: positions are passed over whose character no match begins with. Attempts at
 ///   different positions never depend on each other, so that any pattern may have it.
+///   Looks for the whole text where all matches begin with one, and at a second character where
+///   that is known.
+/// - *Required character*: the search ends where a character that each match takes comes no more.
+///   From left to right, since what is looked for lies ahead; a search looks no further than the
+///   end of its match or the end of the text, so that a series of searches stays linear.
 /// - *Bound to the start*: positions after the first are passed over. Demands that the pattern
 ///   begins with that boundary, from left to right.
 /// - *Straight attempt*: what an attempt that fails has done is not undone, but thrown away.

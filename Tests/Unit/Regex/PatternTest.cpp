@@ -381,6 +381,38 @@ TEST(PatternSearch, GoingBackIntoRecursionsIsBounded) {
   EXPECT_THAT(Find("(a?|(?1))x", "aaa"), IsEmpty());
 }
 
+TEST(PatternSearch, LeadingTextIsFoundWhereverItStands) {
+  const CPatternT pattern("nee(d)le");
+  const CPatternT whole("needle");
+  for (std::size_t length : {5U, 6U, 63U, 64U, 70U, 129U, 200U})
+    for (std::size_t place = 0; place + 6 <= length; ++place) {
+      // Texts with the same first and last character are in the way.
+      std::string text;
+      while (text.size() < length) text += "nxxxxe nee";
+      text.resize(length);
+      EXPECT_THAT(SpansOf(whole.Match(text.c_str())), IsEmpty()) << length;
+      text.replace(place, 6, "needle");
+      const auto begin = static_cast<std::int64_t>(place);
+      EXPECT_THAT(SpansOf(whole.Match(text.c_str())), ElementsAre(Pair(begin, begin + 6)));
+      EXPECT_THAT(SpansOf(pattern.Match(text.c_str())),
+                  ElementsAre(Pair(begin, begin + 6), Pair(begin + 3, begin + 4)));
+    }
+}
+
+TEST(PatternSearch, MissingCharacterEndsTheSearchAtOnce) {
+  std::string text;
+  for (int i = 0; i < 10'000; ++i) text += "ab";
+  EXPECT_THAT(Find("(?:a|ab|b)*c", text), IsEmpty());
+  EXPECT_THAT(Find("(?:a|ab|b)*c", "c" + text), ElementsAre(Pair(0, 1)));
+}
+
+TEST(PatternSearch, GoingBackIntoALoopTakesNoLongerWithItsLength) {
+  // The letter stands where no match reaches it.
+  std::string text;
+  for (int i = 0; i < 1'000; ++i) text += "ab";
+  EXPECT_THAT(Find("^(?:a|ab|b)*c", text + "xc"), IsEmpty());
+}
+
 TEST(PatternSearch, TextsOfManyBytesAreMatched) {
   const std::string text = std::string(1000000, 'a') + "b";
   EXPECT_EQ(Find("(?:a|b)*b", text).front().second, 1000001);
