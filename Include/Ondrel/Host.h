@@ -43,4 +43,15 @@ ONDREL_API std::string EventStorePath();
 /// `CSystemLogReader_Win::GetMessageResources` takes. Empty when the host does not tell.
 ONDREL_API std::string LibraryPath();
 
+/// Restarts this machine at once and says why it does not: what `CSystem::Reboot` does, for a
+/// program that has to report a refusal.
+///
+/// On Linux the login manager is asked; it shows `message` to the users and in the journal. Only
+/// when it does not restart the machine and `isForced` holds, the restart call of the kernel is
+/// made, which stops no service and shows nothing. On Windows `message` is shown to the users and
+/// `isForced` makes no difference.
+///
+/// Yields an empty text once the machine restarts, else why it does not.
+ONDREL_API std::string Restart(const std::string& message, bool isForced);
+
 }  // namespace Ondrel::Host

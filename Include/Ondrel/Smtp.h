@@ -98,6 +98,9 @@ public:
   void SetXPriority(CSmtpXPriority priority);
   /// Sets whether a login sends its first response at once: 1 (the default) or 0.
   void Set_CURLOPT_SASL_IR(long saslIr);
+  /// Sets how many milliseconds `Send` may take as a whole; 0 (the default) sets no limit. When the
+  /// time is over `Send` fails with `CSMTP_ERROR_STREAM`.
+  void SetTimeout(long milliseconds);
 
   /// Adds To recipients: addresses separated by "," or ";", without display names. True on success;
   /// false, with `CSMTP_ERROR_NO_RECIPIENT_MAIL` stored, when `mail` is empty. Addresses are not
@@ -117,7 +120,7 @@ public:
 
   /// Delivers the message and waits until that is done or has failed; true when it was delivered.
   ///
-  /// There is no time-out of this library's own. The server's certificate is not verified. A line
+  /// There is no time limit unless `SetTimeout` sets one. The server's certificate is not verified. A line
   /// of the message, its line feed included, may have up to 2 MiB; a longer one is refused with
   /// `CSMTP_ERROR_INTERNAL` before anything is sent. An empty subject is sent as such and leaves no
   /// failure behind.
@@ -126,6 +129,12 @@ public:
   /// The failure recorded last, or `CSMTP_ERROR_NONE` after a transfer that succeeded. Setters and
   /// successful `Add` operations do not clear it.
   CSmtpError GetLastError() const;
+
+  /// What the server answered last in the last `Send`, such as "550 5.1.1 No such user here": the
+  /// code, a space and the text, as the server sent them. The lines of a longer answer are
+  /// separated by line feeds. Empty when no answer came; cut after 4 KiB. The answer to the end of
+  /// the dialogue (QUIT) does not count.
+  const std::string& GetServerAnswer() const;
 
 private:
   friend class CSmtpInspector;  // The unit tests' view of the formatted lines.
@@ -152,6 +161,8 @@ private:
   std::vector<Recipient> m_Cc;
   std::vector<Recipient> m_Bcc;
   std::vector<std::string> m_Payload;
+  long m_Timeout;
+  std::string m_ServerAnswer;
 };
 
 }  // namespace Ondrel

@@ -105,7 +105,8 @@ CSmtp::CSmtp()
       m_Protocol("smtp"),
       m_Port(kSmtpPort),
       m_XPriority(XPRIORITY_NORMAL),
-      m_SaslIr(1) {}
+      m_SaslIr(1),
+      m_Timeout(0) {}
 
 // The lines of a message that was sent already are copied along.
 CSmtp::CSmtp(const CSmtp& other) = default;
@@ -144,6 +145,8 @@ void CSmtp::SetXPriority(CSmtpXPriority priority) { m_XPriority = priority; }
 
 void CSmtp::Set_CURLOPT_SASL_IR(long saslIr) { m_SaslIr = saslIr; }
 
+void CSmtp::SetTimeout(long milliseconds) { m_Timeout = milliseconds; }
+
 bool CSmtp::AddTO(const std::string& mail) { return AddList(kAddTO, mail, m_To, m_LastError); }
 
 bool CSmtp::AddTO(const std::string& mail, const std::string& name) {
@@ -163,5 +166,7 @@ bool CSmtp::AddBCC(const std::string& mail, const std::string& name) {
 }
 
 CSmtpError CSmtp::GetLastError() const { return m_LastError; }
+
+const std::string& CSmtp::GetServerAnswer() const { return m_ServerAnswer; }
 
 }  // namespace Ondrel

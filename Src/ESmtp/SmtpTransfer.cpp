@@ -1,4 +1,5 @@
 #include "ESmtp/ReadPayloadContext.h"
+#include "ESmtp/ServerAnswer.h"
 #include "ESmtp/SmtpResult.h"
 #include "Host/CurlOperations.h"
 #include "Module.h"
@@ -93,13 +94,16 @@ bool CSmtp::Send() {
     return false;
   }
   CURL* const curl = handle.get();
+  m_ServerAnswer.clear();
 
   // libcurl's texts have no end of their own: what is traced is a copy that has one. Without memory
   // for it the line is lost, since no exception may pass through libcurl.
   const curl_debug_callback trace = [](CURL* easy, curl_infotype type, char* data, std::size_t size,
                                        void* userdata) {
-    if (data == nullptr || (g_moduleInfo.TraceMask() & kTraceDetail) == 0) return 0;
+    if (data == nullptr) return 0;
     try {
+      ServerAnswer::Notice(type, {data, size});
+      if ((g_moduleInfo.TraceMask() & kTraceDetail) == 0) return 0;
       std::string text(data, size);
       return SmtpTrace(easy, type, text.data(), size, userdata);
     } catch (const std::bad_alloc&) {
@@ -128,6 +132,7 @@ bool CSmtp::Send() {
     if (!m_Password.empty()) host.curl_easy_setopt(curl, CURLOPT_PASSWORD, m_Password.c_str());
   }
   host.curl_easy_setopt(curl, CURLOPT_SASL_IR, m_SaslIr);
+  if (m_Timeout > 0) host.curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, m_Timeout);
 
   const std::string from = "<" + m_MailFrom.m_Mail + ">";
   host.curl_easy_setopt(curl, CURLOPT_MAIL_FROM, from.c_str());
@@ -169,7 +174,9 @@ bool CSmtp::Send() {
   host.curl_easy_setopt(curl, CURLOPT_READDATA, &context);
   host.curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
 
+  ServerAnswer answer;
   const CURLcode result = host.curl_easy_perform(curl);
+  m_ServerAnswer = answer.Text();
   recipients.Release();
   handle.reset();
 

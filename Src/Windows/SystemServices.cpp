@@ -1,5 +1,6 @@
 #include "Host/MultiByteText.h"
 #include "Host/ServiceOperations.h"
+#include "Windows/RestartRequest.h"
 
 #include <Ondrel/System.h>
 
@@ -153,6 +154,25 @@ void CSystem::Reboot() {
   if (!EnableShutdownOfProcess()) return;
   char message[] = "Rebooting system due to RAID configuration changes";
   Host::Service().InitiateSystemShutdownA(nullptr, message, 0, 1, 1);
+}
+
+ULong RequestRestart(const std::string& message) {
+  const Host::ServiceOperations& host = Host::Service();
+  LUID privilege{};
+  if (!host.LookupPrivilegeValueA(nullptr, "SeShutdownPrivilege", &privilege))
+    return host.GetLastError();
+  void* token = nullptr;
+  if (!host.OpenProcessToken(host.GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY,
+                             &token))
+    return host.GetLastError();
+  const bool isEnabled = EnableShutdown(token, privilege);
+  const ULong refusal = host.GetLastError();
+  host.CloseHandle(token);
+  if (!isEnabled) return refusal;
+  std::string text = message;
+  if (host.InitiateSystemShutdownA(nullptr, text.data(), 0, 1, 1)) return ERROR_SUCCESS;
+  const ULong error = host.GetLastError();
+  return error != ERROR_SUCCESS ? error : ULong{ERROR_NOT_SUPPORTED};
 }
 
 void CSystem::Beep(unsigned int frequency, unsigned int duration) {

@@ -1,4 +1,4 @@
-#include "Support/Process.h"
+#include "Support/FaultySmtpServer.h"
 
 #include <Ondrel/Smtp.h>
 
@@ -18,23 +18,7 @@
 namespace Ondrel {
 namespace {
 
-using Testing::Process;
-
-class FaultyServer {
-public:
-  FaultyServer(const std::string& stage, const std::string& action)
-      : m_process(ONDREL_TEST_PYTHON,
-                  {ONDREL_SOURCE_FOLDER "/Tests/Support/faulty_smtp_server.py", stage, action}) {
-    if (!m_process.WaitForOutput("\n")) throw std::runtime_error("the mail server did not start");
-  }
-
-  unsigned short Port() const { return static_cast<unsigned short>(std::stoi(m_process.Output())); }
-
-  Process& Running() { return m_process; }
-
-private:
-  Process m_process;
-};
+using FaultyServer = Testing::FaultySmtpServer;
 
 CSmtp MailTo(unsigned short port) {
   CSmtp mail;

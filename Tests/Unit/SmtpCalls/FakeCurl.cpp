@@ -38,6 +38,8 @@ std::string OptionName(CURLoption option) {
       return "MAIL_FROM";
     case CURLOPT_MAIL_RCPT:
       return "MAIL_RCPT";
+    case CURLOPT_TIMEOUT_MS:
+      return "TIMEOUT_MS";
     case CURLOPT_UPLOAD_BUFFERSIZE:
       return "UPLOAD_BUFFERSIZE";
     case CURLOPT_READFUNCTION:

@@ -84,6 +84,52 @@ TEST_F(SmtpCalls, SendMakesItsCallsInOrder) {
                           "UPLOAD 1", "perform", "free list", "cleanup"));
 }
 
+TEST_F(SmtpCalls, TimeLimitIsSetOnlyWhenItIsAskedFor) {
+  m_mail.Send();
+  EXPECT_THAT(m_curl.m_calls, Not(Contains(StartsWith("TIMEOUT"))));
+
+  m_mail.SetTimeout(1500);
+  m_mail.Send();
+  EXPECT_THAT(m_curl.m_calls, Contains("TIMEOUT_MS 1500"));
+}
+
+TEST_F(SmtpCalls, LastAnswerOfTheServerIsKept) {
+  m_curl.m_transfer = [](FakeCurl& curl) {
+    curl.Debug(CURLINFO_HEADER_IN, "220 ready\r\n");
+    curl.Debug(CURLINFO_HEADER_OUT, "RCPT TO:<a@b>\r\n");
+    curl.Debug(CURLINFO_HEADER_IN, "550-5.1.1 No\r\n");
+    curl.Debug(CURLINFO_HEADER_IN, "550 5.1.1 such user\r\n");
+    curl.Debug(CURLINFO_TEXT, "RCPT failed: 550");
+    curl.Debug(CURLINFO_DATA_IN, "999 no answer");
+    curl.Debug(CURLINFO_HEADER_OUT, "QUIT\r\n");
+    curl.Debug(CURLINFO_HEADER_IN, "221 bye\r\n");
+  };
+
+  m_mail.Send();
+
+  EXPECT_EQ(m_mail.GetServerAnswer(), "550-5.1.1 No\n550 5.1.1 such user");
+}
+
+TEST_F(SmtpCalls, TransferWithoutAnAnswerLeavesNoneOfTheOneBefore) {
+  m_curl.m_transfer = [](FakeCurl& curl) { curl.Debug(CURLINFO_HEADER_IN, "250 ok\r\n"); };
+  m_mail.Send();
+  EXPECT_EQ(m_mail.GetServerAnswer(), "250 ok");
+
+  m_curl.m_transfer = nullptr;
+  m_mail.Send();
+  EXPECT_EQ(m_mail.GetServerAnswer(), "");
+}
+
+TEST_F(SmtpCalls, AnswerWithoutAnEndIsCut) {
+  m_curl.m_transfer = [](FakeCurl& curl) {
+    for (int i = 0; i < 1000; ++i) curl.Debug(CURLINFO_HEADER_IN, "250-more and more\r\n");
+  };
+
+  m_mail.Send();
+
+  EXPECT_EQ(m_mail.GetServerAnswer().size(), 4096U);
+}
+
 TEST_F(SmtpCalls, ObjectWithoutServerConnectsToPort25OfTheLocalMachine) {
   m_mail.Send();
 

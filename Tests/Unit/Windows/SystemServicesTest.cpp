@@ -1,5 +1,6 @@
 #include "Host/ServiceOperations.h"
 #include "Support/PreparedOperations.h"
+#include "Windows/RestartRequest.h"
 
 #include <Ondrel/System.h>
 
@@ -242,6 +243,7 @@ protected:
   std::vector<std::string> m_calls;
   bool m_hasPrivilege = true;
   bool m_hasToken = true;
+  int m_shutdownResult = 0;
   std::vector<ULong> m_errorsOfAdjust{0, 0};
 
 private:
@@ -306,7 +308,7 @@ private:
              EXPECT_NE(forceClose, 0);
              EXPECT_NE(restart, 0);
              m_calls.push_back(message);
-             return 0;
+             return m_shutdownResult;
            },
        .Beep =
            [this](ULong frequency, ULong duration) {
@@ -345,6 +347,25 @@ TEST_F(Restart, FailedFirstPassSkipsTheSecondAndTheShutdown) {
 TEST_F(Restart, FailedSecondPassEndsBeforeTheShutdown) {
   m_errorsOfAdjust = {0, 1300};
   CSystem::Reboot();
+  EXPECT_THAT(m_calls, ElementsAre("SeShutdownPrivilege", "open 40", "adjust to 0 asking",
+                                   "adjust to 3", "close"));
+}
+
+TEST_F(Restart, RequestHasItsOwnMessageAndReportsSuccess) {
+  m_shutdownResult = 1;
+  EXPECT_EQ(RequestRestart("drive replaced"), 0U);
+  EXPECT_THAT(m_calls, ElementsAre("SeShutdownPrivilege", "open 40", "adjust to 0 asking",
+                                   "adjust to 3", "close", "drive replaced"));
+}
+
+TEST_F(Restart, RequestThatFailsWithoutAnErrorIsNotTakenForARestart) {
+  m_shutdownResult = 0;
+  EXPECT_NE(RequestRestart("m"), 0U);
+}
+
+TEST_F(Restart, RequestReportsTheErrorOfThePrivilege) {
+  m_errorsOfAdjust = {0, 1300};
+  EXPECT_EQ(RequestRestart("m"), 1300U);
   EXPECT_THAT(m_calls, ElementsAre("SeShutdownPrivilege", "open 40", "adjust to 0 asking",
                                    "adjust to 3", "close"));
 }

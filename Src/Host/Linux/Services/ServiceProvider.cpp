@@ -161,13 +161,14 @@ int AdjustTokenPrivileges(void* token, int, TOKEN_PRIVILEGES* state, ULong size,
   if (previous != nullptr) *previous = *state;
   if (needed != nullptr) *needed = sizeof(TOKEN_PRIVILEGES);
   const bool isEnabling = (state->Privileges[0].Attributes & SE_PRIVILEGE_ENABLED) != 0;
-  SetLastError(isEnabling && !MayRestart() ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS);
+  SetLastError(isEnabling && !MayRestart(HostRestartCalls()) ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS);
   return 1;
 }
 
-int InitiateSystemShutdown(char*, char*, ULong, int, int restart) {
+int InitiateSystemShutdown(char*, char* message, ULong, int, int restart) {
   if (!restart) return Fail(ERROR_NOT_SUPPORTED);
-  return RestartMachine() ? 1 : Fail(ERROR_ACCESS_DENIED);
+  const std::string words = message != nullptr ? message : "";
+  return RestartMachine(words, true, HostRestartCalls()).empty() ? 1 : Fail(ERROR_ACCESS_DENIED);
 }
 
 int Beep(ULong frequency, ULong milliseconds) {
