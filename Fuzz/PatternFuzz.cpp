@@ -1,48 +1,60 @@
 #include "Regex/Pattern.h"
+#include "Unit/Regex/Model.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 namespace {
 
-// Two recursions on each of a hundred levels would not end.
-bool MayRecur(const std::string& pattern) {
-  return pattern.find('?') != std::string::npos &&
-         pattern.find_first_of("R0123456789") != std::string::npos;
-}
+using Pirsk::Regex::CMatchContext;
+using Pirsk::Regex::CMatchResult;
+using Pirsk::Regex::CPatternT;
+using Pirsk::Regex::Testing::Model;
+using Pirsk::Regex::Testing::Spans;
 
-// How long a text may be: loops within and after each other multiply, as often as there are any.
-std::size_t LongestText(const std::string& pattern) {
-  const auto loops = std::count_if(pattern.begin(), pattern.end(), [](char character) {
-    return std::string("*+?{").find(character) != std::string::npos;
-  });
-  if (loops <= 4) return 24;
-  if (loops <= 6) return 10;
-  if (loops <= 8) return 5;
-  return loops <= 12 ? 2 : 0;
+Spans SpansOf(const CMatchResult& match) {
+  Spans spans;
+  for (std::int64_t group = 0; match.IsMatched() && group <= match.MaxGroupNumber(); ++group)
+    spans.emplace_back(match.GroupBegin(group), match.GroupEnd(group));
+  return spans;
 }
 
 }  // namespace
 
-// The first byte is the flags, the second the length of the pattern; the rest is the text.
+// The first byte is the flags, the second the start, the third the length of the pattern; the rest
+// is the text. The engine has to find what the model does, again and again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace Pirsk::Regex;
-  constexpr std::size_t kLongestPattern = 24;
-  if (size < 2) return 0;
-  const std::size_t wanted = std::min<std::size_t>(data[1] % (kLongestPattern + 1), size - 2);
-  const std::string pattern(reinterpret_cast<const char*>(data + 2), wanted);
-  const std::string text(reinterpret_cast<const char*>(data + 2 + wanted),
-                         std::min(size - 2 - wanted, LongestText(pattern)));
+  constexpr std::size_t kLongestPattern = 60;
+  constexpr std::size_t kLongestText = 60;
+  constexpr std::int64_t kMostSteps = 20'000;
+  constexpr int kSearches = 6;
+  if (size < 3) return 0;
+  const std::uint32_t flags = data[0] & 0x3FU;
+  const std::size_t wanted = std::min<std::size_t>(data[2] % (kLongestPattern + 1), size - 3);
+  const std::string pattern(reinterpret_cast<const char*>(data + 3), wanted);
+  const std::string text(reinterpret_cast<const char*>(data + 3 + wanted),
+                         std::min(size - 3 - wanted, kLongestText));
+  const auto length = static_cast<std::int64_t>(text.size());
+  const std::int64_t start = data[1] % (length + 4) - 1;
 
-  if (MayRecur(pattern)) return 0;
   CPatternT compiled;
-  compiled.Compile(pattern.data(), static_cast<std::ptrdiff_t>(pattern.size()), data[0] & 0x3FU);
-  const CMatchResult match = compiled.Match(text.data(), static_cast<std::int64_t>(text.size()));
-  for (std::int64_t group = 0; match.IsMatched() && group <= match.MaxGroupNumber(); ++group) {
-    const std::int64_t begin = match.GroupBegin(group);
-    const std::int64_t end = match.GroupEnd(group);
-    if (begin < -1 || end > static_cast<std::int64_t>(text.size()) || begin > end) std::abort();
+  compiled.Compile(pattern.data(), static_cast<std::ptrdiff_t>(pattern.size()), flags);
+  Model model(pattern, flags);
+  CMatchContext context;
+  compiled.PrepareMatch(text.data(), length, start, &context);
+  model.Prepare(text, start);
+  for (int search = 0; search < kSearches; ++search) {
+    const auto expected = model.Next(kMostSteps);
+    if (!expected) return 0;  // It would take the engine too long as well.
+    const Spans found = SpansOf(compiled.Match(context));
+    if (found != *expected || context.m_currentPosition != model.Position()) {
+      std::fprintf(stderr, "pattern '%s', text '%s', flags %u, start %d, search %d\n",
+                   pattern.c_str(), text.c_str(), flags, static_cast<int>(start), search + 1);
+      std::abort();
+    }
+    if (expected->empty()) return 0;
   }
   return 0;
 }

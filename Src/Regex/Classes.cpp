@@ -85,6 +85,11 @@ void AddOtherCases(CRangeElxT<char>& range) {
 ElxInterface* CPatternT::BuildCharacterClass(std::uint32_t flags) {
   if (!m_lexer.current.Is('[')) return BuildStockClass(flags);
   const Nesting nesting(*this);
+  if (nesting.IsTooDeep()) {
+    m_isTooDeep = true;
+    EndPattern();
+    return Stock(1);  // A class takes part in classes alone; this pattern never matches.
+  }
   NextToken();
   if (m_lexer.current.Is(':')) {
     const Lexer before = m_lexer;
@@ -135,7 +140,7 @@ void CPatternT::AddClassItem(CRangeElxT<char>& range, std::uint32_t flags) {
   const Token& token = m_lexer.current;
   const bool isClassLetter = token.kind == kControl && token.character != '\0' &&
                              std::strchr(".DSWdsw", token.character) != nullptr;
-  const bool isNested = token.Is('[') && m_lexer.next.Is(':') && m_nesting < kDeepestNesting;
+  const bool isNested = token.Is('[') && m_lexer.next.Is(':');
   if (isClassLetter || isNested) {
     range.m_embedded.Push(BuildCharacterClass(flags));
   } else if (m_lexer.next.Is('-') && m_lexer.afterNext.IsLiteral()) {

@@ -52,6 +52,7 @@ void CPatternT::Clear() {
   m_stock = {};
   m_nesting = 0;
   m_deepest = 1;
+  m_isTooDeep = false;
   m_shortcuts = {};
 }
 
@@ -62,6 +63,11 @@ void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_
   for (int slot = 0; slot < 3; ++slot) NextToken();
 
   m_root = BuildAlternative(flags);
+  if (m_isTooDeep) {
+    Clear();
+    m_isTooDeep = true;
+    return;
+  }
   m_groups.Prepare(0, nullptr);
   m_groups[0] = m_root;
   m_numberedTableSize = m_groups.Size();

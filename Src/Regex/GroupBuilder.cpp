@@ -40,6 +40,7 @@ CBracketElxT<char>* ClosingBracket(const CListElxT<0>& list) {
 ElxInterface* CPatternT::BuildGroup(std::uint32_t& flags) {
   const Nesting nesting(*this);
   if (nesting.IsTooDeep()) {
+    m_isTooDeep = true;
     EndPattern();
     return Stock(0);
   }

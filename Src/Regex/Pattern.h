@@ -32,15 +32,15 @@
 /// *The search* (Search.cpp) tries the root at one position after the other. What it leaves out by
 /// shortcuts (Shortcuts.h) shows in nothing but time.
 ///
-/// *Bounds.* Call depth follows the nesting of groups in the pattern, of which at most
-/// `kDeepestNesting` count: the text from a deeper group on is ignored as if the pattern ended
-/// there. A recursion goes 100 levels deep, fewer in a pattern whose nesting would make that more
-/// than `kDeepestRecursion` nested groups; deeper it fails and the matcher goes back. By going back
-/// into recursions a match may nest deeper, up to the same number of groups. Counts and
-/// group numbers are at most 999. A greedy loop offers each end that it reaches by going back into
-/// an iteration only once, so that it tries at most as many ends as the text has positions, for
-/// each way in which it is entered; nested loops and loops after each other multiply. The time of
-/// a search has no other bound.
+/// *Bounds.* Call depth follows the nesting of groups in the pattern. One that nests deeper than
+/// `kDeepestNesting` never matches, and `IsTooDeep` says so. A recursion goes 100 levels deep,
+/// fewer in a pattern whose nesting would make that more than `kDeepestRecursion` nested groups;
+/// deeper it fails and the matcher goes back. By going back into recursions a match may nest
+/// deeper, up to the same number of groups. Counts and group numbers that are written in a pattern
+/// are at most 999. A greedy loop offers each end that it reaches by going back into an iteration
+/// only once, so that it tries at most as many ends as the text has positions, for each way in
+/// which it is entered; nested loops and loops after each other multiply. The time of a search has
+/// no other bound.
 namespace Pirsk::Regex {
 
 /// Flags of a pattern; the first four can also be changed within it by their letters.
@@ -91,6 +91,10 @@ public:
   /// The highest group number in use.
   std::int64_t GroupCount() const { return m_groupCount; }
   std::int64_t NamedGroupCount() const { return m_namedGroupCount; }
+
+  /// Whether the pattern nests groups, or classes, deeper than `kDeepestNesting`, which the call
+  /// stack may not hold. Such a pattern never matches.
+  bool IsTooDeep() const { return m_isTooDeep; }
 
   /// Takes the long way from now on, for comparing.
   void ForgetShortcuts();
@@ -230,6 +234,7 @@ private:
   std::array<ElxInterface*, kStockCount> m_stock{};
   std::int64_t m_nesting = 0;
   std::int64_t m_deepest = 1;
+  bool m_isTooDeep = false;
   Shortcuts m_shortcuts;
 };
 

@@ -358,15 +358,30 @@ TEST(PatternSearch, EqualEndsAreTriedOnce) {
   EXPECT_THAT(Find("(a|aa)+$", std::string(40, 'a') + "b"), IsEmpty());
 }
 
-TEST(PatternSearch, DeepNestingEndsThePattern) {
-  const std::string deep = std::string(100000, '(') + "a";
-  EXPECT_EQ(Find(deep, "b").front(), std::make_pair(std::int64_t{0}, std::int64_t{0}));
+TEST(PatternSearch, PatternThatNestsTooDeepNeverMatchesAndSaysSo) {
+  const auto nested = [](int depth) {
+    return std::string(static_cast<std::size_t>(depth), '(') + "a" +
+           std::string(static_cast<std::size_t>(depth), ')');
+  };
+  CPatternT pattern(nested(500).c_str());
+  EXPECT_FALSE(pattern.IsTooDeep());
+  EXPECT_EQ(pattern.Match("ba").GroupBegin(500), 1);
+
   std::string conditions;
-  for (int i = 0; i < 100000; ++i) conditions += "(?(";
-  EXPECT_EQ(Find(conditions, "b").size(), 1U);
+  for (int i = 0; i < 100'000; ++i) conditions += "(?(";
   std::string classes;
-  for (int i = 0; i < 5000; ++i) classes += "[:";
-  EXPECT_THAT(Find(classes, "b"), IsEmpty());
+  for (int i = 0; i < 5'000; ++i) classes += "[:";
+  for (const std::string& tooDeep :
+       {nested(501), nested(100'000), conditions, classes, "a|" + nested(501)}) {
+    pattern.Compile(tooDeep.data(), static_cast<std::ptrdiff_t>(tooDeep.size()));
+    EXPECT_TRUE(pattern.IsTooDeep());
+    EXPECT_EQ(pattern.Root(), nullptr);
+    EXPECT_EQ(pattern.GroupCount(), 0);
+    EXPECT_THAT(SpansOf(pattern.Match("a")), IsEmpty());
+  }
+  pattern.Compile("a", 1);
+  EXPECT_FALSE(pattern.IsTooDeep());
+  EXPECT_TRUE(pattern.Match("a").IsMatched());
 }
 
 TEST(PatternSearch, RecursionInANestedPatternIsBounded) {
