@@ -43,18 +43,35 @@ check() {
   fi
 }
 
+# Runs a command as a test for each of what follows it, as many at the same time as there are
+# processors.
+sideBySide() {
+  local command=$1 argument count=0 status=0
+  shift
+  for argument in "$@"; do
+    if [ "$count" -ge "$jobs" ]; then
+      wait -n || status=1
+      count=$((count - 1))
+    fi
+    check "$command" "$argument" &
+    count=$((count + 1))
+  done
+  for (( ; count > 0; count--)); do wait -n || status=1; done
+  return "$status"
+}
+
 # Runs the tests of a preset; what follows its name chooses among them.
 runTests() {
   local preset=$1 status=0 failed total
   shift
   ctest --test-dir "build/$preset" "$@" -j "$jobs" --output-on-failure --no-tests=error \
-    --output-log "build/$preset-tests.log" >"build/$preset-tests.out" || status=$?
+    --output-log "$logs/$part-ctest.log" >"$logs/$part-ctest.out" || status=$?
   read -r failed total < <(sed -nE \
-    's/^[0-9]+% tests passed, ([0-9]+) tests failed out of ([0-9]+)$/\1 \2/p' "build/$preset-tests.out") ||
+    's/^[0-9]+% tests passed, ([0-9]+) tests failed out of ([0-9]+)$/\1 \2/p' "$logs/$part-ctest.out") ||
     { failed=1 total=1; }
   countTests $((total - failed)) "$failed"
-  [ "$status" -eq 0 ] || grep -vE ' (Start +[0-9]+: |.* Passed +[0-9.]+ sec)' "build/$preset-tests.out"
-  [ "$status" -ne 0 ] || tail -n 6 "build/$preset-tests.out"
+  [ "$status" -eq 0 ] || grep -vE ' (Start +[0-9]+: |.* Passed +[0-9.]+ sec)' "$logs/$part-ctest.out"
+  [ "$status" -ne 0 ] || tail -n 6 "$logs/$part-ctest.out"
   return "$status"
 }
 
@@ -64,7 +81,8 @@ testLinux() { runTests linux --label-exclude vm; }
 # Virtual machines run by emulation alone: no hardware support is asked for.
 prepareVm() { scripts/install-deps.sh vm; }
 buildVm() { buildPreset linux; }
-testVm() { runTests linux --label-regex vm; }
+# In their folder: another run of tests keeps its notes in that of the build.
+testVm() { runTests linux/Tests/Vm; }
 
 buildAsan() { buildPreset asan; }
 testAsan() {
@@ -102,12 +120,12 @@ testConsumer() { check scripts/test-installed.sh; }
 
 # Runs one fuzz target for some seconds.
 runFuzzTarget() {
-  local name=$1
+  local name=${1##*/}
   local corpus=build/fuzz/corpus/$name
   local folders=("$corpus")
   mkdir -p "$corpus"
   [ ! -d "Fuzz/Corpus/$name" ] || folders+=("Fuzz/Corpus/$name")
-  "build/fuzz/Fuzz/$name" -max_total_time="${FUZZ_SECONDS:-15}" -timeout=10 -rss_limit_mb=4096 \
+  "$1" -max_total_time="${FUZZ_SECONDS:-15}" -timeout=10 -rss_limit_mb=4096 \
     -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${folders[@]}" \
     >"build/fuzz/$name.log" 2>&1 || { tail -n 60 "build/fuzz/$name.log"; return 1; }
   echo "$name: $(grep -E 'stat::number_of_executed_units' "build/fuzz/$name.log")"
@@ -115,16 +133,7 @@ runFuzzTarget() {
 
 # The objects are this part's own: libFuzzer steers by counters that only Clang compiles into them.
 buildFuzz() { buildPreset fuzz --target Fuzz/all; }
-testFuzz() {
-  local target targets=(build/fuzz/Fuzz/*Fuzz) running=0 status=0
-  for target in "${targets[@]}"; do
-    [ "$running" -lt "$jobs" ] || { wait -n || status=1; running=$((running - 1)); }
-    check runFuzzTarget "$(basename "$target")" &
-    running=$((running + 1))
-  done
-  for (( ; running > 0; running--)); do wait -n || status=1; done
-  return "$status"
-}
+testFuzz() { sideBySide runFuzzTarget build/fuzz/Fuzz/*Fuzz; }
 
 checkFormat() { git ls-files -z '*.cpp' '*.h' | xargs -0 -P "$jobs" -n 40 clang-format --dry-run --Werror; }
 
@@ -154,10 +163,25 @@ testLint() {
   return "$status"
 }
 
+# Runs a test program as a whole, which takes a fraction of a start for each test.
+runProgram() {
+  local output=$logs/$part-${1##*/}.out status=0 passed failed
+  "$1" --gtest_brief=1 >"$output" 2>&1 || status=$?
+  passed=$(sed -nE 's/^\[  PASSED  \] ([0-9]+) tests?\.$/\1/p' "$output")
+  failed=$(sed -nE 's/^\[  FAILED  \] ([0-9]+) tests?, listed below:$/\1/p' "$output")
+  echo "${1##*/}: ${passed:-0} passed, ${failed:-0} failed"
+  # The program itself counts as one more.
+  countTests "${passed:-0}" "${failed:-0}"
+  [ "$status" -eq 0 ] || cat "$output"
+  return "$status"
+}
+
 buildQuick() { buildPreset linux --target Tests/Unit/all; }
 testQuick() {
-  check checkFormat
-  runTests linux/Tests/Unit
+  local status=0
+  check checkFormat || status=1
+  sideBySide runProgram build/linux/Tests/Unit/*-tests || status=1
+  return "$status"
 }
 
 # --- Steps of parts, one after the other or side by side ---
