@@ -1,26 +1,43 @@
 #pragma once
 
+#include "Tool/Failure.h"
+
 #include <CLI/App.hpp>
 
 #include <cstdint>
 #include <functional>
 #include <optional>
-#include <stdexcept>
+#include <span>
 #include <string>
+#include <string_view>
 
-/// The companion command: one file for each subcommand, each adding itself to the command line and
-/// choosing what is run when the line names it. Results go to standard output, everything said
-/// about the work to standard error.
+/// The companion command. How a subcommand is written:
+///
+/// A line is read in two steps. The front parser takes global options up to the first word that is
+/// no option; that word names the subcommand in the table of Subcommands.cpp, the only place where
+/// subcommands are named. All words after it go to a parser that has this one subcommand's options
+/// and the global ones, so that no later word can choose anything else. A group such as `log` is a
+/// front parser of its own with the rows of its members.
+///
+/// A subcommand is one file in Commands/ with one function `Work AddXCommand(CLI::App& app)`. It
+/// adds options and positionals (Options.h has those that check numbers, durations and lines),
+/// sets the notes at the end of its help with `app.footer`, and returns its work, which runs when
+/// the whole line was understood. The work
+///
+/// - gives its result through `Answer` (Output.h), as text or as JSON, on standard output; what it
+///   says about its work goes through `Say` to standard error. Names of JSON members are camelCase;
+///   times are ISO 8601 in text, and numbers with their unit's name in JSON;
+/// - returns `kDone`, or `kNegativeAnswer` when the operation ran and its answer is no;
+/// - fails by throwing (Failure.h): `UsageError` for an argument that cannot be used,
+///   `HostFailure` for what the host refused. A module error that the library raises is left to
+///   fly, within `Touching`, which says what was touched. The front door turns each into words on
+///   standard error or, under --json, one JSON object on standard output, and the exit status.
+///
+/// Writing to `std::cout` throws when standard output cannot be written (StandardOutput.h), so that
+/// no result is lost in silence and a reader that goes away ends the command; a command whose work
+/// matters more than its output holds `WorkComesFirst` meanwhile.
 
 namespace Tool {
-
-/// How the command ends.
-enum ExitStatus : int {
-  kDone = 0,
-  kNegativeAnswer = 1,  ///< The operation ran and its answer is no.
-  kWrongUsage = 2,
-  kRaisedError = 3,
-};
 
 /// What every subcommand understands.
 struct GlobalOptions {
@@ -31,33 +48,58 @@ struct GlobalOptions {
   std::optional<std::uint64_t> storeCapacity;
 };
 
-/// The work of the subcommand that the command line chose; yields an `ExitStatus`. Empty while none
-/// is chosen. May throw a module error and `UsageError`.
+/// The work of the subcommand that the command line chose; yields an `ExitStatus`.
 using Work = std::function<int(const GlobalOptions& globals)>;
 
-/// The command line names something that cannot be used, such as a file that is not there.
-class UsageError : public std::runtime_error {
-public:
-  using std::runtime_error::runtime_error;
+/// One row of the table of subcommands.
+struct Subcommand {
+  std::string_view name;
+  std::string_view summary;  ///< One line of help.
+  /// Adds options and positionals, and gives the work. The parser lives until the work has ended.
+  /// Null for a group.
+  Work (*add)(CLI::App& app) = nullptr;
+  /// The members of a group.
+  std::span<const Subcommand> members = {};
+  /// Not empty for a subcommand whose words from the first that is no option on are another
+  /// program's: how the help names them. `OwnWords` yields them.
+  std::string_view words = {};
 };
 
-void AddStatusCommand(CLI::App& app, Work& chosen);
-void AddCodeCommand(CLI::App& app, Work& chosen);
-void AddCodesCommand(CLI::App& app, Work& chosen);
-void AddLogReportCommand(CLI::App& log, Work& chosen);
-void AddLogFollowCommand(CLI::App& log, Work& chosen);
-void AddMailCommand(CLI::App& app, Work& chosen);
-void AddAlertCommand(CLI::App& app, Work& chosen);
-void AddOsCommand(CLI::App& app, Work& chosen);
-void AddMatchCommand(CLI::App& app, Work& chosen);
-void AddAdaptersCommand(CLI::App& app, Work& chosen);
-void AddLocateCommand(CLI::App& app, Work& chosen);
-void AddRunCommand(CLI::App& app, Work& chosen);
-void AddCompareCommand(CLI::App& app, Work& chosen);
-void AddDateCommands(CLI::App& app, Work& chosen);
-void AddHostCommands(CLI::App& app, Work& chosen);
-void AddNVMeCommand(CLI::App& app, Work& chosen);
-void AddPartitionsCommand(CLI::App& app, Work& chosen);
-void AddDisksCommand(CLI::App& app, Work& chosen);
+/// All subcommands, in the order of the help.
+std::span<const Subcommand> Subcommands();
+
+/// The words from the first that is no option on, of a parser that leaves them alone. Throws
+/// `UsageError` when an option that is not known stands before them.
+std::vector<std::string> OwnWords(const CLI::App& app);
+
+Work AddStatusCommand(CLI::App& app);
+Work AddCodeCommand(CLI::App& app);
+Work AddCodesCommand(CLI::App& app);
+Work AddLogReportCommand(CLI::App& app);
+Work AddLogFollowCommand(CLI::App& app);
+Work AddMailCommand(CLI::App& app);
+Work AddAlertCommand(CLI::App& app);
+Work AddOsCommand(CLI::App& app);
+Work AddMatchCommand(CLI::App& app);
+Work AddAdaptersCommand(CLI::App& app);
+Work AddLocateCommand(CLI::App& app);
+Work AddRunCommand(CLI::App& app);
+Work AddCompareCommand(CLI::App& app);
+Work AddDateCommand(CLI::App& app);
+Work AddStampCommand(CLI::App& app);
+Work AddWeekDateCommand(CLI::App& app);
+Work AddUptimeCommand(CLI::App& app);
+Work AddModuleVersionCommand(CLI::App& app);
+Work AddRebootCommand(CLI::App& app);
+Work AddBeepCommand(CLI::App& app);
+Work AddNVMeControllerCommand(CLI::App& app);
+Work AddNVMeNamespaceCommand(CLI::App& app);
+Work AddNVMeHealthCommand(CLI::App& app);
+Work AddNVMeErrorsCommand(CLI::App& app);
+Work AddNVMePageCommand(CLI::App& app);
+Work AddNVMeStatusCommand(CLI::App& app);
+Work AddPartitionsCommand(CLI::App& app);
+Work AddDisksCommand(CLI::App& app);
+Work AddHelpCommand(CLI::App& app);
 
 }  // namespace Tool

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <sstream>
 #include <system_error>
@@ -31,6 +32,18 @@ constexpr std::array kTraceLevels = {
     TraceLevel{"detail", Pirsk::Misc::kTraceDetail},
 };
 
+struct TimeUnit {
+  std::string_view name;
+  double milliseconds;
+};
+
+constexpr std::array kTimeUnits = {
+    TimeUnit{"ms", 1},        TimeUnit{"s", 1000},       TimeUnit{"min", 60'000},
+    TimeUnit{"h", 3'600'000}, TimeUnit{"d", 86'400'000},
+};
+
+constexpr double kLongestDuration = 366.0 * 86'400'000;
+
 char LowerCase(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
@@ -43,8 +56,8 @@ std::uint32_t TraceMaskOf(const std::string& levels) {
         std::find_if(kTraceLevels.begin(), kTraceLevels.end(),
                      [&](const TraceLevel& known) { return IsSameWord(known.name, word); });
     if (level == kTraceLevels.end()) {
-      throw CLI::ValidationError("--trace",
-                                 "\"" + word + "\" is no level: error, entry and detail are");
+      throw CLI::ValidationError(
+          "--trace", "\"" + word + "\" is not a level; levels are error, entry and detail");
     }
     mask |= level->bit;
   }
@@ -106,34 +119,74 @@ CLI::Validator IsOneLine() {
       "");
 }
 
-CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description,
-                        const std::string& notes) {
-  CLI::App* const subcommand = parent.add_subcommand(name, description)->fallthrough();
-  subcommand->footer(
-      notes +
-      "The options that 'ondrel --help' shows, such as --json and --trace, may stand "
-      "here too.");
-  return subcommand;
+CLI::Option* AddFlag(CLI::App& app, const std::string& name, bool& target,
+                     const std::string& description) {
+  return app.add_flag(name, target, description)->disable_flag_override();
+}
+
+std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text) {
+  const std::size_t end = text.find_first_not_of("0123456789.");
+  const std::string_view digits = text.substr(0, end);
+  const std::string_view name = end == std::string_view::npos ? "s" : text.substr(end);
+  const auto unit = std::ranges::find(kTimeUnits, name, &TimeUnit::name);
+  if (unit == kTimeUnits.end()) return std::nullopt;
+
+  double number = 0;
+  const auto [rest, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number,
+                                             std::chars_format::fixed);
+  if (error != std::errc() || rest != digits.data() + digits.size()) return std::nullopt;
+  const double milliseconds = number * unit->milliseconds;
+  if (milliseconds > kLongestDuration) return std::nullopt;
+  return std::chrono::milliseconds(std::llround(milliseconds));
+}
+
+CLI::Option* AddDuration(CLI::App& app, const std::string& name,
+                         std::function<void(std::chrono::milliseconds)> store,
+                         const std::string& description) {
+  return app
+      .add_option_function<std::string>(
+          name,
+          [name, store = std::move(store)](const std::string& text) {
+            const std::optional<std::chrono::milliseconds> duration = ParseDuration(text);
+            if (!duration) {
+              throw CLI::ValidationError(
+                  name, "\"" + text + "\" is not a duration such as 5, 0.5, 250ms, 2min or 1h");
+            }
+            store(*duration);
+          },
+          description)
+      ->type_name("SECONDS");
 }
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {
-  app.add_flag("--json", globals.json, "Print results as JSON");
-  app.add_option_function<std::string>(
-         "--trace", [&](const std::string& levels) { globals.traceMask = TraceMaskOf(levels); },
-         "Trace to standard error; mail passwords stand in the detail level")
-      ->type_name("error,entry,detail");
-  CLI::Option* const journal =
-      app.add_flag("--journal", globals.isJournalAsked, "Use the systemd journal as event log");
-  app.add_option("--store", globals.store, "Use this file as event log")
-      ->type_name("FILE")
-      ->excludes(journal);
-  AddNumber(
-      app, "--store-capacity", Ondrel::Host::kMinEventStoreCapacity,
-      std::numeric_limits<std::int64_t>::max(),
-      [&](std::int64_t bytes) { globals.storeCapacity = static_cast<std::uint64_t>(bytes); },
-      "Size in bytes at which the store drops its oldest records")
-      ->type_name("BYTES")
-      ->excludes(journal);
+  std::vector<CLI::Option*> options;
+  // Taken as soon as it is read, so that what is wrong with the rest of the line is shown as asked.
+  options.push_back(AddFlag(app, "--json", globals.json, "Print results and failures as JSON")
+                        ->trigger_on_parse());
+  options.push_back(
+      app.add_option_function<std::string>(
+             "--trace", [&](const std::string& levels) { globals.traceMask = TraceMaskOf(levels); },
+             "Trace to standard error; mail passwords stand in the detail level")
+          ->type_name("error,entry,detail"));
+  options.push_back(
+      AddFlag(app, "--journal", globals.isJournalAsked, "Use the systemd journal as event log"));
+  options.push_back(app.add_option_function<std::string>(
+                           "--store",
+                           [&](const std::string& path) {
+                             if (path.empty())
+                               throw CLI::ValidationError("--store", "the file has no name");
+                             globals.store = path;
+                           },
+                           "Use this file as event log")
+                        ->type_name("FILE"));
+  options.push_back(
+      AddNumber(
+          app, "--store-capacity", Ondrel::Host::kMinEventStoreCapacity,
+          std::numeric_limits<std::int64_t>::max(),
+          [&](std::int64_t bytes) { globals.storeCapacity = static_cast<std::uint64_t>(bytes); },
+          "Size in bytes at which the store drops its oldest records")
+          ->type_name("BYTES"));
+  for (CLI::Option* const option : options) option->group(kGlobalGroup);
 }
 
 void ApplyGlobalOptions(const GlobalOptions& globals) {
@@ -141,9 +194,11 @@ void ApplyGlobalOptions(const GlobalOptions& globals) {
     Pirsk::Trace::SetSink(Pirsk::Trace::StandardErrorSink());
     Pirsk::Misc::SetTraceMask(kOndrelModule, globals.traceMask);
   }
+  const bool isStoreAsked = !globals.store.empty() || globals.storeCapacity;
+  if (globals.isJournalAsked && isStoreAsked)
+    throw UsageError("--journal excludes --store and --store-capacity");
   if (globals.isJournalAsked && !Ondrel::Host::UseJournal())
     throw UsageError("--journal: no journal takes entries on this host");
-  const bool isStoreAsked = !globals.store.empty() || globals.storeCapacity;
   if (isStoreAsked &&
       !Ondrel::Host::UseEventStore(
           globals.store, globals.storeCapacity.value_or(Ondrel::Host::kDefaultEventStoreCapacity)))

@@ -2,14 +2,20 @@
 
 #include "Tool/Command.h"
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Tool {
 
-/// The number that `text` is, in decimal or behind "0x" in hexadecimal, with an optional minus
+/// The group of the help that the global options stand in.
+inline constexpr const char* kGlobalGroup = "Options of every subcommand";
+
+/// The number that `text` is, in decimal or after "0x" in hexadecimal, with an optional minus
 /// sign. Nothing when there is anything else in it, or when it lies outside `min` to `max`.
 std::optional<std::int64_t> ParseNumber(std::string_view text, std::int64_t min, std::int64_t max);
 
@@ -27,9 +33,18 @@ CLI::Option* AddRepeated(CLI::App& app, const std::string& name, std::vector<std
 /// Refuses text with a line break, which in a mail's header would begin a line of its own.
 CLI::Validator IsOneLine();
 
-/// Adds a subcommand that understands the global options too; its help ends with `notes`.
-CLI::App* AddSubcommand(CLI::App& parent, const std::string& name, const std::string& description,
-                        const std::string& notes);
+/// Adds a flag, which takes no value: "--yes=false" is refused.
+CLI::Option* AddFlag(CLI::App& app, const std::string& name, bool& target,
+                     const std::string& description);
+
+/// Adds an option that takes a duration: a decimal number of seconds, or one with the unit ms, s,
+/// min, h or d after it, of at most a year.
+CLI::Option* AddDuration(CLI::App& app, const std::string& name,
+                         std::function<void(std::chrono::milliseconds)> store,
+                         const std::string& description);
+
+/// What `AddDuration` takes; nothing when `text` is not that.
+std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text);
 
 /// Adds the options of `GlobalOptions`.
 void AddGlobalOptions(CLI::App& app, GlobalOptions& globals);

@@ -19,24 +19,34 @@ std::string Print(const char* format, Values... values) {
 
 }  // namespace
 
-void PrintJson(const Json& value) {
-  std::cout << value.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+void Answer(const GlobalOptions& globals, const Json& json, const std::string& text) {
+  if (globals.json)
+    PrintJson(json);
+  else
+    std::cout << text << '\n';
 }
 
-Json JsonOfError(unsigned int number) {
-  const Pirsk::Exceptions::CErrorReport report = Pirsk::Exceptions::ReportOf(number);
-  Json error = {{"number", report.number}, {"hex", Print("0x%08X", report.number)},
-                {"text", report.text},     {"detail", report.detail},
-                {"systemError", nullptr},  {"context", report.contextLines}};
-  if (report.systemError) error["systemError"] = report.systemError->code;
-  return error;
+void PrintJson(const Json& object) { std::cout << JsonLine(object) << std::endl; }
+
+std::string JsonLine(const Json& object) {
+  const std::string members = object.dump(-1, ' ', false, Json::error_handler_t::replace);
+  const std::string version = "{\"jsonVersion\":" + std::to_string(kJsonVersion);
+  return version + (object.empty() ? "" : ",") + members.substr(1);
 }
+
+Json JsonOfError(unsigned int number) { return JsonOfError(Pirsk::Exceptions::ReportOf(number)); }
 
 void PrintErrorReport(unsigned int number) {
-  std::cerr << Pirsk::Exceptions::ReportOf(number).str() << std::flush;
+  Say(WordsOfError(Pirsk::Exceptions::ReportOf(number)));
 }
 
-void Say(std::string_view text) { std::cerr << "ondrel: " << text << std::endl; }
+std::ostream& StandardOutputStream() { return std::cout; }
+
+void Say(std::string_view text) {
+  // What was printed before stands before it where both go to one place.
+  if (std::cout.good()) std::cout << std::flush;
+  std::cerr << "ondrel: " << text << std::endl;
+}
 
 std::string OneLine(std::string_view text) {
   while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);

@@ -1,26 +1,41 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include "Tool/Command.h"
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <string_view>
 
 namespace Tool {
 
-/// Objects keep the order in which their members are added.
-using Json = nlohmann::ordered_json;
+/// The version of the form of JSON: what a member means and that it is there. Members may be added
+/// without a new version.
+inline constexpr int kJsonVersion = 1;
 
-/// Prints one JSON value on a line of its own and flushes it. Bytes that are not UTF-8 are
-/// replaced.
-void PrintJson(const Json& value);
+/// Gives a result: `json` under --json, else `text` and a line end.
+void Answer(const GlobalOptions& globals, const Json& json, const std::string& text);
 
-/// What is known of a module error that was just caught, as
-/// {"number","hex","text","detail","systemError","context"}.
+/// The same for a large result, of which only the form that is asked for is made: `makeJson` yields
+/// JSON, `printText` prints to a stream.
+template <class MakeJson, class PrintText>
+void Answer(const GlobalOptions& globals, MakeJson&& makeJson, PrintText&& printText);
+
+/// Prints one JSON object on a line of its own, behind "jsonVersion" as its first member, and
+/// flushes it. Bytes that are not UTF-8 are replaced.
+void PrintJson(const Json& object);
+
+/// The line that `PrintJson` prints, without its line end.
+std::string JsonLine(const Json& object);
+
+/// What is known of a module error that was just caught; see Failure.h.
 Json JsonOfError(unsigned int number);
 
 /// Prints what is known of a module error that was just caught, as text on standard error.
 void PrintErrorReport(unsigned int number);
+
+/// Standard output, which throws when it cannot be written.
+std::ostream& StandardOutputStream();
 
 /// Prints "ondrel: " and `text` as a line on standard error.
 void Say(std::string_view text);
@@ -34,5 +49,13 @@ std::string TimeText(std::uint32_t secondsSince1970);
 
 /// A PCI location as "0000:00:1f.2".
 std::string PciLocation(int segment, int bus, int device, int function);
+
+template <class MakeJson, class PrintText>
+void Answer(const GlobalOptions& globals, MakeJson&& makeJson, PrintText&& printText) {
+  if (globals.json)
+    PrintJson(makeJson());
+  else
+    printText(StandardOutputStream());
+}
 
 }  // namespace Tool

@@ -20,6 +20,8 @@ def main(file, command):
     result = subprocess.run([*command, "os", "--from", "-"], input="\n".join(lines) + "\n", text=True,
                             stdout=subprocess.PIPE, check=True, timeout=300)
     answers = [json.loads(line) for line in result.stdout.splitlines()]
+    for answer in answers:
+        del answer["jsonVersion"]
     systems = [json.loads(line) for line in lines]
     wrong = [f"{system['system']}: {answer}, not {system['names']}"
              for system, answer in zip(systems, answers, strict=True) if answer != system["names"]]

@@ -4,7 +4,8 @@
 Usage: run_cases.py --host linux|wine --cases FILE --mail-server FILE -- COMMAND...
 
 A case is a command line with the exit status, the JSON and, where it mails, the mail that a real
-server has to receive. "zone" is the zone of local time, "input" what standard input has. What a host is known to answer otherwise stands under "byHost". In arguments
+server has to receive. "zone" is the zone of local time, "input" what standard input has; "failure" is the
+kind and a part of the words of a failure, which stands in place of "output". What a host is known to answer otherwise stands under "byHost". In arguments
 {port} is the port of the case's server, {body} and {password} are files with those texts.
 """
 
@@ -82,16 +83,32 @@ def check_mail(expected, server, complain):
         complain(f"the mail is\n{text}\nnot\n" + "\n".join(expected["lines"]))
 
 
-def parse(output):
-    return json.loads(output) if output.strip() else None
+def parse(output, complain):
+    """The JSON that the command printed, without the version that every object begins with."""
+    if not output.strip():
+        return None
+    value = json.loads(output)
+    if next(iter(value), None) != "jsonVersion" or value.pop("jsonVersion") != 1:
+        complain("the output does not begin with jsonVersion 1")
+    return value
+
+
+def check_failure(expected, value, exit_status, complain):
+    """A failure has its number, name and words, and the exit status that the command ends with."""
+    error = (value or {}).get("error", {})
+    if not {"kind", "number", "name", "text"} <= set(error) or value.get("exitStatus") != exit_status:
+        complain(f"the failure is {value}")
+        return
+    if expected["kind"] != error["kind"] or expected["words"] not in error["text"]:
+        complain(f"the failure is {error}, not {expected}")
 
 
 def expectation(case, host):
     own = case.get("byHost", {}).get(host, {})
-    output = case["output"]
+    output = case.get("output")
     if "output" in own:
         output = {**output, **own["output"]}
-    return own.get("exitStatus", case.get("exitStatus")), output
+    return own.get("exitStatus", case.get("exitStatus")), output, own.get("failure", case.get("failure"))
 
 
 def run_case(case, options, folder, complain):
@@ -117,16 +134,19 @@ def run_case(case, options, folder, complain):
         if server:
             server.close()
 
-    exit_status, output = expectation(case, options.host)
+    exit_status, output, failure = expectation(case, options.host)
     said = result.stdout.decode()
     if result.returncode != exit_status:
         complain(f"the exit status is {result.returncode}, not {exit_status}: "
                  f"{result.stderr.decode()}")
     try:
-        if parse(said) != output:
+        value = parse(said, complain)
+        if failure:
+            check_failure(failure, value, exit_status, complain)
+        elif value != output:
             complain(f"the output is {said}, not {json.dumps(output)}")
     except json.JSONDecodeError:
-        complain(f"the output is no JSON: {said}")
+        complain(f"the output is not JSON: {said}")
     check_mail(case.get("mail"), server, complain)
 
 

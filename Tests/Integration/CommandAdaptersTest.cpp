@@ -22,7 +22,7 @@ TEST_F(CommandAdapters, EachListedAdapterIsLocatedAtItsRank) {
   ASSERT_EQ(listed.exitStatus, 0) << listed.errors;
   std::map<std::string, int> ranks;
 
-  const json adapters = json::parse(listed.output)["adapters"];
+  const json adapters = ParseAnswer(listed.output)["adapters"];
   for (const json& adapter : adapters) {
     const std::string id =
         adapter["vendorId"].get<std::string>() + adapter["deviceId"].get<std::string>();
@@ -32,7 +32,7 @@ TEST_F(CommandAdapters, EachListedAdapterIsLocatedAtItsRank) {
     expected.erase("vendorId");
     expected.erase("deviceId");
     expected["found"] = true;
-    EXPECT_EQ(json::parse(located.output), expected);
+    EXPECT_EQ(ParseAnswer(located.output), expected);
     EXPECT_EQ(located.exitStatus, 0);
   }
 }

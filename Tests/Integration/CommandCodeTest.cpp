@@ -60,7 +60,7 @@ TEST_F(CommandCodes, ShowsAllCodesOfANameAsJson) {
   const ProcessResult result = Run({"code", "operation", "ADD_SERVER", "--json"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(json::parse(result.output),
+  EXPECT_EQ(ParseAnswer(result.output),
             json({{"OperationCodeNames", {{"50108", "ADD_SERVER"}, {"50500", "ADD_SERVER"}}}}));
 }
 
@@ -83,7 +83,7 @@ TEST_F(CommandCodes, ShowsNoRowsAsAnEmptyObject) {
   const ProcessResult result = Run({"code", "error", "1", "--json"});
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(json::parse(result.output), json({{"ErrorCodeNames", json::object()}}));
+  EXPECT_EQ(ParseAnswer(result.output), json({{"ErrorCodeNames", json::object()}}));
 }
 
 TEST_F(CommandCodes, RefusesAnUnknownVocabulary) {
@@ -124,7 +124,7 @@ TEST_F(CommandCodes, ListsAllVocabulariesAsTables) {
 }
 
 TEST_F(CommandCodes, ListsAVocabularyAsJson) {
-  const json shown = json::parse(Run({"codes", "event", "--json"}).output);
+  const json shown = ParseAnswer(Run({"codes", "event", "--json"}).output);
 
   ASSERT_EQ(shown.size(), 1U);
   EXPECT_EQ(shown["EventCodeNames"].size(), 1341U);
@@ -132,7 +132,7 @@ TEST_F(CommandCodes, ListsAVocabularyAsJson) {
 }
 
 TEST_F(CommandCodes, ListsAllVocabulariesAsJson) {
-  const json shown = json::parse(Run({"codes", "--json"}).output);
+  const json shown = ParseAnswer(Run({"codes", "--json"}).output);
 
   EXPECT_EQ(shown.size(), 5U);
   EXPECT_EQ(shown["ErrorCodeNames"].size(), 175U);

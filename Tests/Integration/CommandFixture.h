@@ -12,6 +12,14 @@
 
 namespace Ondrel::Testing {
 
+/// The JSON that the command printed, without the version that every object begins with.
+inline nlohmann::json ParseAnswer(const std::string& output) {
+  nlohmann::json answer = nlohmann::json::parse(output);
+  EXPECT_EQ(answer.value("jsonVersion", 0), 1) << output;
+  answer.erase("jsonVersion");
+  return answer;
+}
+
 /// Runs the built command, each test with a folder and an event store of its own.
 class CommandFixture : public testing::Test {
 protected:

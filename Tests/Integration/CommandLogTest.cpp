@@ -39,7 +39,7 @@ TEST_F(CommandLog, ReportSaysWhatItReportedAsJson) {
       Run({"log", "report", "Demo", "0x200028E7", "Warning", "PD 3 failed", "--json"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(json::parse(result.output), json({{"log", "Demo"},
+  EXPECT_EQ(ParseAnswer(result.output), json({{"log", "Demo"},
                                               {"event", 536881383},
                                               {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
                                               {"type", 2},
@@ -59,7 +59,7 @@ TEST_F(CommandLog, FollowShowsEventsOfAnotherProcessAsTheyCome) {
   std::istringstream lines(result.output);
   std::string line;
   ASSERT_TRUE(std::getline(lines, line));
-  const json first = json::parse(line);
+  const json first = ParseAnswer(line);
   EXPECT_EQ(first["eventID"], 10471);
   EXPECT_EQ(first["eventName"], "PD_STATE_CHANGE_OP_TO_FAIL");
   EXPECT_EQ(first["eventType"], 1);
@@ -67,7 +67,7 @@ TEST_F(CommandLog, FollowShowsEventsOfAnotherProcessAsTheyCome) {
   EXPECT_EQ(first["message"], "PD 3 failed\r\n");
   EXPECT_EQ(first["recordNumber"], 2);
   ASSERT_TRUE(std::getline(lines, line));
-  const json second = json::parse(line);
+  const json second = ParseAnswer(line);
   EXPECT_EQ(second["eventID"], 10412);
   EXPECT_EQ(second["eventType"], 2);
   EXPECT_EQ(second["recordNumber"], 3);
@@ -97,7 +97,7 @@ TEST_F(CommandLog, FollowShowsTheCatchAllForAnEventOutOfRange) {
   Report("-5", "4", "Out of range");
   const ProcessResult result = follower->Wait();
 
-  EXPECT_EQ(json::parse(result.output)["eventID"], 10000);
+  EXPECT_EQ(ParseAnswer(result.output)["eventID"], 10000);
 }
 
 TEST_F(CommandLog, FollowShowsOnlyTheSourcesAskedFor) {
@@ -123,7 +123,7 @@ TEST_F(CommandLog, FollowShowsAnEventTwiceWhenItsSourceIsNamedTwice) {
   for (int i = 0; i < 2; ++i) {
     std::string line;
     ASSERT_TRUE(std::getline(lines, line));
-    EXPECT_EQ(json::parse(line)["recordNumber"], 2);
+    EXPECT_EQ(ParseAnswer(line)["recordNumber"], 2);
   }
 }
 
@@ -137,7 +137,7 @@ TEST_F(CommandLog, FollowStartsBehindTheFirstRecordOfAnEmptyLog) {
   const ProcessResult result = follower->Wait();
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(json::parse(result.output)["args"], json({"Second"}));
+  EXPECT_EQ(ParseAnswer(result.output)["args"], json({"Second"}));
 }
 
 TEST_F(CommandLog, FollowEndsWithOneWhenTimeRunsOutBeforeTheCount) {
@@ -189,7 +189,7 @@ TEST_F(CommandLog, FollowOfAnEmptyLogEndsCleanlyOnAnInterrupt) {
   EXPECT_EQ(follower->EndBy(SIGINT).exitStatus, 0);
 }
 
-TEST_F(CommandLog, FollowEndsWhenNobodyReadsItsOutput) {
+TEST_F(CommandLog, FollowEndsQuietlyWhenNobodyReadsItsOutput) {
   Report("10002", "information", "First");
   const auto follower = Follow({});
 
@@ -197,9 +197,8 @@ TEST_F(CommandLog, FollowEndsWhenNobodyReadsItsOutput) {
   Report("10471", "error", "PD 3 failed");
   const ProcessResult result = follower->Wait();
 
-  EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.signal, 0);
-  EXPECT_THAT(result.errors, HasSubstr("cannot write to standard output"));
+  EXPECT_EQ(result.exitStatus, 141);
+  EXPECT_EQ(result.errors, "ondrel: following Demo\n");
 }
 
 TEST_F(CommandLog, ShowsARaisedErrorWithAllThatIsKnownOfIt) {
@@ -220,21 +219,26 @@ TEST_F(CommandLog, ShowsARaisedErrorAsJson) {
                                   "Demo", "10471", "error", "PD 3 failed"});
 
   EXPECT_EQ(result.exitStatus, 3);
-  EXPECT_THAT(result.errors, HasSubstr("Cannot open system log"));
-  EXPECT_EQ(json::parse(result.output), json({{"error",
-                                               {{"number", 537198595},
-                                                {"hex", "0x20050003"},
-                                                {"text", "Cannot open system log"},
-                                                {"detail", ""},
-                                                {"systemError", 3},
-                                                {"context", {"CSystemLog::Open (Demo)"}}}}}));
+  EXPECT_EQ(result.errors, "");
+  const json answer = ParseAnswer(result.output);
+  EXPECT_EQ(answer["exitStatus"], 3);
+  const json& error = answer["error"];
+  EXPECT_EQ(error["kind"], "module");
+  EXPECT_EQ(error["number"], 537198595);
+  EXPECT_EQ(error["hex"], "0x20050003");
+  EXPECT_EQ(error["name"], "CANNOT_OPEN_SYSTEM_LOG");
+  EXPECT_EQ(error["text"], "Cannot open system log");
+  EXPECT_EQ(error["detail"], "");
+  EXPECT_EQ(error["systemError"], json({{"number", 3},
+                                        {"name", "ERROR_PATH_NOT_FOUND"},
+                                        {"text", "The system cannot find the path specified."}}));
 }
 
 TEST_F(CommandLog, ShowsARaisedErrorWithoutASystemErrorAsNull) {
   const ProcessResult result = Run({"log", "report", "Demo", "10471", "error", "", "--json"});
 
   EXPECT_EQ(result.exitStatus, 3);
-  const json error = json::parse(result.output)["error"];
+  const json error = ParseAnswer(result.output)["error"];
   EXPECT_EQ(error["hex"], "0x20050002");
   EXPECT_EQ(error["text"], "Invalid parameter");
   EXPECT_EQ(error["systemError"], nullptr);

@@ -89,7 +89,7 @@ TEST_F(CommandMail, TakesItsBodyFromStandardInputAndShowsTheOutcomeAsJson) {
           "From standard input\n");
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
-  EXPECT_EQ(json::parse(result.output),
+  EXPECT_EQ(ParseAnswer(result.output),
             json({{"sent", true}, {"error", 0}, {"errorName", "CSMTP_ERROR_NONE"}}));
   EXPECT_THAT(Mail().data, HasSubstr("X-Priority: 3 (Normal)\r\n"));
   EXPECT_THAT(Mail().data, EndsWith("\r\n\r\nFrom standard input\r\n"));
@@ -168,7 +168,7 @@ TEST_P(CommandMailFailure, IsNamedWithItsNumber) {
                                      std::to_string(GetParam().error) + ")\n"));
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_EQ(
-      json::parse(result.output),
+      ParseAnswer(result.output),
       json({{"sent", false}, {"error", GetParam().error}, {"errorName", GetParam().errorName}}));
 }
 
@@ -241,7 +241,7 @@ TEST_F(CommandAlert, ShowsTheOutcomeOfEachStepAsJson) {
   const ProcessResult result = Run(arguments);
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
-  json shown = json::parse(result.output);
+  json shown = ParseAnswer(result.output);
   EXPECT_TRUE(shown["readBack"]["record"].contains("timeGenerated"));
   shown["readBack"]["record"].erase("timeGenerated");
   EXPECT_EQ(shown,
@@ -288,7 +288,7 @@ TEST_P(CommandAlertGravity, DecidesTheEventTypeAndThePriority) {
                                              "--object", "PD 3", "--log", "Demo", "--json"}));
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
-  EXPECT_EQ(json::parse(result.output)["readBack"]["record"]["eventType"], GetParam().eventType);
+  EXPECT_EQ(ParseAnswer(result.output)["readBack"]["record"]["eventType"], GetParam().eventType);
   EXPECT_THAT(Mail().data, HasSubstr(GetParam().priority));
 }
 
@@ -307,7 +307,7 @@ TEST_F(CommandAlert, SendsNoMailWithoutAServer) {
   const ProcessResult result = Run(arguments);
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
-  const json shown = json::parse(result.output);
+  const json shown = ParseAnswer(result.output);
   EXPECT_FALSE(shown.contains("mail"));
   EXPECT_EQ(shown["ok"], true);
   EXPECT_FALSE(HasMail());
@@ -326,7 +326,7 @@ TEST_F(CommandAlert, DoesNothingForAChangeWithoutAnEvent) {
       WithMail({"alert", "ld", "FAILED", "FAILED", "--object", "LD 1", "--log", "Demo", "--json"}));
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(json::parse(result.output), json({{"status",
+  EXPECT_EQ(ParseAnswer(result.output), json({{"status",
                                                {{"kind", "ld"},
                                                 {"old", 40095},
                                                 {"oldName", "FAILED"},
@@ -348,7 +348,7 @@ TEST_F(CommandAlert, WritesAndReadsBackWhenTheMailFails) {
   const ProcessResult result = Run(arguments);
 
   EXPECT_EQ(result.exitStatus, 1);
-  const json shown = json::parse(result.output);
+  const json shown = ParseAnswer(result.output);
   EXPECT_EQ(shown["mail"], json({{"ok", false},
                                  {"sent", false},
                                  {"error", 25},
@@ -366,7 +366,7 @@ TEST_F(CommandAlert, MailsWhenTheLogCannotBeOpened) {
 
   EXPECT_EQ(result.exitStatus, 3);
   EXPECT_THAT(result.errors, HasSubstr("Cannot open system log"));
-  const json shown = json::parse(result.output);
+  const json shown = ParseAnswer(result.output);
   EXPECT_EQ(shown["log"]["error"]["hex"], "0x20050003");
   EXPECT_EQ(shown["readBack"]["error"]["hex"], "0x20050003");
   EXPECT_EQ(shown["mail"]["ok"], true);

@@ -24,7 +24,7 @@ protected:
   json JsonOfImage(const std::string& kind, const std::string& image) const {
     const ProcessResult result = Run({"--json", "nvme", kind, "--raw", WriteFile("image", image)});
     EXPECT_EQ(result.exitStatus, 0) << result.errors;
-    return json::parse(result.output);
+    return ParseAnswer(result.output);
   }
 
   std::string TextOfImage(const std::string& kind, const std::string& image) const {
@@ -215,8 +215,8 @@ TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
        "is not a number of 0 to"},
       {"both sources", {"smart", "/dev/null", "--raw", longImage}, 2, "DEVICE excludes --raw"},
       {"image that is not there", {"smart", "--raw", Path("none")}, 2, "cannot read"},
-      {"image too short", {"smart", "--raw", shortImage}, 2, "is no image of 512 bytes"},
-      {"image too long", {"smart", "--raw", longImage}, 2, "is no image of 512 bytes"},
+      {"image too short", {"smart", "--raw", shortImage}, 2, "is not an image of 512 bytes"},
+      {"image too long", {"smart", "--raw", longImage}, 2, "is not an image of 512 bytes"},
       {"missing device", {"smart", Path("none")}, 1, "error 2, no such device"},
       {"no NVMe device", {"id-ctrl", "/dev/null"}, 1, "error 1, no such function"},
       {"no subcommand", {}, 2, "a subcommand is required"},

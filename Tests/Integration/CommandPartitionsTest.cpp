@@ -24,7 +24,7 @@ std::string FirstLine(const std::string& path) {
 
 TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelTells) {
   const ProcessResult result = Run({"--json", "disks"});
-  const json disks = json::parse(result.output)["disks"];
+  const json disks = ParseAnswer(result.output)["disks"];
   EXPECT_EQ(result.exitStatus, disks.empty() ? 1 : 0);
   std::size_t number = 0;
   for (const json& disk : disks) {
@@ -39,9 +39,9 @@ TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelTells) {
 }
 
 TEST_F(CommandPartitions, EveryPartitionLiesWithinItsDisk) {
-  const json disks = json::parse(Run({"--json", "disks"}).output)["disks"];
+  const json disks = ParseAnswer(Run({"--json", "disks"}).output)["disks"];
   for (const json& disk : disks) {
-    const json listed = json::parse(Run({"--json", "partitions", disk["disk"]}).output);
+    const json listed = ParseAnswer(Run({"--json", "partitions", disk["disk"]}).output);
     EXPECT_EQ(listed["device"], disk["disk"]);
     for (const json& partition : listed["partitions"]) {
       const std::uint64_t end = partition["startSector"].get<std::uint64_t>() +

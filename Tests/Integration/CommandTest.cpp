@@ -22,7 +22,7 @@ TEST_F(Command, ShowsItsVersionAsJson) {
   const ProcessResult result = Run({"--version", "--json"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_EQ(json::parse(result.output),
+  EXPECT_EQ(ParseAnswer(result.output),
             json({{"version", "7.10.2"}, {"identity", "ondrel P:7.10.2 F:7.10.2"}}));
 }
 
@@ -46,8 +46,8 @@ TEST_F(Command, TakesGlobalOptionsBeforeAndBehindTheSubcommand) {
                          {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
                          {"severity", 4}};
 
-  EXPECT_EQ(json::parse(Run({"--json", "status", "pd", "OPERATIONAL", "FAILED"}).output), expected);
-  EXPECT_EQ(json::parse(Run({"status", "pd", "OPERATIONAL", "FAILED", "--json"}).output), expected);
+  EXPECT_EQ(ParseAnswer(Run({"--json", "status", "pd", "OPERATIONAL", "FAILED"}).output), expected);
+  EXPECT_EQ(ParseAnswer(Run({"status", "pd", "OPERATIONAL", "FAILED", "--json"}).output), expected);
 }
 
 TEST_F(Command, SaysThatAStatusChangeHasNoEvent) {
@@ -62,7 +62,7 @@ TEST_F(Command, ShowsAMissingEventAsNull) {
   const ProcessResult result = Run({"status", "ld", "OPERATIONAL", "OPERATIONAL", "--json"});
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(json::parse(result.output), json({{"kind", "ld"},
+  EXPECT_EQ(ParseAnswer(result.output), json({{"kind", "ld"},
                                               {"old", 40093},
                                               {"oldName", "OPERATIONAL"},
                                               {"new", 40093},
@@ -94,7 +94,7 @@ TEST_F(Command, KnowsTheNamesOfAllStatuses) {
       {"PARTIALLY_DEGRADED", 40242},
   };
   for (const auto& [name, code] : statuses) {
-    const json shown = json::parse(Run({"status", "pd", name, name, "--json"}).output);
+    const json shown = ParseAnswer(Run({"status", "pd", name, name, "--json"}).output);
     EXPECT_EQ(shown["old"], code) << name;
     EXPECT_EQ(shown["new"], code) << name;
   }

@@ -39,12 +39,11 @@ int ShowAdapters(const GlobalOptions& globals) {
 
 }  // namespace
 
-void AddAdaptersCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const adapters = AddSubcommand(
-      app, "adapters", "List the storage adapters on the PCI bus, in order of location",
+Work AddAdaptersCommand(CLI::App& app) {
+  app.footer(
       "A line is segment:bus:device.function and vendor:device, all in hexadecimal; with --json "
       "the location is in decimal.\n");
-  adapters->callback([&chosen] { chosen = ShowAdapters; });
+  return ShowAdapters;
 }
 
 }  // namespace Tool

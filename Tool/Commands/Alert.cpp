@@ -71,7 +71,7 @@ public:
     } else {
       m_isFailed = true;
     }
-    const int status = m_isRaised ? kRaisedError : m_isFailed ? kNegativeAnswer : kDone;
+    const int status = m_isRaised ? kFailed : m_isFailed ? kNegativeAnswer : kDone;
     m_result["ok"] = status == kDone;
     if (m_globals.json) PrintJson(m_result);
     return status;
@@ -183,26 +183,23 @@ private:
 
 }  // namespace
 
-void AddAlertCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const alert = AddSubcommand(
-      app, "alert", "Take a status change the whole way: event, event log, mail, read back",
-      "Mail is sent when --server is given. A step that fails does not keep the others from\n"
-      "happening. Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an\n"
+Work AddAlertCommand(CLI::App& app) {
+  app.footer(
+      "Mail is sent when --server is given. A step that fails does not keep the others from "
+      "happening. Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an "
       "error was raised in a step. The first record of a log is not shown by the read back.\n");
   const auto options = std::make_shared<AlertOptions>();
-  AddStatusChange(*alert, options->change);
-  alert->add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")
+  AddStatusChange(app, options->change);
+  app.add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")
       ->required()
       ->type_name("TEXT")
       ->check(IsOneLine());
-  alert->add_option("--log", options->log, "Event log to write to")->required()->type_name("LOG");
-  AddMailOptions(*alert, options->mail, true);
-  alert->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) {
-      ReadPassword(options->mail);
-      return Alert(globals, *options).Run();
-    };
-  });
+  app.add_option("--log", options->log, "Event log to write to")->required()->type_name("LOG");
+  AddMailOptions(app, options->mail, true);
+  return [options](const GlobalOptions& globals) {
+    ReadPassword(options->mail);
+    return Alert(globals, *options).Run();
+  };
 }
 
 }  // namespace Tool

@@ -124,29 +124,21 @@ int ListCodes(const GlobalOptions& globals, const std::vector<const Vocabulary*>
 
 }  // namespace
 
-void AddCodeCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const code = AddSubcommand(app, "code", "Show the name of a code, or a name's codes",
-                                       "Exit status: 0 it is listed, 1 it is not.\n");
+Work AddCodeCommand(CLI::App& app) {
+  app.footer("Exit status: 0 it is listed, 1 it is not.\n");
   const auto options = std::make_shared<CodeOptions>();
-  AddKind(*code, "KIND", options->vocabulary, "What the code is a number of")->required();
-  code->add_option("CODE|NAME", options->codeOrName, "A number, or a name in any case")
+  AddKind(app, "KIND", options->vocabulary, "What the code is a number of")->required();
+  app.add_option("CODE|NAME", options->codeOrName, "A number, or a name in any case")
       ->required()
       ->type_name("");
-  code->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return ShowCode(globals, *options); };
-  });
+  return [options](const GlobalOptions& globals) { return ShowCode(globals, *options); };
 }
 
-void AddCodesCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const codes = AddSubcommand(app, "codes", "List all codes with their names", "");
+Work AddCodesCommand(CLI::App& app) {
   const auto vocabularies = std::make_shared<std::vector<const Vocabulary*>>();
   for (const Vocabulary& vocabulary : kVocabularies) vocabularies->push_back(&vocabulary);
-  AddKind(*codes, "VOCABULARY", *vocabularies, "List only this one");
-  codes->callback([vocabularies, &chosen] {
-    chosen = [vocabularies](const GlobalOptions& globals) {
-      return ListCodes(globals, *vocabularies);
-    };
-  });
+  AddKind(app, "VOCABULARY", *vocabularies, "List only this one");
+  return [vocabularies](const GlobalOptions& globals) { return ListCodes(globals, *vocabularies); };
 }
 
 }  // namespace Tool

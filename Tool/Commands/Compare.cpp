@@ -34,19 +34,16 @@ int CompareVersions(const GlobalOptions& globals, const CompareOptions& options)
 
 }  // namespace
 
-void AddCompareCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const compare = AddSubcommand(app, "compare", "Compare two versions",
-                                          "The result is below 0, 0 or above 0.\n");
+Work AddCompareCommand(CLI::App& app) {
+  app.footer("The result is below 0, 0 or above 0.\n");
   const auto options = std::make_shared<CompareOptions>();
-  compare->add_option("A", options->first, "A version, such as 7.10.2")->required()->type_name("");
-  compare->add_option("B", options->second, "Another")->required()->type_name("");
+  app.add_option("A", options->first, "A version, such as 7.10.2")->required()->type_name("");
+  app.add_option("B", options->second, "Another")->required()->type_name("");
   AddNumber(
-      *compare, "--parts", 0, std::numeric_limits<std::int32_t>::max(),
+      app, "--parts", 0, std::numeric_limits<std::int32_t>::max(),
       [options](std::int64_t parts) { options->parts = static_cast<std::size_t>(parts); },
       "Compare only so many leading parts (0: all)");
-  compare->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return CompareVersions(globals, *options); };
-  });
+  return [options](const GlobalOptions& globals) { return CompareVersions(globals, *options); };
 }
 
 }  // namespace Tool

@@ -115,38 +115,31 @@ int ShowWeekDate(const GlobalOptions& globals, const CSystemDate_Win& rule) {
   return kDone;
 }
 
-void AddDateCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const date = AddSubcommand(app, "date", "Show the local date of a time stamp", "");
+}  // namespace
+
+Work AddDateCommand(CLI::App& app) {
   const auto stamp = std::make_shared<unsigned long long>(Now());
   AddNumber(
-      *date, "STAMP", 0, kGreatest,
+      app, "STAMP", 0, kGreatest,
       [stamp](std::int64_t number) { *stamp = static_cast<unsigned long long>(number); },
       "Milliseconds since 1 January 1970 UTC (the current time)");
-  date->callback([stamp, &chosen] {
-    chosen = [stamp](const GlobalOptions& globals) { return ShowDate(globals, *stamp); };
-  });
+  return [stamp](const GlobalOptions& globals) { return ShowDate(globals, *stamp); };
 }
 
-void AddStampCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const stamp = AddSubcommand(app, "stamp", "Show the time stamp of a local date",
-                                        "A day that its month never has becomes the first of the "
-                                        "next month.\n");
+Work AddStampCommand(CLI::App& app) {
+  app.footer("A day that its month never has becomes the first of the next month.\n");
   const auto text = std::make_shared<std::string>();
-  stamp->add_option("DATE", *text, "\"YYYY-MM-DD hh:mm:ss\"")->required()->type_name("");
-  stamp->callback([text, &chosen] {
-    chosen = [text](const GlobalOptions& globals) { return ShowStamp(globals, *text); };
-  });
+  app.add_option("DATE", *text, "\"YYYY-MM-DD hh:mm:ss\"")->required()->type_name("");
+  return [text](const GlobalOptions& globals) { return ShowStamp(globals, *text); };
 }
 
-void AddWeekDateCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const weekDate =
-      AddSubcommand(app, "week-date", "Find the n-th weekday of a month",
-                    "Example: the last Sunday of March 2022: week-date 2022 3 0 5 02:00:00\n");
+Work AddWeekDateCommand(CLI::App& app) {
+  app.footer("Example: the last Sunday of March 2022: week-date 2022 3 0 5 02:00:00\n");
   const auto rule = std::make_shared<CSystemDate_Win>();
-  const auto addField = [weekDate, rule](const char* name, unsigned int CSystemDate_Win::*field,
-                                         const char* description) {
+  const auto addField = [&app, rule](const char* name, unsigned int CSystemDate_Win::*field,
+                                     const char* description) {
     AddNumber(
-        *weekDate, name, 0, kGreatestField,
+        app, name, 0, kGreatestField,
         [rule, field](std::int64_t number) { (*rule).*field = static_cast<unsigned int>(number); },
         description)
         ->required();
@@ -155,41 +148,26 @@ void AddWeekDateCommand(CLI::App& app, Work& chosen) {
   addField("MONTH", &CSystemDate_Win::Month, "The month, 1 to 12");
   addField("WEEKDAY", &CSystemDate_Win::WeekDay, "The weekday, 0 (Sunday) to 6");
   addField("WEEK", &CSystemDate_Win::WeekOfMonth, "Which one in the month, 1 to 5 (the last)");
-  weekDate
-      ->add_option_function<std::string>(
-          "TIME",
-          [rule](const std::string& text) {
-            if (!ParseTimeOfDay(text, *rule))
-              throw CLI::ValidationError("TIME", "\"" + text + "\" is no hh:mm:ss");
-          },
-          "The time of day, hh:mm:ss (00:00:00)")
+  app.add_option_function<std::string>(
+         "TIME",
+         [rule](const std::string& text) {
+           if (!ParseTimeOfDay(text, *rule))
+             throw CLI::ValidationError("TIME", "\"" + text + "\" is no hh:mm:ss");
+         },
+         "The time of day, hh:mm:ss (00:00:00)")
       ->type_name("");
-  weekDate->callback([rule, &chosen] {
-    chosen = [rule](const GlobalOptions& globals) { return ShowWeekDate(globals, *rule); };
-  });
+  return [rule](const GlobalOptions& globals) { return ShowWeekDate(globals, *rule); };
 }
 
-void AddUptimeCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const uptime = AddSubcommand(app, "uptime", "Show how long the host has been up", "");
-  uptime->callback([&chosen] {
-    chosen = [](const GlobalOptions& globals) {
-      const unsigned long long milliseconds = CSystemTime_Win::UpTime();
-      if (globals.json)
-        PrintJson({{"milliseconds", milliseconds}});
-      else
-        std::cout << milliseconds << " ms\n";
-      return int{kDone};
-    };
-  });
-}
-
-}  // namespace
-
-void AddDateCommands(CLI::App& app, Work& chosen) {
-  AddDateCommand(app, chosen);
-  AddStampCommand(app, chosen);
-  AddWeekDateCommand(app, chosen);
-  AddUptimeCommand(app, chosen);
+Work AddUptimeCommand(CLI::App&) {
+  return [](const GlobalOptions& globals) {
+    const unsigned long long milliseconds = CSystemTime_Win::UpTime();
+    if (globals.json)
+      PrintJson({{"milliseconds", milliseconds}});
+    else
+      std::cout << milliseconds << " ms\n";
+    return int{kDone};
+  };
 }
 
 }  // namespace Tool

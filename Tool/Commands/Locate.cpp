@@ -52,30 +52,26 @@ int Locate(const GlobalOptions& globals, const LocateOptions& options) {
 
 }  // namespace
 
-void AddLocateCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const locate =
-      AddSubcommand(app, "locate", "Tell where on the PCI bus a storage adapter is",
-                    "Exit status: 0 it is there, 1 it is not.\n");
+Work AddLocateCommand(CLI::App& app) {
+  app.footer("Exit status: 0 it is there, 1 it is not.\n");
   const auto options = std::make_shared<LocateOptions>();
   CLI::Option* const vendor =
-      locate->add_option("VENDOR", options->vendor, "Four hexadecimal digits in any case")
+      app.add_option("VENDOR", options->vendor, "Four hexadecimal digits in any case")
           ->type_name("");
   CLI::Option* const device =
-      locate->add_option("DEVICE", options->device, "Four hexadecimal digits in any case")
+      app.add_option("DEVICE", options->device, "Four hexadecimal digits in any case")
           ->type_name("");
   vendor->needs(device);
-  AddRepeated(*locate, "--id", options->ids,
+  AddRepeated(app, "--id", options->ids,
               "Count adapters of this type, eight digits of vendor and device; may be repeated")
       ->type_name("VVVVDDDD")
       ->excludes(vendor)
       ->excludes(device);
   AddNumber(
-      *locate, "--index", 0, std::numeric_limits<std::int32_t>::max(),
+      app, "--index", 0, std::numeric_limits<std::int32_t>::max(),
       [options](std::int64_t index) { options->index = static_cast<std::size_t>(index); },
       "Which of them in the order of location, from 1 on (the first if not given)");
-  locate->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return Locate(globals, *options); };
-  });
+  return [options](const GlobalOptions& globals) { return Locate(globals, *options); };
 }
 
 }  // namespace Tool

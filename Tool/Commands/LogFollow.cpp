@@ -107,30 +107,26 @@ int FollowLog(const GlobalOptions& globals, const FollowOptions& options) {
 
 }  // namespace
 
-void AddLogFollowCommand(CLI::App& log, Work& chosen) {
-  CLI::App* const follow = AddSubcommand(
-      log, "follow", "Show new events of a log as they come",
-      "Events that stand in the log already are not shown; while the log has none at all, its\n"
-      "first is waited for and counts as standing there. An interrupt ends the command with 0.\n"
-      "With --count, --timeout passing first ends it with 1.\n");
+Work AddLogFollowCommand(CLI::App& app) {
+  app.footer(
+      "Events that stand in the log already are not shown; while the log has none at all, its "
+      "first is waited for and counts as standing there. An interrupt ends the command with "
+      "0.\nWith --count, --timeout passing first ends it with 1.\n");
   const auto options = std::make_shared<FollowOptions>();
-  follow->add_option("LOG", options->log, "Log to follow")->required();
-  AddRepeated(*follow, "--source", options->sources,
+  app.add_option("LOG", options->log, "Log to follow")->required();
+  AddRepeated(app, "--source", options->sources,
               "Show events of this source; may be repeated (default: the log's name)");
-  follow
-      ->add_option("--messages", options->messages,
-                   "File whose message table gives events their text (default: the library)")
+  app.add_option("--messages", options->messages,
+                 "File whose message table gives events their text (default: the library)")
       ->type_name("FILE");
   AddNumber(
-      *follow, "--count", 1, std::numeric_limits<std::int64_t>::max(),
+      app, "--count", 1, std::numeric_limits<std::int64_t>::max(),
       [options](std::int64_t count) { options->count = count; }, "End after this many events");
   AddNumber(
-      *follow, "--timeout", 0, kMaxTimeoutSeconds,
+      app, "--timeout", 0, kMaxTimeoutSeconds,
       [options](std::int64_t seconds) { options->timeoutSeconds = seconds; }, "End after this time")
       ->type_name("SECONDS");
-  follow->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return FollowLog(globals, *options); };
-  });
+  return [options](const GlobalOptions& globals) { return FollowLog(globals, *options); };
 }
 
 }  // namespace Tool

@@ -70,26 +70,22 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
 
 }  // namespace
 
-void AddLogReportCommand(CLI::App& log, Work& chosen) {
-  CLI::App* const report = AddSubcommand(log, "report", "Write one event into a log",
-                                         "A TEXT that begins with - stands behind --.\n");
+Work AddLogReportCommand(CLI::App& app) {
+  app.footer("A TEXT that begins with - stands behind --.\n");
   const auto options = std::make_shared<ReportOptions>();
-  report->add_option("LOG", options->log, "Log, which is also the event's source")->required();
+  app.add_option("LOG", options->log, "Log, which is also the event's source")->required();
   AddNumber(
-      *report, "EVENT", kMinInt, kMaxInt,
+      app, "EVENT", kMinInt, kMaxInt,
       [options](std::int64_t number) { options->event = static_cast<int>(number); },
       "Event code (10471) or full id (0x200028E7)")
       ->required();
-  report
-      ->add_option_function<std::string>(
-          "TYPE", [options](const std::string& text) { options->type = TypeOf(text); },
-          "error, warning, information or a number")
+  app.add_option_function<std::string>(
+         "TYPE", [options](const std::string& text) { options->type = TypeOf(text); },
+         "error, warning, information or a number")
       ->required()
       ->type_name("TYPE");
-  report->add_option("TEXT", options->text, "The event's text")->required();
-  report->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return ReportEvent(globals, *options); };
-  });
+  app.add_option("TEXT", options->text, "The event's text")->required();
+  return [options](const GlobalOptions& globals) { return ReportEvent(globals, *options); };
 }
 
 }  // namespace Tool

@@ -41,27 +41,24 @@ int Send(const GlobalOptions& globals, const LetterOptions& options) {
 
 }  // namespace
 
-void AddMailCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const mail = AddSubcommand(app, "mail", "Send one plain-text mail",
-                                       "Exit status: 0 the mail was sent, 1 it was not.\n");
+Work AddMailCommand(CLI::App& app) {
+  app.footer("Exit status: 0 the mail was sent, 1 it was not.\n");
   const auto options = std::make_shared<LetterOptions>();
-  AddMailOptions(*mail, options->mail, false);
-  mail->add_option("--subject", options->subject, "Text of the Subject line")
+  AddMailOptions(app, options->mail, false);
+  app.add_option("--subject", options->subject, "Text of the Subject line")
       ->required()
       ->type_name("TEXT")
       ->check(IsOneLine());
-  mail->add_option("--body", options->bodyFile,
-                   "File with the body, - for standard input; empty lines are left out")
+  app.add_option("--body", options->bodyFile,
+                 "File with the body, - for standard input; empty lines are left out")
       ->type_name("FILE");
-  mail->add_option("--priority", options->priority, "Priority (default: normal)")
+  app.add_option("--priority", options->priority, "Priority (default: normal)")
       ->type_name("high|normal|low")
       ->check(CLI::IsMember({"high", "normal", "low"}).description(""));
-  mail->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) {
-      ReadPassword(options->mail);
-      return Send(globals, *options);
-    };
-  });
+  return [options](const GlobalOptions& globals) {
+    ReadPassword(options->mail);
+    return Send(globals, *options);
+  };
 }
 
 }  // namespace Tool

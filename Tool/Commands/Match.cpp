@@ -149,7 +149,7 @@ int MatchLines() {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
     const Json answer = AnswerLine(line);
     isClean = isClean && !answer.contains("error");
-    std::cout << answer.dump() << '\n';
+    std::cout << JsonLine(answer) << '\n';
     if (std::cin.rdbuf()->in_avail() <= 0) std::cout.flush();
   }
   return isClean ? kDone : kWrongUsage;
@@ -157,33 +157,28 @@ int MatchLines() {
 
 }  // namespace
 
-void AddMatchCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const match = AddSubcommand(
-      app, "match", "Search a text for a pattern",
+Work AddMatchCommand(CLI::App& app) {
+  app.footer(
       "Flags: s \".\" matches a line feed, m \"^\" and \"$\" work at line ends, g \"\\G\" is "
-      "active,\n"
-      "i either case, r from right to left, x white space and comments in the pattern.\n"
-      "With --jsonl each line is {\"pattern\",\"flags\",\"text\"}, flags as a number (s 1, m 2, g "
-      "4,\n"
-      "i 8, r 16, x 32), a character \\u00XX for each byte; each is answered with\n"
-      "{\"matched\":true,\"groups\":[[begin,end],...]}, -1 for a group that took no part.\n"
-      "Exit status: 0 there is a match, 1 there is none.\n");
+      "active, i either case, r from right to left, x white space and comments in the "
+      "pattern.\nWith --jsonl each line is {\"pattern\",\"flags\",\"text\"}, flags as a number (s "
+      "1, m 2, g 4, i 8, r 16, x 32), a character \\u00XX for each byte; each is answered with "
+      "{\"matched\":true,\"groups\":[[begin,end],...]}, -1 for a group that took no part.\nExit "
+      "status: 0 there is a match, 1 there is none.\n");
   const auto options = std::make_shared<MatchOptions>();
   CLI::Option* const lines =
-      match->add_flag("--jsonl", options->jsonLines, "Answer questions from standard input");
+      app.add_flag("--jsonl", options->jsonLines, "Answer questions from standard input");
   CLI::Option* const pattern =
-      match->add_option("PATTERN", options->pattern, "The pattern")->type_name("");
-  match->add_option("TEXT", options->text, "The text (empty)")->type_name("");
-  match->add_option("--flags", options->flags, "Letters of \"smgirx\"")->type_name("LETTERS");
-  match->add_flag("--all", options->all, "Show all matches, one behind the other");
+      app.add_option("PATTERN", options->pattern, "The pattern")->type_name("");
+  app.add_option("TEXT", options->text, "The text (empty)")->type_name("");
+  app.add_option("--flags", options->flags, "Letters of \"smgirx\"")->type_name("LETTERS");
+  app.add_flag("--all", options->all, "Show all matches, one behind the other");
   pattern->excludes(lines);
-  match->callback([options, pattern, &chosen] {
+  return [options, pattern](const GlobalOptions& globals) {
     if (!options->jsonLines && pattern->count() == 0)
-      throw CLI::RequiredError("PATTERN or --jsonl");
-    chosen = [options](const GlobalOptions& globals) {
-      return options->jsonLines ? MatchLines() : MatchText(globals, *options);
-    };
-  });
+      throw UsageError("PATTERN or --jsonl is required");
+    return options->jsonLines ? MatchLines() : MatchText(globals, *options);
+  };
 }
 
 }  // namespace Tool

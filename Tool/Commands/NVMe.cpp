@@ -36,8 +36,6 @@ struct RecordOptions {
 
 /// What a subcommand shows: how its bytes are fetched, and how they are shown.
 struct RecordKind {
-  const char* name;
-  const char* description;
   std::size_t size;
   unsigned int (*fetch)(const RecordOptions& options, Image& image);
   void (*show)(const GlobalOptions& globals, const RecordOptions& options, Image& image);
@@ -160,17 +158,15 @@ void ShowPage(const GlobalOptions& globals, const RecordOptions& options, Image&
   PrintJson(json);
 }
 
-constexpr RecordKind kKinds[] = {
-    {"id-ctrl", "Show the identify data of a controller", sizeof(Ondrel::NVME_IDENTIFY_CONTROLLER),
-     FetchController, ShowController},
-    {"id-ns", "Show the identify data of namespace 1", sizeof(Ondrel::NVME_IDENTIFY_NAMESPACE),
-     FetchNamespace, ShowNamespace},
-    {"smart", "Show the SMART / health information of a controller",
-     sizeof(Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG), FetchHealth, ShowHealth},
-    {"error-log", "Show the errors that a controller keeps",
-     kErrorEntries * sizeof(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY), FetchErrors, ShowErrors},
-    {"log-page", "Show the first 512 bytes of a log page", 512, FetchPage, ShowPage},
-};
+constexpr RecordKind kController{sizeof(Ondrel::NVME_IDENTIFY_CONTROLLER), FetchController,
+                                 ShowController};
+constexpr RecordKind kNamespace{sizeof(Ondrel::NVME_IDENTIFY_NAMESPACE), FetchNamespace,
+                                ShowNamespace};
+constexpr RecordKind kHealth{sizeof(Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG), FetchHealth,
+                             ShowHealth};
+constexpr RecordKind kErrors{kErrorEntries * sizeof(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY),
+                             FetchErrors, ShowErrors};
+constexpr RecordKind kPage{512, FetchPage, ShowPage};
 
 struct ErrorText {
   unsigned int number;
@@ -209,7 +205,7 @@ Image ReadImage(const RecordKind& kind, const std::string& path) {
   Image image(kind.size + 1);
   file.read(reinterpret_cast<char*>(image.data()), static_cast<std::streamsize>(image.size()));
   if (static_cast<std::size_t>(file.gcount()) != kind.size)
-    throw UsageError(path + " is no image of " + std::to_string(kind.size) + " bytes");
+    throw UsageError(path + " is not an image of " + std::to_string(kind.size) + " bytes");
   image.resize(kind.size);
   return image;
 }
@@ -242,34 +238,30 @@ int ShowRecord(const GlobalOptions& globals, const RecordOptions& options, const
   return kDone;
 }
 
-void AddRecordCommand(CLI::App& nvme, Work& chosen, const RecordKind& kind) {
-  CLI::App* const command = AddSubcommand(nvme, kind.name, kind.description,
-                                          "Exit status: 0 shown, 1 the device did not give it.\n");
+Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
+  app.footer("Exit status: 0 shown, 1 the device did not give it.\n");
   const auto options = std::make_shared<RecordOptions>();
-  CLI::Option* const device = command->add_option("DEVICE", options->device, "Path of the device");
+  CLI::Option* const device = app.add_option("DEVICE", options->device, "Path of the device");
   const bool isPage = kind.fetch == FetchPage;
   CLI::Option* logId = nullptr;
   if (isPage) {
     logId = AddNumber(
-        *command, "--log-id", 0, 0xFF,
+        app, "--log-id", 0, 0xFF,
         [options](std::int64_t id) { options->logId = static_cast<std::uint8_t>(id); },
         "Identifier of the log page");
   }
-  command
-      ->add_option("--raw", options->raw,
-                   "Decode this image of " + std::to_string(kind.size) + " bytes instead")
+  app.add_option("--raw", options->raw,
+                 "Decode this image of " + std::to_string(kind.size) + " bytes instead")
       ->type_name("FILE")
       ->excludes(device);
-  command->add_option("--save", options->save, "Write the image to this file")->type_name("FILE");
-  command->callback([options, &kind, isPage, logId, &chosen] {
-    chosen = [options, &kind, isPage, logId](const GlobalOptions& globals) {
-      if (options->device.empty() && options->raw.empty())
-        throw UsageError("a device or --raw is required");
-      if (isPage && options->raw.empty() && logId->count() == 0)
-        throw UsageError("--log-id is required");
-      return ShowRecord(globals, *options, kind);
-    };
-  });
+  app.add_option("--save", options->save, "Write the image to this file")->type_name("FILE");
+  return [options, &kind, isPage, logId](const GlobalOptions& globals) {
+    if (options->device.empty() && options->raw.empty())
+      throw UsageError("a device or --raw is required");
+    if (isPage && options->raw.empty() && logId->count() == 0)
+      throw UsageError("--log-id is required");
+    return ShowRecord(globals, *options, kind);
+  };
 }
 
 struct StatusOptions {
@@ -294,32 +286,32 @@ int ShowStatus(const GlobalOptions& globals, const StatusOptions& options) {
   return text == "?" ? kNegativeAnswer : kDone;
 }
 
-void AddNVMeStatusCommand(CLI::App& nvme, Work& chosen) {
-  CLI::App* const command =
-      AddSubcommand(nvme, "status", "Explain the status of a completed command",
-                    "Exit status: 0 it is known, 1 it is not.\n");
+}  // namespace
+
+Work AddNVMeStatusCommand(CLI::App& app) {
+  app.footer("Exit status: 0 it is known, 1 it is not.\n");
   const auto options = std::make_shared<StatusOptions>();
   AddNumber(
-      *command, "SC", 0, 0xFF,
+      app, "SC", 0, 0xFF,
       [options](std::int64_t code) { options->code = static_cast<std::uint8_t>(code); },
       "Status code")
       ->required();
   AddNumber(
-      *command, "SCT", 0, 7,
+      app, "SCT", 0, 7,
       [options](std::int64_t type) { options->type = static_cast<std::uint8_t>(type); },
       "Status code type")
       ->required();
-  command->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return ShowStatus(globals, *options); };
-  });
+  return [options](const GlobalOptions& globals) { return ShowStatus(globals, *options); };
 }
 
-}  // namespace
+Work AddNVMeControllerCommand(CLI::App& app) { return AddRecordCommand(app, kController); }
 
-void AddNVMeCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const nvme = AddSubcommand(app, "nvme", "Query NVMe devices", "");
-  for (const RecordKind& kind : kKinds) AddRecordCommand(*nvme, chosen, kind);
-  AddNVMeStatusCommand(*nvme, chosen);
-}
+Work AddNVMeNamespaceCommand(CLI::App& app) { return AddRecordCommand(app, kNamespace); }
+
+Work AddNVMeHealthCommand(CLI::App& app) { return AddRecordCommand(app, kHealth); }
+
+Work AddNVMeErrorsCommand(CLI::App& app) { return AddRecordCommand(app, kErrors); }
+
+Work AddNVMePageCommand(CLI::App& app) { return AddRecordCommand(app, kPage); }
 
 }  // namespace Tool

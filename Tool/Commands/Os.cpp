@@ -204,10 +204,10 @@ int NameLines(const OsOptions& options) {
   for (std::string line; std::getline(std::cin, line);) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
     try {
-      std::cout << AnswerOf(COSInfo_Win(FactsOf(line)), options).dump() << '\n';
+      std::cout << JsonLine(AnswerOf(COSInfo_Win(FactsOf(line)), options)) << '\n';
     } catch (const BadFacts& bad) {
       isClean = false;
-      std::cout << Json({{"error", bad.what()}}).dump() << '\n';
+      std::cout << JsonLine({{"error", bad.what()}}) << '\n';
     }
     if (std::cin.rdbuf()->in_avail() <= 0) std::cout.flush();
   }
@@ -236,23 +236,19 @@ int NameSystem(const GlobalOptions& globals, const OsOptions& options) {
 
 }  // namespace
 
-void AddOsCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const os =
-      AddSubcommand(app, "os", "Name the operating system to its edition and build",
-                    "With --from - each line of standard input is one object, and each is answered "
-                    "with one line\n"
-                    "of JSON.\n");
+Work AddOsCommand(CLI::App& app) {
+  app.footer(
+      "With --from - each line of standard input is one object, and each is answered with one line "
+      "of JSON.\n");
   const auto options = std::make_shared<OsOptions>();
-  os->add_flag("--facts", options->facts, "Show the record that the names come from");
-  os->add_flag("--predicates", options->predicates, "Add the names of the predicates that hold");
-  os->add_flag("--reported", options->reported,
+  app.add_flag("--facts", options->facts, "Show the record that the names come from");
+  app.add_flag("--predicates", options->predicates, "Add the names of the predicates that hold");
+  app.add_flag("--reported", options->reported,
                "Ask the predicates about the reported half, not the underlying one");
-  os->add_option("--from", options->from,
+  app.add_option("--from", options->from,
                  "Name facts from a file as --facts --json shows them, not those of this host")
       ->type_name("FILE");
-  os->callback([options, &chosen] {
-    chosen = [options](const GlobalOptions& globals) { return NameSystem(globals, *options); };
-  });
+  return [options](const GlobalOptions& globals) { return NameSystem(globals, *options); };
 }
 
 }  // namespace Tool

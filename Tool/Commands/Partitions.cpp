@@ -144,25 +144,19 @@ int ShowDisks(const GlobalOptions& globals) {
 
 }  // namespace
 
-void AddPartitionsCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const partitions = AddSubcommand(
-      app, "partitions", "Show what the host's volumes hold of a disk",
-      "Exit status: 0 there are partitions, 1 there are none or there is no such disk.\n");
+Work AddPartitionsCommand(CLI::App& app) {
+  app.footer("Exit status: 0 there are partitions, 1 there are none or there is no such disk.\n");
   const auto deviceName = std::make_shared<std::string>();
-  partitions->add_option("DISK", *deviceName, "\"Disk \" and the disk's number, see ondrel disks")
+  app.add_option("DISK", *deviceName, "\"Disk \" and the disk's number, see ondrel disks")
       ->required()
       ->type_name("");
-  partitions->callback([deviceName, &chosen] {
-    chosen = [deviceName](const GlobalOptions& globals) {
-      return ShowPartitions(globals, *deviceName);
-    };
-  });
+  return
+      [deviceName](const GlobalOptions& globals) { return ShowPartitions(globals, *deviceName); };
 }
 
-void AddDisksCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const disks = AddSubcommand(app, "disks", "List the disks with their numbers",
-                                        "Exit status: 0 there are disks, 1 there are none.\n");
-  disks->callback([&chosen] { chosen = ShowDisks; });
+Work AddDisksCommand(CLI::App& app) {
+  app.footer("Exit status: 0 there are disks, 1 there are none.\n");
+  return ShowDisks;
 }
 
 }  // namespace Tool

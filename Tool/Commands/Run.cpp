@@ -41,23 +41,18 @@ int RunProgram(const GlobalOptions& globals, const RunOptions& options) {
 
 }  // namespace
 
-void AddRunCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const run = AddSubcommand(
-      app, "run", "Run a command through the host's command processor and show what it prints",
-      "The command is put in quotes; the arguments are joined by blanks and handed on as they\n"
-      "stand. Options of ondrel itself stand before \"run\".\n"
-      "Exit status: 0 the command ended with 0, 1 it did not or could not be started.\n");
-  const auto options = std::make_shared<RunOptions>();
-  run->add_option("CMD", options->command, "The program; its arguments follow")
-      ->required()
-      ->type_name("");
-  // What stands behind the program is the program's, options too.
-  run->fallthrough(false);
-  run->prefix_command();
-  run->callback([run, options, &chosen] {
-    options->arguments = run->remaining();
-    chosen = [options](const GlobalOptions& globals) { return RunProgram(globals, *options); };
-  });
+Work AddRunCommand(CLI::App& app) {
+  app.footer(
+      "Everything from PROGRAM on is the program's, options too.\n"
+      "Exit status: 0 the program ended with 0, 1 it did not or could not be started.\n");
+  return [&app](const GlobalOptions& globals) {
+    std::vector<std::string> words = OwnWords(app);
+    if (words.empty()) throw UsageError("a program is required");
+    RunOptions options;
+    options.command = words.front();
+    options.arguments.assign(words.begin() + 1, words.end());
+    return RunProgram(globals, options);
+  };
 }
 
 }  // namespace Tool

@@ -22,15 +22,11 @@ int ShowEvent(const GlobalOptions& globals, const StatusChange& change) {
 
 }  // namespace
 
-void AddStatusCommand(CLI::App& app, Work& chosen) {
-  CLI::App* const status =
-      AddSubcommand(app, "status", "Show the event and severity of a drive's status change",
-                    "Exit status: 0 there is an event, 1 there is none.\n");
+Work AddStatusCommand(CLI::App& app) {
+  app.footer("Exit status: 0 there is an event, 1 there is none.\n");
   const auto change = std::make_shared<StatusChange>();
-  AddStatusChange(*status, *change);
-  status->callback([change, &chosen] {
-    chosen = [change](const GlobalOptions& globals) { return ShowEvent(globals, *change); };
-  });
+  AddStatusChange(app, *change);
+  return [change](const GlobalOptions& globals) { return ShowEvent(globals, *change); };
 }
 
 }  // namespace Tool

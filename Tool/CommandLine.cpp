@@ -1,0 +1,264 @@
+#include "Tool/CommandLine.h"
+
+#include "Tool/Help.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
+#include "Tool/StandardOutput.h"
+#include "Tool/Suggestion.h"
+
+#include <Pirsk/ModuleInfo.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <new>
+
+namespace Tool {
+
+namespace {
+
+constexpr const char* kSummary =
+    "What a storage service asks of its host: drive status events, logs, mail, devices, time.";
+
+constexpr const char* kFrontNotes =
+    "'ondrel help SUBCOMMAND' shows what a subcommand takes.\n"
+    "Exit status: 0 done, 1 the answer is no, 2 an argument cannot be used, 3 the host or the "
+    "library failed.";
+
+const Subcommand* Find(std::span<const Subcommand> subcommands, std::string_view name) {
+  const auto row = std::ranges::find(subcommands, name, &Subcommand::name);
+  return row != subcommands.end() ? &*row : nullptr;
+}
+
+std::vector<std::string> NamesOf(std::span<const Subcommand> subcommands) {
+  std::vector<std::string> names;
+  for (const Subcommand& subcommand : subcommands) names.emplace_back(subcommand.name);
+  return names;
+}
+
+/// Long and short option names as they are typed.
+std::vector<std::string> OptionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
+
+/// Refuses an option that the parser does not know; what stands after "--" is none.
+void RefuseUnknownOption(const CLI::App& app) {
+  for (const std::string& word : app.remaining()) {
+    if (word == "--" || word.size() < 2 || word.front() != '-') return;
+    const std::string name = word.substr(0, word.find('='));
+    throw UsageError("there is no option " + OneLine(name) + Suggestion(name, OptionNames(app)));
+  }
+}
+
+/// A parser that knows the global options and keeps what it does not know.
+void Prepare(CLI::App& app, GlobalOptions& globals) {
+  // An argument that begins with a slash is an argument on every host.
+  app.allow_windows_style_options(false);
+  app.allow_extras();
+  app.set_help_flag();
+  app.add_flag_callback(
+         "-h,--help", [] { throw CLI::CallForHelp(); }, "Show this help")
+      ->trigger_on_parse();
+  AddGlobalOptions(app, globals);
+}
+
+void Parse(CLI::App& app, std::vector<std::string> words) {
+  std::ranges::reverse(words);
+  try {
+    app.parse(std::move(words));
+  } catch (const CLI::CallForHelp&) {
+    throw;
+  } catch (const CLI::ParseError& error) {
+    RefuseUnknownOption(app);
+    throw UsageError(error.what());
+  }
+  RefuseUnknownOption(app);
+}
+
+Work Printing(std::string text) {
+  return [text = std::move(text)](const GlobalOptions&) {
+    std::cout << text;
+    return int{kDone};
+  };
+}
+
+int PrintVersion(const GlobalOptions& globals) {
+  const std::string identity = Pirsk::Misc::ModuleIdentity(5);
+  Answer(globals, {{"version", ONDREL_VERSION}, {"identity", identity}},
+         "ondrel " ONDREL_VERSION " (" + identity + ")");
+  return kDone;
+}
+
+void Describe(CLI::App& app, const Subcommand* subcommand) {
+  app.description(subcommand != nullptr ? std::string(subcommand->summary) : kSummary);
+  if (subcommand == nullptr) app.footer(kFrontNotes);
+}
+
+/// A line that is refused already: a global option in the rest of it still counts.
+void TakeGlobalOptions(const std::vector<std::string>& words, GlobalOptions& globals) {
+  CLI::App app;
+  Prepare(app, globals);
+  try {
+    Parse(app, words);
+  } catch (const CLI::CallForHelp&) {
+  } catch (const UsageError&) {
+  }
+}
+
+/// Reads a subcommand's words.
+void ReadSubcommand(const Subcommand& subcommand, std::vector<std::string> words, Choice& choice) {
+  choice.parser = std::make_unique<CLI::App>();
+  CLI::App& app = *choice.parser;
+  Prepare(app, choice.globals);
+  Describe(app, &subcommand);
+  if (!subcommand.words.empty()) app.prefix_command();
+  Work work = subcommand.add(app);
+  try {
+    Parse(app, std::move(words));
+  } catch (const CLI::CallForHelp&) {
+    choice.work = Printing(HelpText(app, choice.path, {}, subcommand.words));
+    return;
+  }
+  if (subcommand.words.empty()) {
+    std::vector<std::string> extras = app.remaining();
+    std::erase(extras, "--");
+    if (!extras.empty())
+      throw UsageError("\"" + OneLine(extras.front()) + "\" is one word too many");
+  }
+  choice.work = std::move(work);
+}
+
+/// Reads the front of a line: the command's own (`group` is null) or a group's.
+void ReadFront(const Subcommand* group, std::vector<std::string> words, Choice& choice) {
+  const std::span<const Subcommand> members = group != nullptr ? group->members : Subcommands();
+  CLI::App app;
+  Prepare(app, choice.globals);
+  Describe(app, group);
+  bool isVersionAsked = false;
+  if (group == nullptr)
+    app.add_flag("-V,--version", isVersionAsked, "Show the version and the library's identity");
+  app.prefix_command();
+  try {
+    Parse(app, std::move(words));
+  } catch (const CLI::CallForHelp&) {
+    choice.work = Printing(HelpText(app, choice.path, members, {}));
+    return;
+  }
+  if (isVersionAsked) {
+    choice.work = PrintVersion;
+    return;
+  }
+
+  std::vector<std::string> rest = OwnWords(app);
+  if (rest.empty()) throw UsageError("a subcommand is required");
+  const std::string name = rest.front();
+  rest.erase(rest.begin());
+  const Subcommand* const subcommand = Find(members, name);
+  if (subcommand == nullptr) {
+    TakeGlobalOptions(rest, choice.globals);
+    throw UsageError("\"" + OneLine(name) + "\" is not a subcommand" +
+                     Suggestion(name, NamesOf(members)));
+  }
+  choice.path += ' ' + name;
+  if (subcommand->members.empty())
+    ReadSubcommand(*subcommand, std::move(rest), choice);
+  else
+    ReadFront(subcommand, std::move(rest), choice);
+}
+
+int Report(const Choice& choice, const Failure& failure) {
+  const int status = failure.Status();
+  if (choice.globals.json) {
+    PrintJson({{"error", failure.Details()}, {"exitStatus", status}});
+    return status;
+  }
+  Say(failure.what());
+  if (status == kWrongUsage) std::cerr << "Run '" << choice.path << " --help' for its usage.\n";
+  if (const auto* const raised = dynamic_cast<const ModuleFailure*>(&failure);
+      raised != nullptr && choice.globals.traceMask != 0)
+    std::cerr << OriginOfError(raised->Report());
+  return status;
+}
+
+Failure UnexpectedFailure(const std::string& words) {
+  return {kFailed,
+          words,
+          {{"kind", "unexpected"}, {"number", nullptr}, {"name", "UNEXPECTED"}, {"text", words}}};
+}
+
+int ReadAndRun(const std::vector<std::string>& words) {
+  Choice choice;
+  try {
+    ReadLine(words, choice);
+    ApplyGlobalOptions(choice.globals);
+    return choice.work(choice.globals);
+  } catch (const Failure& failure) {
+    return Report(choice, failure);
+  } catch (unsigned int number) {
+    return Report(choice, ModuleFailure(number, ""));
+  } catch (const ReaderGone&) {
+    throw;
+  } catch (const OutputFailure&) {
+    throw;
+  } catch (const std::ios_base::failure&) {
+    return kFailed;  // Standard output has failed before, and says so at the end.
+  } catch (const std::bad_alloc&) {
+    return Report(choice, UnexpectedFailure("out of memory"));
+  } catch (const std::exception& error) {
+    return Report(choice, UnexpectedFailure(error.what()));
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> OwnWords(const CLI::App& app) {
+  std::vector<std::string> words = app.remaining();
+  if (!words.empty() && words.front() == "--") words.erase(words.begin());
+  return words;
+}
+
+void ReadLine(const std::vector<std::string>& words, Choice& choice) {
+  ReadFront(nullptr, words, choice);
+}
+
+int RunLine(const std::vector<std::string>& words) {
+  StandardOutput output;
+  try {
+    const int status = ReadAndRun(words);
+    output.Finish();
+    return status;
+  } catch (const ReaderGone&) {
+    return kReaderGone;
+  } catch (const OutputFailure& failure) {
+    Say(failure.what());
+    return kFailed;
+  }
+}
+
+int ShowHelp(const GlobalOptions& globals, const std::vector<std::string>& names) {
+  std::string path = "ondrel";
+  std::span<const Subcommand> members = Subcommands();
+  for (const std::string& name : names) {
+    const Subcommand* const subcommand = Find(members, name);
+    if (subcommand == nullptr) {
+      throw UsageError("\"" + OneLine(name) + "\" is not a subcommand of '" + path + "'" +
+                       Suggestion(name, NamesOf(members)));
+    }
+    members = subcommand->members;
+    path += ' ' + name;
+  }
+  // Read as the line that asks for it, so that help comes about in one way.
+  std::vector<std::string> words = names;
+  words.emplace_back("--help");
+  Choice choice;
+  ReadLine(words, choice);
+  return choice.work(globals);
+}
+
+}  // namespace Tool
