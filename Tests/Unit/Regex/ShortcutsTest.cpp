@@ -1,0 +1,128 @@
+#include "Regex/Pattern.h"
+#include "Regex/Shortcuts.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+// What elements answer to the questions of shortcuts. That no shortcut changes a result is the
+// model's to show.
+
+namespace Pirsk::Regex {
+namespace {
+
+std::string Listed(const std::array<bool, 256>& set) {
+  std::string characters;
+  for (unsigned int c = 0; c < set.size(); ++c)
+    if (set[c]) characters.push_back(static_cast<char>(c));
+  return characters.size() > 16 ? "many" : characters;
+}
+
+constexpr char kNone[] = "none";
+
+struct Row {
+  std::string pattern;
+  std::string beginning = kNone;
+  std::string second = kNone;
+  std::string text = kNone;
+  int required = -1;
+  std::string run = kNone;
+  bool hasOneWay = false;
+  bool isBound = false;
+};
+
+void PrintTo(const Row& row, std::ostream* stream) { *stream << row.pattern; }
+
+class Answers : public testing::TestWithParam<Row> {};
+
+TEST_P(Answers, OfARoot) {
+  const Row& row = GetParam();
+  const CPatternT pattern(row.pattern.c_str());
+  const ElxInterface& root = *pattern.Root();
+
+  Beginning beginning;
+  beginning.Add(root);
+  EXPECT_EQ(beginning.IsKnown() ? Listed(beginning.set) : kNone, row.beginning);
+  std::array<bool, 256> second{};
+  EXPECT_EQ(root.AddSecondTo(second) ? Listed(second) : kNone, row.second);
+  const CBufferT<char>* const text = root.LeadingText();
+  EXPECT_EQ(
+      text != nullptr ? std::string(text->Data(), static_cast<std::size_t>(text->Size())) : kNone,
+      row.text);
+  EXPECT_EQ(root.RequiredCharacter(), row.required);
+  EXPECT_EQ(root.LeadingRun() != nullptr ? Listed(*root.LeadingRun()) : kNone, row.run);
+  EXPECT_EQ(root.HasOneWay(), row.hasOneWay);
+  EXPECT_EQ(root.IsBoundToTextStart(), row.isBound);
+}
+
+const Row kRows[] = {
+    {.pattern = "", .hasOneWay = true},
+    {.pattern = "a", .beginning = "a", .text = "a", .required = 'a', .hasOneWay = true},
+    {.pattern = "abc",
+     .beginning = "a",
+     .second = "b",
+     .text = "abc",
+     .required = 'c',
+     .hasOneWay = true},
+    {.pattern = "(?i)abc", .hasOneWay = true},
+    {.pattern = "(abc)d",
+     .beginning = "a",
+     .second = "b",
+     .text = "abc",
+     .required = 'd',
+     .hasOneWay = true},
+    {.pattern = "\\bab", .beginning = "a", .required = 'b', .hasOneWay = true},
+    {.pattern = "ab|cd", .beginning = "ac", .second = "bd"},
+    {.pattern = "ab|c", .beginning = "ac"},
+    {.pattern = "(?:ab|cd)e", .beginning = "ac", .second = "bd", .required = 'e'},
+    {.pattern = "ab|", .beginning = kNone},
+    {.pattern = "a|(?i)b"},
+    {.pattern = "[ab]c", .beginning = "ab", .required = 'c', .hasOneWay = true},
+    {.pattern = "[:alpha:]c", .required = 'c', .hasOneWay = true},
+    {.pattern = "[:blank:]c", .beginning = "\t ", .required = 'c', .hasOneWay = true},
+    {.pattern = "[:digit:]", .beginning = "0123456789", .hasOneWay = true},
+    {.pattern = "a*b", .beginning = "ab", .required = 'b'},
+    {.pattern = "[a-c]*b", .beginning = "abc", .required = 'b', .run = "abc"},
+    {.pattern = "([a-c]+)b", .beginning = "abc", .required = 'b', .run = "abc"},
+    {.pattern = "[ab]{2,}", .beginning = "ab", .run = "ab"},
+    {.pattern = "[ab]{2,5}c", .beginning = "ab", .required = 'c'},
+    {.pattern = "[ab]*?c", .beginning = "abc", .required = 'c'},
+    {.pattern = "[ab]{2}c", .beginning = "ab", .required = 'c'},
+    {.pattern = "(?:ab)+", .beginning = "a", .required = 'b'},
+    {.pattern = "(?:ab)*", .beginning = kNone},
+    {.pattern = "(?:ab)?c", .beginning = "ac", .required = 'c'},
+    {.pattern = "c(?:ab)?", .beginning = "c", .text = "c", .required = 'c'},
+    {.pattern = "(?>ab)", .beginning = "a", .required = 'b'},
+    {.pattern = "(?=a)b", .beginning = "b", .required = 'b'},
+    {.pattern = "(?!ab)"},
+    {.pattern = "(?<=ab)c", .beginning = "c", .required = 'c'},
+    {.pattern = "(a)\\1", .beginning = "a", .text = "a", .required = 'a', .hasOneWay = true},
+    {.pattern = "\\1(a)", .required = 'a', .hasOneWay = true},
+    {.pattern = "(?R)a", .required = 'a'},
+    {.pattern = "(?(1)a|b)c", .required = 'c'},
+    {.pattern = "^ab", .beginning = "a", .required = 'b', .hasOneWay = true, .isBound = true},
+    {.pattern = "(^)ab", .beginning = "a", .required = 'b', .hasOneWay = true, .isBound = true},
+    {.pattern = "(?m)^ab", .beginning = "a", .required = 'b', .hasOneWay = true},
+    {.pattern = "^|a"},
+    {.pattern = "a^", .beginning = "a", .text = "a", .required = 'a', .hasOneWay = true},
+    {.pattern = "(?g)\\Gab", .beginning = "a", .required = 'b', .hasOneWay = true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Shortcuts, Answers, testing::ValuesIn(kRows));
+
+TEST(Shortcuts, FromRightToLeftALoopAndATextAnswerNothingThatGoesAhead) {
+  const CPatternT loop("[ab]{2,}", FLAG_RIGHTTOLEFT);
+  EXPECT_EQ(loop.Root()->LeadingRun(), nullptr);
+  const CPatternT text("abc", FLAG_RIGHTTOLEFT);
+  EXPECT_EQ(text.Root()->LeadingText(), nullptr);
+  EXPECT_EQ(text.Root()->RequiredCharacter(), -1);
+  Beginning beginning;
+  beginning.Add(*text.Root());
+  EXPECT_EQ(Listed(beginning.set), "c");
+  const CPatternT list("(^)ab", FLAG_RIGHTTOLEFT);
+  EXPECT_FALSE(list.Root()->IsBoundToTextStart());
+}
+
+}  // namespace
+}  // namespace Pirsk::Regex
