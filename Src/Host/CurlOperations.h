@@ -6,8 +6,8 @@
 
 namespace Ondrel::Host {
 
-/// The functions of libcurl that deliver a mail, under their own names and of their own types: plain
-/// pointers, because one of them takes its last argument by the option before it.
+/// The functions of libcurl that deliver a mail, under their own names and of their own types:
+/// plain pointers, because one of them takes its last argument by the option before it.
 ///
 /// All of them are there, or `missing` says why not and none may be called.
 struct CurlOperations {

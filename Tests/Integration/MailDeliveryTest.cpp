@@ -1,3 +1,4 @@
+#include "Host/Linux/FileDescriptor.h"
 #include "Support/SmtpServer.h"
 #include "Support/TraceCapture.h"
 
@@ -397,19 +398,15 @@ public:
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof(address);
-    EXPECT_EQ(::bind(m_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    EXPECT_EQ(::bind(m_socket.Number(), reinterpret_cast<sockaddr*>(&address), size), 0);
+    EXPECT_EQ(::getsockname(m_socket.Number(), reinterpret_cast<sockaddr*>(&address), &size), 0);
     m_number = ::ntohs(address.sin_port);
   }
-  ~ClosedPort() { ::close(m_socket); }
-
-  ClosedPort(const ClosedPort&) = delete;
-  ClosedPort& operator=(const ClosedPort&) = delete;
 
   unsigned short Number() const { return m_number; }
 
 private:
-  int m_socket;
+  Host::FileDescriptor m_socket;
   unsigned short m_number = 0;
 };
 

@@ -1,3 +1,4 @@
+#include "Host/Linux/FileDescriptor.h"
 #include "Support/FaultySmtpServer.h"
 
 #include <Ondrel/Smtp.h>
@@ -116,18 +117,17 @@ TEST(MailFaults, HeloIsTriedWhereEhloIsRefused) {
 
 TEST(MailFaults, ClosedPortIsAConnectionRefused) {
   // A port that was free a moment ago and that nobody listens on.
-  const int probe = socket(AF_INET, SOCK_STREAM, 0);
+  const Host::FileDescriptor probe(socket(AF_INET, SOCK_STREAM, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof address;
-  ASSERT_EQ(bind(probe, reinterpret_cast<sockaddr*>(&address), length), 0);
-  ASSERT_EQ(getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length), 0);
+  ASSERT_EQ(bind(probe.Number(), reinterpret_cast<sockaddr*>(&address), length), 0);
+  ASSERT_EQ(getsockname(probe.Number(), reinterpret_cast<sockaddr*>(&address), &length), 0);
 
   CSmtp mail = MailTo(ntohs(address.sin_port));
   EXPECT_FALSE(mail.Send());
   EXPECT_EQ(mail.GetLastError(), CSMTP_ERROR_CONNECTION_REFUSED);
-  close(probe);
 }
 
 TEST(MailFaults, UnknownHostIsAHostNameError) {

@@ -1,5 +1,7 @@
 #include "Support/JournalDaemon.h"
 
+#include "Host/Linux/FileDescriptor.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -17,14 +19,11 @@ constexpr char kSocket[] = "/run/systemd/journal/socket";
 constexpr char kDaemon[] = "/lib/systemd/systemd-journald";
 
 bool TakesEntries() {
-  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const Host::FileDescriptor probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path, kSocket, sizeof kSocket);
-  const bool takes =
-      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  close(probe);
-  return takes;
+  return connect(probe.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "Support/Postfix.h"
 
+#include "Host/Linux/FileDescriptor.h"
+
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
@@ -30,23 +32,20 @@ sockaddr_in Loopback(unsigned short port) {
 }
 
 unsigned short FreePort() {
-  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const Host::FileDescriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address = Loopback(0);
   socklen_t length = sizeof address;
-  const bool isBound = bind(probe, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
-                       getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length) == 0;
-  close(probe);
+  const bool isBound =
+      bind(probe.Number(), reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+      getsockname(probe.Number(), reinterpret_cast<sockaddr*>(&address), &length) == 0;
   if (!isBound) throw std::runtime_error("no free port");
   return ntohs(address.sin_port);
 }
 
 bool TakesConnections(unsigned short port) {
-  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const Host::FileDescriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const sockaddr_in address = Loopback(port);
-  const bool takes =
-      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  close(probe);
-  return takes;
+  return connect(probe.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 std::string Content(const std::string& path) {

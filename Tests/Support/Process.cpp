@@ -1,5 +1,7 @@
 #include "Support/Process.h"
 
+#include "Support/Pipe.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -12,6 +14,7 @@
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ;
 
@@ -24,24 +27,6 @@ constexpr int kPatienceMilliseconds = 120'000;
 void Check(int error, const char* what) {
   if (error != 0) throw std::system_error(error, std::generic_category(), what);
 }
-
-struct Pipe {
-  Pipe() { Check(::pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno, "pipe2"); }
-  ~Pipe() {
-    for (const int end : ends)
-      if (end >= 0) ::close(end);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-
-  int TakeReadEnd() {
-    const int end = ends[0];
-    ends[0] = -1;
-    return end;
-  }
-
-  int ends[2];
-};
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
@@ -78,15 +63,15 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   posix_spawn_file_actions_t actions;
   Check(::posix_spawn_file_actions_init(&actions), "posix_spawn_file_actions_init");
   int error = ::posix_spawn_file_actions_adddup2(&actions, ::fileno(inputFile.get()), 0);
-  if (error == 0) error = ::posix_spawn_file_actions_adddup2(&actions, output.ends[1], 1);
-  if (error == 0) error = ::posix_spawn_file_actions_adddup2(&actions, errors.ends[1], 2);
+  if (error == 0) error = ::posix_spawn_file_actions_adddup2(&actions, output.writing.Number(), 1);
+  if (error == 0) error = ::posix_spawn_file_actions_adddup2(&actions, errors.writing.Number(), 2);
   if (error == 0)
     error = ::posix_spawn(&m_id, program.c_str(), &actions, nullptr, argv.data(), environ);
   ::posix_spawn_file_actions_destroy(&actions);
   Check(error, program.c_str());
 
-  m_output.descriptor = output.TakeReadEnd();
-  m_errors.descriptor = errors.TakeReadEnd();
+  m_output.descriptor = std::move(output.reading);
+  m_errors.descriptor = std::move(errors.reading);
 }
 
 Process::~Process() {
@@ -94,8 +79,6 @@ Process::~Process() {
     ::kill(m_id, SIGKILL);
     Reap();
   }
-  CloseOutput();
-  if (m_errors.descriptor >= 0) ::close(m_errors.descriptor);
 }
 
 bool Process::WaitForOutput(const std::string& text) { return WaitFor(m_output, text); }
@@ -104,7 +87,7 @@ bool Process::WaitForErrors(const std::string& text) { return WaitFor(m_errors, 
 
 bool Process::WaitFor(const Stream& stream, const std::string& text) {
   while (stream.text.find(text) == std::string::npos) {
-    if (stream.descriptor < 0 || !ReadSome()) return false;
+    if (!stream.descriptor.IsOpen() || !ReadSome()) return false;
   }
   return true;
 }
@@ -124,10 +107,7 @@ ProcessResult Process::EndBy(int number) {
   return Wait();
 }
 
-void Process::CloseOutput() {
-  if (m_output.descriptor >= 0) ::close(m_output.descriptor);
-  m_output.descriptor = -1;
-}
+void Process::CloseOutput() { m_output.descriptor.Close(); }
 
 ProcessResult Process::Wait() {
   while (ReadSome()) {
@@ -147,8 +127,8 @@ bool Process::ReadSome() {
   std::vector<pollfd> waited;
   std::vector<Stream*> open;
   for (Stream* const stream : streams) {
-    if (stream->descriptor < 0) continue;
-    waited.push_back({stream->descriptor, POLLIN, 0});
+    if (!stream->descriptor.IsOpen()) continue;
+    waited.push_back({stream->descriptor.Number(), POLLIN, 0});
     open.push_back(stream);
   }
   if (open.empty()) return false;
@@ -160,12 +140,11 @@ bool Process::ReadSome() {
   for (std::size_t i = 0; i < open.size(); ++i) {
     if (waited[i].revents == 0) continue;
     char bytes[4096];
-    const ssize_t count = ::read(open[i]->descriptor, bytes, sizeof bytes);
+    const ssize_t count = ::read(open[i]->descriptor.Number(), bytes, sizeof bytes);
     if (count > 0) {
       open[i]->text.append(bytes, static_cast<std::size_t>(count));
     } else if (count == 0 || errno != EINTR) {
-      ::close(open[i]->descriptor);
-      open[i]->descriptor = -1;
+      open[i]->descriptor.Close();
     }
   }
   return true;

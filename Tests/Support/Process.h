@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Host/Linux/FileDescriptor.h"
+
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -52,7 +54,7 @@ public:
 
 private:
   struct Stream {
-    int descriptor = -1;
+    Host::FileDescriptor descriptor;
     std::string text;
   };
 

@@ -1,5 +1,7 @@
 #include "Support/SmtpServer.h"
 
+#include "Support/Pipe.h"
+
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
@@ -10,6 +12,7 @@
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ;
 
@@ -22,18 +25,6 @@ constexpr const char* kScript = ONDREL_SOURCE_FOLDER "/Tests/Support/smtp_server
 [[noreturn]] void ThrowErrno(int error, const char* what) {
   throw std::system_error(error, std::generic_category(), what);
 }
-
-struct Pipe {
-  int m_read = -1;
-  int m_write = -1;
-
-  Pipe() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) ThrowErrno(errno, "pipe2");
-    m_read = ends[0];
-    m_write = ends[1];
-  }
-};
 
 std::filesystem::path MakeStore() {
   std::string path = (std::filesystem::temp_directory_path() / "ondrel-smtp-XXXXXX").string();
@@ -121,21 +112,19 @@ std::vector<std::string> ReceivedMail::Lines() const {
 }
 
 SmtpServer::SmtpServer(const Options& options) : m_store(MakeStore()) {
-  const Pipe input;
-  const Pipe output;
-  m_process = Spawn(CommandLine(options, m_store), input.m_read, output.m_write);
-  ::close(input.m_read);
-  ::close(output.m_write);
-  m_input = input.m_write;
+  Pipe input;
+  Pipe output;
+  m_process = Spawn(CommandLine(options, m_store), input.reading.Number(), output.writing.Number());
+  output.writing.Close();
+  m_input = std::move(input.writing);
 
-  const std::string line = ReadLine(output.m_read);
-  ::close(output.m_read);
+  const std::string line = ReadLine(output.reading.Number());
   if (!line.starts_with("PORT ")) throw std::runtime_error("the mail server did not start");
   m_port = static_cast<unsigned short>(std::stoul(line.substr(5)));
 }
 
 SmtpServer::~SmtpServer() {
-  ::close(m_input);
+  m_input.Close();
   ::kill(m_process, SIGTERM);
   ::waitpid(m_process, nullptr, 0);
   std::error_code ignored;

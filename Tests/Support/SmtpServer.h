@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Host/Linux/FileDescriptor.h"
+
 #include <filesystem>
 #include <string>
 #include <sys/types.h>
@@ -44,13 +46,14 @@ public:
 
   unsigned short Port() const { return m_port; }
 
-  /// The mails received so far. A mail is here as soon as its sender was told that it was taken.
+  /// The mails received so far. A mail is here as soon as its sender has the answer that it was
+  /// taken.
   std::vector<ReceivedMail> Mails() const;
 
 private:
   std::filesystem::path m_store;
   pid_t m_process = -1;
-  int m_input = -1;  // Closing it ends the server, also when this process dies.
+  Host::FileDescriptor m_input;  // Closing it ends the server, also when this process dies.
   unsigned short m_port = 0;
 };
 

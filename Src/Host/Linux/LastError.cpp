@@ -13,6 +13,7 @@ thread_local ULong t_lastError = ERROR_SUCCESS;
 struct ErrorRow {
   int errnoValue;
   ULong error;
+  ULong ofFileThatIsCreated = error;
 };
 
 // The first row of an errno value gives its Win32 number, the first row of a Win32 number its
@@ -20,7 +21,7 @@ struct ErrorRow {
 constexpr ErrorRow kErrors[] = {
     {0, ERROR_SUCCESS},
     {ENOTTY, ERROR_INVALID_FUNCTION},
-    {ENOENT, ERROR_FILE_NOT_FOUND},
+    {ENOENT, ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND},  // Its folder is missing.
     {ENOTDIR, ERROR_PATH_NOT_FOUND},
     {ELOOP, ERROR_PATH_NOT_FOUND},
     {ENAMETOOLONG, ERROR_PATH_NOT_FOUND},
@@ -30,7 +31,7 @@ constexpr ErrorRow kErrors[] = {
     {EPERM, ERROR_ACCESS_DENIED},
     {EBADF, ERROR_INVALID_HANDLE},
     {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
-    {EROFS, ERROR_WRITE_PROTECT},
+    {EROFS, ERROR_WRITE_PROTECT, ERROR_ACCESS_DENIED},
     {EBUSY, ERROR_SHARING_VIOLATION},
     {ETXTBSY, ERROR_SHARING_VIOLATION},
     {EAGAIN, ERROR_LOCK_VIOLATION},
@@ -46,7 +47,7 @@ constexpr ErrorRow kErrors[] = {
     {EFBIG, ERROR_DISK_FULL},
     {ERANGE, ERROR_INSUFFICIENT_BUFFER},
     {ENOEXEC, ERROR_BAD_EXE_FORMAT},
-    {EISDIR, ERROR_DIRECTORY},
+    {EISDIR, ERROR_DIRECTORY, ERROR_ACCESS_DENIED},
     {EIO, ERROR_IO_DEVICE},
 };
 
@@ -56,9 +57,10 @@ ULong LastError() { return t_lastError; }
 
 void SetLastError(ULong error) { t_lastError = error; }
 
-ULong ErrorFromErrno(int errnoValue) {
+ULong ErrorFromErrno(int errnoValue, Purpose purpose) {
   for (const ErrorRow& row : kErrors)
-    if (row.errnoValue == errnoValue) return row.error;
+    if (row.errnoValue == errnoValue)
+      return purpose == Purpose::kFileThatIsCreated ? row.ofFileThatIsCreated : row.error;
   return ERROR_GEN_FAILURE;
 }
 

@@ -1,3 +1,4 @@
+#include "Host/Linux/FileDescriptor.h"
 #include "Integration/Journal/JournalFixture.h"
 #include "Support/Process.h"
 #include "Support/TemporaryFolder.h"
@@ -26,13 +27,12 @@ class Journal : public Testing::JournalFixture {
 protected:
   // By the native protocol: sd_journal_send would add an identifier.
   static void SendFields(const std::string& fields) {
-    const int sender = socket(AF_UNIX, SOCK_DGRAM, 0);
+    const Host::FileDescriptor sender(socket(AF_UNIX, SOCK_DGRAM, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, "/run/systemd/journal/socket");
-    const ssize_t sent = sendto(sender, fields.data(), fields.size(), 0,
+    const ssize_t sent = sendto(sender.Number(), fields.data(), fields.size(), 0,
                                 reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    close(sender);
     ASSERT_EQ(sent, static_cast<ssize_t>(fields.size()));
   }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Support/EventStoreFixture.h"
+#include "Support/Pipe.h"
 
 #include <gtest/gtest.h>
 
@@ -62,34 +63,21 @@ private:
 /// A pipe of numbers from one process to another.
 class NumberPipe {
 public:
-  NumberPipe() {
-    if (pipe(m_ends) != 0) throw std::runtime_error("pipe");
-  }
-  ~NumberPipe() {
-    CloseReading();
-    CloseWriting();
-  }
-
-  NumberPipe(const NumberPipe&) = delete;
-  NumberPipe& operator=(const NumberPipe&) = delete;
-
   void Put(int number) {
-    if (write(m_ends[1], &number, sizeof number) != sizeof number)
+    if (write(m_pipe.writing.Number(), &number, sizeof number) != sizeof number)
       throw std::runtime_error("write");
   }
 
   /// False at the end, which comes when no process can write any more.
-  bool Get(int& number) { return read(m_ends[0], &number, sizeof number) == sizeof number; }
-
-  void CloseReading() { Close(m_ends[0]); }
-  void CloseWriting() { Close(m_ends[1]); }
-
-private:
-  static void Close(int& end) {
-    if (end >= 0) close(std::exchange(end, -1));
+  bool Get(int& number) {
+    return read(m_pipe.reading.Number(), &number, sizeof number) == sizeof number;
   }
 
-  int m_ends[2];
+  void CloseReading() { m_pipe.reading.Close(); }
+  void CloseWriting() { m_pipe.writing.Close(); }
+
+private:
+  Pipe m_pipe;
 };
 
 /// What the command line tool of SQLite says about a file.

@@ -1,6 +1,7 @@
 #include "Host/DeviceOperations.h"
 #include "Host/Immortal.h"
 #include "Host/Linux/Devices/NVMeAdmin.h"
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/HandleTable.h"
 #include "Host/Linux/LastError.h"
 
@@ -10,7 +11,6 @@
 #include <memory>
 #include <new>
 #include <sys/ioctl.h>
-#include <unistd.h>
 #include <utility>
 
 namespace Ondrel::Host {
@@ -20,11 +20,7 @@ namespace {
 /// An open device node.
 class DeviceNode {
 public:
-  explicit DeviceNode(int descriptor) : m_descriptor(descriptor) {}
-  ~DeviceNode() { ::close(m_descriptor); }
-
-  DeviceNode(const DeviceNode&) = delete;
-  DeviceNode& operator=(const DeviceNode&) = delete;
+  explicit DeviceNode(FileDescriptor file) : m_file(std::move(file)) {}
 
   NVMeAdminResult Submit(const NVMeAdminCommand& command, std::span<std::byte> data) const {
     nvme_admin_cmd passed{};
@@ -34,13 +30,13 @@ public:
     passed.cdw11 = command.dword11;
     passed.addr = reinterpret_cast<std::uintptr_t>(data.data());
     passed.data_len = static_cast<std::uint32_t>(data.size());
-    const int outcome = ::ioctl(m_descriptor, NVME_IOCTL_ADMIN_CMD, &passed);
+    const int outcome = ::ioctl(m_file.Number(), NVME_IOCTL_ADMIN_CMD, &passed);
     if (outcome < 0) return {.errnoValue = errno};
     return {.status = static_cast<std::uint16_t>(outcome), .value = passed.result};
   }
 
 private:
-  int m_descriptor;
+  FileDescriptor m_file;
 };
 
 using DeviceTable = HandleTable<DeviceNode>;
@@ -55,42 +51,30 @@ int AccessModeOf(ULong access) {
   return (access & GENERIC_READ) != 0 ? O_RDWR : O_WRONLY;
 }
 
-void* Failed(ULong error) {
-  SetLastError(error);
-  return INVALID_HANDLE_VALUE;
-}
-
 void* OpenNode(const char* name, ULong access, ULong disposition) {
-  if (name == nullptr || disposition != OPEN_EXISTING) return Failed(ERROR_INVALID_PARAMETER);
-  // A name that is no device's must not keep the caller waiting, or become its terminal.
-  const int descriptor = ::open(name, AccessModeOf(access) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (descriptor < 0) return Failed(ErrorFromErrno(errno));
+  if (name == nullptr || disposition != OPEN_EXISTING)
+    return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
+  // A name that is not a device's must not keep the caller waiting, or become its terminal.
+  FileDescriptor file(::open(name, AccessModeOf(access) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  if (!file.IsOpen()) return Fail(ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
   try {
-    return Nodes().Add(std::make_shared<DeviceNode>(descriptor));
+    return Nodes().Add(std::make_shared<DeviceNode>(std::move(file)));
   } catch (const std::bad_alloc&) {
-    return Failed(ERROR_NOT_ENOUGH_MEMORY);
+    return Fail(ERROR_NOT_ENOUGH_MEMORY, INVALID_HANDLE_VALUE);
   }
 }
 
 int Control(const void* device, ULong controlCode, std::span<const std::byte> input,
             std::span<std::byte> output, ULong& bytesReturned) {
   const std::shared_ptr<DeviceNode> node = Nodes().Find(device);
-  if (node == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return 0;
-  }
-  if (controlCode != IOCTL_STORAGE_QUERY_PROPERTY) {
-    SetLastError(ERROR_INVALID_FUNCTION);
-    return 0;
-  }
+  if (node == nullptr) return Fail(ERROR_INVALID_HANDLE);
+  if (controlCode != IOCTL_STORAGE_QUERY_PROPERTY) return Fail(ERROR_INVALID_FUNCTION);
   const ULong error =
       AnswerStorageQuery(input, output, bytesReturned,
                          [&](const NVMeAdminCommand& command, std::span<std::byte> data) {
                            return node->Submit(command, data);
                          });
-  if (error == ERROR_SUCCESS) return 1;
-  SetLastError(error);
-  return 0;
+  return error == ERROR_SUCCESS ? 1 : Fail(error);
 }
 
 }  // namespace
@@ -107,9 +91,7 @@ DeviceOperations MakeDeviceOperations() {
           },
       .CloseHandle =
           [](void* handle) {
-            if (Nodes().Remove(handle) != nullptr) return 1;
-            SetLastError(ERROR_INVALID_HANDLE);
-            return 0;
+            return Nodes().Remove(handle) != nullptr ? 1 : Fail(ERROR_INVALID_HANDLE);
           },
       .GetLastError = LastError,
   };

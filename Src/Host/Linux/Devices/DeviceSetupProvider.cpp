@@ -2,20 +2,18 @@
 #include "Host/Linux/Devices/DeviceSetup.h"
 #include "Host/Linux/HandleTable.h"
 #include "Host/Linux/LastError.h"
+#include "Host/Linux/Sysfs.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
 #include <tuple>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -39,7 +37,7 @@ struct SetupClass {
 struct PciDevice {
   std::string folder;
   Location location;
-  const SetupClass* setupClass = nullptr;  // Null for what is no storage.
+  const SetupClass* setupClass = nullptr;  // Null for what is not storage.
 };
 
 struct DeviceSet {
@@ -55,7 +53,7 @@ constexpr SetupClass kDiskControllerClass{
     "{4d36e96a-e325-11ce-bfc1-08002be10318}",
     {0x4D36E96A, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}}};
 
-/// Cuts a hexadecimal number off the front of `text`, with the separator behind it.
+/// Cuts a hexadecimal number off the front of `text`, with the separator after it.
 bool TakeHexadecimal(std::string_view& text, char separator, std::uint32_t& number) {
   const char* const end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number, 16);
@@ -78,19 +76,9 @@ std::optional<Location> LocationOf(std::string_view name) {
 
 /// The number in a file of the kernel's, such as "0x010601".
 std::optional<std::uint32_t> ReadNumber(const std::string& folder, const char* name) {
-  const int file = open((folder + name).c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return std::nullopt;
-  std::array<char, 32> content{};
-  const ssize_t size = read(file, content.data(), content.size());
-  close(file);
-  if (size <= 0) return std::nullopt;
-
-  std::string_view text(content.data(), static_cast<std::size_t>(size));
-  if (text.ends_with('\n')) text.remove_suffix(1);
-  if (text.starts_with("0x")) text.remove_prefix(2);
-  std::uint32_t number = 0;
-  if (!TakeHexadecimal(text, '\0', number)) return std::nullopt;
-  return number;
+  const std::optional<std::uint64_t> number = ReadSysfsNumber(folder + name, 16);
+  if (!number || *number > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+  return static_cast<std::uint32_t>(*number);
 }
 
 /// The setup class of a PCI class code: mass storage is the one, its IDE and SATA controllers the
@@ -113,7 +101,7 @@ std::string Formatted(const char* format, std::uint32_t first, std::uint32_t sec
   return {text.data(), static_cast<std::size_t>(size)};
 }
 
-/// The hardware ids from the most to the least exact, each with a zero byte behind it.
+/// The hardware ids from the most to the least exact, each with a zero byte after it.
 std::optional<std::string> HardwareIdsOf(const PciDevice& device) {
   const auto vendor = ReadNumber(device.folder, "vendor");
   const auto type = ReadNumber(device.folder, "device");
@@ -171,12 +159,11 @@ std::optional<Property> PropertyOf(const PciDevice& device, DWORD property) {
 
 std::vector<PciDevice> DevicesOf(const std::string& root) {
   std::vector<PciDevice> devices;
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(root.c_str()), closedir);
-  if (folder == nullptr) return devices;  // A machine without this bus.
-  while (const dirent* const entry = readdir(folder.get())) {
-    const std::optional<Location> location = LocationOf(entry->d_name);
+  // A machine without this bus has no such folder.
+  for (const std::string& name : SysfsEntries(root)) {
+    const std::optional<Location> location = LocationOf(name);
     if (!location) continue;
-    std::string path = root + '/' + entry->d_name + '/';
+    std::string path = root + '/' + name + '/';
     const SetupClass* const setupClass = SetupClassOf(path);
     devices.push_back({std::move(path), *location, setupClass});
   }
@@ -196,30 +183,20 @@ HandleTable<DeviceSet>& Sets() {
   return sets.Get();
 }
 
-int Failure(ULong error) {
-  SetLastError(error);
-  return 0;
-}
-
 void* GetClassDevs(const std::string& root, const GUID* classGuid, DWORD flags) {
   // Without a class, all of them have to be asked for.
-  if (classGuid == nullptr && (flags & DIGCF_ALLCLASSES) == 0) {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    return INVALID_HANDLE_VALUE;
-  }
-  if (classGuid != nullptr) {
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return INVALID_HANDLE_VALUE;
-  }
+  if (classGuid == nullptr && (flags & DIGCF_ALLCLASSES) == 0)
+    return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
+  if (classGuid != nullptr) return Fail(ERROR_NOT_SUPPORTED, INVALID_HANDLE_VALUE);
   return Sets().Add(std::make_shared<DeviceSet>(DeviceSet{DevicesOf(root)}));
 }
 
 int EnumDeviceInfo(const void* handle, DWORD index, SP_DEVINFO_DATA* device) {
   const std::shared_ptr<DeviceSet> set = Sets().Find(handle);
-  if (set == nullptr) return Failure(ERROR_INVALID_HANDLE);
+  if (set == nullptr) return Fail(ERROR_INVALID_HANDLE);
   if (device == nullptr || device->cbSize != sizeof(SP_DEVINFO_DATA))
-    return Failure(ERROR_INVALID_USER_BUFFER);
-  if (index >= set->devices.size()) return Failure(ERROR_NO_MORE_ITEMS);
+    return Fail(ERROR_INVALID_USER_BUFFER);
+  if (index >= set->devices.size()) return Fail(ERROR_NO_MORE_ITEMS);
 
   const SetupClass* const setupClass = set->devices[index].setupClass;
   device->ClassGuid = setupClass != nullptr ? setupClass->guid : GUID{};
@@ -231,21 +208,21 @@ int EnumDeviceInfo(const void* handle, DWORD index, SP_DEVINFO_DATA* device) {
 int GetDeviceRegistryProperty(const void* handle, const SP_DEVINFO_DATA* device, DWORD property,
                               DWORD* type, unsigned char* buffer, DWORD size, DWORD* needed) {
   const std::shared_ptr<DeviceSet> set = Sets().Find(handle);
-  if (set == nullptr) return Failure(ERROR_INVALID_HANDLE);
+  if (set == nullptr) return Fail(ERROR_INVALID_HANDLE);
   if (device == nullptr || device->DevInst == 0 || device->DevInst > set->devices.size())
-    return Failure(ERROR_INVALID_PARAMETER);
+    return Fail(ERROR_INVALID_PARAMETER);
 
   const std::optional<Property> value = PropertyOf(set->devices[device->DevInst - 1], property);
-  if (!value) return Failure(ERROR_INVALID_DATA);
+  if (!value) return Fail(ERROR_INVALID_DATA);
   if (needed != nullptr) *needed = static_cast<DWORD>(value->bytes.size());
-  if (buffer == nullptr || size < value->bytes.size()) return Failure(ERROR_INSUFFICIENT_BUFFER);
+  if (buffer == nullptr || size < value->bytes.size()) return Fail(ERROR_INSUFFICIENT_BUFFER);
   if (type != nullptr) *type = value->type;
   std::copy(value->bytes.begin(), value->bytes.end(), buffer);
   return 1;
 }
 
 int DestroyDeviceInfoList(const void* handle) {
-  return Sets().Remove(handle) != nullptr ? 1 : Failure(ERROR_INVALID_HANDLE);
+  return Sets().Remove(handle) != nullptr ? 1 : Fail(ERROR_INVALID_HANDLE);
 }
 
 }  // namespace

@@ -15,19 +15,6 @@ constexpr std::chrono::microseconds kLongestPause{1000};
 
 }  // namespace
 
-ULong ErrorFromFileErrno(int errnoValue) {
-  switch (errnoValue) {
-    case ENOENT:
-      // The file itself is created when it is missing.
-      return ERROR_PATH_NOT_FOUND;
-    case EROFS:
-    case EISDIR:
-      return ERROR_ACCESS_DENIED;
-    default:
-      return ErrorFromErrno(errnoValue);
-  }
-}
-
 ULong ErrorFromSqlite(int result, int systemErrno) {
   if (result == SQLITE_IOERR_NOMEM) return ERROR_NOT_ENOUGH_MEMORY;
   switch (result & 0xFF) {
@@ -56,7 +43,7 @@ ULong ErrorFromSqlite(int result, int systemErrno) {
     case SQLITE_CANTOPEN:
       // The file itself was there: on a read-only file system this is a companion that is missing.
       if (systemErrno == 0 || systemErrno == ENOENT) return ERROR_ACCESS_DENIED;
-      return ErrorFromFileErrno(systemErrno);
+      return ErrorFromErrno(systemErrno, Purpose::kFileThatIsCreated);
     case SQLITE_IOERR:
       return ErrorFromErrno(systemErrno) == ERROR_DISK_FULL ? ERROR_DISK_FULL : ERROR_IO_DEVICE;
     default:
@@ -208,7 +195,7 @@ Transaction::~Transaction() {
   try {
     m_statements.rollback.Run();
   } catch (const DatabaseError&) {
-    // The failure that led here is the one to tell.
+    // The failure that led here is the one to report.
   }
 }
 

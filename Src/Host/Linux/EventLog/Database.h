@@ -25,9 +25,6 @@ struct DatabaseError {
 /// The Win32 number for an extended result code of SQLite and the system error beneath it.
 ULong ErrorFromSqlite(int result, int systemErrno);
 
-/// The Win32 number for a system error met on the way to a database file.
-ULong ErrorFromFileErrno(int errnoValue);
-
 class Database;
 
 /// A prepared statement. Bound and stepped by one thread at a time.
@@ -102,7 +99,7 @@ public:
 
   bool IsReadOnly() const;
 
-  /// True when the path that the file was opened under does not lead to it any more.
+  /// True when the path that the file was opened under no longer leads to it.
   bool HasMoved() const;
 
   /// Path of the file itself, where the path that it was opened under is a symbolic link.

@@ -20,7 +20,7 @@ namespace Ondrel::Host {
 
 namespace {
 
-// What stands behind a handle, kept to one thread at a time.
+// What a handle stands for, kept to one thread at a time.
 template <class Object>
 struct Guarded {
   std::mutex mutex;
@@ -41,11 +41,7 @@ RegisteredSources& Sources() {
 }
 
 // The result of an operation that answers with a Win32 number: the last error is set on failure.
-int Outcome(ULong error) {
-  if (error == ERROR_SUCCESS) return 1;
-  SetLastError(error);
-  return 0;
-}
+int Outcome(ULong error) { return error == ERROR_SUCCESS ? 1 : Fail(error); }
 
 // Runs an operation; where memory runs out in it, that is its answer.
 template <class Operation>

@@ -1,6 +1,7 @@
 #include "Host/Linux/EventLog/EventStoreFile.h"
 
 #include "Host/ClockOperations.h"
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
 
 #include <algorithm>
@@ -37,7 +38,7 @@ constexpr char kSchema[] =
     "  sequence INTEGER NOT NULL,"
     "  image BLOB NOT NULL);";
 
-// Where SQLite's published file format has the fields that tell whose file it is.
+// Where SQLite's published file format has the fields that say whose file it is.
 constexpr std::size_t kHeaderSize = 100;
 constexpr std::string_view kHeaderMark{"SQLite format 3\0", 16};
 constexpr std::size_t kWriteVersionOffset = 18;
@@ -54,30 +55,26 @@ std::string FolderOf(const std::string& path) {
   return path.substr(0, std::max<std::size_t>(slash, 1));
 }
 
+[[noreturn]] void ThrowSystemError(int errnoValue) {
+  throw DatabaseError{ErrorFromErrno(errnoValue, Purpose::kFileThatIsCreated)};
+}
+
 /// Keeps other processes and threads from creating or clearing away a store in the same folder.
 class FolderLock {
 public:
   explicit FolderLock(const std::string& folder)
       : m_folder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (m_folder < 0) throw DatabaseError{ErrorFromFileErrno(errno)};
+    if (!m_folder.IsOpen()) ThrowSystemError(errno);
     const auto deadline = Clock().SteadyTime() + kLockPatience;
-    while (flock(m_folder, LOCK_EX | LOCK_NB) != 0) {
+    while (flock(m_folder.Number(), LOCK_EX | LOCK_NB) != 0) {
       if (errno == EINTR) continue;
-      const int reason = errno;
-      if (reason != EWOULDBLOCK || Clock().SteadyTime() >= deadline) {
-        close(m_folder);
-        throw DatabaseError{ErrorFromFileErrno(reason)};
-      }
+      if (errno != EWOULDBLOCK || Clock().SteadyTime() >= deadline) ThrowSystemError(errno);
       Clock().Rest(kLockPause);
     }
   }
-  ~FolderLock() { close(m_folder); }
-
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
 
 private:
-  int m_folder;
+  FileDescriptor m_folder;
 };
 
 bool IsThere(const std::string& path) {
@@ -86,16 +83,14 @@ bool IsThere(const std::string& path) {
     if (!S_ISREG(status.st_mode)) throw DatabaseError{ERROR_ACCESS_DENIED};
     return true;
   }
-  if (errno != ENOENT) throw DatabaseError{ErrorFromFileErrno(errno)};
+  if (errno != ENOENT) ThrowSystemError(errno);
   return false;
 }
 
 void CreateDefaultFolder(const std::string& folder) {
   if (folder != kDefaultFolder || mkdir(folder.c_str(), 0700) != 0) return;
-  const int parent = open(FolderOf(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (parent < 0) return;
-  fsync(parent);
-  close(parent);
+  const FileDescriptor parent(open(FolderOf(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (parent.IsOpen()) fsync(parent.Number());
 }
 
 const std::string& CreatedWhenMissing(const std::string& path) {
@@ -111,7 +106,7 @@ const std::string& CreatedWhenMissing(const std::string& path) {
   if (mknod(path.c_str(), S_IFREG | 0600, 0) != 0) {
     // A link that leads nowhere is in the way.
     if (errno == EEXIST) throw DatabaseError{ERROR_FILE_NOT_FOUND};
-    throw DatabaseError{ErrorFromFileErrno(errno)};
+    ThrowSystemError(errno);
   }
   return path;
 }
@@ -172,7 +167,7 @@ void EnterWriteAheadLogMode(Database& database) {
   }
 }
 
-// Whether the file is in the mode that its header tells: a creator that was cut off in the step
+// Whether the file is in the mode that its header names: a creator that was cut off in the step
 // that enters it leaves a journal, which takes that step back as soon as the file is read.
 bool IsInWriteAheadLogMode(Database& database) {
   Statement statement(database, "PRAGMA journal_mode");

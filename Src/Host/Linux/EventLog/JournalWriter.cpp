@@ -3,6 +3,7 @@
 
 #include "Host/Linux/EventLog/Journal.h"
 #include "Host/Linux/EventLog/JournalFields.h"
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
 
 #include <systemd/sd-journal.h>
@@ -42,7 +43,7 @@ public:
   }
 
 private:
-  // All strings, with a blank between them.
+  // All strings, with a space between them.
   static std::string Message(const std::vector<std::string>& strings) {
     std::string message = "MESSAGE=";
     for (std::size_t i = 0; i < strings.size(); ++i) {
@@ -78,15 +79,12 @@ private:
 }  // namespace
 
 bool JournalIsThere() {
-  const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (probe < 0) return false;
+  const FileDescriptor probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path, kJournalSocket, sizeof kJournalSocket);
-  const bool isThere =
-      connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  close(probe);
-  return isThere;
+  return probe.IsOpen() &&
+         connect(probe.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source) {

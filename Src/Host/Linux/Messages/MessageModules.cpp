@@ -1,6 +1,7 @@
 #include "Host/Linux/Messages/MessageModules.h"
 
 #include "Host/Immortal.h"
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/HandleTable.h"
 #include "Host/Linux/LastError.h"
 #include "Host/Linux/Messages/ElfMessageSection.h"
@@ -18,7 +19,6 @@
 #include <string>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 #include <vector>
 
 namespace Ondrel::Host {
@@ -35,25 +35,8 @@ HandleTable<const ModuleTable>& Modules() {
   return modules.Get();
 }
 
-class FileDescriptor {
-public:
-  explicit FileDescriptor(int number) : m_number(number) {}
-  ~FileDescriptor() {
-    if (m_number >= 0) close(m_number);
-  }
-
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-  int Number() const { return m_number; }
-  bool IsOpen() const { return m_number >= 0; }
-
-private:
-  int m_number;
-};
-
-// Opening a device can set it going, so that what is no file is not even opened; should it turn
-// into something else in between, opening does not wait.
+// Opening a device can set it going, so that only a regular file is opened; should it turn into
+// something else in between, opening does not wait.
 MessageSection ReadMessageFile(const char* path) {
   struct stat file {};
   if (stat(path, &file) != 0) return {.error = ErrorFromErrno(errno), .bytes = {}};
@@ -123,46 +106,33 @@ ULong HandOver(const std::string& text, bool allocate, char* buffer, ULong size)
   return ERROR_SUCCESS;
 }
 
-ULong Failed(ULong error) {
-  SetLastError(error);
-  return 0;
-}
-
 }  // namespace
 
 void* LoadMessageModule(const char* path, void* file, ULong flags) try {
-  if (path == nullptr || file != nullptr || (flags & kDataFileFlags) == 0) {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
+  if (path == nullptr || file != nullptr || (flags & kDataFileFlags) == 0)
+    return Fail<void*>(ERROR_INVALID_PARAMETER);
   MessageSection section = ReadMessageFile(path);
-  if (section.error != ERROR_SUCCESS) {
-    SetLastError(section.error);
-    return nullptr;
-  }
+  if (section.error != ERROR_SUCCESS) return Fail<void*>(section.error);
   return Modules().Add(std::make_shared<const ModuleTable>(std::move(section.bytes)));
 } catch (const std::bad_alloc&) {
-  SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-  return nullptr;
+  return Fail<void*>(ERROR_NOT_ENOUGH_MEMORY);
 }
 
 int FreeMessageModule(void* module) {
-  if (Modules().Remove(module)) return 1;
-  SetLastError(ERROR_INVALID_HANDLE);
-  return 0;
+  return Modules().Remove(module) ? 1 : Fail(ERROR_INVALID_HANDLE);
 }
 
 ULong FormatMessageText(ULong flags, const void* source, ULong messageId, ULong /*languageId*/,
                         char* buffer, ULong size, char** arguments) try {
-  if (buffer == nullptr) return Failed(ERROR_INVALID_PARAMETER);
+  if (buffer == nullptr) return Fail<ULong>(ERROR_INVALID_PARAMETER);
   const FormattedMessage message = Format(flags, source, messageId, arguments);
-  if (message.error != ERROR_SUCCESS) return Failed(message.error);
+  if (message.error != ERROR_SUCCESS) return Fail<ULong>(message.error);
   const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
   const ULong error = HandOver(message.text, allocate, buffer, size);
-  if (error != ERROR_SUCCESS) return Failed(error);
+  if (error != ERROR_SUCCESS) return Fail<ULong>(error);
   return static_cast<ULong>(message.text.size());
 } catch (const std::bad_alloc&) {
-  return Failed(ERROR_NOT_ENOUGH_MEMORY);
+  return Fail<ULong>(ERROR_NOT_ENOUGH_MEMORY);
 }
 
 }  // namespace Ondrel::Host

@@ -14,9 +14,9 @@ namespace {
 // The SONAME that goes with the header.
 constexpr char kLibrary[] = "libcurl.so.4";
 
-[[gnu::used, gnu::section(".note.dlopen")]] alignas(4) constexpr auto note =
-    MakeLoadNote(R"([{"soname":["libcurl.so.4"],"feature":"mail",)"
-                 R"("description":"Sending mail","priority":"recommended"}])");
+[[gnu::used, gnu::section(".note.dlopen")]] alignas(4) constexpr auto note = MakeLoadNote(
+    R"([{"soname":["libcurl.so.4"],"feature":"mail",)"
+    R"("description":"Sending mail","priority":"recommended"}])");
 
 std::string LoaderError() {
   const char* const error = dlerror();

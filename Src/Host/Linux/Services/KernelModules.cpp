@@ -1,10 +1,11 @@
 #include "Host/Linux/Services/KernelModules.h"
 
+#include "Host/Linux/Sysfs.h"
+
 #include <cstring>
 #include <fstream>
 #include <libkmod.h>
 #include <memory>
-#include <sstream>
 
 namespace Ondrel::Host {
 
@@ -19,14 +20,6 @@ std::string VersionIn(const kmod_list* information) {
     if (std::strcmp(kmod_module_info_get_key(item), "version") == 0)
       return kmod_module_info_get_value(item);
   return "";
-}
-
-// What the kernel itself tells of a loaded module.
-std::optional<std::string> LoadedVersion(const std::string& name) {
-  std::ifstream file("/sys/module/" + name + "/version");
-  std::string version;
-  if (!std::getline(file, version)) return std::nullopt;
-  return version;
 }
 
 std::optional<std::string> VersionInFile(const std::string& name) {
@@ -56,7 +49,7 @@ std::optional<std::vector<std::string>> LoadedKernelModules() {
 std::optional<std::string> KernelModuleVersion(const std::string& name) {
   // Where the files of the running kernel are not installed the kernel still knows.
   if (std::optional<std::string> version = VersionInFile(name)) return version;
-  return LoadedVersion(name);
+  return ReadSysfsText("/sys/module/" + name + "/version");
 }
 
 }  // namespace Ondrel::Host

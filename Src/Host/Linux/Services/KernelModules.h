@@ -10,9 +10,8 @@ namespace Ondrel::Host {
 /// list cannot be read.
 std::optional<std::vector<std::string>> LoadedKernelModules();
 
-/// The version text of a kernel module's file, or what the kernel tells of a loaded one; nothing
-/// when there is no such module. A module that
-/// tells no version gives an empty text.
+/// The version text of a kernel module's file, or what the kernel says of a loaded one; nothing
+/// when there is no such module. A module without a version gives an empty text.
 std::optional<std::string> KernelModuleVersion(const std::string& name);
 
 }  // namespace Ondrel::Host

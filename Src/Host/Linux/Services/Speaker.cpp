@@ -1,5 +1,7 @@
 #include "Host/Linux/Services/Speaker.h"
 
+#include "Host/Linux/FileDescriptor.h"
+
 #include <chrono>
 #include <fcntl.h>
 #include <linux/input.h>
@@ -17,38 +19,22 @@ constexpr char kSpeakerDevice[] = "/dev/input/by-path/platform-pcspkr-event-spkr
 constexpr const char* kConsoles[] = {"/dev/tty0", "/dev/console"};
 constexpr unsigned int kTimerHertz = 1193180;
 
-class Device {
-public:
-  explicit Device(const char* path) : m_file(::open(path, O_WRONLY | O_CLOEXEC)) {}
-  ~Device() {
-    if (m_file >= 0) ::close(m_file);
-  }
-
-  Device(const Device&) = delete;
-  Device& operator=(const Device&) = delete;
-
-  int File() const { return m_file; }
-
-private:
-  int m_file;
-};
-
-bool SetTone(const Device& speaker, unsigned int hertz) {
+bool SetTone(const FileDescriptor& speaker, unsigned int hertz) {
   input_event event{};
   event.type = EV_SND;
   event.code = SND_TONE;
   event.value = static_cast<int>(hertz);
-  return ::write(speaker.File(), &event, sizeof event) == sizeof event;
+  return ::write(speaker.Number(), &event, sizeof event) == sizeof event;
 }
 
-bool SetConsoleTone(const Device& console, unsigned int hertz) {
-  return ::ioctl(console.File(), KIOCSOUND, hertz == 0 ? 0UL : kTimerHertz / hertz) == 0;
+bool SetConsoleTone(const FileDescriptor& console, unsigned int hertz) {
+  return ::ioctl(console.Number(), KIOCSOUND, hertz == 0 ? 0UL : kTimerHertz / hertz) == 0;
 }
 
 template <class Set>
 bool Sound(const char* path, Set set, unsigned int hertz, unsigned int milliseconds) {
-  const Device device(path);
-  if (device.File() < 0 || !set(device, hertz)) return false;
+  const FileDescriptor device(::open(path, O_WRONLY | O_CLOEXEC));
+  if (!device.IsOpen() || !set(device, hertz)) return false;
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
   return set(device, 0U);
 }

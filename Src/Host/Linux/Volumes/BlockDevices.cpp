@@ -1,13 +1,9 @@
 #include "Host/Linux/Volumes/BlockDevices.h"
 
+#include "Host/Linux/Sysfs.h"
+
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <dirent.h>
-#include <fcntl.h>
-#include <memory>
 #include <optional>
-#include <unistd.h>
 
 namespace Ondrel::Host {
 
@@ -15,49 +11,15 @@ namespace {
 
 constexpr unsigned kOpticalMajor = 11;
 
-// The text of a small file without the line end; empty when it cannot be read.
-std::string ReadText(const std::string& path) {
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return {};
-  std::array<char, 4096> buffer;
-  const ssize_t size = ::read(file, buffer.data(), buffer.size());
-  ::close(file);
-  if (size <= 0) return {};
-  std::string text(buffer.data(), static_cast<std::size_t>(size));
-  if (text.back() == '\n') text.pop_back();
-  return text;
-}
+std::string ReadText(const std::string& path) { return ReadSysfsText(path).value_or(""); }
 
-// The number at the beginning of a text.
-std::optional<std::uint64_t> Number(std::string_view text) {
-  std::uint64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) return std::nullopt;
-  return number;
-}
-
-std::uint64_t ReadNumber(const std::string& path) { return Number(ReadText(path)).value_or(0); }
+std::uint64_t ReadNumber(const std::string& path) { return ReadSysfsNumber(path).value_or(0); }
 
 std::string Below(const std::string& folder, const std::string& name) {
   std::string path = folder;
   path += '/';
   path += name;
   return path;
-}
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { ::closedir(folder); }
-};
-
-// The entries of a folder in the order of their names.
-std::vector<std::string> Entries(const std::string& path) {
-  std::vector<std::string> entries;
-  const std::unique_ptr<DIR, CloseFolder> folder(::opendir(path.c_str()));
-  if (!folder) return entries;
-  while (const dirent* const entry = ::readdir(folder.get()))
-    if (entry->d_name[0] != '.') entries.emplace_back(entry->d_name);
-  std::ranges::sort(entries);
-  return entries;
 }
 
 // The value of "KEY=value" in a device's event record.
@@ -67,7 +29,7 @@ std::optional<std::uint64_t> EventNumber(std::string_view record, std::string_vi
     const std::size_t end = std::min(record.find('\n', begin), record.size());
     const std::string_view line = record.substr(begin, end - begin);
     if (line.starts_with(key) && line.substr(key.size()).starts_with('='))
-      return Number(line.substr(key.size() + 1));
+      return SysfsNumber(line.substr(key.size() + 1));
     begin = end + 1;
   }
   return std::nullopt;
@@ -94,15 +56,15 @@ bool IsNumbered(std::string_view name, std::string_view kind) {
 void ReadArray(const std::string& folder, BlockDevice& device) {
   constexpr std::string_view kMember = "dev-";
   device.arrayLevel = ReadText(folder + "/level");
-  for (const std::string& entry : Entries(folder)) {
+  for (const std::string& entry : SysfsEntries(folder)) {
     if (!entry.starts_with(kMember)) continue;
     const std::string member = Below(folder, entry);
     // A spare holds none of the array's data, and what a faulty member holds is given up.
     const std::string state = ReadText(member + "/state");
     if (state.find("spare") != std::string::npos || state.find("faulty") != std::string::npos)
       continue;
-    const auto start = Number(ReadText(member + "/offset"));
-    const auto kibibytes = Number(ReadText(member + "/size"));
+    const auto start = ReadSysfsNumber(member + "/offset");
+    const auto kibibytes = ReadSysfsNumber(member + "/size");
     if (start && kibibytes)
       device.members.push_back({entry.substr(kMember.size()), *start, *kibibytes * 2});
   }
@@ -119,7 +81,7 @@ bool BlockDevice::IsVirtual() const {
 
 BlockDevices::BlockDevices(const std::string& sysfs) {
   const std::string folder = sysfs + "/block";
-  for (const std::string& name : Entries(folder)) ReadDisk(Below(folder, name), name);
+  for (const std::string& name : SysfsEntries(folder)) ReadDisk(Below(folder, name), name);
   Number();
 }
 
@@ -127,11 +89,11 @@ void BlockDevices::ReadDisk(const std::string& folder, const std::string& name) 
   BlockDevice device;
   device.name = name;
   if (!ReadDeviceNumber(ReadText(folder + "/uevent"), device)) return;
-  const std::vector<std::string> entries = Entries(folder);
+  const std::vector<std::string> entries = SysfsEntries(folder);
   device.size = ReadNumber(folder + "/size");
   device.isRemovable = ReadNumber(folder + "/removable") != 0;
-  device.hasHolders = !Entries(folder + "/holders").empty();
-  device.slaves = Entries(folder + "/slaves");
+  device.hasHolders = !SysfsEntries(folder + "/holders").empty();
+  device.slaves = SysfsEntries(folder + "/slaves");
   if (Contains(entries, "dm")) {
     device.isMapper = true;
     device.mapperName = ReadText(folder + "/dm/name");
@@ -161,7 +123,7 @@ void BlockDevices::ReadPartitions(const std::string& folder, BlockDevice& disk,
     device.start = ReadNumber(partitionFolder + "/start");
     device.size = ReadNumber(partitionFolder + "/size");
     device.isRemovable = disk.isRemovable;
-    device.hasHolders = !Entries(partitionFolder + "/holders").empty();
+    device.hasHolders = !SysfsEntries(partitionFolder + "/holders").empty();
     partitions.emplace_back(device.partition, name);
     m_names[device.number] = name;
     m_devices.emplace(name, std::move(device));

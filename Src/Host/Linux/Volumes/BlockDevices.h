@@ -11,13 +11,16 @@
 
 namespace Ondrel::Host {
 
+/// The unit in which the kernel counts, whatever the disk's own sectors are.
+inline constexpr std::uint64_t kSectorSize = 512;
+
 /// A block device's number: major and minor.
 using DeviceNumber = std::pair<unsigned, unsigned>;
 
 /// One member of an array of the kernel's md driver: what of it holds the array's data.
 struct ArrayMember {
   std::string device;   ///< The member's kernel name.
-  std::uint64_t start;  ///< In sectors of 512 bytes from the member's beginning.
+  std::uint64_t start;  ///< In sectors of 512 bytes from the member's start.
   std::uint64_t count;
 };
 
@@ -28,7 +31,7 @@ struct BlockDevice {
   std::uint64_t size = 0;
   std::string disk;          ///< Of a partition: the device that it is a part of; else empty.
   unsigned partition = 0;    ///< Of a partition: its number.
-  std::uint64_t start = 0;   ///< Of a partition: where it begins.
+  std::uint64_t start = 0;   ///< Of a partition: where it starts.
   bool isRemovable = false;  ///< Whether the medium can be taken out.
   bool hasHolders = false;   ///< Whether another block device is built on it.
   bool isMapper = false;     ///< Whether the device mapper made it.
@@ -52,13 +55,13 @@ public:
   /// Reads them below `sysfs` ("/sys"). What cannot be read is left out.
   explicit BlockDevices(const std::string& sysfs);
 
-  /// Devices that are no partitions, by their numbers.
+  /// Devices that are not partitions, by their numbers.
   const std::vector<std::string>& Whole() const { return m_whole; }
 
   /// Those of them that are disks of the machine. The place in the list is the disk's number.
   const std::vector<std::string>& Disks() const { return m_disks; }
 
-  /// Number of a disk by its name; `Disks().size()` when it is none.
+  /// Number of a disk by its name; `Disks().size()` for a name that is not a disk's.
   std::size_t DiskNumber(const std::string& name) const;
 
   /// The device of this name or number; null when there is none.

@@ -1,3 +1,4 @@
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
 #include "Host/Linux/Messages/ElfMessageSection.h"
 #include "Host/Linux/Messages/MessageModules.h"
@@ -269,17 +270,16 @@ TEST(MessageModule, APipeNobodyWritesToDoesNotHoldTheCallerUp) {
   EXPECT_EQ(LoadError(folder.Path("pipe")), 193U);
 }
 
-TEST(MessageModule, ASocketIsNoMessageFile) {
+TEST(MessageModule, ASocketIsNotAMessageFile) {
   const TemporaryFolder folder;
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   const std::string path = folder.Path("socket");
   ASSERT_LT(path.size(), sizeof address.sun_path);
   path.copy(address.sun_path, path.size());
-  const int server = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  const FileDescriptor server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  ASSERT_EQ(bind(server.Number(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   EXPECT_EQ(LoadError(path), 193U);
-  close(server);
 }
 
 /// Reads files as a user without rights to them, in this thread, for one scope.
@@ -367,22 +367,19 @@ TEST(MessageModule, ThreadsLoadUseAndReleaseAtTheSameTime) {
 class SectionReader {
 public:
   SectionReader() : m_file(memfd_create("elf", MFD_CLOEXEC)) {}
-  ~SectionReader() { close(m_file); }
-
-  SectionReader(const SectionReader&) = delete;
-  SectionReader& operator=(const SectionReader&) = delete;
 
   MessageSection Read(std::string_view bytes) { return Read(bytes, bytes.size()); }
 
   /// Zeros fill the file up to `fileSize`.
   MessageSection Read(std::string_view bytes, std::size_t fileSize) {
-    EXPECT_EQ(ftruncate(m_file, static_cast<off_t>(fileSize)), 0);
-    EXPECT_EQ(pwrite(m_file, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-    return ReadMessageSection(m_file);
+    EXPECT_EQ(ftruncate(m_file.Number(), static_cast<off_t>(fileSize)), 0);
+    EXPECT_EQ(pwrite(m_file.Number(), bytes.data(), bytes.size(), 0),
+              static_cast<ssize_t>(bytes.size()));
+    return ReadMessageSection(m_file.Number());
   }
 
 private:
-  int m_file;
+  FileDescriptor m_file;
 };
 
 MessageSection ReadSection(std::string_view bytes) { return SectionReader().Read(bytes); }

@@ -1,0 +1,57 @@
+#include "Host/Linux/Sysfs.h"
+
+#include "Host/Linux/FileDescriptor.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+
+namespace Ondrel::Host {
+
+namespace {
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+}  // namespace
+
+std::optional<std::string> ReadSysfsText(const std::string& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) return std::nullopt;
+  std::array<char, 4096> buffer;
+  const ssize_t size = ::read(file.Number(), buffer.data(), buffer.size());
+  if (size < 0) return std::nullopt;
+  std::string text(buffer.data(), static_cast<std::size_t>(size));
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
+}
+
+std::optional<std::uint64_t> SysfsNumber(std::string_view text, int base) {
+  if (base == 16 && text.starts_with("0x")) text.remove_prefix(2);
+  std::uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number, base);
+  if (error != std::errc() || rest != end) return std::nullopt;
+  return number;
+}
+
+std::optional<std::uint64_t> ReadSysfsNumber(const std::string& path, int base) {
+  const std::optional<std::string> text = ReadSysfsText(path);
+  return text ? SysfsNumber(*text, base) : std::nullopt;
+}
+
+std::vector<std::string> SysfsEntries(const std::string& folder) {
+  std::vector<std::string> entries;
+  const std::unique_ptr<DIR, CloseFolder> opened(::opendir(folder.c_str()));
+  if (!opened) return entries;
+  while (const dirent* const entry = ::readdir(opened.get()))
+    if (entry->d_name[0] != '.') entries.emplace_back(entry->d_name);
+  std::ranges::sort(entries);
+  return entries;
+}
+
+}  // namespace Ondrel::Host
