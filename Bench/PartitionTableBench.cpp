@@ -5,14 +5,19 @@
 
 #include <benchmark/benchmark.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 // What it costs to list the partitions of a disk: of a prepared tree with 4 and with 200 of them,
-// every fourth mounted, where the cost of one is to stay the same; and of this machine's own disk,
-// against lsblk as a process.
+// every fourth mounted, where the cost of one is to stay the same; with 128 of them, alone and
+// while another thread sets the error mode of the process, which is to make no difference; and of
+// this machine's own disk, against lsblk as a process.
 
 namespace {
 
@@ -30,18 +35,57 @@ void AddPartitions(PreparedSysfs& host, int count) {
   }
 }
 
-void ListPrepared(benchmark::State& state, int count) {
-  std::string folder = std::filesystem::temp_directory_path() / "ondrel-XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) return state.SkipWithError("no folder");
-  PreparedSysfs host(folder);
-  AddPartitions(host, count);
-  Ondrel::Host::Volume() = Ondrel::Host::MakeVolumeOperations(host.Sources());
+// The operations over a prepared tree, for one benchmark.
+class PreparedHost {
+public:
+  explicit PreparedHost(int count) : m_folder(NewFolder()), m_host(m_folder) {
+    AddPartitions(m_host, count);
+    Ondrel::Host::Volume() = Ondrel::Host::MakeVolumeOperations(m_host.Sources());
+  }
+  ~PreparedHost() {
+    Ondrel::Host::Volume() = Ondrel::Host::MakeVolumeOperations();
+    std::filesystem::remove_all(m_folder);
+  }
+
+  PreparedHost(const PreparedHost&) = delete;
+  PreparedHost& operator=(const PreparedHost&) = delete;
+
+private:
+  static std::string NewFolder() {
+    std::string folder = std::filesystem::temp_directory_path() / "ondrel-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("no folder");
+    return folder;
+  }
+
+  std::string m_folder;
+  PreparedSysfs m_host;
+};
+
+void List(benchmark::State& state, int count) {
   Ondrel::CSystemPartitionTable table("Disk 0");
   std::vector<Ondrel::CSystemPartition> partitions;
   for (auto _ : state) table.GetPartitions(partitions);
   if (partitions.size() != static_cast<std::size_t>(count)) state.SkipWithError("not all listed");
-  Ondrel::Host::Volume() = Ondrel::Host::MakeVolumeOperations();
-  std::filesystem::remove_all(folder);
+}
+
+void ListPrepared(benchmark::State& state, int count) {
+  const PreparedHost host(count);
+  List(state, count);
+}
+
+// Another thread of the process sets the error mode all the while.
+void ListBesideAModeSetter(benchmark::State& state, int count) {
+  const PreparedHost host(count);
+  std::atomic<bool> isDone = false;
+  std::thread other([&] {
+    for (Ondrel::ULong mode = 0; !isDone; mode ^= Ondrel::SEM_FAILCRITICALERRORS) {
+      Ondrel::Host::Volume().SetErrorMode(mode);
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+  });
+  List(state, count);
+  isDone = true;
+  other.join();
 }
 
 void ListOfThisMachine(benchmark::State& state) {
@@ -57,6 +101,9 @@ void RunLsblk(benchmark::State& state, const char* command) {
 
 BENCHMARK_CAPTURE(ListPrepared, four, 4)->Name("Partitions/4/libondrel");
 BENCHMARK_CAPTURE(ListPrepared, many, 200)->Name("Partitions/200/libondrel");
+BENCHMARK_CAPTURE(ListPrepared, most, 128)->Name("Partitions/128/libondrel");
+BENCHMARK_CAPTURE(ListBesideAModeSetter, most, 128)
+    ->Name("Partitions/128, error mode set meanwhile/libondrel");
 BENCHMARK(ListOfThisMachine)->Name("Partitions/this machine/libondrel");
 BENCHMARK_CAPTURE(RunLsblk, own, "lsblk -bJ -o NAME,START,SIZE,LABEL,MOUNTPOINT >/dev/null")
     ->Name("Partitions/this machine/lsblk");

@@ -3,6 +3,7 @@
 #include "Host/VolumeTypes.h"
 
 #include <functional>
+#include <memory>
 
 namespace Ondrel::Host {
 
@@ -14,12 +15,17 @@ namespace Ondrel::Host {
 /// text buffers count characters, the closing zero included; an answer that does not fit is a
 /// failure, and an answer is always zero-terminated. Wide text has the width of `wchar_t`.
 struct VolumeOperations {
+  /// From here on until the object that it yields is given up, by the same thread, this thread's
+  /// operations may answer from one picture of the volumes, which its last `FindFirstVolumeA` took:
+  /// a walk and what is asked after it see one state of the host. Not one of the Win32 functions;
+  /// absent where the host is asked anew each time.
+  std::function<std::shared_ptr<void>()> KeepPicture;
+
   /// Sets the error mode of the process and yields the former one. With `SEM_FAILCRITICALERRORS` no
-  /// operation waits for a person to insert a medium. A host may keep one picture of its volumes
-  /// for the calling thread as long as it is set.
+  /// operation waits for a person to insert a medium.
   std::function<ULong(ULong mode)> SetErrorMode;
 
-  /// Begins a walk over all volumes of the host with the first one's name. Yields a handle, or
+  /// Starts a walk over all volumes of the host with the first one's name. Yields a handle, or
   /// `INVALID_HANDLE_VALUE`.
   std::function<void*(char* name, ULong size)> FindFirstVolumeA;
 
@@ -45,9 +51,9 @@ struct VolumeOperations {
   /// Gives a volume's handle back. Non-zero on success.
   std::function<int(void* handle)> CloseHandle;
 
-  /// The device path behind a device's name: a volume name without its leading `\\?\`, or a letter
-  /// with a colon. The answer is a list of zero-terminated texts of which the first is the one in
-  /// force. Yields the characters stored, 0 on failure.
+  /// The device path that a device's name stands for: a volume name without its leading `\\?\`, or
+  /// a letter with a colon. The answer is a list of zero-terminated texts of which the first is the
+  /// one in force. Yields the characters stored, 0 on failure.
   std::function<ULong(const char* deviceName, char* path, ULong size)> QueryDosDeviceA;
 
   /// The paths at which a volume is mounted, as a list of zero-terminated texts with an empty one
@@ -56,7 +62,7 @@ struct VolumeOperations {
   std::function<int(const wchar_t* volumeName, wchar_t* paths, ULong size, ULong* returnedSize)>
       GetVolumePathNamesForVolumeNameW;
 
-  /// Begins a walk over the folders of a volume at which other volumes are mounted, relative to the
+  /// Starts a walk over the folders of a volume at which other volumes are mounted, relative to the
   /// volume's root. Yields a handle, or `INVALID_HANDLE_VALUE`.
   std::function<void*(const char* volumeName, char* folder, ULong size)> FindFirstVolumeMountPointA;
 

@@ -2,6 +2,8 @@
 
 #include "Host/Types.h"
 
+#include <string_view>
+
 /// The published records and constants of the volume operations.
 
 #if defined(_WIN32)
@@ -46,6 +48,13 @@ inline constexpr DWORD ERROR_NO_MORE_FILES = 18;
 }  // namespace Ondrel
 
 #endif
+
+namespace Ondrel::Host {
+
+/// What the name of every volume starts with.
+inline constexpr std::string_view kVolumeNamePrefix = R"(\\?\)";
+
+}  // namespace Ondrel::Host
 
 namespace Ondrel {
 

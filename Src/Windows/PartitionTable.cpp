@@ -28,7 +28,6 @@ namespace Ondrel {
 namespace {
 
 constexpr std::string_view kDeviceNamePrefix = "Disk ";
-constexpr std::string_view kDevicePrefix = R"(\\?\)";
 
 // The size of every narrow answer, the size of a label's and a file system's name, and the room for
 // the first answer with mount paths: five paths of 260 characters and the list's end.
@@ -56,7 +55,7 @@ struct MountEntry {
   std::string volumeName;
 };
 
-// Room for a narrow answer of the host, and a zero behind it whatever the host writes.
+// Room for a narrow answer of the host, and a zero after it whatever the host writes.
 class NameBuffer {
 public:
   char* Data() { return m_text.data(); }
@@ -116,7 +115,7 @@ std::optional<std::uint32_t> DiskNumber(const std::string& deviceName) {
     return boost::convert<std::uint32_t>(deviceName.substr(kDeviceNamePrefix.size()),
                                          boost::cnv::cstream())
         .value();
-  } catch (...) {  // Whatever it is: a name that is no disk's is no error.
+  } catch (...) {  // Whatever it is: a name that is not a disk's is not an error.
     return std::nullopt;
   }
 }
@@ -196,8 +195,8 @@ std::optional<std::string> DevicePath(const std::string& name) {
 // The letter of the drive that a volume path without its closing backslash stands for.
 char GetDriveLetter(const std::string& volumePath) {
   std::string target = volumePath;
-  if (volumePath.starts_with(kDevicePrefix))
-    target = DevicePath(volumePath.substr(kDevicePrefix.size())).value_or(volumePath);
+  if (volumePath.starts_with(Host::kVolumeNamePrefix))
+    target = DevicePath(volumePath.substr(Host::kVolumeNamePrefix.size())).value_or(volumePath);
 
   for (char letter = 'A'; letter <= 'Z'; ++letter) {
     const std::optional<std::string> path = DevicePath(std::string{letter, ':'});
@@ -206,10 +205,10 @@ char GetDriveLetter(const std::string& volumePath) {
   return kNoLetter;
 }
 
-std::wstring WidenedBytes(const std::string& text) {
+// The sign extension is intentional: it is how names are widened here.
+std::wstring SignExtended(const std::string& text) {
   std::wstring wide;
-  for (const char byte : text)
-    wide += static_cast<wchar_t>(static_cast<signed char>(byte));  // Sign-extended on purpose.
+  for (const char byte : text) wide += static_cast<wchar_t>(static_cast<signed char>(byte));
   return wide;
 }
 
@@ -228,14 +227,14 @@ PathList AllocatePathList(ULong size) {
 std::string FirstTextAsBytes(const wchar_t* list, ULong size) {
   std::string text;
   for (ULong index = 0; index < size && list[index] != 0; ++index)
-    text += static_cast<char>(list[index] & 0xFF);  // Not a conversion of code pages, on purpose.
+    text += static_cast<char>(list[index] & 0xFF);  // Intentionally not a conversion of code pages.
   return text;
 }
 
 // The first path at which the volume is mounted; nothing when it has none.
 std::optional<std::string> GetFirstVolumePath(const std::string& volumeName) {
   const Host::VolumeOperations& host = Host::Volume();
-  const std::wstring wideName = WidenedBytes(volumeName);
+  const std::wstring wideName = SignExtended(volumeName);
   ULong size = kPathListSize;
   ULong returnedSize = 0;
   PathList paths = AllocatePathList(size);
@@ -288,7 +287,7 @@ std::vector<MountEntry> MountsOf(const std::vector<VolumeExtents>& volumes) {
   return mounts;
 }
 
-// The volume's label in UTF-8; empty when the host does not tell.
+// The volume's label in UTF-8; empty when the host does not give it.
 std::string VolumeLabel(const std::string& volumeName) {
   const Host::VolumeOperations& host = Host::Volume();
   std::wstring wideName(volumeName.size() + 1, L'\0');
@@ -363,6 +362,8 @@ void CSystemPartitionTable::GetPartitions(std::vector<CSystemPartition>& partiti
   const std::optional<std::uint32_t> diskNumber = DiskNumber(m_DeviceName);
   if (!diskNumber) return;
 
+  const Host::VolumeOperations& host = Host::Volume();
+  const std::shared_ptr<void> picture = host.KeepPicture ? host.KeepPicture() : nullptr;
   const ErrorModeScope errorMode;
   const std::vector<VolumeExtents> volumes = VolumesOnDisk(*diskNumber);
   const std::vector<MountEntry> mounts = MountsOf(volumes);

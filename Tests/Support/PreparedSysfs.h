@@ -2,6 +2,7 @@
 
 #include "Host/Linux/Volumes/VolumePicture.h"
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -20,7 +21,7 @@ public:
     Write("mountinfo", "");
   }
 
-  /// Adds a device that is no partition. `size` is in sectors.
+  /// Adds a device that is not a partition. `size` is in sectors.
   void AddDisk(const std::string& name, const std::string& majorMinor, std::uint64_t size) {
     WriteDevice("block/" + name, majorMinor, "DEVTYPE=disk\n", size);
     Write("block/" + name + "/removable", "0\n");
@@ -80,7 +81,11 @@ public:
   /// The sources that read this tree; tables and contents as the maps say, by kernel name.
   Host::VolumeSources Sources() {
     return {
-        .sysfs = m_folder,
+        .blockDevices =
+            [this] {
+              ++reads;
+              return Host::BlockDevices(m_folder);
+            },
         .mountTable = Path("mountinfo"),
         .mapperTable = [this](const Host::BlockDevice& device)
             -> std::optional<std::vector<Host::MapperTarget>> {
@@ -98,6 +103,7 @@ public:
 
   std::map<std::string, std::vector<Host::MapperTarget>> tables;
   std::map<std::string, Host::FileSystem> contents;
+  std::atomic<int> reads = 0;  ///< How often all block devices were read.
 
 private:
   std::string Path(const std::string& name) const { return m_folder + "/" + name; }

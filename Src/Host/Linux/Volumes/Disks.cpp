@@ -4,14 +4,8 @@
 
 namespace Ondrel::Host {
 
-namespace {
-
-constexpr std::uint64_t kSectorSize = 512;
-
-}  // namespace
-
 std::vector<Disk> Disks() {
-  const BlockDevices devices(HostVolumeSources().sysfs);
+  const BlockDevices devices = HostVolumeSources().blockDevices();
   std::vector<Disk> disks;
   for (const std::string& name : devices.Disks())
     disks.push_back(

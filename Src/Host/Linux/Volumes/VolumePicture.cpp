@@ -1,5 +1,7 @@
 #include "Host/Linux/Volumes/VolumePicture.h"
 
+#include "Host/VolumeTypes.h"
+
 #include <algorithm>
 #include <libmount/libmount.h>
 #include <memory>
@@ -11,7 +13,6 @@ namespace Ondrel::Host {
 
 namespace {
 
-constexpr std::string_view kVolumePrefix = R"(\\?\)";
 constexpr std::string_view kMapperFolder = R"(mapper\)";
 constexpr std::string_view kMapperNodes = "/dev/mapper/";
 
@@ -21,7 +22,7 @@ constexpr std::size_t kVolumeNameSize = 100;
 // Devices are built on devices no deeper than this; more is a ring.
 constexpr int kMaxDepth = 16;
 
-// What an extended partition, which only holds others, shows as its size at most.
+// The largest size that an extended partition, which only holds others, shows.
 constexpr std::uint64_t kExtendedPartitionSize = 8;
 constexpr unsigned kFirstLogicalPartition = 5;
 
@@ -31,11 +32,11 @@ struct FreeMounts {
 };
 
 std::string VolumeName(const BlockDevice& device) {
-  std::string name = std::string(kVolumePrefix) + device.name + '\\';
+  std::string name = std::string(kVolumeNamePrefix) + device.name + '\\';
   if (device.mapperName.empty()) return name;
   // The mapper's name stays the same from start to start; the kernel's does not.
   std::string mapperName =
-      std::string(kVolumePrefix) + std::string(kMapperFolder) + device.mapperName + '\\';
+      std::string(kVolumeNamePrefix) + std::string(kMapperFolder) + device.mapperName + '\\';
   return mapperName.size() < kVolumeNameSize ? mapperName : name;
 }
 
@@ -77,7 +78,7 @@ bool IsExtended(const BlockDevice& partition, const BlockDevices& devices) {
 }  // namespace
 
 VolumePicture::VolumePicture(VolumeSources sources)
-    : m_sources(std::move(sources)), m_devices(m_sources.sysfs) {
+    : m_sources(std::move(sources)), m_devices(m_sources.blockDevices()) {
   ReadMounts();
   AddVolumes();
 }
@@ -179,7 +180,7 @@ std::optional<FileSystem> VolumePicture::Content(const BlockDevice& device) cons
   return m_sources.fileSystem(device);
 }
 
-// False when something beneath may not be read: a part of an answer would be none.
+// False when something beneath may not be read: half an answer would be a wrong one.
 bool VolumePicture::Resolve(const Range& range, int depth, std::vector<DiskPart>& parts) const {
   if (depth > kMaxDepth) return false;
   const BlockDevice& device = *range.device;
@@ -208,13 +209,13 @@ bool VolumePicture::ResolveMapper(const Range& range, int depth,
   });
 }
 
-// `range` counts from the target's beginning.
+// `range` counts from the target's start.
 bool VolumePicture::ResolveTarget(const MapperTarget& target, const Range& range, int depth,
                                   std::vector<DiskPart>& parts) const {
   std::istringstream words(target.parameters);
   if (target.type == "linear" || target.type == "crypt") {
     std::string word;
-    // Cipher, key and first vector stand in front.
+    // Cipher, key and first vector come first.
     if (target.type == "crypt") words >> word >> word >> word;
     const auto beneath = ReadBeneath(words, m_devices);
     return beneath &&
@@ -254,7 +255,7 @@ bool VolumePicture::ResolveArray(const Range& range, int depth,
   });
 }
 
-// All that the device is built on, where it is not told how.
+// All that the device is built on, where it is not known how.
 bool VolumePicture::ResolveSlaves(const BlockDevice& device, int depth,
                                   std::vector<DiskPart>& parts) const {
   return std::ranges::all_of(device.slaves, [&](const std::string& name) {

@@ -15,8 +15,8 @@ namespace Ondrel::Host {
 // A volume is a block device that can hold a file system and that nothing else is built on: a
 // partition, a device of the device mapper or of the md driver, or a whole disk without partitions
 // that does hold one. Where it lies is followed down to the disks: a partition is a part of its
-// disk, the device mapper tells by its tables what a device is made of, the md driver by its
-// members.
+// disk, the device mapper's tables say what a device is made of, and so do the members of an md
+// device.
 
 /// One line of a device mapper table. Positions are in sectors of 512 bytes.
 struct MapperTarget {
@@ -34,7 +34,9 @@ struct FileSystem {
 
 /// Where a picture of the volumes is taken from.
 struct VolumeSources {
-  std::string sysfs;
+  /// All block devices as they are at the call.
+  std::function<BlockDevices()> blockDevices;
+
   std::string mountTable;  ///< In the form of /proc/self/mountinfo.
 
   /// The table of a device of the device mapper; nothing when it may not be read.

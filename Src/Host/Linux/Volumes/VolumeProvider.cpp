@@ -10,38 +10,45 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
+#include <utility>
 
-// There are no drive letters and no paths that belong to one volume and lead to another: what asks
-// for these is told that there is nothing.
+// There are no drive letters and no paths that belong to one volume and lead to another: the
+// operations that ask for these answer that there is nothing.
 
 namespace Ondrel::Host {
 
 namespace {
 
-constexpr std::string_view kVolumePrefix = R"(\\?\)";
-constexpr std::uint64_t kSectorSize = 512;
-
-// The picture that one walk of a thread is told from, so that it sees one state of the host and the
-// sources are read once. It lives until the thread's error mode is next set; a plain pointer,
-// because an object with a destructor would keep the library loaded as long as the thread.
-constinit thread_local const VolumePicture* t_picture = nullptr;
-
 constinit std::atomic<ULong> g_errorMode = 0;
 
-void DropPicture() {
-  delete t_picture;
-  t_picture = nullptr;
-}
+// The picture that a thread's operations answer from, which its walk took. It belongs to the thread
+// that asked for it and lives no longer than that asked for.
+class KeptPicture {
+public:
+  KeptPicture() : m_outer(std::exchange(t_current, this)) {}
+  ~KeptPicture() { t_current = m_outer; }
 
-int Fail(ULong error) {
-  SetLastError(error);
-  return 0;
-}
+  KeptPicture(const KeptPicture&) = delete;
+  KeptPicture& operator=(const KeptPicture&) = delete;
 
-void* FailWithoutHandle(ULong error) {
-  SetLastError(error);
-  return INVALID_HANDLE_VALUE;
-}
+  /// The calling thread's picture; null where none is kept.
+  static std::shared_ptr<const VolumePicture> Current() {
+    return t_current != nullptr ? t_current->m_picture : nullptr;
+  }
+
+  static void Replace(const std::shared_ptr<const VolumePicture>& picture) {
+    if (t_current != nullptr) t_current->m_picture = picture;
+  }
+
+private:
+  // Does not own: an object with a destructor would keep the library loaded as long as the thread.
+  static constinit thread_local KeptPicture* t_current;
+
+  KeptPicture* m_outer;
+  std::shared_ptr<const VolumePicture> m_picture;
+};
+
+constinit thread_local KeptPicture* KeptPicture::t_current = nullptr;
 
 int PutText(const std::string& text, char* buffer, ULong size) {
   if (text.size() >= size) return Fail(ERROR_MORE_DATA);
@@ -55,13 +62,14 @@ std::string LowBytes(const wchar_t* text) {
   return bytes;
 }
 
-std::wstring WidenedBytes(const std::string& bytes) {
+// Each byte of a path as a character of its own.
+std::wstring ZeroExtended(const std::string& bytes) {
   std::wstring wide;
   for (const char byte : bytes) wide += static_cast<wchar_t>(static_cast<unsigned char>(byte));
   return wide;
 }
 
-// What is no UTF-8 is replaced.
+// What is not UTF-8 is replaced.
 std::wstring WidenedUtf8(const std::string& text) {
   namespace utf = boost::locale::utf;
   constexpr wchar_t kReplacementCharacter = 0xFFFD;
@@ -93,31 +101,13 @@ struct VolumeWalk {
 };
 
 class Volumes {
-private:
-  // What `use` yields for the device of a volume, or `fail` when there is no such volume.
-  template <class Failure, class Use>
-  auto WithDevice(const std::string& volumeName, Failure fail, Use use) {
-    std::unique_ptr<const VolumePicture> own;
-    if (t_picture == nullptr) own = std::make_unique<const VolumePicture>(m_sources);
-    const VolumePicture& picture = own ? *own : *t_picture;
-    const BlockDevice* const device = picture.Find(volumeName);
-    if (device == nullptr) return fail(ERROR_FILE_NOT_FOUND);
-    return use(picture, *device);
-  }
-
 public:
   explicit Volumes(VolumeSources sources) : m_sources(std::move(sources)) {}
 
-  static ULong SetErrorMode(ULong mode) {
-    DropPicture();
-    return g_errorMode.exchange(mode);
-  }
-
   void* FindFirst(char* name, ULong size) {
-    DropPicture();
-    auto picture = std::make_unique<const VolumePicture>(m_sources);
+    const auto picture = std::make_shared<const VolumePicture>(m_sources);
+    KeptPicture::Replace(picture);
     auto walk = std::make_shared<VolumeWalk>(VolumeWalk{.names = picture->Names()});
-    if ((g_errorMode & SEM_FAILCRITICALERRORS) != 0) t_picture = picture.release();
     if (!Next(*walk, name, size)) return INVALID_HANDLE_VALUE;
     return m_walks.Add(std::move(walk));
   }
@@ -130,7 +120,7 @@ public:
   int FindClose(void* handle) { return m_walks.Remove(handle) ? 1 : Fail(ERROR_INVALID_HANDLE); }
 
   void* Open(const char* name) {
-    return WithDevice(name, FailWithoutHandle, [&](const VolumePicture&, const BlockDevice&) {
+    return WithDevice(name, INVALID_HANDLE_VALUE, [&](const VolumePicture&, const BlockDevice&) {
       return m_volumes.Add(std::make_shared<std::string>(name));
     });
   }
@@ -142,37 +132,37 @@ public:
     const std::shared_ptr<std::string> name = m_volumes.Find(handle);
     if (!name) return Fail(ERROR_INVALID_HANDLE);
     if (controlCode != IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS) return Fail(ERROR_NOT_SUPPORTED);
-    return WithDevice(*name, Fail, [&](const VolumePicture& picture, const BlockDevice& device) {
+    return WithDevice(*name, 0, [&](const VolumePicture& picture, const BlockDevice& device) {
       const auto parts = picture.Parts(device);
-      // The source of the picture has told why.
+      // The source of the picture has set the reason.
       return parts ? PutExtents(*parts, output, outputSize, bytesReturned) : 0;
     });
   }
 
   ULong DevicePath(const char* deviceName, char* path, ULong size) {
-    const std::string volumeName = std::string(kVolumePrefix) + deviceName;
+    const std::string volumeName = std::string(kVolumeNamePrefix) + deviceName;
     const auto put = [&](const VolumePicture&, const BlockDevice& device) {
       const std::string node = NodePath(device.name);
       // A list: one text, and the list's end.
-      if (node.size() + 2 > size) return Fail(ERROR_INSUFFICIENT_BUFFER);
+      if (node.size() + 2 > size) return Fail<ULong>(ERROR_INSUFFICIENT_BUFFER);
       std::memcpy(path, node.c_str(), node.size() + 1);
       path[node.size() + 1] = '\0';
-      return static_cast<int>(node.size() + 2);
+      return static_cast<ULong>(node.size() + 2);
     };
-    return static_cast<ULong>(WithDevice(volumeName, Fail, put));
+    return WithDevice(volumeName, ULong{0}, put);
   }
 
   int PathNames(const wchar_t* volumeName, wchar_t* paths, ULong size, ULong* returnedSize) {
     const auto put = [&](const VolumePicture& picture, const BlockDevice& device) {
       std::wstring list;
-      for (const std::string& path : picture.MountPaths(device)) list += WidenedBytes(path) + L'\0';
+      for (const std::string& path : picture.MountPaths(device)) list += ZeroExtended(path) + L'\0';
       list += L'\0';
       *returnedSize = static_cast<ULong>(list.size());
       if (list.size() > size) return Fail(ERROR_MORE_DATA);
       std::wmemcpy(paths, list.c_str(), list.size());
       return 1;
     };
-    return WithDevice(LowBytes(volumeName), Fail, put);
+    return WithDevice(LowBytes(volumeName), 0, put);
   }
 
   int Information(const wchar_t* volumeName, wchar_t* label, ULong labelSize, wchar_t* fileSystem,
@@ -185,12 +175,11 @@ public:
                  ? 1
                  : 0;
     };
-    return WithDevice(LowBytes(volumeName), Fail, put);
+    return WithDevice(LowBytes(volumeName), 0, put);
   }
 
   ULong DriveType(const char* volumeName) {
-    const auto missing = [](ULong) { return DRIVE_NO_ROOT_DIR; };
-    return WithDevice(volumeName, missing,
+    return WithDevice(volumeName, DRIVE_NO_ROOT_DIR,
                       [](const VolumePicture& picture, const BlockDevice& device) {
                         if (picture.IsOnOpticalMedium(device)) return DRIVE_CDROM;
                         if (picture.IsOnRemovableMedium(device)) return DRIVE_REMOVABLE;
@@ -199,6 +188,16 @@ public:
   }
 
 private:
+  // What `use` yields for the device of a volume, or `missing` when there is no such volume.
+  template <class Answer, class Use>
+  Answer WithDevice(const std::string& volumeName, Answer missing, Use use) {
+    std::shared_ptr<const VolumePicture> picture = KeptPicture::Current();
+    if (!picture) picture = std::make_shared<const VolumePicture>(m_sources);
+    const BlockDevice* const device = picture->Find(volumeName);
+    if (device == nullptr) return Fail(ERROR_FILE_NOT_FOUND, missing);
+    return use(*picture, *device);
+  }
+
   static int Next(VolumeWalk& walk, char* name, ULong size) {
     if (walk.position == walk.names.size()) return Fail(ERROR_NO_MORE_FILES);
     return PutText(walk.names[walk.position++], name, size);
@@ -235,7 +234,7 @@ private:
 int Widen(const char* text, int length, wchar_t* wide, int wideSize) {
   const std::string bytes = length < 0 ? std::string(text, std::strlen(text) + 1)
                                        : std::string(text, static_cast<std::size_t>(length));
-  const std::wstring widened = WidenedBytes(bytes);
+  const std::wstring widened = ZeroExtended(bytes);
   if (std::cmp_greater(widened.size(), wideSize)) return Fail(ERROR_INSUFFICIENT_BUFFER);
   std::copy(widened.begin(), widened.end(), wide);
   return static_cast<int>(widened.size());
@@ -246,7 +245,9 @@ int Widen(const char* text, int length, wchar_t* wide, int wideSize) {
 VolumeOperations MakeVolumeOperations(const VolumeSources& sources) {
   const auto volumes = std::make_shared<Volumes>(sources);
   VolumeOperations operations;
-  operations.SetErrorMode = Volumes::SetErrorMode;
+  operations.KeepPicture = [] { return std::make_shared<KeptPicture>(); };
+  // No operation here waits for a medium: the mode is only kept.
+  operations.SetErrorMode = [](ULong mode) { return g_errorMode.exchange(mode); };
   operations.FindFirstVolumeA = [volumes](char* name, ULong size) {
     return volumes->FindFirst(name, size);
   };
@@ -271,7 +272,7 @@ VolumeOperations MakeVolumeOperations(const VolumeSources& sources) {
     return volumes->PathNames(volumeName, paths, size, returnedSize);
   };
   operations.FindFirstVolumeMountPointA = [](const char*, char*, ULong) {
-    return FailWithoutHandle(ERROR_NO_MORE_FILES);
+    return Fail(ERROR_NO_MORE_FILES, INVALID_HANDLE_VALUE);
   };
   operations.FindNextVolumeMountPointA = [](void*, char*, ULong) {
     return Fail(ERROR_INVALID_HANDLE);

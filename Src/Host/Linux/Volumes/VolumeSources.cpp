@@ -1,3 +1,4 @@
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
 #include "Host/Linux/Volumes/VolumePicture.h"
 
@@ -11,7 +12,6 @@
 #include <memory>
 #include <sys/ioctl.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 namespace Ondrel::Host {
 
@@ -29,7 +29,7 @@ struct ProbeFree {
   void operator()(blkid_probe probe) const { blkid_free_probe(probe); }
 };
 
-// Text as the device manager keeps it: "\x20" stands for a blank.
+// Text as the device manager keeps it: "\x20" stands for a space.
 std::string Decoded(const char* text) {
   const auto digit = [](char letter) -> int {
     if (letter >= '0' && letter <= '9') return letter - '0';
@@ -72,10 +72,7 @@ std::string ProbedValue(blkid_probe probe, const char* name) {
 std::optional<FileSystem> ProbedFileSystem(const BlockDevice& device) {
   const std::unique_ptr<std::remove_pointer_t<blkid_probe>, ProbeFree> probe(
       blkid_new_probe_from_filename(NodePath(device.name).c_str()));
-  if (!probe) {
-    SetLastError(ErrorFromErrno(errno));
-    return std::nullopt;
-  }
+  if (!probe) return Fail<std::optional<FileSystem>>(ErrorFromErrno(errno));
   blkid_probe_enable_superblocks(probe.get(), 1);
   blkid_probe_set_superblocks_flags(probe.get(), BLKID_SUBLKS_TYPE | BLKID_SUBLKS_LABEL);
   // Nothing found, or several that contradict each other, is an answer too.
@@ -87,22 +84,6 @@ std::optional<FileSystem> ReadFileSystem(const BlockDevice& device) {
   if (auto known = KnownFileSystem(device)) return known;
   return ProbedFileSystem(device);
 }
-
-class Descriptor {
-public:
-  explicit Descriptor(const char* path) : m_file(::open(path, O_RDWR | O_CLOEXEC)) {}
-  ~Descriptor() {
-    if (m_file >= 0) ::close(m_file);
-  }
-
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int Get() const { return m_file; }
-
-private:
-  int m_file;
-};
 
 std::vector<MapperTarget> TargetsOf(const std::vector<char>& answer) {
   dm_ioctl head;
@@ -126,8 +107,8 @@ std::vector<MapperTarget> TargetsOf(const std::vector<char>& answer) {
 
 // Only root may ask.
 std::optional<std::vector<MapperTarget>> ReadMapperTable(const BlockDevice& device) {
-  const Descriptor control(kMapperControl);
-  for (std::size_t size = kFirstTableSize; control.Get() >= 0 && size <= kMaxTableSize; size *= 4) {
+  const FileDescriptor control(::open(kMapperControl, O_RDWR | O_CLOEXEC));
+  for (std::size_t size = kFirstTableSize; control.IsOpen() && size <= kMaxTableSize; size *= 4) {
     std::vector<char> answer(size);
     dm_ioctl head{};
     head.version[0] = DM_VERSION_MAJOR;
@@ -136,19 +117,18 @@ std::optional<std::vector<MapperTarget>> ReadMapperTable(const BlockDevice& devi
     head.flags = DM_STATUS_TABLE_FLAG;
     head.dev = makedev(device.number.first, device.number.second);
     std::memcpy(answer.data(), &head, sizeof head);
-    if (::ioctl(control.Get(), DM_TABLE_STATUS, answer.data()) != 0) break;
+    if (::ioctl(control.Number(), DM_TABLE_STATUS, answer.data()) != 0) break;
     std::memcpy(&head, answer.data(), sizeof head);
     if ((head.flags & DM_BUFFER_FULL_FLAG) == 0) return TargetsOf(answer);
   }
-  SetLastError(ErrorFromErrno(errno));
-  return std::nullopt;
+  return Fail<std::optional<std::vector<MapperTarget>>>(ErrorFromErrno(errno));
 }
 
 }  // namespace
 
 VolumeSources HostVolumeSources() {
   return {
-      .sysfs = "/sys",
+      .blockDevices = [] { return BlockDevices("/sys"); },
       .mountTable = "/proc/self/mountinfo",
       .mapperTable = ReadMapperTable,
       .fileSystem = ReadFileSystem,

@@ -8,7 +8,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Ondrel::Host {
@@ -80,15 +83,15 @@ TEST_F(VolumeProvider, DisksAreNumberedByMajorAndMinorWithoutVirtualOnes) {
   m_host.AddDisk("sda", "8:0", 100);
   m_host.AddDisk("sr0", "11:0", 100);
   m_host.AddDisk("nvme1n1", "259:9", 100);
-  const BlockDevices devices(m_host.Sources().sysfs);
+  const BlockDevices devices = m_host.Sources().blockDevices();
   EXPECT_THAT(devices.Disks(), ElementsAre("sda", "sdb", "sr0", "vda", "nvme1n1", "nvme0n1"));
   EXPECT_EQ(devices.DiskNumber("vda"), 3U);
 }
 
-TEST_F(VolumeProvider, AHiddenPathToADiskIsNoDisk) {
+TEST_F(VolumeProvider, AHiddenPathToADiskIsNotADisk) {
   m_host.Write("block/nvme0c0n1/uevent", "DEVTYPE=disk\n");
   m_host.AddDisk("nvme0n1", "259:0", 100);
-  EXPECT_THAT(BlockDevices(m_host.Sources().sysfs).Disks(), ElementsAre("nvme0n1"));
+  EXPECT_THAT(m_host.Sources().blockDevices().Disks(), ElementsAre("nvme0n1"));
 }
 
 TEST_F(VolumeProvider, AWholeDiskIsAVolumeWhenSomethingLiesInIt) {
@@ -110,7 +113,7 @@ TEST_F(VolumeProvider, AMountedDiskIsAVolumeWithoutALookAtItsContent) {
   EXPECT_EQ(partitions[0].m_MountPath, "/");
 }
 
-TEST_F(VolumeProvider, AnExtendedPartitionIsNoVolume) {
+TEST_F(VolumeProvider, AnExtendedPartitionIsNotAVolume) {
   m_host.AddDisk("sda", "8:0", 2097152);
   m_host.AddPartition("sda", "sda1", 1, "8:1", 2048, 2048);
   m_host.AddPartition("sda", "sda2", 2, "8:2", 4096, 2);
@@ -162,7 +165,7 @@ TEST_F(VolumeProvider, APartOfAStripedVolumeTakesTheRowsThatItTouches) {
   EXPECT_THAT(Extents("Disk 1"), ElementsAre(Extent(R"(mapper\part)", 6144, 256)));
 }
 
-TEST_F(VolumeProvider, AnEncryptedVolumeLiesBehindItsHeader) {
+TEST_F(VolumeProvider, AnEncryptedVolumeLiesAfterItsHeader) {
   AddPlainDisk();
   m_host.AddMapped("dm-0", "254:0", 376832, "secret");
   m_host.Build("dm-0", "sda2", "sda/sda2");
@@ -172,7 +175,7 @@ TEST_F(VolumeProvider, AnEncryptedVolumeLiesBehindItsHeader) {
                                              Extent(R"(mapper\secret)", 239616, 376832)));
 }
 
-TEST_F(VolumeProvider, AMirrorLiesOnEachMemberBehindItsOwnData) {
+TEST_F(VolumeProvider, AMirrorLiesOnEachMemberAtItsOwnOffset) {
   AddPlainDisk();
   m_host.AddDisk("sdb", "8:16", 2097152);
   m_host.AddArray("md0", "9:0", 405504, "raid1");
@@ -270,7 +273,7 @@ TEST_F(VolumeProvider, MoreExtentsThanTheAnswerHoldsLeaveTheVolumeOut) {
   EXPECT_EQ(Extents("Disk 0").size(), 21U);
 }
 
-TEST_F(VolumeProvider, BlanksAndBytesOfAMountPathArriveIntact) {
+TEST_F(VolumeProvider, SpacesAndBytesOfAMountPathArriveIntact) {
   AddPlainDisk();
   m_host.Mount("8:1", "/",
                "/mnt/gro\xC3\x9F"
@@ -331,7 +334,7 @@ TEST_F(VolumeProvider, LabelsAreUtf8WithWhatIsNotReplaced) {
   EXPECT_EQ(partitions[1].m_VolumeLabel, "M\xEF\xBF\xBDLLER");
 }
 
-TEST_F(VolumeProvider, ALabelThatDoesNotFitIsNotTold) {
+TEST_F(VolumeProvider, ALabelThatDoesNotFitIsNotGiven) {
   AddPlainDisk();
   m_host.contents["sda1"].label = std::string(64, 'x');
   m_host.contents["sda2"].label = std::string(63, 'x');
@@ -418,16 +421,70 @@ TEST_F(VolumeProvider, AHostWithoutVolumesCannotBeWalked) {
   EXPECT_EQ(operations.GetLastError(), 18U);
 }
 
-TEST_F(VolumeProvider, OneWalkSeesOneStateOfTheHostAndTheNextOneAnother) {
+TEST_F(VolumeProvider, AKeptPictureShowsOneStateOfTheHostAndTheNextOneAnother) {
   AddPlainDisk();
   const VolumeOperations operations = MakeVolumeOperations(m_host.Sources());
-  const ULong formerMode = operations.SetErrorMode(SEM_FAILCRITICALERRORS);
+  std::shared_ptr<void> picture = operations.KeepPicture();
   char name[100];
   operations.FindVolumeClose(operations.FindFirstVolumeA(name, sizeof name));
   m_host.AddPartition("sda", "sda3", 3, "8:3", 1000000, 100);
   EXPECT_EQ(operations.GetDriveTypeA(R"(\\?\sda3\)"), DRIVE_NO_ROOT_DIR);
-  EXPECT_EQ(operations.SetErrorMode(formerMode), SEM_FAILCRITICALERRORS);
+  picture.reset();
   EXPECT_EQ(operations.GetDriveTypeA(R"(\\?\sda3\)"), DRIVE_FIXED);
+}
+
+TEST_F(VolumeProvider, WithoutAKeptPictureTheHostIsAskedAnew) {
+  AddPlainDisk();
+  const VolumeOperations operations = MakeVolumeOperations(m_host.Sources());
+  operations.SetErrorMode(SEM_FAILCRITICALERRORS);
+  char name[100];
+  operations.FindVolumeClose(operations.FindFirstVolumeA(name, sizeof name));
+  m_host.AddPartition("sda", "sda3", 3, "8:3", 1000000, 100);
+  EXPECT_EQ(operations.GetDriveTypeA(R"(\\?\sda3\)"), DRIVE_FIXED);
+  EXPECT_EQ(operations.SetErrorMode(0), SEM_FAILCRITICALERRORS);
+}
+
+TEST_F(VolumeProvider, AKeptPictureIsThatOfItsThread) {
+  AddPlainDisk();
+  const VolumeOperations operations = MakeVolumeOperations(m_host.Sources());
+  const std::shared_ptr<void> picture = operations.KeepPicture();
+  char name[100];
+  operations.FindVolumeClose(operations.FindFirstVolumeA(name, sizeof name));
+  m_host.AddPartition("sda", "sda3", 3, "8:3", 1000000, 100);
+  ULong type = DRIVE_UNKNOWN;
+  std::thread([&] { type = operations.GetDriveTypeA(R"(\\?\sda3\)"); }).join();
+  EXPECT_EQ(type, DRIVE_FIXED);
+}
+
+// The error mode is the process's: what other threads do with it must not cost a walk its picture.
+TEST_F(VolumeProvider, AWalkReadsTheDevicesOnceWhateverOtherThreadsDoWithTheErrorMode) {
+  constexpr unsigned kPartitions = 128;
+  m_host.AddDisk("sda", "8:0", 1ULL << 32);
+  for (unsigned number = 1; number <= kPartitions; ++number)
+    m_host.AddPartition("sda", "sda" + std::to_string(number), number,
+                        "259:" + std::to_string(number), number * 2048ULL, 2048);
+  const Testing::PreparedOperations prepared(Volume(), MakeVolumeOperations(m_host.Sources()));
+  std::atomic<bool> isDone = false;
+  std::atomic<int> changes = 0;
+  std::thread other([&] {
+    const VolumeOperations& operations = Volume();
+    while (!isDone) {
+      operations.SetErrorMode(changes % 2 == 0 ? 0 : SEM_FAILCRITICALERRORS);
+      ++changes;
+    }
+  });
+  while (changes == 0) std::this_thread::yield();
+
+  constexpr int kWalks = 5;
+  std::vector<CSystemPartition> partitions;
+  for (int walk = 0; walk < kWalks; ++walk)
+    CSystemPartitionTable("Disk 0").GetPartitions(partitions);
+  isDone = true;
+  other.join();
+  Volume().SetErrorMode(0);
+
+  EXPECT_EQ(partitions.size(), kPartitions);
+  EXPECT_EQ(m_host.reads, kWalks);
 }
 
 TEST_F(VolumeProvider, MountPointsOnVolumesAreNotThere) {
