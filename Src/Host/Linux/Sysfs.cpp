@@ -13,6 +13,8 @@ namespace Ondrel::Host {
 
 namespace {
 
+constexpr std::size_t kLongestText = std::size_t{64} * 1024;
+
 struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
@@ -20,12 +22,15 @@ struct CloseFolder {
 }  // namespace
 
 std::optional<std::string> ReadSysfsText(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.IsOpen()) return std::nullopt;
+  std::string text;
   std::array<char, 4096> buffer;
-  const ssize_t size = ::read(file.Number(), buffer.data(), buffer.size());
+  ssize_t size = 0;
+  while (text.size() < kLongestText &&
+         (size = ::read(file.Number(), buffer.data(), buffer.size())) > 0)
+    text.append(buffer.data(), static_cast<std::size_t>(size));
   if (size < 0) return std::nullopt;
-  std::string text(buffer.data(), static_cast<std::size_t>(size));
   if (text.ends_with('\n')) text.pop_back();
   return text;
 }

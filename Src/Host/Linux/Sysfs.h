@@ -9,10 +9,11 @@
 /// Reading the small files in which the kernel shows its devices, each with one value.
 namespace Ondrel::Host {
 
-/// The text of such a file without its line end, up to 4096 bytes; nothing when it cannot be read.
+/// The text of such a file without its line end, up to 64 KiB; nothing when it cannot be read.
 std::optional<std::string> ReadSysfsText(const std::string& path);
 
-/// A text that is one whole number, "0x" before a hexadecimal one allowed; nothing for another text.
+/// A text that is one whole number, "0x" before a hexadecimal one allowed; nothing for another
+/// text.
 std::optional<std::uint64_t> SysfsNumber(std::string_view text, int base = 10);
 
 /// The number that such a file holds; nothing when it cannot be read or holds another text.

@@ -1,24 +1,15 @@
 #include "Host/Linux/Drives/DriveFiles.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdlib>
-#include <dirent.h>
-#include <fcntl.h>
 #include <memory>
-#include <unistd.h>
 
 namespace Ondrel::Host {
 
 namespace {
 
-constexpr std::size_t kLongestText = 64 * 1024;
 constexpr std::string_view kSpaces = " \t\r\n";
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { ::closedir(folder); }
-};
 
 struct FreeText {
   void operator()(char* text) const { std::free(text); }
@@ -27,16 +18,8 @@ struct FreeText {
 }  // namespace
 
 std::optional<std::string> ReadTextOf(const std::string& path) {
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) return std::nullopt;
-  std::string text;
-  std::array<char, 4096> buffer;
-  ssize_t size = 0;
-  while (text.size() < kLongestText && (size = ::read(file, buffer.data(), buffer.size())) > 0)
-    text.append(buffer.data(), static_cast<std::size_t>(size));
-  ::close(file);
-  if (size < 0) return std::nullopt;
-  text.erase(text.find_last_not_of(kSpaces) + 1);
+  std::optional<std::string> text = ReadSysfsText(path);
+  if (text) text->erase(text->find_last_not_of(kSpaces) + 1);
   return text;
 }
 
@@ -50,16 +33,6 @@ std::optional<std::uint64_t> NumberAtStart(std::string_view text) {
 }
 
 std::uint64_t NumberOf(const std::string& path) { return NumberAtStart(TextOf(path)).value_or(0); }
-
-std::vector<std::string> EntriesOf(const std::string& path) {
-  std::vector<std::string> entries;
-  const std::unique_ptr<DIR, CloseFolder> folder(::opendir(path.c_str()));
-  if (!folder) return entries;
-  while (const dirent* const entry = ::readdir(folder.get()))
-    if (entry->d_name[0] != '.') entries.emplace_back(entry->d_name);
-  std::ranges::sort(entries);
-  return entries;
-}
 
 std::string RealPathOf(const std::string& path) {
   const std::unique_ptr<char, FreeText> real(::realpath(path.c_str(), nullptr));

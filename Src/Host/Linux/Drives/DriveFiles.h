@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Host/Linux/Sysfs.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,9 +23,6 @@ std::optional<std::uint64_t> NumberAtStart(std::string_view text);
 
 /// The number that a file's text begins with; 0 when there is none.
 std::uint64_t NumberOf(const std::string& path);
-
-/// The entries of a folder, but for those that begin with a dot, in the order of their names.
-std::vector<std::string> EntriesOf(const std::string& path);
 
 /// The path without links; empty when it leads nowhere.
 std::string RealPathOf(const std::string& path);

@@ -54,13 +54,13 @@ std::string MadeFrom(const std::string& diskFolder) {
       {named("loop:", "/loop/backing_file"), named("dm:", "/dm/uuid"), named("md:", "/md/uuid")});
 }
 
-// The controllers behind a namespace: the device itself, or what the subsystem holds.
+// The controllers of a namespace: the device itself, or what the subsystem holds.
 std::vector<std::string> ControllersIn(const std::string& deviceFolder) {
   const std::string name = LastPartOf(deviceFolder);
   if (IsNumbered(name, "nvme") && name.find('n', 1) == std::string::npos) return {name};
   std::vector<std::string> controllers;
   if (!name.starts_with("nvme-subsys")) return controllers;
-  for (const std::string& entry : EntriesOf(deviceFolder))
+  for (const std::string& entry : SysfsEntries(deviceFolder))
     if (IsNumbered(entry, "nvme") && entry.find('n', 1) == std::string::npos)
       controllers.push_back(entry);
   return controllers;
@@ -76,7 +76,7 @@ std::string NodeOf(std::string name) {
 DriveList::DriveList(const DriveSources& sources) : m_sources(sources) {
   ReadUse();
   const std::string disks = m_sources.sysfs + "/block/";
-  for (const std::string& name : EntriesOf(disks))
+  for (const std::string& name : SysfsEntries(disks))
     if (IsOfMachine(disks + name, name)) AddDisk(RealPathOf(disks + name));
   AddControllers();
 }
@@ -103,7 +103,7 @@ void DriveList::ReadUse() {
 }
 
 bool DriveList::IsUsedPart(const std::string& folder) const {
-  return !EntriesOf(folder + "/holders").empty() ||
+  return !SysfsEntries(folder + "/holders").empty() ||
          m_usedNumbers.contains(TextOf(folder + "/dev")) ||
          m_usedNodes.contains(NodeOf(LastPartOf(folder)));
 }
@@ -111,7 +111,7 @@ bool DriveList::IsUsedPart(const std::string& folder) const {
 bool DriveList::IsUsed(const std::string& folder) const {
   if (IsUsedPart(folder)) return true;
   const std::string name = LastPartOf(folder);
-  for (const std::string& entry : EntriesOf(folder))
+  for (const std::string& entry : SysfsEntries(folder))
     if (entry.starts_with(name) && IsUsedPart(folder + '/' + entry)) return true;
   return false;
 }
@@ -152,7 +152,7 @@ std::size_t DriveList::Add(const std::string& diskFolder) {
 // Controllers without a namespace have no disk.
 void DriveList::AddControllers() {
   const std::string folder = m_sources.sysfs + "/class/nvme/";
-  for (const std::string& name : EntriesOf(folder)) {
+  for (const std::string& name : SysfsEntries(folder)) {
     const std::string device = RealPathOf(folder + name);
     if (device.empty() || m_byFolder.contains(device)) continue;
     Drive drive;

@@ -25,7 +25,7 @@ public:
 
 private:
   struct Place {
-    std::string folder;  ///< What stands behind the drive's disks.
+    std::string folder;  ///< What the drive's disks lie on.
     std::string worldWideName;
   };
 

@@ -80,7 +80,7 @@ ArrayMember ReadMember(const std::string& folder, bool isOfGroup) {
   return member;
 }
 
-// What tells the parts of one drive apart: "-ns2" for a namespace other than the first, "-part1"
+// What distinguishes the parts of one drive: "-ns2" for a namespace other than the first, "-part1"
 // for a partition.
 std::string PartOf(const std::string& block) {
   if (block.empty()) return {};
@@ -142,7 +142,7 @@ public:
     const bool isOfGroup =
         m_withSpareGroup.contains(digits) || m_withSpareGroup.contains(array.name);
     const std::size_t membersBefore = m_driveOfMember.size();
-    for (const std::string& entry : EntriesOf(folder))
+    for (const std::string& entry : SysfsEntries(folder))
       if (entry.starts_with(kMemberPrefix)) AddMember(folder + '/' + entry, isOfGroup, array);
     // An array that is being stopped loses its members first; it has not lost its data.
     if (!IsRunning(folder)) {
@@ -206,7 +206,7 @@ DriveSnapshot ReadDrives(const DriveSources& sources) {
   DriveList drives(sources);
   ArrayReader reader(sources, drives);
   const std::string disks = sources.sysfs + "/block/";
-  for (const std::string& name : EntriesOf(disks))
+  for (const std::string& name : SysfsEntries(disks))
     if (IsRunning(disks + name + "/md"))
       if (auto array = reader.Read(disks + name)) snapshot.arrays.push_back(std::move(*array));
   drives.TellApart();

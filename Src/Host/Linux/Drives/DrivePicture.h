@@ -13,7 +13,7 @@ namespace Ondrel::Host {
 
 // How drives and arrays are read.
 //
-// A drive is what stands behind the `device` link of one or more disks of /sys/block: a controller
+// A drive is what the `device` link leads to of one or more disks of /sys/block: a controller
 // with all its namespaces, a disk of a bus. Disks of removable media, optical ones and those that
 // the kernel makes of others (loop, dm, md) are drives only where an array takes them as a member.
 // An array is a disk with a folder `md` that runs; containers and arrays that wait for members do

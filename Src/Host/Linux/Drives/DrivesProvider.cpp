@@ -1,6 +1,7 @@
 #include "Host/DrivesOperations.h"
 #include "Host/Linux/Drives/DrivePicture.h"
 #include "Host/Linux/Drives/Notifications.h"
+#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
 
 #include <cerrno>
@@ -25,16 +26,14 @@ constexpr std::uint32_t kAsynchronousEvents = 0x0B;
 constexpr std::uint32_t kWantedEvents = 0x11F;
 
 ULong ArmHealthEvents(const std::string& device) {
-  const int file = ::open(device.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return ErrorFromErrno(errno);
+  const FileDescriptor file(::open(device.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) return ErrorFromErrno(errno);
   nvme_admin_cmd command{};
   command.opcode = kSetFeatures;
   command.cdw10 = kAsynchronousEvents;
   command.cdw11 = kWantedEvents;
-  const int result = ::ioctl(file, NVME_IOCTL_ADMIN_CMD, &command);
-  const ULong error = result < 0 ? ErrorFromErrno(errno) : result > 0 ? ERROR_IO_DEVICE : 0;
-  ::close(file);
-  return error;
+  const int result = ::ioctl(file.Number(), NVME_IOCTL_ADMIN_CMD, &command);
+  return result < 0 ? ErrorFromErrno(errno) : result > 0 ? ERROR_IO_DEVICE : ERROR_SUCCESS;
 }
 
 Watch& WatchOf(void* watch) { return *static_cast<Watch*>(watch); }

@@ -10,6 +10,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Ondrel::Host {
 
@@ -20,11 +21,11 @@ constexpr int kEventBuffer = 1 << 20;
 // array_state is not among them: it changes with every burst of writes.
 constexpr const char* kArrayAttributes[] = {"degraded", "sync_action"};
 
-void Add(int poll, int file, std::uint32_t events) {
+void Add(const FileDescriptor& poll, const FileDescriptor& file, std::uint32_t events) {
   epoll_event event{};
   event.events = events;
-  event.data.fd = file;
-  ::epoll_ctl(poll, EPOLL_CTL_ADD, file, &event);
+  event.data.fd = file.Number();
+  ::epoll_ctl(poll.Number(), EPOLL_CTL_ADD, file.Number(), &event);
 }
 
 }  // namespace
@@ -37,69 +38,59 @@ DriveNotifications::DriveNotifications(const DriveSources& sources)
   FollowArrays();
 }
 
-DriveNotifications::~DriveNotifications() {
-  for (const auto& [path, file] : m_files) ::close(file);
-  if (m_deviceEvents >= 0) ::close(m_deviceEvents);
-  if (m_poll >= 0) ::close(m_poll);
-}
-
 void DriveNotifications::OpenDeviceEvents() {
-  m_deviceEvents =
-      ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_KOBJECT_UEVENT);
-  if (m_deviceEvents < 0) return;
-  ::setsockopt(m_deviceEvents, SOL_SOCKET, SO_RCVBUF, &kEventBuffer, sizeof kEventBuffer);
+  m_deviceEvents = FileDescriptor(
+      ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_KOBJECT_UEVENT));
+  if (!m_deviceEvents.IsOpen()) return;
+  ::setsockopt(m_deviceEvents.Number(), SOL_SOCKET, SO_RCVBUF, &kEventBuffer, sizeof kEventBuffer);
   sockaddr_nl address{};
   address.nl_family = AF_NETLINK;
   address.nl_groups = kKernelEvents;
-  if (::bind(m_deviceEvents, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    ::close(m_deviceEvents);
-    m_deviceEvents = -1;
-    return;
-  }
+  if (::bind(m_deviceEvents.Number(), reinterpret_cast<const sockaddr*>(&address),
+             sizeof address) != 0)
+    return m_deviceEvents.Close();
   Add(m_poll, m_deviceEvents, EPOLLIN);
 }
 
-void DriveNotifications::Rearm(int file) {
+void DriveNotifications::Rearm(const FileDescriptor& file) {
   std::array<char, 4096> buffer;
-  ::lseek(file, 0, SEEK_SET);
-  while (::read(file, buffer.data(), buffer.size()) > 0) {
+  ::lseek(file.Number(), 0, SEEK_SET);
+  while (::read(file.Number(), buffer.data(), buffer.size()) > 0) {
   }
 }
 
 void DriveNotifications::Follow(const std::string& path) {
   if (m_files.contains(path)) return;
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) return;
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file.IsOpen()) return;
   Rearm(file);
   Add(m_poll, file, EPOLLPRI);
-  m_files.emplace(path, file);
+  m_files.emplace(path, std::move(file));
 }
 
 void DriveNotifications::FollowArrays() {
   std::set<std::string> wanted = {m_stateFile};
-  for (const std::string& name : EntriesOf(m_disks)) {
+  for (const std::string& name : SysfsEntries(m_disks)) {
     const std::string folder = m_disks + name + "/md";
-    for (const std::string& entry : EntriesOf(folder))
+    for (const std::string& entry : SysfsEntries(folder))
       if (entry.starts_with("dev-")) wanted.insert(folder + '/' + entry + "/state");
     for (const char* const attribute : kArrayAttributes) wanted.insert(folder + '/' + attribute);
   }
   // A folder that went and came again has new files under the old paths: those that are gone fail.
   std::erase_if(m_files, [&](const auto& known) {
     char byte = 0;
-    const bool isGone = !wanted.contains(known.first) ||
-                        (::pread(known.second, &byte, 1, 0) < 0 && errno == ENODEV);
-    if (isGone) ::close(known.second);
-    return isGone;
+    return !wanted.contains(known.first) ||
+           (::pread(known.second.Number(), &byte, 1, 0) < 0 && errno == ENODEV);
   });
   for (const std::string& path : wanted) Follow(path);
 }
 
 bool DriveNotifications::Take() {
   bool isWhole = true;
-  if (m_deviceEvents >= 0) {
+  if (m_deviceEvents.IsOpen()) {
     std::array<char, 8192> message;
     while (true) {
-      const ssize_t size = ::recv(m_deviceEvents, message.data(), message.size(), 0);
+      const ssize_t size = ::recv(m_deviceEvents.Number(), message.data(), message.size(), 0);
       if (size >= 0) continue;
       if (errno == ENOBUFS) isWhole = false;
       if (errno != ENOBUFS && errno != EINTR) break;

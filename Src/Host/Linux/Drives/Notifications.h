@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Linux/Drives/DrivePicture.h"
+#include "Host/Linux/FileDescriptor.h"
 
 #include <map>
 #include <string>
@@ -8,18 +9,15 @@
 namespace Ondrel::Host {
 
 /// What the kernel notifies of: its device events, the arrays' state file, and attributes of arrays
-/// and their members. All of them stand behind one descriptor.
+/// and their members. All of them are waited for with one descriptor.
 ///
 /// A notification says no more than that something may have changed. One that is not to be had is
 /// left out.
 class DriveNotifications {
 public:
   explicit DriveNotifications(const DriveSources& sources);
-  ~DriveNotifications();
-  DriveNotifications(const DriveNotifications&) = delete;
-  DriveNotifications& operator=(const DriveNotifications&) = delete;
 
-  int Descriptor() const { return m_poll; }
+  int Descriptor() const { return m_poll.Number(); }
 
   /// Follows the arrays and members that there are now.
   void FollowArrays();
@@ -30,13 +28,13 @@ public:
 private:
   void OpenDeviceEvents();
   void Follow(const std::string& path);
-  static void Rearm(int file);
+  static void Rearm(const FileDescriptor& file);
 
   std::string m_disks;
   std::string m_stateFile;
-  int m_poll = -1;
-  int m_deviceEvents = -1;
-  std::map<std::string, int> m_files;  // By path.
+  FileDescriptor m_poll;
+  FileDescriptor m_deviceEvents;
+  std::map<std::string, FileDescriptor> m_files;  // By path.
 };
 
 }  // namespace Ondrel::Host
