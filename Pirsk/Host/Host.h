@@ -12,7 +12,7 @@ namespace Pirsk::Host {
 std::uint64_t ThreadNumber();
 
 /// Folder of the loaded file that holds this address, as an absolute path without a closing
-/// separator; empty when the host does not tell.
+/// separator; empty when the host does not know it.
 std::string FolderOfModule(const void* address);
 
 /// Converts text in the narrow code page to UTF-8; a byte without a character becomes U+FFFD.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Locks that need no construction at run time, so that they work before and behind all static
+/// Locks that need no construction at run time, so that they work before and after all static
 /// objects of a module.
 #if defined(_WIN32)
 

@@ -24,7 +24,7 @@ struct DeviceOperations {
   /// the same memory. Non-zero on success, with the bytes written to `output` in `bytesReturned`;
   /// never more than `outputSize`. For `IOCTL_STORAGE_QUERY_PROPERTY` the answer to a query of the
   /// NVMe protocol is a `STORAGE_PROTOCOL_DATA_DESCRIPTOR` with `Version` and `Size` 48, and the
-  /// data behind it.
+  /// data after it.
   std::function<int(void* device, ULong controlCode, void* input, ULong inputSize, void* output,
                     ULong outputSize, ULong* bytesReturned, void* overlapped)>
       DeviceIoControl;

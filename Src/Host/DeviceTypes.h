@@ -2,7 +2,7 @@
 
 #include "Host/Types.h"
 
-/// The published records and constants of storage queries; as told in `Host/Types.h`.
+/// The published records and constants of storage queries, declared as in `Host/Types.h`.
 
 #if defined(_WIN32)
 

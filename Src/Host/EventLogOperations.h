@@ -34,7 +34,7 @@ struct EventLogOperations {
                     WORD stringCount, ULong dataSize, const char** strings, void* rawData)>
       ReportEventA;
 
-  /// Fills `buffer` with whole records, as many as fit into `bytesToRead` bytes, and tells in
+  /// Fills `buffer` with whole records, as many as fit into `bytesToRead` bytes, and puts in
   /// `bytesRead` how many bytes they take. Non-zero on success.
   ///
   /// `flags` joins one of sequential (1: goes on where the last read of this handle ended, or

@@ -11,7 +11,7 @@ namespace Ondrel::Host {
 /// last error.
 struct ServiceOperations {
   /// Fills `images` with the addresses of the loaded drivers, as many as fit into `size` bytes, and
-  /// tells in `needed` how many bytes all take.
+  /// puts in `needed` how many bytes all take.
   std::function<int(void** images, ULong size, ULong* needed)> EnumDeviceDrivers;
 
   /// The file name of a driver without its folder, such as "storport.sys", zero-terminated. Yields

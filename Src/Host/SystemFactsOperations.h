@@ -6,11 +6,11 @@
 
 namespace Ondrel::Host {
 
-/// What a host tells of its operating system. Names, argument orders and meanings are those of the
+/// What a host says of its operating system. Names, argument orders and meanings are those of the
 /// Win32 functions. Any operation may be absent (empty): that it is, is one of the facts. Of the
 /// registry's operations 0 is success.
 struct SystemFactsOperations {
-  /// Fills a record of the size that it tells. May refuse the larger one. Non-zero on success.
+  /// Fills a record of the size that it names. May refuse the larger one. Non-zero on success.
   std::function<int(OSVERSIONINFOA* version)> GetVersionExA;
 
   /// Packed version: the low byte is the major, the next the minor number.

@@ -25,7 +25,7 @@ struct DISK_EXTENT {
   LARGE_INTEGER ExtentLength;    ///< Bytes.
 };
 
-/// Where a volume lies. `Extents` goes on as far as `NumberOfDiskExtents` tells.
+/// Where a volume lies. `Extents` goes on as far as `NumberOfDiskExtents` says.
 struct VOLUME_DISK_EXTENTS {
   DWORD NumberOfDiskExtents;
   DISK_EXTENT Extents[1];

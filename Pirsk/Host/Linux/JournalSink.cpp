@@ -14,7 +14,7 @@ namespace Pirsk::Host {
 
 namespace {
 
-// The line end that some messages carry is no part of a journal entry.
+// The line end that some messages carry is not part of a journal entry.
 std::string_view WithoutLineEnd(std::string_view text) {
   return text.substr(0, text.find_last_not_of("\r\n") + 1);
 }

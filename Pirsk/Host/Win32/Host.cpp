@@ -16,7 +16,7 @@ constexpr std::size_t kLongestPath = 32768;
 // Longest text that is converted in one call; the host counts in `int`.
 constexpr std::size_t kLongestPart = 0x10000000;
 
-// Text of the narrow code page as wide text; empty when it holds something that is no character.
+// Text of the narrow code page as wide text; empty when it holds something that is not a character.
 std::wstring WideFromNarrow(const char* text, int length) {
   const int wideLength =
       MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, length, nullptr, 0);

@@ -8,7 +8,7 @@
 
 namespace Ondrel::Host {
 
-/// Open objects of one kind behind handles that are never given out twice.
+/// Open objects of one kind under handles that are never given out twice.
 ///
 /// A handle that was given back is unknown from then on, so that giving it back again, or using it,
 /// is an answer and not an access to freed memory. Handles of all tables are distinct. Any thread
@@ -47,7 +47,7 @@ private:
   std::unordered_map<std::uintptr_t, std::shared_ptr<Object>> m_objects;
 };
 
-/// A number for a new handle: rises by four, begins behind the small numbers that stand for errors.
+/// A number for a new handle: rises by four, starts after the small numbers that stand for errors.
 std::uintptr_t NextHandleNumber();
 
 template <class Object>

@@ -11,14 +11,14 @@ namespace {
 // Numbers are given from 0 on and may have gaps where disks were taken out.
 constexpr ULong kDiskNumbers = 256;
 
-// 0 when the disk does not tell; the length needs rights that its geometry does not.
+// 0 when the disk does not give it; the length needs rights that its geometry does not.
 std::uint64_t SizeOf(HANDLE disk) {
   GET_LENGTH_INFORMATION length{};
   DWORD returned = 0;
   if (::DeviceIoControl(disk, IOCTL_DISK_GET_LENGTH_INFO, nullptr, 0, &length, sizeof length,
                         &returned, nullptr))
     return static_cast<std::uint64_t>(length.Length.QuadPart);
-  // Partition data stands behind the geometry.
+  // Partition data follows the geometry.
   alignas(DISK_GEOMETRY_EX) std::byte answer[1024] = {};
   if (!::DeviceIoControl(disk, IOCTL_DISK_GET_DRIVE_GEOMETRY_EX, nullptr, 0, answer, sizeof answer,
                          &returned, nullptr))

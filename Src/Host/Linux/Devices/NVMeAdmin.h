@@ -34,7 +34,7 @@ using NVMeSubmit =
 ///
 /// Yields 0 and the bytes written to `output`, or the number of the error: 87 for a query that is
 /// too short, asks in another way or for a length that no such command has; 50 for another
-/// property, protocol or kind of data; 122 when the data does not fit into `output` behind the
+/// property, protocol or kind of data; 122 when the data does not fit into `output` after the
 /// descriptor; the number of `errno`; and when the controller refuses the command, 1 for an
 /// operation that it does not know, 87 for a field, namespace or log page that it does not have,
 /// else 1117. `output` is written on success only, and may be the same memory as `input`.

@@ -26,7 +26,7 @@ class OpenedLog {
 public:
   virtual ~OpenedLog() = default;
 
-  /// Fills `buffer` with whole records and tells how many bytes they take, as `ReadEventLogA` does.
+  /// Fills `buffer` with whole records and gives the bytes that they take, as `ReadEventLogA` does.
   virtual ULong Read(ULong flags, ULong recordOffset, std::span<std::byte> buffer, ULong& bytesRead,
                      ULong& bytesNeeded) = 0;
 };

@@ -32,7 +32,7 @@ void AppendText(std::vector<std::byte>& image, std::string_view text) {
   image.push_back(std::byte{0});
 }
 
-// Bytes left for texts and data behind what the record holds already.
+// Bytes left for texts and data after what the record holds already.
 std::size_t Room(const std::vector<std::byte>& image) {
   constexpr std::size_t kEnd = kAlignment + sizeof(DWORD);
   return image.size() + kEnd < kLongestRecord ? kLongestRecord - kEnd - image.size() : 0;

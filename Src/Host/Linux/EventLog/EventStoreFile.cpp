@@ -100,7 +100,7 @@ const std::string& CreatedWhenMissing(const std::string& path) {
   const FolderLock lock(folder);
   if (IsThere(path)) return path;
 
-  // What a removed store left behind is not the new one's.
+  // What remains of a removed store is not the new one's.
   for (const char* companion : {"-wal", "-shm", "-journal"}) unlink((path + companion).c_str());
   // Not by open: closing that would give up the locks that this process has on the file by then.
   if (mknod(path.c_str(), S_IFREG | 0600, 0) != 0) {

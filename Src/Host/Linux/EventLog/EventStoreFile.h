@@ -9,7 +9,7 @@
 
 namespace Ondrel::Host {
 
-/// What tells a file from every other one while it is in use.
+/// What distinguishes a file from every other one while it is in use.
 struct FileIdentity {
   dev_t device;
   ino_t number;

@@ -14,7 +14,7 @@ inline constexpr char kCategoryField[] = "ONDREL_EVENT_CATEGORY";  // Only where
 inline constexpr char kStringField[] = "ONDREL_STRING_";           // Followed by 1, 2, ...
 inline constexpr char kDataField[] = "ONDREL_DATA";  // Raw bytes, where there are any.
 
-// Id, type, category, number of strings and bytes of data, in plain decimal with blanks between: a
+// Id, type, category, number of strings and bytes of data, in plain decimal with spaces between: a
 // reader finds all of them with one look, and knows what not to look for.
 inline constexpr char kHeadField[] = "ONDREL_EVENT";
 

@@ -74,7 +74,7 @@ std::optional<Place> PlaceOfCursor(std::string_view cursor) {
 }
 
 // The places of the records that were handed out, in the order of their numbers. Of very many only
-// some are kept: the others lie behind one that is, in the same numbering.
+// some are kept: the others follow one that is, in the same numbering.
 class Places {
 public:
   void Add(const Place& place) {
@@ -87,7 +87,7 @@ public:
   }
 
   // The place of this record; where it is not kept, the one it has if it is of the same numbering
-  // as the one before it, with the time of that. The flag tells that it is the very place.
+  // as the one before it, with the time of that. The flag says that it is the very place.
   std::optional<std::pair<Place, bool>> Find(ULong number) {
     const auto next = FirstNotBelow(number);
     if (next != m_places.end() && next->RecordNumber() == number) return std::pair(*next, true);
@@ -138,7 +138,7 @@ struct EventHead {
   ULong dataLength = 0;
 };
 
-// Reads the field that has it all: five numbers with a blank between them.
+// Reads the field that has it all: five numbers with a space between them.
 std::optional<EventHead> HeadOfText(std::string_view text) {
   constexpr ULong kNone = std::numeric_limits<ULong>::max();
   std::array<ULong, 5> numbers{};
@@ -238,7 +238,7 @@ int JournalLog::Search(ULong number) {
   return outcome;
 }
 
-// Goes to the entry behind the one handed out last, or to the first one in the direction.
+// Goes to the entry after the one handed out last, or to the first one in the direction.
 int JournalLog::GoOn(Direction direction) {
   if (!m_position) {
     const int outcome = direction == Direction::kForwards ? sd_journal_seek_head(m_journal.get())
@@ -282,8 +282,8 @@ std::vector<std::byte> JournalLog::Record(const Place& place) const {
   return ComposeEventRecord(record);
 }
 
-// What is told of an event of ours; nothing of an entry that is not. A field that is not there
-// costs a look at all that are, so that one which tells of all is asked for before them.
+// What an event of ours says of itself; nothing for another entry. A field that is not there
+// costs a look at all that are, so that one which has all of it is asked for before them.
 std::optional<EventHead> JournalLog::Head() const {
   if (const std::optional<std::string_view> all = Field(kHeadField))
     if (const std::optional<EventHead> head = HeadOfText(*all)) return head;
@@ -345,7 +345,7 @@ ULong JournalLog::Read(ULong flags, ULong recordOffset, std::span<std::byte> buf
     }
     outcome = Step(direction);
   }
-  // What was delivered counts; a failure behind it is met again by the next call.
+  // What was delivered counts; a failure after it is met again by the next call.
   if (bytesRead > 0) return ERROR_SUCCESS;
   return outcome < 0 ? ErrorFromErrno(-outcome) : ERROR_HANDLE_EOF;
 }

@@ -79,7 +79,7 @@ private:
 
 bool StartsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }
 
-// The text's first characters only; what lies behind them is not read.
+// The text's first characters only; what follows them is not read.
 std::string_view FirstCharacters(const char* text, std::optional<int> limit) {
   if (!limit) return text;
   const char* end = text;
@@ -180,7 +180,7 @@ private:
     int number = Take() - '0';
     if (!m_rest.empty() && IsDigit(m_rest.front())) number = number * 10 + (Take() - '0');
     if (m_format.ignoreInserts) {
-      // A conversion behind it is plain text then.
+      // A conversion after it is plain text then.
       m_text += '%';
       m_text += std::to_string(number);
       return;

@@ -9,14 +9,14 @@ namespace Ondrel::Host {
 ///
 /// A message file is an ELF file with a section `.msgtable` that holds a message table in the
 /// published layout of a message table resource. All operations may be called from any thread; all
-/// failures are told through the calling thread's last error.
+/// failures set the calling thread's last error.
 
 /// Loads the message table of the file at `path`. The file is only read: it is not mapped, and none
 /// of its code is run.
 ///
 /// `file` must be null, and `flags` must hold a data file flag (0x02 or 0x20). Yields a handle, or
 /// null: 87 for other arguments, 2 for a file that is not there, 5 for one that may not be read,
-/// 193 for what is no regular file or no sound ELF file. An ELF file without the section loads; it
+/// 193 for what is not a regular file or not a sound ELF file. An ELF file without the section loads; it
 /// has no messages. What the table itself holds is looked at when a message is asked for.
 void* LoadMessageModule(const char* path, void* file, ULong flags);
 
@@ -36,11 +36,11 @@ int FreeMessageModule(void* module);
 ///   releases. Without it the text goes to `buffer`, which has room for `size` characters.
 /// - 0x0200 leaves the inserts in place. 0x2000 says that `arguments` is an array; other argument
 ///   lists are not supported, so that without this flag there are no arguments.
-/// - The low byte 0xFF puts a blank for each line break of the definition; hard line breaks (%n)
+/// - The low byte 0xFF puts a space for each line break of the definition; hard line breaks (%n)
 ///   stay. Other widths than that are taken as 0: lines are not wrapped.
 ///
 /// Definitions with the UTF-16 flag give UTF-8 (an unpaired surrogate reads U+FFFD); others are
-/// taken as they are. `FormatDefinition` tells what the escapes of a definition mean.
+/// taken as they are. `FormatDefinition` has what the escapes of a definition mean.
 ///
 /// Yields the text's length without its end, or 0 and leaves `buffer` alone: 317 when no source has
 /// the message, 6 when `source` is not open and no other source is asked, 87 for wrong flags or a

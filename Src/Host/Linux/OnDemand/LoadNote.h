@@ -5,7 +5,7 @@
 
 namespace Ondrel::Host {
 
-/// One note of the section .note.dlopen, where it has to be put: tells packaging tools, in JSON,
+/// One note of the section .note.dlopen, where it has to be put: says to packaging tools, in JSON,
 /// which library is loaded on demand and what for. Source of the format: the UAPI group's ELF
 /// dlopen metadata.
 template <std::size_t Length>

@@ -16,7 +16,7 @@ namespace Ondrel::Host {
 inline constexpr std::uint16_t kVersionLanguage = 0x0409;
 inline constexpr std::uint16_t kVersionCodePage = 0x04B0;
 
-/// A record that tells `version` as the file version.
+/// A record with `version` as the file version.
 std::vector<char> MakeVersionRecord(const std::string& version);
 
 /// The value of the node that `key` leads to, such as "\VarFileInfo\Translation"; case does not

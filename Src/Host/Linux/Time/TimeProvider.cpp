@@ -81,7 +81,7 @@ std::int64_t OffsetAt(std::int64_t seconds) {
 }
 
 // Seconds by which local time is ahead of UTC at a local time: of a repeated hour the first is
-// meant, and one that is left out counts by the offset behind the change.
+// meant, and one that is left out counts by the offset after the change.
 std::int64_t OffsetAtLocal(std::int64_t local) {
   constexpr std::int64_t kPastAnyChange = kSecondsPerDay + kSecondsPerDay / 2;
   const std::time_t around[] = {local - kPastAnyChange, local + kPastAnyChange};

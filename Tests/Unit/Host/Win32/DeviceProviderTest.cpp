@@ -61,7 +61,7 @@ TEST(DeviceProvider, MissingPathIs2InTheLeaveLineToo) {
                                          "(sDeviceName=\"no-such-device\"), return: 2"));
 }
 
-TEST(DeviceProvider, FileThatIsNoDeviceGivesTheHostsErrorInTheLeaveLineToo) {
+TEST(DeviceProvider, FileThatIsNotADeviceGivesTheHostsErrorInTheLeaveLineToo) {
   const OrdinaryFile file;
   const DWORD error = HostsErrorFor(file.Path());
   ASSERT_NE(error, 0U);

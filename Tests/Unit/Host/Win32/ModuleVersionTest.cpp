@@ -20,7 +20,7 @@ std::string DriverPath(const std::string& fileName) {
   return std::string(folder) + "\\drivers\\" + fileName;
 }
 
-/// The library's file as a driver's, for one scope: Wine's own drivers tell no version.
+/// The library's file as a driver's, for one scope: Wine's own drivers have no version.
 class PlantedDriver {
 public:
   explicit PlantedDriver(const std::string& fileName) : m_path(DriverPath(fileName)) {

@@ -94,7 +94,7 @@ public:
   bool IsStorageProduct() const { return m_IsStorageProduct; }
 };
 
-TEST(OSRegistry, StorageProductIsToldByItsName) {
+TEST(OSRegistry, StorageProductIsKnownByItsName) {
   EXPECT_FALSE(HostInfo().IsStorageProduct());
   const std::string name = "Windows Storage Server 2016 Standard";
   const PlantedValue planted(kCurrent, "ProductName", REG_SZ, name + '\0');

@@ -54,7 +54,7 @@ TEST_F(DeviceProvider, NothingIsCreated) {
   EXPECT_EQ(m_device.GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(DeviceProvider, DeviceThatIsNoNVMeDeviceKnowsNoSuchFunction) {
+TEST_F(DeviceProvider, DeviceThatIsNotAnNVMeDeviceKnowsNoSuchFunction) {
   void* const device = Open("/dev/null");
   ASSERT_NE(device, INVALID_HANDLE_VALUE);
 

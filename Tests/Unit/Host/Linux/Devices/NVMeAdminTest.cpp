@@ -97,7 +97,7 @@ TEST_F(NVMeAdmin, EachQueryIsOneCommand) {
   }
 }
 
-TEST_F(NVMeAdmin, AnswerIsADescriptorWithTheDataBehindIt) {
+TEST_F(NVMeAdmin, AnswerIsADescriptorWithTheDataAfterIt) {
   m_result.value = 0x01020304;
 
   ASSERT_EQ(Answer(kHealthLog, 4144), 0U);

@@ -188,7 +188,7 @@ TEST(DrivePicture, AnNVMeDriveIsItsControllerWithAllNamespaces) {
   EXPECT_EQ("nvme1", DriveOf(snapshot, "SN-2").name);
 }
 
-TEST(DrivePicture, DrivesOfTheSameSerialNumberAreToldApart) {
+TEST(DrivePicture, DrivesOfTheSameSerialNumberAreDistinguished) {
   const Tree tree;
   tree.AddDisk("sda", "SAME", "8:0");
   tree.AddDisk("sdb", "SAME", "8:16");

@@ -113,7 +113,7 @@ TEST(EventRecord, ALongStringIsCutAtTheBorderOfACharacter) {
       {"a character of two bytes across the limit", std::string(31838, 'x') + "\xC3\xBC", 31838},
       {"one of three bytes", std::string(31837, 'x') + "\xE2\x82\xAC", 31837},
       {"one of four bytes", std::string(31836, 'x') + "\xF0\x9F\x98\x80", 31836},
-      {"bytes that are no text", std::string(40000, '\x80'), 31836},
+      {"bytes that are not text", std::string(40000, '\x80'), 31836},
   };
   for (const CutRow& row : rows) {
     Host::EventRecord record;
@@ -137,7 +137,7 @@ TEST(EventRecord, NoRecordIsLongerThanTwoInOneRead) {
   EXPECT_EQ(Bytes(image).substr(56, 256), std::string(255, 's') + '\0');
 }
 
-TEST(EventRecord, StringsBehindALongOneKeepTheirPlaceAsLongAsThereIsRoom) {
+TEST(EventRecord, StringsAfterALongOneKeepTheirPlaceAsLongAsThereIsRoom) {
   Host::EventRecord record;
   record.strings = {std::string(31839, 'a'), std::string(31839, 'b'), "c"};
   const std::string image = Bytes(Host::ComposeEventRecord(record));

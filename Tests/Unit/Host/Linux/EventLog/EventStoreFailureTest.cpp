@@ -129,7 +129,7 @@ TEST_F(EventStoreFailure, ALinkThatLeadsNowhereIsAFileThatIsNotFound) {
   ExpectNoEntry(2);
 }
 
-TEST_F(EventStoreFailure, WhatIsNoFileIsRefused) {
+TEST_F(EventStoreFailure, WhatIsNotAFileIsRefused) {
   std::filesystem::create_directory(Path());
   ExpectNoEntry(5);
   std::filesystem::remove(Path());
@@ -329,7 +329,7 @@ TEST_F(EventStoreFailure, CreationThatWasCutOffIsFinished) {
   EXPECT_EQ(RunSql(Path(), "PRAGMA journal_mode"), "wal");
 }
 
-TEST_F(EventStoreFailure, AStoreBehindALinkIsUsed) {
+TEST_F(EventStoreFailure, AStoreThatALinkLeadsToIsUsed) {
   std::filesystem::create_directory(Folder().Path("real"));
   const std::string real = Folder().Path("real/store");
   Host::UseEventStore(real);
@@ -379,7 +379,7 @@ TEST_F(EventStoreFailure, AStoreThatAnotherProgramKeepsToItselfIsALockViolationA
   EXPECT_EQ(OpenError(), 0u);
 }
 
-TEST_F(EventStoreFailure, AFailureOfTheDiskIsToldAndTheNextReportSucceeds) {
+TEST_F(EventStoreFailure, AFailureOfTheDiskIsReportedAndTheNextReportSucceeds) {
   struct Row {
     const char* what;
     void (FaultyFiles::*fail)(int, int);
@@ -414,7 +414,7 @@ TEST_F(EventStoreFailure, AFailureOfTheDiskIsToldAndTheNextReportSucceeds) {
   EXPECT_EQ(RunSql(Path(), "PRAGMA integrity_check"), "ok");
 }
 
-TEST_F(EventStoreFailure, AReadErrorOfTheDiskIsToldAndTheNextReadSucceeds) {
+TEST_F(EventStoreFailure, AReadErrorOfTheDiskIsReportedAndTheNextReadSucceeds) {
   Write("Log", {"text"});
   FaultyFiles files;
   const LogHandle log(Operations(), "Log");
@@ -451,7 +451,7 @@ TEST_F(EventStoreFailure, AFileThatMayNotGrowIsADiskThatIsFull) {
   EXPECT_EQ(NumbersOf("Log"), (Numbers{1, 2}));
 }
 
-TEST_F(EventStoreFailure, TooManyOpenFilesAreTold) {
+TEST_F(EventStoreFailure, TooManyOpenFilesAreReported) {
   Write("Log", {"text"});
   const int next = open("/dev/null", O_RDONLY);
   close(next);
@@ -462,7 +462,7 @@ TEST_F(EventStoreFailure, TooManyOpenFilesAreTold) {
   EXPECT_EQ(NumbersOf("Log"), (Numbers{1}));
 }
 
-TEST_F(EventStoreFailure, MemoryThatRunsOutIsTold) {
+TEST_F(EventStoreFailure, MemoryThatRunsOutIsReported) {
   Write("Log", {"text"});
   const SourceHandle source(Operations(), "Log");
   const LogHandle log(Operations(), "Log");

@@ -252,7 +252,7 @@ TEST_F(EventStoreRead, SeekOfARecordThatIsNotThereIsRefused) {
   }
 }
 
-TEST_F(EventStoreRead, SequentialReadsGoOnBehindTheLastRecordOfASeek) {
+TEST_F(EventStoreRead, SequentialReadsGoOnAfterTheLastRecordOfASeek) {
   const LogHandle log(Operations(), "Log");
   const ULong roomForOne = static_cast<ULong>(log.Read(kSeekForwards, 5).bytes.size());
 
@@ -391,7 +391,7 @@ TEST_F(EventStoreRead, ADamagedRecordIsAFailureAndNotGarbage) {
   }};
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.what);
-    Write(row.what, {"whole", "damaged", "behind it"});
+    Write(row.what, {"whole", "damaged", "after it"});
     RunSql(Path(), std::string("UPDATE record SET image = CAST(") + row.image +
                        " AS BLOB) WHERE id & 4294967295 = 2 AND id >> 32 ="
                        " (SELECT id FROM log WHERE name = '" +

@@ -24,7 +24,7 @@ Fault g_reads;
 std::function<void()> g_beforeSync;
 sqlite3_vfs* g_realVfs = nullptr;
 
-// The real file stands behind the outer one in the same block.
+// The real file follows the outer one in the same block.
 struct OuterFile {
   sqlite3_file base;
 };

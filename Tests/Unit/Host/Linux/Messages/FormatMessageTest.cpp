@@ -59,8 +59,8 @@ TEST(FormatMessage, EscapesGiveTheirCharacters) {
       {"hard line break", "a%nb", {}, "a\r\nb"},
       {"carriage return", "a%rb", {}, "a\rb"},
       {"tab", "a%tb", {}, "a\tb"},
-      {"blank", "a%bb", {}, "a b"},
-      {"blank by itself", "a% b", {}, "a b"},
+      {"space", "a%bb", {}, "a b"},
+      {"space by itself", "a% b", {}, "a b"},
       {"percent sign", "100%%", {}, "100%"},
       {"two percent signs", "%%%%", {}, "%%"},
       {"percent sign before a digit", "%%1", {}, "%1"},
@@ -82,7 +82,7 @@ TEST(FormatMessage, LineBreaksOfTheDefinitionBecomeCrLf) {
   });
 }
 
-TEST(FormatMessage, IgnoredLineBreaksLeaveABlankAndHardOnesStay) {
+TEST(FormatMessage, IgnoredLineBreaksLeaveASpaceAndHardOnesStay) {
   ExpectFormatted(
       {
           {"both", "a\r\nb\r\n", {}, "a b "},
@@ -108,7 +108,7 @@ TEST(FormatMessage, InsertsTakeTheArgumentOfTheirNumber) {
       {"null", "<%1>", {nullptr}, "<(null)>"},
       {"null with a width", "<%1!8s!>", {nullptr}, "<  (null)>"},
       {"escapes in an argument stay", "%1", {"%2%n%%"}, "%2%n%%"},
-      {"behind the end", "%1%0%2", {"a"}, "a"},
+      {"after the end", "%1%0%2", {"a"}, "a"},
   });
 }
 
@@ -126,8 +126,8 @@ TEST(FormatMessage, TextConversionsPadAndCut) {
       {"both to the left", "[%1!-4.2s!]", {"abc"}, "[ab  ]"},
       {"width counts characters", "[%1!3s!]", {"\xC3\xA9"}, "[  \xC3\xA9]"},
       {"precision counts characters", "[%1!.1s!]", {"\xC3\xA9\xC3\xA9"}, "[\xC3\xA9]"},
-      {"text behind it", "%1!s!!", {"abc"}, "abc!"},
-      {"mark behind a blank", "%1 !", {"abc"}, "abc !"},
+      {"text after it", "%1!s!!", {"abc"}, "abc!"},
+      {"mark after a space", "%1 !", {"abc"}, "abc !"},
   });
 }
 
@@ -154,7 +154,7 @@ TEST(FormatMessage, NumberConversionsShowTheArgumentsValue) {
       {"width to the left", "[%1!-5d!]", {Number(42)}, "[42   ]"},
       {"precision", "%1!.5d!", {Number(42)}, "00042"},
       {"sign", "%1!+d!", {Number(42)}, "+42"},
-      {"blank for the sign", "%1! d!", {Number(42)}, " 42"},
+      {"space for the sign", "%1! d!", {Number(42)}, " 42"},
       {"null is 0", "%1!d!", {nullptr}, "0"},
       {"character", "[%1!3c!]", {Number('x')}, "[  x]"},
       {"character 0", "[%1!c!]", {Number(0)}, "[]"},
@@ -191,14 +191,14 @@ TEST(FormatMessage, WhatNoArgumentsCanFormatIsRefused) {
           {"wide text by prefix", "%1!ls!", many, ""},
           {"wide text by its own prefix", "%1!ws!", many, ""},
           {"two conversions", "%1!sd!", many, ""},
-          {"text behind the conversion", "%1!s !", many, ""},
+          {"text after the conversion", "%1!s !", many, ""},
           {"width above 65535", "%1!65536s!", many, ""},
           {"width of many digits", "%1!99999999999999999999s!", many, ""},
           {"precision above 65535", "%1!.65536d!", many, ""},
           {"width above 65535 by argument", "%1!*s!", {Number(65536), "a"}, ""},
           {"lowest width by argument", "%1!*s!", {Number(INT32_MIN), "a"}, ""},
-          {"argument behind the 99th", "%99!*s!", many, ""},
-          {"argument far behind the 99th", "%99!*.*s!", many, ""},
+          {"argument after the 99th", "%99!*s!", many, ""},
+          {"argument far after the 99th", "%99!*.*s!", many, ""},
       },
       ERROR_INVALID_PARAMETER);
 }
@@ -223,7 +223,7 @@ TEST(FormatMessage, IgnoredInsertsStayAndTheirNeighboursAreFormatted) {
 }
 
 TEST(FormatMessage, ArgumentsThatNoInsertNamesAreNotRead) {
-  // The address sanitizer sees a read behind the one element.
+  // The address sanitizer sees a read past the one element.
   const auto only = std::make_unique<const char*[]>(1);
   only[0] = "a";
   EXPECT_EQ(FormatDefinition("%1%%2%0%3", {.arguments = only.get()}).text, "a%2");

@@ -48,7 +48,7 @@ struct ElfContent {
   GElf_Word sectionType = SHT_PROGBITS;
 };
 
-/// Puts section names one behind the other and tells where each begins.
+/// Puts section names one after the other and yields where each starts.
 GElf_Word AddName(std::string& names, std::string_view name) {
   const std::size_t offset = names.size();
   names.append(name).push_back('\0');
@@ -236,7 +236,7 @@ TEST(MessageModule, EitherDataFileFlagIsEnough) {
   }
 }
 
-TEST(MessageModule, WhatIsNoMessageFileIsRefusedWithTheReason) {
+TEST(MessageModule, WhatIsNotAMessageFileIsRefusedWithTheReason) {
   const TemporaryFolder folder;
   const std::string object = MakeElf({.section = SoundTable()});
   std::filesystem::create_symlink(folder.Path("nowhere"), folder.Path("broken link"));
@@ -433,17 +433,17 @@ TEST(ElfMessageSection, DamagedHeadersAreDamage) {
       {"no word size", EI_CLASS, 0, 1},
       {"byte order", EI_DATA, 3, 1},
       {"version", EI_VERSION, 9, 1},
-      {"section headers behind the end", offsetof(Elf64_Ehdr, e_shoff), 1 << 20, 8},
-      {"section headers far behind", offsetof(Elf64_Ehdr, e_shoff), ~std::uint64_t{0} - 64, 8},
+      {"section headers past the end", offsetof(Elf64_Ehdr, e_shoff), 1 << 20, 8},
+      {"section headers far past", offsetof(Elf64_Ehdr, e_shoff), ~std::uint64_t{0} - 64, 8},
       {"more section headers than bytes", offsetof(Elf64_Ehdr, e_shnum), 500, 2},
       {"number of sections left open", offsetof(Elf64_Ehdr, e_shnum), 0, 2},
       {"size of a section header", offsetof(Elf64_Ehdr, e_shentsize), 40, 2},
       {"names in no section", offsetof(Elf64_Ehdr, e_shstrndx), 9, 2},
       {"names in another kind of section", offsetof(Elf64_Ehdr, e_shstrndx), 1, 2},
       {"names left to the first section", offsetof(Elf64_Ehdr, e_shstrndx), SHN_XINDEX, 2},
-      {"names behind the end", names + offsetof(Elf64_Shdr, sh_offset), 1 << 20, 8},
-      {"name behind the names", header + offsetof(Elf64_Shdr, sh_name), 5000, 4},
-      {"section behind the end", header + offsetof(Elf64_Shdr, sh_offset), 1 << 20, 8},
+      {"names past the end", names + offsetof(Elf64_Shdr, sh_offset), 1 << 20, 8},
+      {"name past the names", header + offsetof(Elf64_Shdr, sh_name), 5000, 4},
+      {"section past the end", header + offsetof(Elf64_Shdr, sh_offset), 1 << 20, 8},
       {"section past the end", header + offsetof(Elf64_Shdr, sh_size), 5000, 8},
       {"section of all bytes there are", header + offsetof(Elf64_Shdr, sh_size), ~std::uint64_t{0},
        8},
@@ -479,7 +479,7 @@ TEST(ElfMessageSection, ASectionOfMoreThan16MiBIsRefused) {
   const std::uint64_t limit = std::uint64_t{16} * 1024 * 1024;
   std::string elf = MakeElf({.section = SoundTable()});
   const std::size_t header = SectionHeader(elf, kMessageSectionIndex);
-  // The section is moved to the hole behind the file's content.
+  // The section is moved to the hole after the file's content.
   const std::size_t fileSize = elf.size() + limit + 1;
   Patch(elf, header + offsetof(Elf64_Shdr, sh_offset), std::uint64_t{elf.size()});
   SectionReader reader;

@@ -18,7 +18,7 @@ namespace {
 using Testing::MessageTableBytes;
 using Found = std::optional<std::string>;
 
-/// Looks a message up in a block of exactly the table's size, so that a read behind it is seen by
+/// Looks a message up in a block of exactly the table's size, so that a read past it is seen by
 /// the address sanitizer.
 Found Find(std::string_view table, ULong id) {
   const auto bytes = std::make_unique<std::byte[]>(table.size());
@@ -149,7 +149,7 @@ TEST(MessageTable, DamageIsNotFoundAndNotReadPast) {
       {"more blocks than bytes", MessageTableBytes().Put32(0xFFFFFFFF).Block(5, 5, 16).Text(), 1},
       {"half a block", MessageTableBytes().Put32(1).Put32(1).Put32(1).Text(), 1},
       {"entries at the end", oneBlock(1, 1, 16).Text(), 1},
-      {"entries behind the end", oneBlock(1, 1, 17).Text(), 1},
+      {"entries past the end", oneBlock(1, 1, 17).Text(), 1},
       {"entries at the last offset", oneBlock(1, 1, 0xFFFFFFFF).Narrow("x").Text(), 1},
       {"half an entry's head", oneBlock(1, 1, 16).Put16(8).Text(), 1},
       {"entry past the end", oneBlock(1, 1, 16).Put16(12).Put16(0).Put32(0).Text(), 1},
