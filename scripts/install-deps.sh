@@ -15,7 +15,7 @@ buildPackages=(
 testPackages=(
   googletest libgtest-dev libgmock-dev
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
-  binutils elfutils sqlite3 git
+  binutils elfutils sqlite3 git graphviz
   postfix systemd tzdata
   libpcre2-dev perl
 )

@@ -137,7 +137,7 @@ testFuzz() { sideBySide runFuzzTarget build/fuzz/Fuzz/*Fuzz; }
 
 checkFormat() { git ls-files -z '*.cpp' '*.h' | xargs -0 -P "$jobs" -n 40 clang-format --dry-run --Werror; }
 
-checkScripts() { bash -n scripts/*.sh .ci/run; }
+checkScripts() { bash -n scripts/*.sh .ci/run && scripts/check-structure.py; }
 
 checkWithCppcheck() {
   mkdir -p build/cppcheck
