@@ -1,7 +1,6 @@
 #include "Host/Linux/FileDescriptor.h"
 #include "Integration/Journal/JournalFixture.h"
 #include "Support/Process.h"
-#include "Support/TemporaryFolder.h"
 
 #include <Pirsk/Exceptions.h>
 
@@ -54,23 +53,6 @@ TEST_F(Journal, IsTheHostsOwnChoiceWhereItTakesEntries) {
   Host::UseHostEventLog();
   EXPECT_EQ(Host::EventStorePath(), "");
 }
-
-#ifdef ONDREL_COMMAND
-TEST_F(Journal, IsNotTakenWhereItsLibraryIsMissing) {
-  const Testing::TemporaryFolder folder;
-  folder.Write("libsystemd.so.0", "no library");
-  const std::vector<std::string> report = {ONDREL_COMMAND, "--journal",    "log",
-                                           "report",       Source(),       "10002",
-                                           "information",  "with its text"};
-  std::vector<std::string> withoutLibrary = {"LD_LIBRARY_PATH=" + folder.Path()};
-  withoutLibrary.insert(withoutLibrary.end(), report.begin(), report.end());
-
-  EXPECT_EQ(RunProcess("/usr/bin/env", report).exitStatus, 0);
-  const Testing::ProcessResult refused = RunProcess("/usr/bin/env", withoutLibrary);
-  EXPECT_EQ(refused.exitStatus, 2);
-  EXPECT_THAT(refused.errors, testing::HasSubstr("no journal takes entries on this host"));
-}
-#endif
 
 TEST_F(Journal, GivesAReportBackWithItsText) {
   CSystemLog_Win log;
