@@ -5,8 +5,8 @@
 
 namespace Ondrel::Host {
 
-/// A file descriptor that is closed with the object that holds it. What `open` and its like yield on
-/// failure, -1, is a descriptor that is not open; the reason is in `errno`.
+/// A file descriptor that is closed with the object that holds it. What `open` and its like yield
+/// on failure, -1, is a descriptor that is not open; the reason is in `errno`.
 class FileDescriptor {
 public:
   FileDescriptor() = default;

@@ -16,8 +16,8 @@ namespace Ondrel::Host {
 ///
 /// `file` must be null, and `flags` must hold a data file flag (0x02 or 0x20). Yields a handle, or
 /// null: 87 for other arguments, 2 for a file that is not there, 5 for one that may not be read,
-/// 193 for what is not a regular file or not a sound ELF file. An ELF file without the section loads; it
-/// has no messages. What the table itself holds is looked at when a message is asked for.
+/// 193 for what is not a regular file or not a sound ELF file. An ELF file without the section
+/// loads; it has no messages. What the table itself holds is looked at when a message is asked for.
 void* LoadMessageModule(const char* path, void* file, ULong flags);
 
 /// Gives a module back. Non-zero on success; 0 with last error 6 for a handle that is not open, one

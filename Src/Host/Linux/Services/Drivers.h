@@ -2,8 +2,8 @@
 
 #include "Host/ServiceTypes.h"
 
-/// The driver operations of `ServiceOperations`. Drivers are kernel modules: "NAME.sys" is the module
-/// NAME, and its version record is made of the version that the module names.
+/// The driver operations of `ServiceOperations`. Drivers are kernel modules: "NAME.sys" is the
+/// module NAME, and its version record is made of the version that the module names.
 namespace Ondrel::Host {
 
 int EnumDeviceDrivers(void** images, ULong size, ULong* needed);
