@@ -4,6 +4,8 @@ namespace Ondrel::Host {
 
 VolumeOperations MakeVolumeOperations() {
   return VolumeOperations{
+      // Windows answers from its own state.
+      .KeepPicture = nullptr,
       .SetErrorMode = [](ULong mode) -> ULong { return ::SetErrorMode(mode); },
       .FindFirstVolumeA = ::FindFirstVolumeA,
       .FindNextVolumeA = ::FindNextVolumeA,
