@@ -8,6 +8,15 @@ namespace Pirsk::Regex {
 
 namespace {
 
+constexpr std::int64_t kBlock = 64;
+
+// The place of the next hit of a block; its size for none.
+std::int64_t NextHit(const std::array<bool, kBlock>& hits, std::int64_t from) {
+  const void* const found =
+      std::memchr(hits.data() + from, 1, static_cast<std::size_t>(kBlock - from));
+  return found != nullptr ? static_cast<const bool*>(found) - hits.data() : kBlock;
+}
+
 // The first place of a character from a position on; the length of the text for none.
 std::int64_t FindCharacter(const CMatchContext& context, std::int64_t position, int character) {
   if (position >= context.m_textLength) return context.m_textLength;
@@ -16,26 +25,18 @@ std::int64_t FindCharacter(const CMatchContext& context, std::int64_t position, 
   return found != nullptr ? static_cast<const char*>(found) - context.m_text : context.m_textLength;
 }
 
-constexpr std::int64_t kBlock = 64;
-
-std::int64_t NextHit(const std::array<bool, kBlock>& hits, std::int64_t from) {
-  const void* const found =
-      std::memchr(hits.data() + from, 1, static_cast<std::size_t>(kBlock - from));
-  return found != nullptr ? static_cast<const bool*>(found) - hits.data() : kBlock;
-}
-
 // The same for a text of two or more characters: its first and its last are looked for together.
 std::int64_t FindText(const CMatchContext& context, std::int64_t position,
                       const CBufferT<char>& wanted) {
-  const std::int64_t far = wanted.Size() - 1;
+  const std::int64_t distance = wanted.Size() - 1;
   const char first = wanted[0];
-  const char last = wanted[far];
-  for (; position + kBlock + far <= context.m_textLength; position += kBlock) {
+  const char last = wanted[distance];
+  for (; position + kBlock + distance <= context.m_textLength; position += kBlock) {
     const char* const text = context.m_text + position;
     // Without a branch, which compilers turn into a few steps for a whole block.
     std::array<bool, kBlock> hits;
     for (std::int64_t i = 0; i < kBlock; ++i)
-      hits[static_cast<std::size_t>(i)] = (text[i] == first) & (text[i + far] == last);
+      hits[static_cast<std::size_t>(i)] = (text[i] == first) & (text[i + distance] == last);
     for (std::int64_t i = NextHit(hits, 0); i < kBlock; i = NextHit(hits, i + 1))
       if (wanted.Compare(text + i) == 0) return position + i;
   }
