@@ -20,7 +20,7 @@ CMatchContext* CPatternT::PrepareMatch(const char* text, std::int64_t length, st
   context->m_captureSerial = 0;
   context->m_lastBeginPosition = -1;
   context->m_recursionDepth = 0;
-  context->m_recursionLimit = std::max<std::int64_t>(1, kDeepestRecursion / m_deepest);
+  context->m_recursionLimit = kDeepestRecursion / m_deepest;
   context->m_recursionAllowance = std::min(kRecursionAllowance, context->m_recursionLimit);
   context->m_text = text;
   context->m_textLength = length;

@@ -76,6 +76,19 @@ TEST_P(ElementContract, FalseMatchNextLeavesWhatWasBeforeItsMatch) {
   }
 }
 
+// The compiler always gives a condition a group or an assertion; the element takes it without.
+TEST(Condition, WithoutGroupAndAssertionHolds) {
+  CRangeElxT<char> never(false, true);
+  CConditionElxT<char> condition;
+  CMatchContext context;
+  EXPECT_TRUE(condition.Match(context));
+  EXPECT_FALSE(condition.MatchNext(context));
+  condition.m_no = &never;
+  EXPECT_TRUE(condition.Match(context));
+  condition.m_yes = &never;
+  EXPECT_FALSE(condition.Match(context));
+}
+
 /// An element that answers nothing of what shortcuts ask.
 class NewElement final : public ElxInterface {
 public:

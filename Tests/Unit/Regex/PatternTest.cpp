@@ -138,6 +138,8 @@ const Row kClassRows[] = {
     {"PosixBlank", "[:blank:]+", "\n \t", {{1, 3}}},
     {"BackslashAndDigitAreTwoCharacters", "[\\1]+", "a\\1", {{1, 3}}},
     {"InvertedSet", "[^a-c]", "abcd", {{3, 4}}},
+    {"ZeroByteIsInAnInvertedSet", "[^a]", std::string(1, '\0'), {{0, 1}}},
+    {"ZeroByteIsNotInASet", "[a]", std::string(1, '\0'), {}},
     {"CaretNotFirstIsACharacter", "[a^]+", "x^a", {{1, 3}}},
     {"EmptySetNeverMatches", "[]", "a", {}},
     {"InvertedEmptySetIsAnyCharacter", "[^]", "\n", {{0, 1}}},
