@@ -76,6 +76,14 @@ TEST_P(ElementContract, FalseMatchNextLeavesWhatWasBeforeItsMatch) {
   }
 }
 
+TEST(Condition, OnANameThatIsFoundHasANumberAndNoAssertion) {
+  const CPatternT pattern("(?<n>a)(?(n)b)");
+  const auto& list = dynamic_cast<const CListElxT<0>&>(*pattern.Root());
+  const auto& condition = dynamic_cast<const CConditionElxT<char>&>(*list.m_items[1]);
+  EXPECT_EQ(condition.m_group, 1);
+  EXPECT_EQ(condition.m_assertion, nullptr);
+}
+
 // The compiler always gives a condition a group or an assertion; the element takes it without.
 TEST(Condition, WithoutGroupAndAssertionHolds) {
   CRangeElxT<char> never(false, true);

@@ -198,6 +198,7 @@ const Row kGroupRows[] = {
      "abcd",
      {{0, 4}, {1, 2}, {0, 1}, {2, 3}, {3, 4}}},
     {"NumericNameMayBeThatOfAPlainGroup", "(a)(?<1>b)", "ab", {{0, 2}, {1, 2}}},
+    {"GroupZeroIsTheWholeMatchWhateverItsNameSays", "(?<0>a)b", "ab", {{0, 2}}},
     {"NumericNameOfAReference", "(a)\\k< 1 >", "aa", {{0, 2}, {0, 1}}},
     {"UnknownNameFails", "(a)\\k<m>", "aa", {}},
     {"BackReference", "(a|b)\\1", "abb", {{1, 3}, {1, 2}}},
@@ -261,6 +262,14 @@ INSTANTIATE_TEST_SUITE_P(Classes, Pattern, testing::ValuesIn(kClassRows), RowNam
 INSTANTIATE_TEST_SUITE_P(Groups, Pattern, testing::ValuesIn(kGroupRows), RowName);
 INSTANTIATE_TEST_SUITE_P(Boundaries, Pattern, testing::ValuesIn(kBoundaryRows), RowName);
 INSTANTIATE_TEST_SUITE_P(RightToLeft, Pattern, testing::ValuesIn(kRightToLeftRows), RowName);
+
+TEST(PatternSearch, WordCharactersAreLettersDigitsAndTheUnderscore) {
+  const std::string word = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+  for (int c = 0; c < 256; ++c) {
+    const std::string text(1, static_cast<char>(c));
+    EXPECT_EQ(!Find("\\b", text).empty(), word.find(text) != std::string::npos) << c;
+  }
+}
 
 TEST(PatternSearch, NullPatternNeverMatches) {
   const CPatternT pattern(nullptr);
