@@ -8,12 +8,11 @@ namespace Pirsk::Internals {
 
 namespace {
 
-// The number that the running handler caught; 0 when it caught something else.
-unsigned int CaughtNumber() {
-  const std::exception_ptr caught = std::current_exception();
-  if (!caught) return 0;
+// The number that was thrown; 0 when it was something else, or nothing.
+unsigned int NumberOf(const std::exception_ptr& thrown) {
+  if (!thrown) return 0;
   try {
-    std::rethrow_exception(caught);
+    std::rethrow_exception(thrown);
   } catch (unsigned int number) {
     return number;
   } catch (...) {
@@ -25,7 +24,7 @@ void AddLocation(Exceptions::CErrorReport& report, const Exceptions::SOURCE_INFO
   const char* module = source.moduleInfo->Name();
   auto& locations = report.locations;
   if (!locations.empty() && locations.front().file.empty()) {
-    // A raise tells its line alone; its file and module are those of the first handler.
+    // A raise gives its line alone; its file and module are those of the first handler.
     locations.front().module = module;
     locations.front().file = source.file;
   }
@@ -45,10 +44,9 @@ ErrorRecordPtr ErrorStack::Pop() noexcept {
   return record;
 }
 
-ErrorRecordPtr ErrorStack::TakeOpen(unsigned int number) noexcept {
+ErrorRecordPtr ErrorStack::Take(const std::exception_ptr& thrown) noexcept {
   ErrorRecordPtr* place = &m_top;
-  while (*place && ((*place)->isOver || (*place)->report.number != number))
-    place = &(*place)->below;
+  while (*place && (*place)->thrown != thrown) place = &(*place)->below;
   ErrorRecordPtr record = std::move(*place);
   if (record) *place = std::move(record->below);
   return record;
@@ -66,36 +64,30 @@ void ThreadState::EndThread() noexcept {
   Forget();
 }
 
-void ThreadState::PutInFlight(ErrorRecordPtr& record) noexcept {
-  if (m_isThreadEnding) return;
+void ThreadState::Throw(ErrorRecordPtr& record) {
+  const unsigned int number = record->report.number;
+  if (m_isThreadEnding) throw number;
   RetireCaught();
+  const std::exception_ptr thrown = std::make_exception_ptr(number);
+  record->thrown = thrown;
   record->uncaughtAtThrow = std::uncaught_exceptions();
   record->report.wasRaised = true;
   m_inFlight.Push(std::move(record));
+  std::rethrow_exception(thrown);
 }
 
 ErrorRecordPtr ThreadState::TakeCaught(const Exceptions::SOURCE_INFO& source) {
-  const unsigned int caught = CaughtNumber();
-  const int uncaught = std::uncaught_exceptions();
-
-  // Errors of destructors that ran on the way to this handler are over. What was thrown below the
-  // same number of exceptions as are in flight now is this handler's; below fewer, it is the error
-  // during which this handler runs.
-  RetireFrom(uncaught + 1);
-  const ErrorRecord* top = m_inFlight.Top();
+  const std::exception_ptr caught = std::current_exception();
+  RetireFrom(std::uncaught_exceptions() + 1);
   ErrorRecordPtr record;
-  if (top != nullptr && top->uncaughtAtThrow == uncaught && top->report.number == caught) {
-    record = m_inFlight.Pop();
-  } else {
-    // Thrown on by a handler that raised others meanwhile, or thrown by other means than a raise:
-    // then nothing is known of it but its number.
-    RetireFrom(uncaught);
-    record = m_earlier.TakeOpen(caught);
-    if (!record) {
-      record = std::make_unique<ErrorRecord>();
-      record->report.number = caught;
-      record->report.wasRaised = true;
-    }
+  if (caught) record = m_inFlight.Take(caught);
+  // A handler that raised others before it threw this one on has sent it to the earlier ones.
+  if (caught && !record) record = m_earlier.Take(caught);
+  if (!record) {
+    // Thrown by other means than a raise, or forgotten: nothing is known of it but its number.
+    record = std::make_unique<ErrorRecord>();
+    record->report.number = NumberOf(caught);
+    record->report.wasRaised = true;
   }
   AddLocation(record->report, source);
   return record;
@@ -108,7 +100,7 @@ void ThreadState::Pass(ErrorRecordPtr record) noexcept {
 
 void ThreadState::End(ErrorRecordPtr record) noexcept {
   RetireCaught();
-  record->isOver = true;
+  record->thrown = nullptr;
   Remember(std::move(record));
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -13,8 +14,8 @@ namespace Pirsk::Internals {
 /// One error, from its raise to the end of what is remembered of it.
 struct ErrorRecord {
   Exceptions::CErrorReport report;
-  int uncaughtAtThrow = 0;  // Exceptions in flight on the thread when this one was thrown.
-  bool isOver = false;      // Ended or let pass: it cannot be thrown on any more.
+  std::exception_ptr thrown;  // What was thrown for it; null when it cannot be thrown on any more.
+  int uncaughtAtThrow = 0;    // Exceptions in flight on the thread when this one was thrown.
   std::unique_ptr<ErrorRecord> below;
 };
 
@@ -33,8 +34,8 @@ public:
   void Push(ErrorRecordPtr record) noexcept;
   ErrorRecordPtr Pop() noexcept;
 
-  /// The uppermost error of this number that may still be thrown on, taken out; else null.
-  ErrorRecordPtr TakeOpen(unsigned int number) noexcept;
+  /// The error that this exception object was thrown for, taken out; null when there is none.
+  ErrorRecordPtr Take(const std::exception_ptr& thrown) noexcept;
 
   /// Keeps the uppermost `count` alone.
   void Trim(std::size_t count) noexcept;
@@ -48,9 +49,20 @@ private:
 ///
 /// An error that is being raised or continued belongs to the object that does it. Once thrown it
 /// stands in the stack of errors in flight: a destructor that runs while an error passes may raise
-/// and end one of its own. Whether an error there has been caught meanwhile shows by the number of
-/// exceptions in flight; such an error stays in its place to be read until the thread throws
-/// another, and then goes to the earlier ones.
+/// and end one of its own.
+///
+/// Which error a handler has caught is not guessed: a record holds the exception object that was
+/// thrown for it, and the handler's own is compared with that. `throw;` and a kept `exception_ptr`
+/// throw the same object again, whatever was raised in between. No other object can be taken for
+/// it, since the record keeps it from being freed.
+///
+/// When an error has been caught by the calling program nobody reports it here. What decides which
+/// error is the last one is the number of exceptions in flight. Exceptions of a thread nest: what a
+/// destructor throws while k others pass is caught before any of the k is. So an error that was
+/// thrown while k were in flight has been caught once k or fewer are. The reverse does not hold, as
+/// another exception may have taken its place: such an error is read as the last a little longer,
+/// until the thread throws or ends one. It stays in its place until then, and goes to the earlier
+/// ones, which a handler's error is looked for in as well.
 class ThreadState final : public Threading::CThrowState {
 public:
   /// The calling thread's state. Usable until the very end of the thread, in the destructors of its
@@ -67,9 +79,9 @@ public:
   void SwitchOn() { --m_offDepth; }
   bool IsSwitchedOff() const { return m_offDepth != 0; }
 
-  /// Puts an error in flight; the caller throws its number next. At the end of the thread the
-  /// error stays the caller's.
-  void PutInFlight(ErrorRecordPtr& record) noexcept;
+  /// Puts an error in flight and throws its number. At the end of the thread the error stays the
+  /// caller's.
+  [[noreturn]] void Throw(ErrorRecordPtr& record);
 
   /// Takes the error of the handler that is running, with the location of that handler added.
   ErrorRecordPtr TakeCaught(const Exceptions::SOURCE_INFO& source);
@@ -91,7 +103,8 @@ public:
 private:
   static constexpr std::size_t kMostEarlier = 64;
 
-  // Moves those in flight that were thrown below at least `depth` exceptions to the earlier ones.
+  // Moves those in flight that were thrown while at least `depth` exceptions were in flight to the
+  // earlier ones.
   void RetireFrom(int depth) noexcept;
   void Remember(ErrorRecordPtr record) noexcept;
 

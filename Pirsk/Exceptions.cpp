@@ -1,8 +1,9 @@
 #include "ErrorChain.h"
+#include "FileName.h"
 #include "Instrumentation.h"
-#include "Printable.h"
 
 #include <Pirsk/Exceptions.h>
+#include <Pirsk/Strings.h>
 
 #include <boost/format.hpp>
 
@@ -20,6 +21,13 @@ constinit Threading::CSyncCounter CThrowStateData::m_DisableCnt;
 namespace Pirsk::Exceptions {
 
 using Internals::ThreadState;
+
+namespace {
+
+constexpr std::uint32_t kHostError =
+    2;  // The kind of a system error that is the host's last error.
+
+}  // namespace
 
 #if defined(PIRSK_INSTRUMENTED)
 namespace {
@@ -62,20 +70,20 @@ CFormatStreamCurrExc CException::prepareThrow(std::uint32_t number, const NATIVE
                (detail == nullptr ? "null" : detail) + ")");
   m_record->report.number = number;
   m_record->report.systemError = error;
+  if (error.kind == kHostError) m_record->report.hostError = error.code;
   if (detail != nullptr) m_record->report.detail = detail;
   return {{m_record->report.detail, ""}, *this};
 }
 
 void CException::tryThrow() {
   PIRSK_RECORD("CException::tryThrow");
+  if (m_hostError) m_record->report.hostError = m_hostError;
   if (m_raisingIsOff) {
     // The stream for the detail is still open: the record leaves with this object.
     m_wasLetPass = true;
     return;
   }
-  const unsigned int number = m_record->report.number;
-  ThreadState::Current().PutInFlight(m_record);
-  throw number;
+  ThreadState::Current().Throw(m_record);
 }
 
 CExceptionLog::CExceptionLog(std::unique_ptr<Internals::ErrorRecord> record, bool raisingIsOff)
@@ -99,10 +107,8 @@ Output_Streams::CFormatStream CExceptionLog::Format(const char* format) {
 
 unsigned int CExceptionLog::tryThrow() {
   PIRSK_RECORD("CExceptionLog::tryThrow");
-  const unsigned int number = m_record->report.number;
-  if (m_raisingIsOff) return number;
-  ThreadState::Current().PutInFlight(m_record);
-  throw number;
+  if (m_raisingIsOff) return m_record->report.number;
+  ThreadState::Current().Throw(m_record);
 }
 
 }  // namespace Pirsk::Exceptions
@@ -121,7 +127,7 @@ void CThrowState::Init() {
 
 void CThrowState::Restore() noexcept {
   PIRSK_RECORD("CThrowState::Restore");
-  // Nothing that was caught during the call can be thrown on behind it.
+  // Nothing that was caught during the call can be thrown on after it.
   static_cast<ThreadState*>(this)->RetireCaught();
 }
 
@@ -136,13 +142,10 @@ unsigned int CThrowState::ThrowNext(const Exceptions::SOURCE_INFO& source) {
   PIRSK_RECORD("CThrowState::ThrowNext");
   ThreadState& state = ThreadState::Current();
   ErrorRecordPtr record = state.TakeCaught(source);
+  if (m_state == nullptr) state.Throw(record);
   const unsigned int number = record->report.number;
-  if (m_state != nullptr) {
-    state.Pass(std::move(record));
-    return number;
-  }
-  state.PutInFlight(record);
-  throw number;
+  state.Pass(std::move(record));
+  return number;
 }
 
 Exceptions::CExceptionLog CThrowState::ContinueException(const Exceptions::SOURCE_INFO& source) {
@@ -184,7 +187,7 @@ CErrorReport WithText(CErrorReport report) {
 }  // namespace
 
 std::string CErrorReport::str() const {
-  using Internals::Printable;
+  using Strings::Printable;
   char numberText[32];
   std::snprintf(numberText, sizeof numberText, "error 0x%08X: ", static_cast<unsigned>(number));
   std::string shown = numberText + Printable(text) + "\n";

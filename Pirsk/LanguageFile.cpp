@@ -61,7 +61,7 @@ CLanguageSupport::CLngFile::CLngFile(const char* fileName,
       m_texts(texts),
       m_count(count),
       // Asked at load: later the host's lock on its modules, which a module being loaded holds when
-      // it registers, would be taken behind ours.
+      // it registers, would be taken after ours.
       m_folder(Host::FolderOfModule(fileName)) {
   PIRSK_RECORD(std::string("CLngFile::CLngFile(") + fileName + ", " + std::to_string(languageCode) +
                ", " + encoding + ", " + std::to_string(formatVersion) + ", " +

@@ -10,7 +10,7 @@ namespace Pirsk::Language_Support {
 /// Texts by index.
 using LanguageTexts = std::map<std::size_t, std::string>;
 
-/// Reads the text of a language file with indices below `count`; the form is told at `CLngFile`.
+/// Reads the text of a language file with indices below `count`; `CLngFile` says the form.
 /// Nothing when the file is broken: not UTF-8, a zero byte, a line of another form, an index that
 /// is too large or that stands twice.
 std::optional<LanguageTexts> ParseLanguageFile(const std::string& text, std::size_t count);

@@ -1,8 +1,9 @@
+#include "FileName.h"
 #include "Host/Host.h"
 #include "Host/Mutex.h"
 #include "Instrumentation.h"
-#include "Printable.h"
 
+#include <Pirsk/Strings.h>
 #include <Pirsk/Trace.h>
 
 #include <atomic>
@@ -77,7 +78,7 @@ std::string Line::str() const {
   shown += module;
   shown += " [" + std::to_string(thread) + "] ";
   shown += Internals::FileName(file);
-  shown += ':' + std::to_string(this->line) + ' ' + Internals::Printable(text);
+  shown += ':' + std::to_string(this->line) + ' ' + Strings::Printable(text);
   return shown;
 }
 

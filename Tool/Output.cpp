@@ -1,6 +1,7 @@
 #include "Tool/Output.h"
 
 #include <Pirsk/Exceptions.h>
+#include <Pirsk/Strings.h>
 
 #include <chrono>
 #include <cstdio>
@@ -48,24 +49,7 @@ void Say(std::string_view text) {
   std::cerr << "ondrel: " << text << std::endl;
 }
 
-std::string OneLine(std::string_view text) {
-  while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
-  std::string line;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n')
-      line += "\\n";
-    else if (character == '\r')
-      line += "\\r";
-    else if (character == '\t')
-      line += "\\t";
-    else if (byte < 0x20 || byte == 0x7F)
-      line += Print("\\x%02X", static_cast<unsigned int>(byte));
-    else
-      line += character;
-  }
-  return line;
-}
+std::string OneLine(std::string_view text) { return Pirsk::Strings::Printable(text); }
 
 std::string TimeText(std::uint32_t secondsSince1970) {
   using namespace std::chrono;

@@ -41,7 +41,7 @@ std::ostream& StandardOutputStream();
 void Say(std::string_view text);
 
 /// The text on one line: without its line ends at the end, and with control characters within it
-/// written as \n, \r, \t or \xNN.
+/// written as `Pirsk::Strings::Printable` writes them.
 std::string OneLine(std::string_view text);
 
 /// Seconds since 1 January 1970 as "2024-05-01T12:34:56Z".

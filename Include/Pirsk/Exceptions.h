@@ -106,6 +106,10 @@ public:
   PIRSK_API CFormatStreamCurrExc prepareThrow(std::uint32_t number, const NATIVE_ERROR& error,
                                               const char* detail);
 
+  /// Gives the host's error number to an error whose detail is a formatted text. One that is raised
+  /// with a system error of kind 2 has it from there.
+  void SetHostError(std::uint32_t number) noexcept { m_hostError = number; }
+
   /// Throws the number as an `unsigned int`. Returns when raising is switched off. Called once,
   /// last.
   PIRSK_API void tryThrow();
@@ -116,6 +120,7 @@ private:
   CException(std::unique_ptr<Internals::ErrorRecord> record, bool raisingIsOff);
 
   std::unique_ptr<Internals::ErrorRecord> m_record;  // Null once the error is on its way.
+  std::optional<std::uint32_t> m_hostError;
   bool m_raisingIsOff;
   bool m_wasLetPass = false;
 };
@@ -131,7 +136,7 @@ public:
   /// Adds a context line to the error. The stream is destroyed before the next line is begun.
   PIRSK_API virtual Output_Streams::CFormatStream Format(const char* format);
 
-  /// Throws the error on; with raising switched off yields its number. Called once, last.
+  /// Throws the error on; with raising switched off returns its number. Called once, last.
   PIRSK_API unsigned int tryThrow();
 
 private:
@@ -177,7 +182,7 @@ public:
   PIRSK_API Exceptions::CException StartException(std::uint32_t line);
 
   /// Within a handler for `unsigned int`: adds the location to the error in flight and throws it
-  /// on. With raising switched off yields its number. A number that was not raised here but thrown
+  /// on. With raising switched off returns its number. A number that was not raised here but thrown
   /// by other means is an error of which nothing else is known.
   PIRSK_API unsigned int ThrowNext(const Exceptions::SOURCE_INFO& source);
 
@@ -199,7 +204,7 @@ private:
 /// Lives and dies on one thread. A library call that is running is not affected.
 ///
 /// A call then returns where it would have raised: it goes on as though no error had been found,
-/// and `Exceptions::PassedErrors` tells what it met.
+/// and `Exceptions::PassedErrors` reports what it met.
 class CRaisingSwitchedOff {
 public:
   PIRSK_API CRaisingSwitchedOff();
@@ -226,7 +231,8 @@ struct CErrorReport {
   std::uint32_t number = 0;                 ///< The value that was thrown.
   std::string text;                         ///< Its catalogue text, UTF-8.
   std::string detail;                       ///< What the raise added; may be empty.
-  std::optional<NATIVE_ERROR> systemError;  ///< The system's error, if one was the reason.
+  std::optional<NATIVE_ERROR> systemError;  ///< The system's error, if the raise handed one over.
+  std::optional<std::uint32_t> hostError;   ///< The host's error number, if one was the reason.
   std::vector<Location> locations;          ///< The raise, then the handlers in order.
   std::vector<std::string> contextLines;    ///< What handlers added, in order.
   bool wasRaised = false;                   ///< False for one that raising switched off let pass.
@@ -238,7 +244,7 @@ struct CErrorReport {
 
 /// The module error that the calling thread met last, if there was one since `ForgetErrors`.
 ///
-/// In a handler that is the error caught; behind it, the error that was caught, ended by a
+/// In a handler that is the error caught; after it, the error that was caught, ended by a
 /// destructor or let pass last. The catalogue text is looked up when asked for: with the module
 /// unloaded it is the stand-in text.
 PIRSK_API std::optional<CErrorReport> LastError();

@@ -22,7 +22,7 @@ public:
   /// A module's language file and the texts that stand in for it.
   ///
   /// The file is UTF-8 text, with or without a byte order mark, of lines `index = text` that end
-  /// with LF or CR LF. Blanks around index and text don't count; blank lines and lines that begin
+  /// with LF or CR LF. Spaces around index and text do not count; empty lines and lines that begin
   /// with `#` are passed over. It is looked for in the folder of the module's own file, then in the
   /// data directory, and read once, when a text is first asked for.
   ///
@@ -69,7 +69,7 @@ public:
   };
 };
 
-/// Sets the folder in which language files are looked for behind the module's own; takes effect for
+/// Sets the folder in which language files are looked for after the module's own; takes effect for
 /// modules whose file has not been read yet. Initially the data directory of the installation; the
 /// empty text for none. May be called from any thread.
 PIRSK_API void SetDataDirectory(const std::string& path);

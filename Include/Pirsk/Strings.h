@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 /// Text conversion. All functions may be called from any thread.
 namespace Pirsk::Strings {
@@ -14,11 +15,16 @@ namespace Pirsk::Strings {
 PIRSK_API void ToUTF8(const std::string& text, std::string& result);
 
 /// Converts zero-terminated wide text (UTF-16 where `wchar_t` has 16 bits, else UTF-32) to UTF-8.
-/// What is no character becomes U+FFFD; null gives the empty text.
+/// What is not a character becomes U+FFFD; null gives the empty text.
 PIRSK_API void ToUTF8(const wchar_t* text, std::string& result);
 
 /// Number of characters of a UTF-8 text; the value with all bits set when the text is not valid
 /// UTF-8. Overlong forms, surrogates and values above U+10FFFF are not valid.
 PIRSK_API std::size_t UTF8length(const std::string& text);
+
+/// A text of unknown content as it is shown on a line: without the line ends that it ends with, a
+/// line feed or carriage return within it as "\n" or "\r", any other control character but the tab
+/// as "\x" and two hexadecimal digits in lower case. All else stays as it is.
+PIRSK_API std::string Printable(std::string_view text);
 
 }  // namespace Pirsk::Strings

@@ -23,13 +23,13 @@ namespace Pirsk::Output_Streams {
 
 /// One message being filled: each value takes the place of the next placeholder (%s or %d) of the
 /// format, in order. "%%" stands for a per cent sign; any other use of it is plain text. Values
-/// beyond the last placeholder are added behind the text, apart from it by a blank; placeholders
+/// beyond the last placeholder are added after the text, apart from it by a space; placeholders
 /// without a value stay as they are.
 ///
 /// Without memory the message is cut short; feeding it never fails.
 class CFormatStream {
 public:
-  /// Puts the rest of the format behind the last value.
+  /// Puts the rest of the format after the last value.
   PIRSK_API virtual ~CFormatStream();
 
   CFormatStream(const CFormatStream&) = delete;
@@ -128,18 +128,18 @@ struct Line {
 /// to live on, or `SetSink(nullptr)` be called before.
 using Sink = std::function<void(const Line&)>;
 
-/// Chooses where lines go; null for nowhere, which is the beginning. Returns when no call of the
-/// earlier sink is running any more, and has destroyed it. Called by the sink itself it returns at
-/// once, and the earlier sink is destroyed when its running call has ended.
+/// Chooses where lines go; null for nowhere, which is the case at the start. Returns when no call
+/// of the earlier sink is running any more, and has destroyed it. Called by the sink itself it
+/// returns at once, and the earlier sink is destroyed when its running call has ended.
 PIRSK_API void SetSink(Sink sink);
 
 /// Number of lines that were lost because a sink threw.
 PIRSK_API std::uint64_t LostLines();
 
-/// Writes lines to standard error, each behind the local time.
+/// Writes lines to standard error, each after the local time.
 PIRSK_API Sink StandardErrorSink();
 
-/// Writes lines to a file, each behind the local time, and lets none of them wait in a buffer. The
+/// Writes lines to a file, each after the local time, and lets none of them wait in a buffer. The
 /// file goes on where it ended and is started anew before a line that would take it beyond
 /// `maxBytes` (a longer line stands in a file alone). `maxFiles` earlier ones are kept: "trace.log"
 /// becomes "trace.1.log", that "trace.2.log", the last is removed. Folders of the path that are

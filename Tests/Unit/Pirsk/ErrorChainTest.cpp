@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -41,6 +42,7 @@ TEST_F(ErrorChain, CaughtErrorIsTheLastErrorWithItsCatalogueText) {
   EXPECT_TRUE(report->wasRaised);
   EXPECT_THAT(report->detail, IsEmpty());
   EXPECT_FALSE(report->systemError.has_value());
+  EXPECT_FALSE(report->hostError.has_value());
 }
 
 TEST_F(ErrorChain, NumberThatTheListDoesNotHoldHasTheStandInText) {
@@ -60,6 +62,44 @@ TEST_F(ErrorChain, FormattedDetailIsKept) {
   EXPECT_EQ(LastError()->detail, "read failed, code (38)");
 }
 
+TEST_F(ErrorChain, HostErrorIsKnownApartFromAFormattedDetail) {
+  EXPECT_THROW(HandOn([](CThrowState& guard) {
+                 const boost::format detail = boost::format("read failed, code (%d)") % 38;
+                 Exceptions::CException exception = guard.StartException(1);
+                 const auto raise = exception.prepareThrow(kFirstError, detail);
+                 raise.exception.SetHostError(38);
+                 raise.exception.tryThrow();
+               }),
+               unsigned int);
+
+  EXPECT_EQ(LastError()->hostError, 38u);
+  EXPECT_FALSE(LastError()->systemError.has_value());
+}
+
+TEST_F(ErrorChain, HostErrorOfAnErrorThatWasLetPassIsKnownToo) {
+  const Threading::CRaisingSwitchedOff raisingIsOff;
+  HandOn([](CThrowState& guard) {
+    Exceptions::CException exception = guard.StartException(1);
+    exception.SetHostError(0);
+    exception.prepareThrow(kFirstError).exception.tryThrow();
+  });
+
+  ASSERT_EQ(Exceptions::PassedErrors().size(), 1u);
+  EXPECT_EQ(Exceptions::PassedErrors()[0].hostError, 0u);
+}
+
+TEST_F(ErrorChain, SystemErrorOfAnotherKindIsNotAHostError) {
+  EXPECT_THROW(HandOn([](CThrowState& guard) {
+                 const Exceptions::NATIVE_ERROR error{1, 1500};
+                 Exceptions::CException exception = guard.StartException(1);
+                 exception.prepareThrow(kFirstError, error, nullptr).exception.tryThrow();
+               }),
+               unsigned int);
+
+  EXPECT_EQ(LastError()->systemError->code, 1500u);
+  EXPECT_FALSE(LastError()->hostError.has_value());
+}
+
 TEST_F(ErrorChain, SystemErrorIsKeptWithoutADetail) {
   EXPECT_THROW(HandOn([](CThrowState& guard) {
                  const Exceptions::NATIVE_ERROR error{2, 1500};
@@ -72,6 +112,7 @@ TEST_F(ErrorChain, SystemErrorIsKeptWithoutADetail) {
   ASSERT_TRUE(report->systemError.has_value());
   EXPECT_EQ(report->systemError->kind, 2u);
   EXPECT_EQ(report->systemError->code, 1500u);
+  EXPECT_EQ(report->hostError, 1500u);
   EXPECT_THAT(report->detail, IsEmpty());
 }
 
@@ -306,6 +347,119 @@ TEST_F(ErrorChain, EndedErrorIsNotTakenUpByTheSameNumberThrownLater) {
   EndHere([](CThrowState&) { throw kFirstError; });
 
   EXPECT_THAT(Places(*LastError()), ElementsAre("Src/EndHere.cpp:400"));
+}
+
+// Which error a handler has: several of the same number, nested, thrown on and crossed.
+
+TEST_F(ErrorChain, NumberThrownByOtherMeansDoesNotTakeTheDataOfTheSameNumberCaughtBefore) {
+  try {
+    CThrowState guard;
+    Raise(guard, kFirstError, 31);
+  } catch (unsigned int) {
+  }
+
+  EndHere([](CThrowState&) { throw kFirstError; });
+
+  EXPECT_THAT(Places(*LastError()), ElementsAre("Src/EndHere.cpp:400"));
+}
+
+TEST_F(ErrorChain, KeptErrorThrownOnLaterHasItsOwnDataAndNotTheSameNumbersOfMeanwhile) {
+  std::exception_ptr kept;
+  try {
+    HandOn([](CThrowState& guard) { Raise(guard, kFirstError, 21); });
+  } catch (unsigned int) {
+    kept = std::current_exception();
+  }
+  RaiseAndCatch(kFirstError);
+
+  EXPECT_THROW(HandOnWithLine("late", [&](CThrowState&) { std::rethrow_exception(kept); }),
+               unsigned int);
+
+  EXPECT_THAT(LastError()->contextLines, ElementsAre("Context (late)"));
+  EXPECT_THAT(Places(*LastError()),
+              ElementsAre("Src/HandOn.cpp:21", "Src/HandOn.cpp:200", "Src/HandOnWithLine.cpp:300"));
+}
+
+TEST_F(ErrorChain, TwoKeptErrorsOfTheSameNumberThrownOnCrosswiseKeepTheirData) {
+  std::exception_ptr kept[2];
+  for (int error = 0; error < 2; ++error) {
+    try {
+      CThrowState guard;
+      Raise(guard, kFirstError, static_cast<std::uint32_t>(61 + error));
+    } catch (unsigned int) {
+      kept[error] = std::current_exception();
+    }
+  }
+
+  EndHere([&](CThrowState&) { std::rethrow_exception(kept[0]); });
+  EXPECT_THAT(Places(*LastError()), ElementsAre("Src/EndHere.cpp:61", "Src/EndHere.cpp:400"));
+  EndHere([&](CThrowState&) { std::rethrow_exception(kept[1]); });
+  EXPECT_THAT(Places(*LastError()), ElementsAre("Src/EndHere.cpp:62", "Src/EndHere.cpp:400"));
+}
+
+TEST_F(ErrorChain, ErrorRaisedInAHandlerOfTheSameNumberIsAnErrorOfItsOwn) {
+  EXPECT_THROW(HandOn([](CThrowState&) {
+                 try {
+                   HandOn([](CThrowState& guard) { Raise(guard, kFirstError, 41); });
+                 } catch (unsigned int) {
+                   EndHere([](CThrowState& guard) { Raise(guard, kFirstError, 42); });
+                   EXPECT_THAT(Places(*LastError()),
+                               ElementsAre("Src/EndHere.cpp:42", "Src/EndHere.cpp:400"));
+                   throw;
+                 }
+               }),
+               unsigned int);
+
+  EXPECT_THAT(Places(*LastError()),
+              ElementsAre("Src/HandOn.cpp:41", "Src/HandOn.cpp:200", "Src/HandOn.cpp:200"));
+}
+
+TEST_F(ErrorChain, DestructorThatHandsOnTheSameNumberUnderAForeignExceptionHasItsOwnError) {
+  RaiseAndCatch(kFirstError);
+  try {
+    const AtEnd closing([] {
+      const AtEnd inner([] { RaiseAndCatch(kFirstError); });
+      EXPECT_THROW(HandOn([](CThrowState& guard) { Raise(guard, kFirstError, 43); }), unsigned int);
+      EXPECT_THAT(Places(*LastError()), ElementsAre("Src/HandOn.cpp:43", "Src/HandOn.cpp:200"));
+    });
+    throw std::runtime_error("foreign");
+  } catch (const std::runtime_error&) {
+  }
+
+  EXPECT_THAT(Places(*LastError()), ElementsAre("Src/HandOn.cpp:100", "Src/HandOn.cpp:200"));
+}
+
+TEST_F(ErrorChain, EndedErrorThatIsThrownAgainIsKnownByItsNumberAlone) {
+  std::exception_ptr kept;
+  const auto end = [&](CThrowState& guard) {
+    try {
+      Raise(guard, kFirstError, 44);
+    } catch (unsigned int) {
+      kept = std::current_exception();
+      throw;
+    }
+  };
+  EndHere(end);
+
+  EndHere([&](CThrowState&) { std::rethrow_exception(kept); });
+
+  EXPECT_EQ(LastError()->number, kFirstError);
+  EXPECT_THAT(Places(*LastError()), ElementsAre("Src/EndHere.cpp:400"));
+}
+
+TEST_F(ErrorChain, ErrorCarriedToAnotherThreadIsKnownThereByItsNumberAlone) {
+  std::exception_ptr kept;
+  try {
+    CThrowState guard;
+    Raise(guard, kFirstError, 45);
+  } catch (unsigned int) {
+    kept = std::current_exception();
+  }
+
+  std::thread([&kept] {
+    EndHere([&](CThrowState&) { std::rethrow_exception(kept); });
+    EXPECT_THAT(Places(*LastError()), ElementsAre("Src/EndHere.cpp:400"));
+  }).join();
 }
 
 TEST_F(ErrorChain, ReportOfFindsAnEarlierErrorByItsNumber) {

@@ -110,5 +110,13 @@ TEST(WideToUtf8, ValuesBeyondTheLastCharacterAreReplaced) {
   }
 }
 
+TEST(PrintableText, IsOneLineWithItsControlCharactersEscaped) {
+  EXPECT_EQ(Strings::Printable("plain"), "plain");
+  EXPECT_EQ(Strings::Printable("a\r\nb\n\r\n"), "a\\r\\nb");
+  EXPECT_EQ(Strings::Printable(std::string("\x1B[2J\x7F\0", 6)), "\\x1b[2J\\x7f\\x00");
+  EXPECT_EQ(Strings::Printable("a\tb\\ \xC3\xA4"), "a\tb\\ \xC3\xA4");
+  EXPECT_EQ(Strings::Printable("\n"), "");
+}
+
 }  // namespace
 }  // namespace Pirsk::Testing
