@@ -7,6 +7,9 @@
 /// be used from any static constructor or destructor of a program that links the library. Any
 /// number of threads may read at the same time.
 ///
+/// How the rows are kept is the library's own affair and may change from build to build: a program
+/// holds nothing but a code, a name or an iterator.
+///
 /// A name is given as `std::string_view` into the library's own constant data and lives as long as
 /// the library is loaded. A program that wants a map of its own strings converts:
 ///
@@ -16,59 +19,85 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace Ondrel {
 
+namespace CodeNames {
+struct Table;
+}
+
 /// One vocabulary: a constant map from code to name, in order of code.
 ///
-/// The low bits of a code are its slot, and no two codes of a vocabulary share one: that is how a
-/// lookup goes to the only row that can be the right one.
+/// It has every operation of a constant `std::map` that does not concern memory or node handles,
+/// and the lookups `Name`, `Code` and `Codes` of its own. Rows are given by value. There is no
+/// `operator[]`, which would have to insert.
 class CCodeNames {
 public:
   using key_type = std::int32_t;
   using mapped_type = std::string_view;
   using value_type = std::pair<key_type, mapped_type>;
+  using key_compare = std::less<key_type>;
   using size_type = std::size_t;
-
-  /// A row as it is stored: its name is `length` characters of the text from `offset` on.
-  struct CRow {
-    std::int32_t code;
-    std::uint16_t offset;
-    std::uint16_t length;
-  };
+  using difference_type = std::ptrdiff_t;
+  using reference = value_type;
+  using const_reference = value_type;
 
   class const_iterator;
   using iterator = const_iterator;
+  using const_reverse_iterator = std::reverse_iterator<const_iterator>;
+  using reverse_iterator = const_reverse_iterator;
 
   /// Only the library's own vocabularies are made this way; a program has no use for it.
-  ///
-  /// `rows` are in order of code without repetition. `slots` holds a row's index for each value of
-  /// the low bits of a code, `lowBits` selects them. `text` holds each name and a zero after it.
-  constexpr CCodeNames(const CRow* rows, size_type size, const std::uint16_t* slots,
-                       std::uint32_t lowBits, const char* text) noexcept
-      : m_rows(rows), m_slots(slots), m_text(text), m_size(size), m_lowBits(lowBits) {}
+  constexpr explicit CCodeNames(const CodeNames::Table& table) noexcept : m_table(&table) {}
 
   /// Number of codes.
-  [[nodiscard]] constexpr size_type size() const noexcept { return m_size; }
-  [[nodiscard]] constexpr bool empty() const noexcept { return m_size == 0; }
+  [[nodiscard]] ONDREL_API size_type size() const noexcept;
+  [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+  [[nodiscard]] size_type max_size() const noexcept { return size(); }
 
   /// The rows in order of code, each as a pair of code and name.
-  [[nodiscard]] constexpr const_iterator begin() const noexcept;
-  [[nodiscard]] constexpr const_iterator end() const noexcept;
+  [[nodiscard]] const_iterator begin() const noexcept;
+  [[nodiscard]] const_iterator end() const noexcept;
+  [[nodiscard]] const_iterator cbegin() const noexcept;
+  [[nodiscard]] const_iterator cend() const noexcept;
+
+  /// The rows in falling order of code.
+  [[nodiscard]] const_reverse_iterator rbegin() const noexcept;
+  [[nodiscard]] const_reverse_iterator rend() const noexcept;
+  [[nodiscard]] const_reverse_iterator crbegin() const noexcept;
+  [[nodiscard]] const_reverse_iterator crend() const noexcept;
 
   /// The row of `code`, or `end()` when the vocabulary does not list it.
-  [[nodiscard]] constexpr const_iterator find(key_type code) const noexcept;
+  [[nodiscard]] ONDREL_API const_iterator find(key_type code) const noexcept;
+
+  /// Whether the vocabulary lists `code`.
+  [[nodiscard]] bool contains(key_type code) const noexcept { return Name(code).has_value(); }
 
   /// 1 when the vocabulary lists `code`, else 0.
-  [[nodiscard]] constexpr size_type count(key_type code) const noexcept {
-    return CandidateRow(code).code == code ? 1 : 0;
-  }
+  [[nodiscard]] size_type count(key_type code) const noexcept { return contains(code) ? 1 : 0; }
+
+  /// The name of `code`. Throws `std::out_of_range` when the vocabulary does not list it.
+  [[nodiscard]] ONDREL_API mapped_type at(key_type code) const;
+
+  /// The first row whose code is not below `code`, or `end()`.
+  [[nodiscard]] ONDREL_API const_iterator lower_bound(key_type code) const noexcept;
+
+  /// The first row whose code is above `code`, or `end()`.
+  [[nodiscard]] ONDREL_API const_iterator upper_bound(key_type code) const noexcept;
+
+  /// `lower_bound` and `upper_bound`: at most one row apart.
+  [[nodiscard]] std::pair<const_iterator, const_iterator> equal_range(key_type code) const noexcept;
+
+  /// The order of the codes: that of signed numbers.
+  [[nodiscard]] key_compare key_comp() const noexcept { return {}; }
 
   /// A map of the program's own with the same rows.
   explicit operator std::map<std::int32_t, std::string>() const;
@@ -77,96 +106,99 @@ public:
   ///
   /// An empty name is a name: the result then holds an empty text. The characters are followed by
   /// a zero, so that `data()` may be used as a C string.
-  [[nodiscard]] constexpr std::optional<std::string_view> Name(key_type code) const noexcept {
-    const CRow& row = CandidateRow(code);
-    if (row.code != code) return std::nullopt;
-    return NameOf(row);
-  }
+  [[nodiscard]] ONDREL_API std::optional<std::string_view> Name(key_type code) const noexcept;
+
+  /// The lowest code of exactly this name; nothing when no code has it.
+  ///
+  /// Few names stand at more than one code, and `Codes` gives them all. Compares the name with
+  /// every row, which takes some microseconds.
+  [[nodiscard]] ONDREL_API std::optional<key_type> Code(std::string_view name) const noexcept;
+
+  /// All codes of exactly this name, in rising order; empty when no code has it.
+  [[nodiscard]] ONDREL_API std::vector<key_type> Codes(std::string_view name) const;
 
 private:
-  [[nodiscard]] constexpr const CRow& CandidateRow(key_type code) const noexcept {
-    return m_rows[m_slots[static_cast<std::uint32_t>(code) & m_lowBits]];
-  }
-  [[nodiscard]] constexpr std::string_view NameOf(const CRow& row) const noexcept {
-    return {m_text + row.offset, row.length};
-  }
-
-  const CRow* m_rows;
-  const std::uint16_t* m_slots;
-  const char* m_text;
-  size_type m_size;
-  std::uint32_t m_lowBits;
+  const CodeNames::Table* m_table;
 };
 
-/// Walks a vocabulary in order of code. Yields pairs by value; stays valid while the library is
+/// Walks a vocabulary in order of code. Gives pairs by value; stays valid while the library is
 /// loaded.
 class CCodeNames::const_iterator {
 public:
   using iterator_concept = std::bidirectional_iterator_tag;
-  using iterator_category = std::input_iterator_tag;  // What it yields is no reference.
+  using iterator_category = std::input_iterator_tag;  // What it gives is not a reference.
   using value_type = CCodeNames::value_type;
-  using difference_type = std::ptrdiff_t;
+  using difference_type = CCodeNames::difference_type;
   using reference = value_type;
 
   /// Keeps the pair alive that `->` reads from.
   class pointer {
   public:
-    constexpr explicit pointer(const value_type& row) noexcept : m_row(row) {}
-    constexpr const value_type* operator->() const noexcept { return &m_row; }
+    explicit pointer(const value_type& row) noexcept : m_row(row) {}
+    const value_type* operator->() const noexcept { return &m_row; }
 
   private:
     value_type m_row;
   };
 
   constexpr const_iterator() noexcept = default;
-  constexpr const_iterator(const CCodeNames& names, const CRow* row) noexcept
-      : m_names(&names), m_row(row) {}
 
-  constexpr reference operator*() const noexcept { return {m_row->code, m_names->NameOf(*m_row)}; }
-  constexpr pointer operator->() const noexcept { return pointer(**this); }
+  [[nodiscard]] ONDREL_API reference operator*() const noexcept;
+  [[nodiscard]] pointer operator->() const noexcept { return pointer(**this); }
 
-  constexpr const_iterator& operator++() noexcept {
-    ++m_row;
+  const_iterator& operator++() noexcept {
+    ++m_place;
     return *this;
   }
-  constexpr const_iterator operator++(int) noexcept {
+  const_iterator operator++(int) noexcept {
     const const_iterator before = *this;
-    ++m_row;
+    ++m_place;
     return before;
   }
-  constexpr const_iterator& operator--() noexcept {
-    --m_row;
+  const_iterator& operator--() noexcept {
+    --m_place;
     return *this;
   }
-  constexpr const_iterator operator--(int) noexcept {
+  const_iterator operator--(int) noexcept {
     const const_iterator before = *this;
-    --m_row;
+    --m_place;
     return before;
   }
 
-  friend constexpr bool operator==(const const_iterator& left,
-                                   const const_iterator& right) noexcept {
-    return left.m_row == right.m_row;
+  friend bool operator==(const const_iterator& left, const const_iterator& right) noexcept {
+    return left.m_place == right.m_place && left.m_table == right.m_table;
   }
-  friend constexpr bool operator!=(const const_iterator& left,
-                                   const const_iterator& right) noexcept {
-    return left.m_row != right.m_row;
+  friend bool operator!=(const const_iterator& left, const const_iterator& right) noexcept {
+    return !(left == right);
   }
 
 private:
-  const CCodeNames* m_names = nullptr;
-  const CRow* m_row = nullptr;
+  friend class CCodeNames;
+
+  const_iterator(const CodeNames::Table* table, size_type place) noexcept
+      : m_table(table), m_place(place) {}
+
+  const CodeNames::Table* m_table = nullptr;
+  size_type m_place = 0;  // Counted from the lowest code.
 };
 
-constexpr CCodeNames::const_iterator CCodeNames::begin() const noexcept { return {*this, m_rows}; }
+inline CCodeNames::const_iterator CCodeNames::begin() const noexcept { return {m_table, 0}; }
+inline CCodeNames::const_iterator CCodeNames::end() const noexcept { return {m_table, size()}; }
+inline CCodeNames::const_iterator CCodeNames::cbegin() const noexcept { return begin(); }
+inline CCodeNames::const_iterator CCodeNames::cend() const noexcept { return end(); }
 
-constexpr CCodeNames::const_iterator CCodeNames::end() const noexcept {
-  return {*this, m_rows + m_size};
+inline CCodeNames::const_reverse_iterator CCodeNames::rbegin() const noexcept {
+  return const_reverse_iterator(end());
 }
+inline CCodeNames::const_reverse_iterator CCodeNames::rend() const noexcept {
+  return const_reverse_iterator(begin());
+}
+inline CCodeNames::const_reverse_iterator CCodeNames::crbegin() const noexcept { return rbegin(); }
+inline CCodeNames::const_reverse_iterator CCodeNames::crend() const noexcept { return rend(); }
 
-constexpr CCodeNames::const_iterator CCodeNames::find(key_type code) const noexcept {
-  const CRow& row = CandidateRow(code);
-  return row.code == code ? const_iterator(*this, &row) : end();
+inline std::pair<CCodeNames::const_iterator, CCodeNames::const_iterator> CCodeNames::equal_range(
+    key_type code) const noexcept {
+  return {lower_bound(code), upper_bound(code)};
 }
 
 inline CCodeNames::operator std::map<std::int32_t, std::string>() const {

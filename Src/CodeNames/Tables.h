@@ -4,8 +4,8 @@
 ///
 /// A list gives each code with its name, in the order of its source. `Vocabulary<List>()` keeps the
 /// first row of each code, puts the rows in order of code, joins the names to one text and finds
-/// the slots. The result is constant data without a single address in it, so that nothing is left
-/// to build or relocate when the library is loaded.
+/// the slots. The result is constant data: rows, slots and text hold no address, so that nothing is
+/// left to build when the library is loaded, and next to nothing to relocate.
 
 #include <Ondrel/CodeNames.h>
 
@@ -16,6 +16,25 @@
 #include <string_view>
 
 namespace Ondrel::CodeNames {
+
+/// A row as it is stored: its name is `length` characters of the text from `offset` on.
+struct Row {
+  std::int32_t code;
+  std::uint16_t offset;
+  std::uint16_t length;
+};
+
+/// What a vocabulary looks its codes up in.
+///
+/// The low bits of a code are its slot, and no two codes of a vocabulary share one: that is how a
+/// lookup goes to the only row that can be the right one.
+struct Table {
+  const Row* rows;             ///< In order of code without repetition.
+  const std::uint16_t* slots;  ///< A row's index for each value of the low bits of a code.
+  const char* text;            ///< Each name and a zero after it.
+  std::size_t size;            ///< Number of rows.
+  std::uint32_t lowBits;       ///< Selects the low bits.
+};
 
 struct ListedName {
   std::int32_t code;
@@ -87,8 +106,8 @@ class CTables {
   static_assert(kRowCount <= std::numeric_limits<std::uint16_t>::max());
   static_assert(kTextSize <= std::numeric_limits<std::uint16_t>::max());
 
-  static constexpr std::array<CCodeNames::CRow, kRowCount> Rows() {
-    std::array<CCodeNames::CRow, kRowCount> rows{};
+  static constexpr std::array<Row, kRowCount> Rows() {
+    std::array<Row, kRowCount> rows{};
     std::size_t offset = 0;
     for (std::size_t row = 0; row < kRowCount; ++row) {
       const ListedName& listed = kNames.rows[row];
@@ -118,20 +137,19 @@ class CTables {
     return slots;
   }
 
-  static constexpr std::array<CCodeNames::CRow, kRowCount> kRows = Rows();
+  static constexpr std::array<Row, kRowCount> kRows = Rows();
   static constexpr std::array<char, kTextSize> kText = Text();
   static constexpr std::array<std::uint16_t, kSlotCount> kSlots = Slots();
 
 public:
-  static constexpr CCodeNames Names() {
-    return {kRows.data(), kRowCount, kSlots.data(), kSlotCount - 1, kText.data()};
-  }
+  static constexpr Table kTable = {kRows.data(), kSlots.data(), kText.data(), kRowCount,
+                                   kSlotCount - 1};
 };
 
 /// The vocabulary of a list with static storage.
 template <const auto& List>
 constexpr CCodeNames Vocabulary() {
-  return CTables<List>::Names();
+  return CCodeNames(CTables<List>::kTable);
 }
 
 }  // namespace Ondrel::CodeNames

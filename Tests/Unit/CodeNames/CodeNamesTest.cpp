@@ -1,7 +1,9 @@
 #include <Ondrel/CodeNames.h>
+#include <Ondrel/StatusTransition.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,10 +13,12 @@
 #include <optional>
 #include <ostream>
 #include <ranges>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <unistd.h>
+#include <vector>
 
 namespace Ondrel {
 namespace {
@@ -23,6 +27,12 @@ static_assert(std::is_trivially_destructible_v<CCodeNames>);
 static_assert(std::bidirectional_iterator<CCodeNames::const_iterator>);
 static_assert(std::ranges::bidirectional_range<const CCodeNames>);
 static_assert(noexcept(EventCodeNames.Name(0)) && noexcept(EventCodeNames.find(0)));
+static_assert(sizeof(CCodeNames) == sizeof(void*), "a program copies it: it never grows");
+
+constexpr const CCodeNames* kVocabularies[] = {
+    &ErrorCodeNames, &OperationCodeNames, &EventCodeNames, &PropertyCodeNames, &ValueCodeNames};
+
+using Map = std::map<std::int32_t, std::string>;
 
 struct SpotRow {
   std::string_view title;
@@ -90,8 +100,7 @@ TEST(CodeNames, OnlyPropertiesHaveTheLargestCode) {
 }
 
 TEST(CodeNames, CodesBelowZeroHaveNoName) {
-  for (const CCodeNames* names : {&ErrorCodeNames, &OperationCodeNames, &EventCodeNames,
-                                  &PropertyCodeNames, &ValueCodeNames}) {
+  for (const CCodeNames* names : kVocabularies) {
     EXPECT_EQ(names->Name(-1), std::nullopt);
     EXPECT_EQ(names->Name(std::numeric_limits<std::int32_t>::min()), std::nullopt);
   }
@@ -134,6 +143,86 @@ TEST(CodeNames, FindsTheRowOfACode) {
   EXPECT_EQ(ErrorCodeNames.count(20168), 1U);
   EXPECT_EQ(ErrorCodeNames.count(20167), 0U);
   EXPECT_FALSE(ErrorCodeNames.empty());
+}
+
+TEST(CodeNames, AtGivesTheNameOrThrows) {
+  EXPECT_EQ(EventCodeNames.at(10471), "PD_STATE_CHANGE_OP_TO_FAIL");
+  EXPECT_EQ(ValueCodeNames.at(0), "");
+  EXPECT_THROW(static_cast<void>(ErrorCodeNames.at(1)), std::out_of_range);
+}
+
+// The codes of a map, the ones beside them and the ends of their range.
+std::vector<std::int32_t> CodesToAsk(const Map& names) {
+  std::vector<std::int32_t> codes = {std::numeric_limits<std::int32_t>::min(), -1,
+                                     std::numeric_limits<std::int32_t>::max()};
+  for (const auto& [code, name] : names) {
+    codes.push_back(code);
+    codes.push_back(code - 1);
+    if (code != std::numeric_limits<std::int32_t>::max()) codes.push_back(code + 1);
+  }
+  return codes;
+}
+
+TEST(CodeNames, BoundsAndContainmentAreThoseOfAnOrderedMap) {
+  for (const CCodeNames* names : kVocabularies) {
+    const Map map(*names);
+    const auto isSameRow = [&](CCodeNames::const_iterator row, Map::const_iterator expected) {
+      if (row == names->end() || expected == map.end())
+        return row == names->end() && expected == map.end();
+      return row->first == expected->first && row->second == expected->second;
+    };
+    for (const std::int32_t code : CodesToAsk(map)) {
+      ASSERT_EQ(names->contains(code), map.count(code) == 1) << code;
+      ASSERT_TRUE(isSameRow(names->find(code), map.find(code))) << code;
+      ASSERT_TRUE(isSameRow(names->lower_bound(code), map.lower_bound(code))) << code;
+      ASSERT_TRUE(isSameRow(names->upper_bound(code), map.upper_bound(code))) << code;
+      ASSERT_TRUE(isSameRow(names->equal_range(code).first, map.lower_bound(code))) << code;
+      ASSERT_TRUE(isSameRow(names->equal_range(code).second, map.upper_bound(code))) << code;
+    }
+  }
+}
+
+TEST(CodeNames, AreWalkedBackwards) {
+  for (const CCodeNames* names : kVocabularies) {
+    std::vector<std::int32_t> forwards, backwards;
+    for (auto row = names->cbegin(); row != names->cend(); ++row) forwards.push_back(row->first);
+    for (auto row = names->crbegin(); row != names->crend(); ++row) backwards.push_back(row->first);
+    std::reverse(backwards.begin(), backwards.end());
+    EXPECT_EQ(backwards, forwards);
+    EXPECT_EQ(forwards.size(), names->size());
+  }
+  EXPECT_EQ((*EventCodeNames.rbegin()).first, 12325);
+}
+
+TEST(CodeNames, CodesOfANameAreAllThatHaveIt) {
+  for (const CCodeNames* names : kVocabularies) {
+    std::map<std::string, std::vector<std::int32_t>> codesOf;
+    for (const auto [code, name] : *names) codesOf[std::string(name)].push_back(code);
+    for (const auto& [name, codes] : codesOf) {
+      ASSERT_EQ(names->Codes(name), codes) << name;
+      ASSERT_EQ(names->Code(name), codes.front()) << name;
+    }
+  }
+}
+
+TEST(CodeNames, CodeOfANameThatStandsTwiceIsTheLowest) {
+  EXPECT_EQ(OperationCodeNames.Code("ADD_SERVER"), 50108);
+  EXPECT_EQ(OperationCodeNames.Codes("ADD_SERVER"), (std::vector<std::int32_t>{50108, 50500}));
+  EXPECT_EQ(PropertyCodeNames.Code("RAID_LEVEL"), 29904);
+  EXPECT_EQ(PropertyCodeNames.Codes("RAID_LEVEL"), (std::vector<std::int32_t>{29904, 30045}));
+}
+
+TEST(CodeNames, CodeOfANameComparesToTheLetter) {
+  EXPECT_EQ(ValueCodeNames.Code("OPERATIONAL"), kStatusOperational);
+  EXPECT_EQ(ValueCodeNames.Code(""), 0);
+  EXPECT_EQ(ValueCodeNames.Code("operational"), std::nullopt);
+  EXPECT_EQ(ValueCodeNames.Code("OPERATIONA"), std::nullopt);
+  EXPECT_EQ(EventCodeNames.Code("OPERATIONAL"), std::nullopt);
+  EXPECT_TRUE(EventCodeNames.Codes("FRAME_END").empty());
+}
+
+TEST(CodeNames, ARowThatWasDroppedHasNoCode) {
+  EXPECT_EQ(PropertyCodeNames.Code("FRAME_END"), std::nullopt);
 }
 
 TEST(CodeNames, ConvertToAMapOfStrings) {
