@@ -16,7 +16,7 @@
 ///
 /// A field that is not aligned (the records are packed) is read by its value; a reference must not
 /// be bound to it. The operations change no record. They may be called from any thread, but for
-/// the four accessors of `NVME_IDENTIFY_CONTROLLER` that yield text.
+/// the four accessors of `NVME_IDENTIFY_CONTROLLER` that return text.
 namespace Ondrel {
 
 #pragma pack(push, 1)
@@ -30,11 +30,13 @@ struct ONDREL_API NVME_IDENTIFY_LBA_FORMAT_DATA {
 
   NVME_IDENTIFY_LBA_FORMAT_DATA() = default;
   NVME_IDENTIFY_LBA_FORMAT_DATA(const NVME_IDENTIFY_LBA_FORMAT_DATA&) = default;
-  NVME_IDENTIFY_LBA_FORMAT_DATA& operator=(const NVME_IDENTIFY_LBA_FORMAT_DATA& other);
-  NVME_IDENTIFY_LBA_FORMAT_DATA& operator=(NVME_IDENTIFY_LBA_FORMAT_DATA&& other) noexcept;
+  ONDREL_API_INLINE NVME_IDENTIFY_LBA_FORMAT_DATA& operator=(const NVME_IDENTIFY_LBA_FORMAT_DATA&) =
+      default;
+  ONDREL_API_INLINE NVME_IDENTIFY_LBA_FORMAT_DATA& operator=(
+      NVME_IDENTIFY_LBA_FORMAT_DATA&&) noexcept = default;
 
-  /// Size of a block in bytes. 0 when `LBADS` is below 9: fewer than 512 bytes are no valid size.
-  /// The power is taken modulo 64.
+  /// Size of a block in bytes. 0 when `LBADS` is below 9: fewer than 512 bytes are not a valid
+  /// size. The power is taken modulo 64.
   std::uint64_t LBASize();
 
   /// "Best", "Better", "Good" or "Degraded".
@@ -43,7 +45,7 @@ struct ONDREL_API NVME_IDENTIFY_LBA_FORMAT_DATA {
 
 /// Power state descriptor: what one power state takes and how fast it is. 32 bytes.
 struct ONDREL_API NVME_POWER_STATE_DESCRIPTOR {
-  std::uint16_t MP;  ///< Maximum Power, in the unit that `MPS` tells.
+  std::uint16_t MP;  ///< Maximum Power, in the unit that `MPS` gives.
   std::uint8_t Reserved2;
   std::uint8_t MPS : 1;   ///< Max Power Scale: 0 hundredths of a watt, 1 tenths of a milliwatt.
   std::uint8_t NOPS : 1;  ///< Non-Operational State: 1 when no I/O is processed in it.
@@ -58,20 +60,22 @@ struct ONDREL_API NVME_POWER_STATE_DESCRIPTOR {
   std::uint8_t Reserved14 : 3;
   std::uint8_t RWL : 5;  ///< Relative Write Latency: lower is better.
   std::uint8_t Reserved15 : 3;
-  std::uint16_t IDLP;  ///< Idle Power, in the unit that `IPS` tells.
+  std::uint16_t IDLP;  ///< Idle Power, in the unit that `IPS` gives.
   std::uint8_t Reserved18 : 6;
-  std::uint8_t IPS : 2;  ///< Idle Power Scale: 0 not told, 1 0.1 milliwatt, 2 0.01 watt.
+  std::uint8_t IPS : 2;  ///< Idle Power Scale: 0 not reported, 1 0.1 milliwatt, 2 0.01 watt.
   std::uint8_t Reserved19;
-  std::uint16_t ACTP;    ///< Active Power, in the unit that `APS` tells.
+  std::uint16_t ACTP;    ///< Active Power, in the unit that `APS` gives.
   std::uint8_t APW : 3;  ///< Active Power Workload that `ACTP` was taken with.
   std::uint8_t Reserved22 : 3;
-  std::uint8_t APS : 2;  ///< Active Power Scale: 0 not told, 1 0.1 milliwatt, 2 0.01 watt.
+  std::uint8_t APS : 2;  ///< Active Power Scale: 0 not reported, 1 0.1 milliwatt, 2 0.01 watt.
   std::uint8_t Reserved23[9];
 
   NVME_POWER_STATE_DESCRIPTOR() = default;
   NVME_POWER_STATE_DESCRIPTOR(const NVME_POWER_STATE_DESCRIPTOR&) = default;
-  NVME_POWER_STATE_DESCRIPTOR& operator=(const NVME_POWER_STATE_DESCRIPTOR& other);
-  NVME_POWER_STATE_DESCRIPTOR& operator=(NVME_POWER_STATE_DESCRIPTOR&& other) noexcept;
+  ONDREL_API_INLINE NVME_POWER_STATE_DESCRIPTOR& operator=(const NVME_POWER_STATE_DESCRIPTOR&) =
+      default;
+  ONDREL_API_INLINE NVME_POWER_STATE_DESCRIPTOR& operator=(NVME_POWER_STATE_DESCRIPTOR&&) noexcept =
+      default;
 };
 
 /// Identify Namespace data structure. 4096 bytes.
@@ -102,7 +106,7 @@ struct ONDREL_API NVME_IDENTIFY_NAMESPACE {
   std::uint16_t NABSN;      ///< Namespace Atomic Boundary Size Normal, in blocks, zero-based.
   std::uint16_t NABO;       ///< Namespace Atomic Boundary Offset: block of the first boundary.
   std::uint16_t NABSPF;     ///< Namespace Atomic Boundary Size Power Fail, in blocks, zero-based.
-  std::uint16_t NOIOB;      ///< Namespace Optimal I/O Boundary, in blocks; 0 for none told.
+  std::uint16_t NOIOB;      ///< Namespace Optimal I/O Boundary, in blocks; 0 for none reported.
   std::uint64_t NVMCAP[2];  ///< NVM Capacity in bytes, low word first; see `Capacity`.
   std::uint8_t Reserved64[40];
   std::uint8_t NGUID[16];  ///< Namespace Globally Unique Identifier, big-endian; zero for none.
@@ -113,8 +117,9 @@ struct ONDREL_API NVME_IDENTIFY_NAMESPACE {
 
   NVME_IDENTIFY_NAMESPACE() = default;
   NVME_IDENTIFY_NAMESPACE(const NVME_IDENTIFY_NAMESPACE&) = default;
-  NVME_IDENTIFY_NAMESPACE& operator=(const NVME_IDENTIFY_NAMESPACE& other);
-  NVME_IDENTIFY_NAMESPACE& operator=(NVME_IDENTIFY_NAMESPACE&& other) noexcept;
+  ONDREL_API_INLINE NVME_IDENTIFY_NAMESPACE& operator=(const NVME_IDENTIFY_NAMESPACE&) = default;
+  ONDREL_API_INLINE NVME_IDENTIFY_NAMESPACE& operator=(NVME_IDENTIFY_NAMESPACE&&) noexcept =
+      default;
 
   /// Size of a block of the format in use, in bytes.
   ///
@@ -148,8 +153,8 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
     std::uint8_t MNR;   ///< Minor version number.
     std::uint16_t MJR;  ///< Major version number.
   } VER;                ///< Version of the standard that the controller keeps.
-  std::uint32_t RTD3R;  ///< RTD3 Resume Latency, in microseconds; 0 for not told.
-  std::uint32_t RTD3E;  ///< RTD3 Entry Latency, in microseconds; 0 for not told.
+  std::uint32_t RTD3R;  ///< RTD3 Resume Latency, in microseconds; 0 for not reported.
+  std::uint32_t RTD3E;  ///< RTD3 Entry Latency, in microseconds; 0 for not reported.
   struct {
     std::uint32_t Reserved0 : 8;
     std::uint32_t NamespaceAttributeNotices : 1;  ///< Tells of changed namespaces.
@@ -204,12 +209,12 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
   struct {
     std::uint8_t Supported : 1;  ///< The controller changes power states by itself.
     std::uint8_t Reserved : 7;
-  } APSTA;                   ///< Autonomous Power State Transition Attributes.
-  std::uint16_t WCTEMP;      ///< Warning Composite Temperature Threshold, in kelvin; 0 not told.
-  std::uint16_t CCTEMP;      ///< Critical Composite Temperature Threshold, in kelvin; 0 not told.
-  std::uint16_t MTFA;        ///< Maximum Time for Firmware Activation, in 100 milliseconds.
-  std::uint32_t HMPRE;       ///< Host Memory Buffer Preferred Size, in 4096 bytes.
-  std::uint32_t HMMIN;       ///< Host Memory Buffer Minimum Size, in 4096 bytes.
+  } APSTA;               ///< Autonomous Power State Transition Attributes.
+  std::uint16_t WCTEMP;  ///< Warning Composite Temperature Threshold, in kelvin; 0 not reported.
+  std::uint16_t CCTEMP;  ///< Critical Composite Temperature Threshold, in kelvin; 0 not reported.
+  std::uint16_t MTFA;    ///< Maximum Time for Firmware Activation, in 100 milliseconds.
+  std::uint32_t HMPRE;   ///< Host Memory Buffer Preferred Size, in 4096 bytes.
+  std::uint32_t HMMIN;   ///< Host Memory Buffer Minimum Size, in 4096 bytes.
   std::uint64_t TNVMCAP[2];  ///< Total NVM Capacity in bytes, low word first; see `Capacity`.
   std::uint64_t UNVMCAP[2];  ///< Unallocated NVM Capacity in bytes, low word first.
   struct {
@@ -224,14 +229,14 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
     std::uint8_t OneAtATime : 1;  ///< One self-test at a time for the whole subsystem.
     std::uint8_t Reserved : 7;
   } DSTO;             ///< Device Self-test Options.
-  std::uint8_t FWUG;  ///< Firmware Update Granularity, in 4096 bytes; 0 not told, 255 any.
+  std::uint8_t FWUG;  ///< Firmware Update Granularity, in 4096 bytes; 0 not reported, 255 any.
   std::uint16_t KAS;  ///< Keep Alive Support: granularity, in 100 milliseconds; 0 for none.
   struct {
     std::uint16_t Supported : 1;  ///< The host may control thermal management.
     std::uint16_t Reserved : 15;
   } HCTMA;              ///< Host Controlled Thermal Management Attributes.
-  std::uint16_t MNTMT;  ///< Minimum Thermal Management Temperature, in kelvin; 0 for not told.
-  std::uint16_t MXTMT;  ///< Maximum Thermal Management Temperature, in kelvin; 0 for not told.
+  std::uint16_t MNTMT;  ///< Minimum Thermal Management Temperature, in kelvin; 0 for not reported.
+  std::uint16_t MXTMT;  ///< Maximum Thermal Management Temperature, in kelvin; 0 for not reported.
   struct {
     std::uint32_t CryptoErase : 1;  ///< Crypto Erase is supported.
     std::uint32_t BlockErase : 1;   ///< Block Erase is supported.
@@ -247,7 +252,7 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
     std::uint8_t Required : 4;  ///< Size needed: bytes as a power of two.
     std::uint8_t Maximum : 4;   ///< Largest size: bytes as a power of two.
   } CQES;                       ///< Completion Queue Entry Size.
-  std::uint16_t MAXCMD;         ///< Maximum Outstanding Commands of a queue; 0 for not told.
+  std::uint16_t MAXCMD;         ///< Maximum Outstanding Commands of a queue; 0 for not reported.
   std::uint32_t NN;             ///< Number of Namespaces that the controller can have.
   struct {
     std::uint16_t Compare : 1;             ///< Compare.
@@ -302,8 +307,9 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
 
   NVME_IDENTIFY_CONTROLLER() = default;
   NVME_IDENTIFY_CONTROLLER(const NVME_IDENTIFY_CONTROLLER&) = default;
-  NVME_IDENTIFY_CONTROLLER& operator=(const NVME_IDENTIFY_CONTROLLER& other);
-  NVME_IDENTIFY_CONTROLLER& operator=(NVME_IDENTIFY_CONTROLLER&& other) noexcept;
+  ONDREL_API_INLINE NVME_IDENTIFY_CONTROLLER& operator=(const NVME_IDENTIFY_CONTROLLER&) = default;
+  ONDREL_API_INLINE NVME_IDENTIFY_CONTROLLER& operator=(NVME_IDENTIFY_CONTROLLER&&) noexcept =
+      default;
 
   /// Size of the controller's NVM in bytes: the low word of `TNVMCAP`, or when that is zero the
   /// `Capacity` of `nameSpace`, or 0 when that is null.
@@ -334,7 +340,7 @@ struct ONDREL_API NVME_SMART_HEALTH_INFORMATION_LOG {
     std::uint8_t ReadOnly : 1;                      ///< The media are in read-only mode.
     std::uint8_t VolatileMemoryBackupFailed : 1;    ///< The backup of volatile memory failed.
     std::uint8_t Reserved : 3;
-  } CriticalWarningFlags;                ///< Critical Warning; `CriticalWarning` yields it whole.
+  } CriticalWarningFlags;                ///< Critical Warning; `CriticalWarning` returns it whole.
   std::uint16_t CompositeTemperature;    ///< Composite Temperature, in kelvin. Not aligned.
   std::uint8_t AvailableSpare;           ///< Available Spare, in percent of the whole.
   std::uint8_t AvailableSpareThreshold;  ///< Available Spare Threshold, in percent.
@@ -361,8 +367,10 @@ struct ONDREL_API NVME_SMART_HEALTH_INFORMATION_LOG {
 
   NVME_SMART_HEALTH_INFORMATION_LOG() = default;
   NVME_SMART_HEALTH_INFORMATION_LOG(const NVME_SMART_HEALTH_INFORMATION_LOG&) = default;
-  NVME_SMART_HEALTH_INFORMATION_LOG& operator=(const NVME_SMART_HEALTH_INFORMATION_LOG& other);
-  NVME_SMART_HEALTH_INFORMATION_LOG& operator=(NVME_SMART_HEALTH_INFORMATION_LOG&& other) noexcept;
+  ONDREL_API_INLINE NVME_SMART_HEALTH_INFORMATION_LOG& operator=(
+      const NVME_SMART_HEALTH_INFORMATION_LOG&) = default;
+  NVME_SMART_HEALTH_INFORMATION_LOG& operator=(NVME_SMART_HEALTH_INFORMATION_LOG&&) noexcept =
+      default;
 
   /// The critical warning byte with all its eight bits.
   std::uint8_t CriticalWarning();
@@ -379,8 +387,8 @@ struct ONDREL_API NVME_STATUS_FIELD {
 
   NVME_STATUS_FIELD() = default;
   NVME_STATUS_FIELD(const NVME_STATUS_FIELD&) = default;
-  NVME_STATUS_FIELD& operator=(const NVME_STATUS_FIELD& other);
-  NVME_STATUS_FIELD& operator=(NVME_STATUS_FIELD&& other) noexcept;
+  ONDREL_API_INLINE NVME_STATUS_FIELD& operator=(const NVME_STATUS_FIELD&) = default;
+  ONDREL_API_INLINE NVME_STATUS_FIELD& operator=(NVME_STATUS_FIELD&&) noexcept = default;
 
   /// Whether the command succeeded: `SC` and `SCT` are zero.
   bool SuccessfulCompletion();
@@ -410,8 +418,10 @@ struct ONDREL_API NVME_ERROR_INFORMATION_LOG_ENTRY {
 
   NVME_ERROR_INFORMATION_LOG_ENTRY() = default;
   NVME_ERROR_INFORMATION_LOG_ENTRY(const NVME_ERROR_INFORMATION_LOG_ENTRY&) = default;
-  NVME_ERROR_INFORMATION_LOG_ENTRY& operator=(const NVME_ERROR_INFORMATION_LOG_ENTRY& other);
-  NVME_ERROR_INFORMATION_LOG_ENTRY& operator=(NVME_ERROR_INFORMATION_LOG_ENTRY&& other) noexcept;
+  ONDREL_API_INLINE NVME_ERROR_INFORMATION_LOG_ENTRY& operator=(
+      const NVME_ERROR_INFORMATION_LOG_ENTRY&) = default;
+  NVME_ERROR_INFORMATION_LOG_ENTRY& operator=(NVME_ERROR_INFORMATION_LOG_ENTRY&&) noexcept =
+      default;
 };
 
 #pragma pack(pop)

@@ -21,6 +21,8 @@ public:
   unsigned int Minute;       ///< 0 to 59.
   unsigned int Second;       ///< 0 to 59.
 
+  ONDREL_API_INLINE CSystemDate_Win& operator=(const CSystemDate_Win&) = default;
+
   bool operator==(const CSystemDate_Win& other) const;
   bool operator!=(const CSystemDate_Win& other) const;
   bool operator<(const CSystemDate_Win& other) const;
@@ -34,6 +36,12 @@ public:
 /// called from any thread.
 class ONDREL_API CSystemTime_Win {
 public:
+  CSystemTime_Win();
+  CSystemTime_Win(const CSystemTime_Win& other);
+  CSystemTime_Win& operator=(const CSystemTime_Win& other);
+  CSystemTime_Win& operator=(CSystemTime_Win&& other) noexcept;
+  ~CSystemTime_Win();
+
   /// Gives the local date of a time stamp. `WeekOfMonth` stays as it was.
   static void GetDate(unsigned long long timeStamp, CSystemDate_Win& date);
 
@@ -46,7 +54,7 @@ public:
   /// a change of local time repeats the first is meant.
   static void GetTime(const CSystemDate_Win& date, unsigned long long& timeStamp);
 
-  /// Milliseconds since the host started; 0 if the host does not tell.
+  /// Milliseconds since the host started; 0 if the host does not report it.
   static unsigned long long UpTime();
 };
 

@@ -2,40 +2,27 @@
 
 #include <array>
 #include <cstring>
+#include <tuple>
 
 namespace Ondrel {
 
-// The assignments copy all members, reserved ones included, and with them every byte.
-// NOLINTBEGIN(bugprone-reserved-identifier): the compiler's own names, for the copies of arrays
-NVME_IDENTIFY_LBA_FORMAT_DATA& NVME_IDENTIFY_LBA_FORMAT_DATA::operator=(
-    const NVME_IDENTIFY_LBA_FORMAT_DATA& other) = default;
-NVME_IDENTIFY_LBA_FORMAT_DATA& NVME_IDENTIFY_LBA_FORMAT_DATA::operator=(
-    NVME_IDENTIFY_LBA_FORMAT_DATA&& other) noexcept = default;
-NVME_POWER_STATE_DESCRIPTOR& NVME_POWER_STATE_DESCRIPTOR::operator=(
-    const NVME_POWER_STATE_DESCRIPTOR& other) = default;
-NVME_POWER_STATE_DESCRIPTOR& NVME_POWER_STATE_DESCRIPTOR::operator=(
-    NVME_POWER_STATE_DESCRIPTOR&& other) noexcept = default;
-NVME_IDENTIFY_NAMESPACE& NVME_IDENTIFY_NAMESPACE::operator=(const NVME_IDENTIFY_NAMESPACE& other) =
-    default;
-NVME_IDENTIFY_NAMESPACE& NVME_IDENTIFY_NAMESPACE::operator=(
-    NVME_IDENTIFY_NAMESPACE&& other) noexcept = default;
-NVME_IDENTIFY_CONTROLLER& NVME_IDENTIFY_CONTROLLER::operator=(
-    const NVME_IDENTIFY_CONTROLLER& other) = default;
-NVME_IDENTIFY_CONTROLLER& NVME_IDENTIFY_CONTROLLER::operator=(
-    NVME_IDENTIFY_CONTROLLER&& other) noexcept = default;
-NVME_SMART_HEALTH_INFORMATION_LOG& NVME_SMART_HEALTH_INFORMATION_LOG::operator=(
-    const NVME_SMART_HEALTH_INFORMATION_LOG& other) = default;
-NVME_SMART_HEALTH_INFORMATION_LOG& NVME_SMART_HEALTH_INFORMATION_LOG::operator=(
-    NVME_SMART_HEALTH_INFORMATION_LOG&& other) noexcept = default;
-NVME_STATUS_FIELD& NVME_STATUS_FIELD::operator=(const NVME_STATUS_FIELD& other) = default;
-NVME_STATUS_FIELD& NVME_STATUS_FIELD::operator=(NVME_STATUS_FIELD&& other) noexcept = default;
-NVME_ERROR_INFORMATION_LOG_ENTRY& NVME_ERROR_INFORMATION_LOG_ENTRY::operator=(
-    const NVME_ERROR_INFORMATION_LOG_ENTRY& other) = default;
-NVME_ERROR_INFORMATION_LOG_ENTRY& NVME_ERROR_INFORMATION_LOG_ENTRY::operator=(
-    NVME_ERROR_INFORMATION_LOG_ENTRY&& other) noexcept = default;
-// NOLINTEND(bugprone-reserved-identifier)
-
 namespace {
+
+// The records' assignments are the compiler's own, so that a record is plain memory: they copy
+// every byte, reserved ones included. Where their addresses are taken they are emitted, and
+// exported.
+template <class Record>
+struct Assignments {
+  Record& (Record::*copy)(const Record&) = &Record::operator=;
+  Record& (Record::*move)(Record&&) = &Record::operator=;
+};
+
+[[gnu::used]] constexpr std::tuple<
+    Assignments<NVME_IDENTIFY_LBA_FORMAT_DATA>, Assignments<NVME_POWER_STATE_DESCRIPTOR>,
+    Assignments<NVME_IDENTIFY_NAMESPACE>, Assignments<NVME_IDENTIFY_CONTROLLER>,
+    Assignments<NVME_SMART_HEALTH_INFORMATION_LOG>, Assignments<NVME_STATUS_FIELD>,
+    Assignments<NVME_ERROR_INFORMATION_LOG_ENTRY>>
+    kExportedAssignments;
 
 constexpr unsigned int kSmallestBlockPower = 9;
 

@@ -1,3 +1,4 @@
+#include "ClassicFormat.h"
 #include "Host/MultiByteText.h"
 #include "Host/ServiceOperations.h"
 #include "Windows/RestartRequest.h"
@@ -5,7 +6,6 @@
 #include <Ondrel/System.h>
 
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/format.hpp>
 
 #include <cstring>
 #include <new>
@@ -20,14 +20,12 @@ constexpr ULong kSmallestImageListBytes = 8;
 constexpr ULong kNameSize = 1024;
 constexpr unsigned int kPathSize = 260;
 
-// ---- Versions of loaded drivers
-
 bool IsDriverLoaded(const std::string& fileName) {
   const Host::ServiceOperations& host = Host::Service();
   void* images[kImageListBytes / sizeof(void*)];
   ULong bytes = 0;
   if (!host.EnumDeviceDrivers(images, kImageListBytes, &bytes)) return false;
-  // Kept on purpose: with 1024 drivers or more none counts as loaded.
+  // Intentional: with 1024 drivers or more none counts as loaded.
   if (bytes >= kImageListBytes || bytes < kSmallestImageListBytes) return false;
 
   char name[kNameSize];
@@ -81,7 +79,7 @@ std::string FileVersionIn(const std::vector<char>& record) {
       length < sizeof translation)
     return "";
   std::memcpy(translation, value, sizeof translation);
-  const std::string key = boost::str(boost::format("\\StringFileInfo\\%04X%04X\\%s") %
+  const std::string key = boost::str(ClassicFormat("\\StringFileInfo\\%04X%04X\\%s") %
                                      translation[0] % translation[1] % "FileVersion");
   if (!query(record.data(), key.c_str(), &value, &length) || value == nullptr) return "";
   const auto* const text = static_cast<const char*>(value);
@@ -137,15 +135,21 @@ bool EnableShutdownOfProcess() {
 
 }  // namespace
 
+CSystem::CSystem() = default;
+CSystem::CSystem(const CSystem& other) = default;
+CSystem& CSystem::operator=(const CSystem& other) = default;
+CSystem& CSystem::operator=(CSystem&& other) noexcept = default;
+CSystem::~CSystem() = default;
+
 void CSystem::GetModuleVersion(const std::string& moduleName, std::string& version) {
   // The caller may give one object for both.
   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const std::string name = moduleName;
   version.clear();
-  if (!IsDriverLoaded(boost::str(boost::format("%s.sys") % name))) return;
+  if (!IsDriverLoaded(boost::str(ClassicFormat("%s.sys") % name))) return;
   const std::optional<std::string> folder = SystemFolder();
   if (!folder) return;
-  const std::string path = boost::str(boost::format("%s\\drivers\\%s.sys") % *folder % name);
+  const std::string path = boost::str(ClassicFormat("%s\\drivers\\%s.sys") % *folder % name);
   const std::string value = FileVersion(path, *folder);
   version = value.substr(0, value.find(' '));
 }

@@ -1,8 +1,7 @@
+#include "ClassicFormat.h"
 #include "Host/TimeOperations.h"
 
 #include <Ondrel/SystemTime.h>
-
-#include <boost/format.hpp>
 
 #include <cstring>
 #include <tuple>
@@ -10,6 +9,11 @@
 namespace Ondrel {
 
 namespace {
+
+// A date is plain memory, its assignment the compiler's own: emitted, and exported, where its
+// address is taken.
+[[gnu::used]] constexpr CSystemDate_Win& (CSystemDate_Win::*kExportedAssignment)(
+    const CSystemDate_Win&) = &CSystemDate_Win::operator=;
 
 constexpr std::uint64_t kMillisecondsFrom1601To1970 = 11644473600000;
 constexpr std::uint64_t kUnitsPerMillisecond = 10000;
@@ -93,7 +97,7 @@ bool IsImpossibleDay(const CSystemDate_Win& date) {
   return date.Month == 2 && date.Day >= 30;
 }
 
-// The first day of the rule's month, or of the month behind it where the last week is asked for.
+// The first day of the rule's month, or of the month after it where the last week is asked for.
 SYSTEMTIME FirstDayFor(const CSystemDate_Win& rule) {
   CSystemDate_Win first = rule;
   first.Day = 1;
@@ -114,7 +118,7 @@ unsigned int DayByWeek(const CSystemDate_Win& rule, const SYSTEMTIME& reference)
     return reference.wDay - DaysFrom(rule.WeekDay, reference.wDayOfWeek);
   unsigned int day =
       reference.wDay + DaysFrom(reference.wDayOfWeek, rule.WeekDay) + 7 * rule.WeekOfMonth - 7;
-  // Kept on purpose: a day past the month comes back by the reference day, not by a week.
+  // Intentional: a day past the month comes back by the reference day, not by a week.
   if (day > 31) day -= reference.wDay;
   return day;
 }
@@ -144,6 +148,12 @@ bool CSystemDate_Win::operator>(const CSystemDate_Win& other) const {
 bool CSystemDate_Win::operator>=(const CSystemDate_Win& other) const {
   return Order(*this) >= Order(other);
 }
+
+CSystemTime_Win::CSystemTime_Win() = default;
+CSystemTime_Win::CSystemTime_Win(const CSystemTime_Win& other) = default;
+CSystemTime_Win& CSystemTime_Win::operator=(const CSystemTime_Win& other) = default;
+CSystemTime_Win& CSystemTime_Win::operator=(CSystemTime_Win&& other) noexcept = default;
+CSystemTime_Win::~CSystemTime_Win() = default;
 
 void CSystemTime_Win::GetDate(unsigned long long timeStamp, CSystemDate_Win& date) {
   const SYSTEMTIME local = LocalTimeOf(
@@ -177,7 +187,7 @@ void CSystemTime_Win::GetDateByWeek(const CSystemDate_Win& rule, CSystemDate_Win
   date.Day = day;
   date.WeekDay = weekDay;
   date.WeekOfMonth = weekOfMonth;
-  // Kept on purpose: an hour more where the new year has begun in local time alone.
+  // Intentional: an hour more where the new year has begun in local time alone.
   date.Hour = reference.wHour + (universal.wYear < reference.wYear ? 1U : 0U);
   date.Minute = reference.wMinute;
   date.Second = reference.wSecond;
@@ -187,7 +197,7 @@ void CSystemTime_Win::GetTime(const CSystemDate_Win& date, unsigned long long& t
   CSystemDate_Win possible = date;
   if (IsImpossibleDay(date)) {
     possible.Day = 1;
-    // Kept on purpose: December has a thirteenth month behind it, the year stays.
+    // Intentional: December has a thirteenth month after it, the year stays.
     possible.Month = date.Month + 1;
   }
   SYSTEMTIME local = CalendarTimeOf(possible);
@@ -220,9 +230,9 @@ std::string timeStampToStrDateTime(unsigned long long timeStamp) {
   CSystemDate_Win date{};
   CSystemTime_Win::GetDate(timeStamp, date);
   const std::string day =
-      boost::str(boost::format("%02d/%02d/%4d") % date.Month % date.Day % date.Year);
+      boost::str(ClassicFormat("%02d/%02d/%4d") % date.Month % date.Day % date.Year);
   const std::string time =
-      boost::str(boost::format("%02d:%02d:%02d") % date.Hour % date.Minute % date.Second);
+      boost::str(ClassicFormat("%02d:%02d:%02d") % date.Hour % date.Minute % date.Second);
   return day + " " + time;
 }
 

@@ -1,4 +1,5 @@
 #include "Host/ServiceOperations.h"
+#include "Support/GroupingLocale.h"
 #include "Support/PreparedOperations.h"
 #include "Windows/RestartRequest.h"
 
@@ -229,6 +230,13 @@ TEST_F(ModuleVersion, FirstOfSeveralTranslationsCounts) {
 TEST_F(ModuleVersion, KeyHasUpperCaseHexadecimalDigits) {
   m_translation = {0xABCD, 0x00EF};
   m_values = {{"\\StringFileInfo\\ABCD00EF\\FileVersion", "x"}};
+  EXPECT_EQ(Version("storage"), "x");
+}
+
+TEST_F(ModuleVersion, ProgramLocaleDoesNotGroupTheDigitsOfTheKey) {
+  const Testing::GroupingLocale grouping;
+  m_translation = {0x0409, 0x04B0};
+  m_values = {{"\\StringFileInfo\\040904B0\\FileVersion", "x"}};
   EXPECT_EQ(Version("storage"), "x");
 }
 

@@ -1,3 +1,4 @@
+#include "Support/GroupingLocale.h"
 #include "Support/PreparedTime.h"
 
 #include <Ondrel/SystemTime.h>
@@ -288,6 +289,11 @@ TEST_F(SystemTimeInUtc, TextIsMonthFirst) {
   EXPECT_EQ(timeStampToStrDateTime(0), "01/01/1970 00:00:00");
   EXPECT_EQ(timeStampToStrDateTime(1648730519000), "03/31/2022 12:41:59");
   EXPECT_EQ(timeStampToStrDateTime(253402300799000).size(), 19U);
+}
+
+TEST_F(SystemTimeInUtc, ProgramLocaleDoesNotGroupTheDigitsOfTheText) {
+  const Testing::GroupingLocale grouping;
+  EXPECT_EQ(timeStampToStrDateTime(1648730519000), "03/31/2022 12:41:59");
 }
 
 TEST(SystemTime, FailuresOfTheHostLeaveZeros) {
