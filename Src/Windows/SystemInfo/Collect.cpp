@@ -1,4 +1,5 @@
 #include "Host/SystemFactsOperations.h"
+#include "Windows/SystemInfo/Codes.h"
 #include "Windows/SystemInfo/ProductTable.h"
 #include "Windows/SystemInfo/Registry.h"
 
@@ -14,10 +15,6 @@
 namespace Ondrel {
 
 namespace {
-
-enum OsType : std::uint32_t { kUnknown = 0, kWorkstation = 1, kServer = 2, kDomainController = 3 };
-enum Platform : std::uint32_t { kWindows3 = 2, kWindows9x = 3, kNT = 4, kCE = 5 };
-enum PlatformId : std::uint32_t { kIdWin32s = 0, kId9x = 1, kIdNT = 2, kIdCE = 3 };
 
 constexpr int kDecimal = 10;
 
@@ -103,7 +100,7 @@ void SetServicePackMinor(OS_FACTS& facts) {
   facts.underlying.spMinor = 1;
 }
 
-// The service pack numbers that only the registry tells.
+// The service pack numbers that only the registry has.
 void ReadServicePackMinor(OS_FACTS& facts) {
   if (facts.underlying.major == 4 && facts.underlying.spMajor == 6 &&
       RegistryKey(RegistryKey::kQuery,
@@ -181,7 +178,7 @@ void ReadUnderlyingVersion(COSProbe& probe, OS_FACTS& facts) {
   CopyText(facts.underlying.csdVersion, text);
   facts.underlying.spMajor =
       static_cast<std::uint16_t>(probe.ParseServicePack(facts.underlying.csdVersion));
-  // Kept on purpose: the minor that the registry told is lost here.
+  // Intentional: the minor that the registry gave is lost here.
   facts.underlying.spMinor = 0;
 }
 
@@ -256,7 +253,7 @@ struct ServicePack {
   std::uint16_t minor;
 };
 
-// Windows 9x tells no service pack; the build does.
+// Windows 9x reports no service pack; the build shows it.
 ServicePack ServicePackOf9x(std::uint32_t major, std::uint32_t minor, std::uint32_t build) {
   if (major != 4) return {0, 0};
   if (build >= 951 && build <= 1080) return {1, 0};
@@ -336,7 +333,7 @@ void COSProbe::FillVersion(std::uint32_t major, std::uint32_t minor, std::uint32
   OS_VERSION_HALF& reported = facts.reported;
   reported.major = major;
   reported.minor = minor;
-  // Kept on purpose: the build is cut to 16 bits for all versions.
+  // Intentional: the build is cut to 16 bits for all versions.
   reported.build = build & 0xFFFF;
   CopyText(reported.csdVersion, csdVersion);
   reported.spMajor = spMajor;
@@ -403,12 +400,12 @@ void COSProbe::ApplyProductInfo(OS_FACTS& facts) {
     getProductInfo(half.major, half.minor, half.spMajor, half.spMinor, &product);
     facts.productInfo = product;
   }
-  // Kept on purpose: the flag of the suite mask goes, also where no product value replaces it.
+  // Intentional: the flag of the suite mask goes, even where no product value replaces it.
   WordOf(facts, OSFlags::Enterprise) &= ~OSFlags::Enterprise.mask;
   if (const ProductRow* const row = FindProduct(facts.productInfo)) {
     for (const OSFlag* flag : row->flags)
       if (flag != nullptr) Set(facts, *flag);
-    if (row->processor != 0) facts.underlying.processor = row->processor;
+    if (row->processor != kNoProcessor) facts.underlying.processor = row->processor;
   }
   if (half.platform == kNT && facts.osType == kWorkstation && half.major == 5 &&
       (half.minor == 0 || !OSFlagIsSet(facts, OSFlags::Personal)))

@@ -1,6 +1,7 @@
-#include <Ondrel/OSInfo.h>
+#include "ClassicFormat.h"
+#include "Windows/SystemInfo/Codes.h"
 
-#include <boost/format.hpp>
+#include <Ondrel/OSInfo.h>
 
 #include <span>
 
@@ -54,7 +55,7 @@ void AppendWords(std::span<const Word> words, const COSProbe& probe, const OS_FA
 
 using P = COSProbe;
 
-// ---- Products: the first row whose tests both hold.
+// Products: the first row whose tests both hold.
 
 struct Product {
   Test first;
@@ -78,10 +79,10 @@ constexpr Product kProducts[] = {
     {&P::IsHyperVServer, &P::IsWindowsServer2016, "Hyper-V Server 2016"},
     {&P::IsHyperVServer, {}, "Hyper-V Server"},
     {&P::IsWindows2000, {}, "Windows 2000"},
-    // Kept on purpose: not reached by a 64-bit program.
+    // Intentional: not reached by a 64-bit program.
     {&P::IsWindowsXP, &P::IsWindows64Bit, "Windows XP", false},
     {&P::IsWindowsXP, &P::IsWindows64Bit, "Windows XP Professional x64"},
-    // Kept on purpose: not reached either, the row above takes all of them.
+    // Intentional: not reached either, the row above takes all of them.
     {&P::IsWindowsXP, &P::IsHomeServer, "Windows Home Server"},
     {&P::IsWindowsServer2003, {}, "Windows Server 2003"},
     {&P::IsWindowsServer2003R2, {}, "Windows Server 2003 R2"},
@@ -222,7 +223,7 @@ constexpr Word kFeaturesBeforeDomain[] = {
     {&P::IsSecurityAppliance, "Security Appliance"},
     {&P::IsBackOffice, "Backoffice"},
 };
-// Kept on purpose: the list ends at 2016.
+// Intentional: the list ends at 2016.
 constexpr Word kDomainControllers[] = {
     {&P::IsWindowsNTPrimaryDomainController, "Domain Controller"},
     {&P::IsWindowsNTBackupDomainController, "Domain Controller"},
@@ -240,10 +241,10 @@ constexpr Word kFeaturesBehindDomain[] = {
     {&P::IsHyperVTools, "Hyper-V Tools"},
 };
 
-// The names of the processor codes from 2 on.
+// The names of the processor codes from the second on; the first has none.
 constexpr const char* kArchitectures[] = {"MIPS",    "Alpha", "PPC", "IA64", "x86-64",
                                           "Alpha64", "MSIL",  "ARM", "SHX",  "x86-32"};
-constexpr std::uint32_t kFirstArchitecture = 2;
+constexpr std::uint32_t kFirstArchitecture = kMIPS;
 
 std::span<const Word> Given(std::span<const Word> words) {
   std::size_t count = 0;
@@ -293,7 +294,6 @@ bool COSInfo_Win::GetOSProduct(std::string& product) const {
 }
 
 bool COSInfo_Win::GetOSEdition(std::string& edition) const {
-  constexpr std::uint32_t kNT = 4;
   if (m_Facts.underlying.platform == kNT)
     PutBaseEdition(m_Probe, m_Facts, edition);
   else
@@ -318,24 +318,24 @@ bool COSInfo_Win::GetOSServicePack(std::string& servicePack) const {
   servicePack.clear();
   if (major == 0 && minor == 0) return false;
   if (major == 0)
-    servicePack = boost::str(boost::format("0.%d") % minor);
+    servicePack = boost::str(ClassicFormat("0.%d") % minor);
   else if (minor == 0)
-    servicePack = boost::str(boost::format("%d") % major);
+    servicePack = boost::str(ClassicFormat("%d") % major);
   else if (major == 1 && minor == 1 && m_Probe.IsWindowsXP(m_Facts, 1) != 0)
     servicePack = "1a";
   else
-    servicePack = boost::str(boost::format("%d.%d") % major % minor);
+    servicePack = boost::str(ClassicFormat("%d.%d") % major % minor);
   return true;
 }
 
 bool COSInfo_Win::GetOSVersion(std::string& version) const {
   version =
-      boost::str(boost::format("%d.%d") % m_Facts.underlying.major % m_Facts.underlying.minor);
+      boost::str(ClassicFormat("%d.%d") % m_Facts.underlying.major % m_Facts.underlying.minor);
   return true;
 }
 
 bool COSInfo_Win::GetOSBuildNumber(std::string& build) const {
-  build = boost::str(boost::format("%d") % m_Facts.underlying.build);
+  build = boost::str(ClassicFormat("%d") % m_Facts.underlying.build);
   return true;
 }
 
@@ -348,7 +348,7 @@ bool COSInfo_Win::GetProcessorArchitecture(std::string& architecture) const {
 }
 
 bool COSInfo_Win::GetKernelVersion(unsigned int& major, unsigned int& minor) const {
-  // Kept on purpose: nothing sets the two, so that this tells nothing.
+  // Intentional: nothing sets the two, so that this gives nothing.
   if (m_KernelMajor == 0 && m_KernelMinor == 0) return false;
   major = m_Facts.underlying.major;
   minor = m_Facts.underlying.minor;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Windows/SystemInfo/Codes.h"
+
 #include <Ondrel/OSFlags.h>
 
 #include <span>
@@ -9,8 +11,8 @@ namespace Ondrel {
 /// What a value of `GetProductInfo` stands for: up to four flags and, for some, a processor code.
 struct ProductRow {
   std::uint32_t value;
-  std::uint32_t processor;  ///< 0 for none.
-  const OSFlag* flags[4];   ///< Null behind the last.
+  Processor processor;     ///< `kNoProcessor` for none.
+  const OSFlag* flags[4];  ///< Null after the last.
 };
 
 /// All rows in the order of their values.

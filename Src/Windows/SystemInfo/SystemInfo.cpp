@@ -8,7 +8,8 @@ namespace Ondrel {
 
 CSystemInfo::CSystemInfo() : m_Facts{}, m_IsStorageProduct(false) {
   if (!m_Probe.Collect(m_Facts))
-    ONDREL_TRACE(kTraceDetail, "CSystemInfo::CSystemInfo", "CSystemInfo::CSystemInfo failed");
+    ONDREL_TRACE(kTraceDetail, "Ondrel::CSystemInfo::CSystemInfo",
+                 "CSystemInfo::CSystemInfo failed");
   const RegistryKey key(RegistryKey::kPlain, "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion");
   const std::optional<std::string> product = key.Text("ProductName");
   // Read by nothing here; kept for the host program.

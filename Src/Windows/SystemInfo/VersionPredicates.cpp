@@ -1,12 +1,10 @@
+#include "Windows/SystemInfo/Codes.h"
+
 #include <Ondrel/OSInfo.h>
 
 namespace Ondrel {
 
 namespace {
-
-enum Platform : std::uint32_t { kWindows3 = 2, kWindows9x = 3, kNT = 4, kCE = 5 };
-
-enum Type : std::uint32_t { kWorkstation = 1, kServer = 2, kDomainController = 3 };
 
 constexpr std::uint32_t kNoBound = 0xFFFFFFFF;
 
@@ -17,7 +15,7 @@ public:
       : m_facts(facts), m_half(useUnderlying != 0 ? facts.underlying : facts.reported) {}
 
   bool Is(Platform platform) const { return m_half.platform == platform; }
-  bool Is(Type type) const { return m_facts.osType == type; }
+  bool Is(OsType type) const { return m_facts.osType == type; }
   bool Has(const OSFlag& flag) const { return OSFlagIsSet(m_facts, flag); }
   std::uint32_t Major() const { return m_half.major; }
   std::uint32_t Minor() const { return m_half.minor; }
@@ -38,7 +36,7 @@ public:
   }
   bool EarlyWindows95() const { return Is(kWindows9x) && m_half.major == 4 && m_half.minor < 10; }
 
-  /// From Windows 10 on; the bound of 6.4 is kept on purpose.
+  /// From Windows 10 on; the bound of 6.4 is intentional.
   bool Modern() const {
     return Is(kNT) && (m_half.major >= 7 || (m_half.major == 6 && m_half.minor >= 4));
   }
@@ -48,7 +46,7 @@ public:
   bool Windows10OrServer2016() const { return Modern() && !Server2019() && !Server2022(); }
   bool Windows10() const { return Windows10OrServer2016() && Is(kWorkstation); }
 
-  /// Two releases share build 18362; the revision tells them apart.
+  /// Two releases share build 18362; the revision distinguishes them.
   bool IsBefore1909() const { return Ubr() < 10000; }
   bool HasBuildOf1909() const {
     return (HasBuild(18362, 18362) && !IsBefore1909()) || HasBuild(18363, 18835);
@@ -141,7 +139,7 @@ ONDREL_PREDICATE(IsWindows7OrServer2008R2, view.NT(6, 1))
 ONDREL_PREDICATE(IsWindows7, view.NT(6, 1) && view.Is(kWorkstation))
 ONDREL_PREDICATE(IsWindows8OrServer2012, view.NT(6, 2))
 ONDREL_PREDICATE(IsWindows8, view.NT(6, 2) && view.Is(kWorkstation))
-// Kept on purpose: the processor is the underlying one for both halves.
+// Intentional: the processor is the underlying one for both halves.
 ONDREL_PREDICATE(IsWindowsRT, view.NT(6, 2) && view.Is(kWorkstation) && facts.underlying.processor == 9)
 ONDREL_PREDICATE(IsWindows81OrServer2012R2, view.NT(6, 3))
 ONDREL_PREDICATE(IsWindows81, view.NT(6, 3) && view.Is(kWorkstation))
@@ -176,7 +174,7 @@ ONDREL_PREDICATE(IsWindowsServerDevelopmentChannel, view.Server2019() && view.Ha
 
 // Before NT, and beside it
 ONDREL_PREDICATE(IsWindows95, view.Windows9x(0) && view.HasBuild(950, 950))
-// Kept on purpose: the minor is not asked.
+// Intentional: the minor is not asked.
 ONDREL_PREDICATE(IsWindows95SP1, view.Is(kWindows9x) && view.Major() == 4 && view.HasBuild(951, 1080))
 ONDREL_PREDICATE(IsWindows95B, view.EarlyWindows95() && view.HasBuild(1081, 1213))
 ONDREL_PREDICATE(IsWindows95C, view.EarlyWindows95() && view.HasBuild(1214, kNoBound))
@@ -184,7 +182,7 @@ ONDREL_PREDICATE(IsWindows98, view.Windows9x(10) && view.HasBuild(1998, 1998))
 ONDREL_PREDICATE(IsWindows98SP1, view.Windows9x(10) && view.HasBuild(1999, 2182))
 ONDREL_PREDICATE(IsWindows98SE, view.Windows9x(10) && view.HasBuild(2183, kNoBound))
 ONDREL_PREDICATE(IsWindowsME, view.Windows9x(90))
-// Kept on purpose: the major is not asked.
+// Intentional: the major is not asked.
 ONDREL_PREDICATE(IsWindows30, view.Is(kWindows3) && view.Minor() == 0)
 ONDREL_PREDICATE(IsWindows31, view.Is(kWindows3) && view.Minor() == 10)
 ONDREL_PREDICATE(IsWindowsForWorkgroups311, view.Is(kWindows3) && view.Minor() == 11)

@@ -1,6 +1,7 @@
 #include "Host/SystemFactsOperations.h"
 #include "Support/PreparedOperations.h"
 #include "Support/TraceCapture.h"
+#include "Support/TraceMatchers.h"
 #include "Windows/SystemInfo/ProductTable.h"
 
 #include <Ondrel/OSInfo.h>
@@ -393,7 +394,8 @@ TEST_F(OSCollect, NothingThereIsARecordOfZerosAndATraceLine) {
   const COSInfo_Win info;
   const OS_FACTS zero{};
   EXPECT_EQ(std::memcmp(&info.Facts(), &zero, sizeof zero), 0);
-  EXPECT_THAT(trace.Texts(), ElementsAre("CSystemInfo::CSystemInfo failed"));
+  EXPECT_THAT(trace.Lines(), ElementsAre(Testing::Traces(16, "Ondrel::CSystemInfo::CSystemInfo",
+                                                         "CSystemInfo::CSystemInfo failed")));
 }
 
 TEST_F(OSCollect, FoundVersionTracesNothing) {
