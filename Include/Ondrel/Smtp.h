@@ -123,7 +123,7 @@ public:
   /// There is no time limit unless `SetTimeout` sets one. The server's certificate is not verified. A line
   /// of the message, its line feed included, may have up to 2 MiB; a longer one is refused with
   /// `CSMTP_ERROR_INTERNAL` before anything is sent. An empty subject is sent as such and leaves no
-  /// failure behind.
+  /// failure recorded.
   bool Send();
 
   /// The failure recorded last, or `CSMTP_ERROR_NONE` after a transfer that succeeded. Setters and
@@ -138,6 +138,7 @@ public:
 
 private:
   friend class CSmtpInspector;  // The unit tests' view of the formatted lines.
+  friend class CSmtpTransfer;   // What Send does with libcurl.
 
   bool FormatHeader();
   bool FormatMessageBody();

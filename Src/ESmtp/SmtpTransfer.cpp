@@ -40,7 +40,7 @@ struct EasyHandleCleanup {
 };
 using EasyHandle = std::unique_ptr<CURL, EasyHandleCleanup>;
 
-// The envelope's recipients. Declared behind the handle that reads them, it is freed before that.
+// The envelope's recipients. Declared after the handle that reads them, they are freed before it.
 class EnvelopeRecipients {
 public:
   EnvelopeRecipients() = default;
@@ -79,110 +79,144 @@ std::size_t LongestLine(const std::vector<std::string>& payload) {
 
 }  // namespace
 
-bool CSmtp::Send() {
-  ONDREL_TRACE(kTraceEntry, kSend, "ENTER CSmtp::Send ()");
-  const Host::CurlOperations& host = Host::Curl();
-  if (!host.missing.empty()) {
-    m_LastError = CSMTP_ERROR_INTERNAL;
-    ONDREL_TRACE(kTraceError, kSend, "CSmtp::Send () libcurl: %s", host.missing);
-    ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send () -> libcurl is missing");
-    return false;
+/// One transfer of a message: the handle, what it is set to and what that refers to.
+class CSmtpTransfer {
+public:
+  explicit CSmtpTransfer(CSmtp& mail) : m_mail(mail), m_handle(m_host.curl_easy_init()) {}
+
+  /// False when libcurl gave no handle: then nothing else is called.
+  bool IsOpen() const { return m_handle != nullptr; }
+
+  void Configure();
+  void SetEnvelope();
+
+  /// Uploads the formatted lines, then gives the envelope and the handle back.
+  CSmtpError Upload();
+
+private:
+  // The results of setting an option are not looked at: an option that libcurl refuses shows in the
+  // transfer or leaves its default.
+  template <class Value>
+  void Set(CURLoption option, Value value) {
+    m_host.curl_easy_setopt(m_handle.get(), option, value);
   }
-  EasyHandle handle(host.curl_easy_init());
-  if (!handle) {
-    ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send () -> curl_easy_init failed");
-    return false;
+
+  CSmtpError Perform();
+
+  static int Trace(CURL* handle, curl_infotype type, char* data, std::size_t size, void* userdata);
+  static std::size_t Read(char* buffer, std::size_t size, std::size_t count, void* context);
+
+  const Host::CurlOperations& m_host = Host::Curl();
+  CSmtp& m_mail;
+  EasyHandle m_handle;
+  std::string m_url;
+  std::string m_from;
+  EnvelopeRecipients m_recipients;
+};
+
+// libcurl's texts have no end of their own: what is traced is a copy that has one. Without memory
+// for it the line is lost, since no exception may pass through libcurl.
+int CSmtpTransfer::Trace(CURL* handle, curl_infotype type, char* data, std::size_t size,
+                         void* userdata) {
+  if (data == nullptr) return 0;
+  try {
+    ServerAnswer::Notice(type, {data, size});
+    if ((g_moduleInfo.TraceMask() & kTraceDetail) == 0) return 0;
+    std::string text(data, size);
+    return CSmtp::SmtpTrace(handle, type, text.data(), size, userdata);
+  } catch (const std::bad_alloc&) {
+    return 0;
   }
-  CURL* const curl = handle.get();
-  m_ServerAnswer.clear();
+}
 
-  // libcurl's texts have no end of their own: what is traced is a copy that has one. Without memory
-  // for it the line is lost, since no exception may pass through libcurl.
-  const curl_debug_callback trace = [](CURL* easy, curl_infotype type, char* data, std::size_t size,
-                                       void* userdata) {
-    if (data == nullptr) return 0;
-    try {
-      ServerAnswer::Notice(type, {data, size});
-      if ((g_moduleInfo.TraceMask() & kTraceDetail) == 0) return 0;
-      std::string text(data, size);
-      return SmtpTrace(easy, type, text.data(), size, userdata);
-    } catch (const std::bad_alloc&) {
-      return 0;
-    }
-  };
+// Stops the transfer where a libcurl reads in smaller pieces than its upload buffer.
+std::size_t CSmtpTransfer::Read(char* buffer, std::size_t size, std::size_t count, void* context) {
+  const auto& position = *static_cast<const ReadPayloadContext*>(context);
+  const std::vector<std::string>& payload = position.owner->m_Payload;
+  if (position.lineIndex < payload.size() && LineLength(payload[position.lineIndex]) > size * count)
+    return CURL_READFUNC_ABORT;
+  return CSmtp::ReadPayload(buffer, size, count, context);
+}
 
-  // Here and below the results of setting an option are not looked at: an option that libcurl
-  // refuses shows in the transfer or leaves its default.
-  host.curl_easy_setopt(curl, CURLOPT_DEBUGFUNCTION, trace);
-  host.curl_easy_setopt(curl, CURLOPT_VERBOSE, 1L);
-  host.curl_easy_setopt(curl, CURLOPT_CRLF, 1L);
+void CSmtpTransfer::Configure() {
+  Set(CURLOPT_DEBUGFUNCTION, static_cast<curl_debug_callback>(Trace));
+  Set(CURLOPT_VERBOSE, 1L);
+  Set(CURLOPT_CRLF, 1L);
 
-  const std::string server = m_Server.empty() ? "localhost" : m_Server;
-  const std::string url = m_Protocol + "://" + server + ":" + std::to_string(m_Port);
-  host.curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  const std::string server = m_mail.m_Server.empty() ? "localhost" : m_mail.m_Server;
+  m_url = m_mail.m_Protocol + "://" + server + ":" + std::to_string(m_mail.m_Port);
+  Set(CURLOPT_URL, m_url.c_str());
 
   // TLS when the server offers it, and never a look at its certificate: mail servers of a service
   // network often have self-made ones, and the alert has to arrive. There is no setting for it.
-  host.curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_TRY));
-  host.curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
-  host.curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
+  Set(CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_TRY));
+  Set(CURLOPT_SSL_VERIFYPEER, 0L);
+  Set(CURLOPT_SSL_VERIFYHOST, 0L);
 
-  if (!m_UserName.empty()) {
-    host.curl_easy_setopt(curl, CURLOPT_USERNAME, m_UserName.c_str());
-    if (!m_Password.empty()) host.curl_easy_setopt(curl, CURLOPT_PASSWORD, m_Password.c_str());
+  if (!m_mail.m_UserName.empty()) {
+    Set(CURLOPT_USERNAME, m_mail.m_UserName.c_str());
+    if (!m_mail.m_Password.empty()) Set(CURLOPT_PASSWORD, m_mail.m_Password.c_str());
   }
-  host.curl_easy_setopt(curl, CURLOPT_SASL_IR, m_SaslIr);
-  if (m_Timeout > 0) host.curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, m_Timeout);
+  Set(CURLOPT_SASL_IR, m_mail.m_SaslIr);
+  if (m_mail.m_Timeout > 0) Set(CURLOPT_TIMEOUT_MS, m_mail.m_Timeout);
+}
 
-  const std::string from = "<" + m_MailFrom.m_Mail + ">";
-  host.curl_easy_setopt(curl, CURLOPT_MAIL_FROM, from.c_str());
+void CSmtpTransfer::SetEnvelope() {
+  m_from = "<" + m_mail.m_MailFrom.m_Mail + ">";
+  Set(CURLOPT_MAIL_FROM, m_from.c_str());
+  m_recipients.Add(m_mail.m_To);
+  m_recipients.Add(m_mail.m_Cc);
+  m_recipients.Add(m_mail.m_Bcc);
+  Set(CURLOPT_MAIL_RCPT, m_recipients.List());
+}
 
-  EnvelopeRecipients recipients;
-  recipients.Add(m_To);
-  recipients.Add(m_Cc);
-  recipients.Add(m_Bcc);
-  host.curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients.List());
+CSmtpError CSmtpTransfer::Upload() {
+  // ReadPayload copies a whole line whatever the buffer holds, so the buffer is made to hold it.
+  const std::size_t longestLine = LongestLine(m_mail.m_Payload);
+  CSmtpError error = CSMTP_ERROR_INTERNAL;
+  if (longestLine <= kLargestUploadBuffer) {
+    if (longestLine > kDefaultUploadBuffer)
+      Set(CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(longestLine));
+    error = Perform();
+  }
+  m_recipients.Release();
+  m_handle.reset();
+  return error;
+}
 
+CSmtpError CSmtpTransfer::Perform() {
+  ReadPayloadContext context{.lineIndex = 0, .owner = &m_mail};
+  Set(CURLOPT_READFUNCTION, static_cast<curl_read_callback>(Read));
+  Set(CURLOPT_READDATA, static_cast<void*>(&context));
+  Set(CURLOPT_UPLOAD, 1L);
+  ServerAnswer answer;
+  const CURLcode result = m_host.curl_easy_perform(m_handle.get());
+  m_mail.m_ServerAnswer = answer.Text();
+  return SmtpErrorFromCurl(result);
+}
+
+bool CSmtp::Send() {
+  ONDREL_TRACE(kTraceEntry, kSend, "ENTER CSmtp::Send ()");
+  if (const std::string& missing = Host::Curl().missing; !missing.empty()) {
+    m_LastError = CSMTP_ERROR_INTERNAL;
+    ONDREL_TRACE(kTraceError, kSend, "CSmtp::Send () libcurl: %s", missing);
+    ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send () -> libcurl is missing");
+    return false;
+  }
+  CSmtpTransfer transfer(*this);
+  if (!transfer.IsOpen()) {
+    ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send () -> curl_easy_init failed");
+    return false;
+  }
+  m_ServerAnswer.clear();
+  transfer.Configure();
+  transfer.SetEnvelope();
   // The header has traced its own failure: this is the one way out without a LEAVE line.
   if (!FormatHeader()) return false;
   FormatMessageBody();
-
-  // ReadPayload copies a whole line whatever the buffer holds, so the buffer is made to hold it.
-  const std::size_t longestLine = LongestLine(m_Payload);
-  if (longestLine > kLargestUploadBuffer) {
-    recipients.Release();
-    handle.reset();
-    m_LastError = CSMTP_ERROR_INTERNAL;
-    ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send ()");
-    return false;
-  }
-  if (longestLine > kDefaultUploadBuffer)
-    host.curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(longestLine));
-
-  // Stops the transfer where a libcurl reads in smaller pieces than its upload buffer.
-  const curl_read_callback read = [](char* buffer, std::size_t size, std::size_t count,
-                                     void* data) -> std::size_t {
-    const auto& position = *static_cast<const ReadPayloadContext*>(data);
-    const std::vector<std::string>& payload = position.owner->m_Payload;
-    if (position.lineIndex < payload.size() &&
-        LineLength(payload[position.lineIndex]) > size * count)
-      return CURL_READFUNC_ABORT;
-    return ReadPayload(buffer, size, count, data);
-  };
-  ReadPayloadContext context{.lineIndex = 0, .owner = this};
-  host.curl_easy_setopt(curl, CURLOPT_READFUNCTION, read);
-  host.curl_easy_setopt(curl, CURLOPT_READDATA, &context);
-  host.curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
-
-  ServerAnswer answer;
-  const CURLcode result = host.curl_easy_perform(curl);
-  m_ServerAnswer = answer.Text();
-  recipients.Release();
-  handle.reset();
-
-  m_LastError = SmtpErrorFromCurl(result);
+  m_LastError = transfer.Upload();
   ONDREL_TRACE(kTraceEntry, kSend, "LEAVE CSmtp::Send ()");
-  return result == CURLE_OK;
+  return m_LastError == CSMTP_ERROR_NONE;
 }
 
 std::size_t CSmtp::ReadPayload(void* buffer, std::size_t size, std::size_t count, void* context) {
@@ -205,7 +239,7 @@ int CSmtp::SmtpTrace(void* /*handle*/, int type, char* data, std::size_t /*size*
                      void* /*userdata*/) {
   if (data == nullptr || type < CURLINFO_TEXT || type > CURLINFO_SSL_DATA_OUT) return 0;
 
-  // As it is, the words of a login included: who traces details is trusted with them.
+  // As it is, the words of a login included: whoever traces details is trusted with them.
   ONDREL_TRACE(kTraceDetail, "Ondrel::CSmtp::SmtpTrace", kTranscriptLines[type], data);
   return 0;
 }

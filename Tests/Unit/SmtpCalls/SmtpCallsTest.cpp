@@ -1,4 +1,5 @@
 #include "Host/ClockOperations.h"
+#include "Support/GroupingLocale.h"
 #include "Support/PreparedClock.h"
 #include "Support/PreparedOperations.h"
 #include "Support/SmtpInspector.h"
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <locale>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -153,18 +153,11 @@ TEST_F(SmtpCalls, EmptyServerNameKeepsItsPort) {
   EXPECT_THAT(m_curl.m_calls, Contains("URL smtp://localhost:65535"));
 }
 
-struct GroupedNumbers : std::numpunct<char> {
-  char do_thousands_sep() const override { return '.'; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
 TEST_F(SmtpCalls, PortIsPlainDecimalInALocaleThatGroupsNumbers) {
-  const std::locale earlier =
-      std::locale::global(std::locale(std::locale::classic(), new GroupedNumbers));
+  const Testing::GroupingLocale grouping;
   m_mail.SetServer("mail.example.com", 2525);
 
   m_mail.Send();
-  std::locale::global(earlier);
 
   EXPECT_THAT(m_curl.m_calls, Contains("URL smtp://mail.example.com:2525"));
 }
