@@ -8,7 +8,6 @@ namespace {
 
 using Pirsk::Language_Support::CLanguageSupport;
 
-constexpr std::uint32_t kModuleNumber = 5;
 constexpr std::uint32_t kEnglish = 0x656E;  // "en", the first letter in the high byte.
 constexpr std::uint32_t kLanguageFileForm = 1;
 
@@ -45,7 +44,7 @@ CLanguageSupport::CLngFile g_languageFile("ondrel.nls", kEnglish, "utf-8", kLang
 
 }  // namespace
 
-// Behind the language file in this file: it is built after it and destroyed before it.
+// After the language file in this file: it is built after it and destroyed before it.
 Pirsk::Misc::CModuleInfo g_moduleInfo(kModuleNumber, "ondrel", "P:7.10.2 F:7.10.2", &g_languageFile,
                                       kErrorMessages);
 

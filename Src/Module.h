@@ -67,9 +67,9 @@ struct CallSite {
   }
 };
 
-/// Raises a module error at the caller's line, with a formatted detail or the system's error where
-/// one is given. Returns when raising is switched off: the caller then goes on with its next
-/// statement as though no error had been found.
+/// Raises a module error at the caller's line, with a formatted detail and the host's error number,
+/// or with the system's error, where one is given. Returns when raising is switched off: the caller
+/// then goes on with its next statement as though no error had been found.
 inline void Raise(Pirsk::Threading::CThrowState& guard, ModuleError number,
                   CallSite where = CallSite::Current()) {
   Pirsk::Exceptions::CException exception = guard.StartException(where.line);
@@ -78,9 +78,11 @@ inline void Raise(Pirsk::Threading::CThrowState& guard, ModuleError number,
 }
 
 inline void Raise(Pirsk::Threading::CThrowState& guard, ModuleError number,
-                  const boost::format& detail, CallSite where = CallSite::Current()) {
+                  const boost::format& detail, std::uint32_t hostError,
+                  CallSite where = CallSite::Current()) {
   Pirsk::Exceptions::CException exception = guard.StartException(where.line);
   const Pirsk::Exceptions::CFormatStreamCurrExc stream = exception.prepareThrow(number, detail);
+  stream.exception.SetHostError(hostError);
   stream.exception.tryThrow();
 }
 

@@ -8,7 +8,7 @@ namespace Tool {
 
 namespace {
 
-constexpr const char* kEndOfLog = "Failed to read Windows Log, errorCode (38)";
+constexpr std::uint32_t kEndOfLog = 38;  // The host's number for a log without records.
 
 }  // namespace
 
@@ -19,7 +19,7 @@ std::unique_ptr<Ondrel::CSystemLogReader_Win> OpenReader(const std::string& name
     reader->Open(name, sources);
   } catch (unsigned int number) {
     if (number == Ondrel::kSystemLogReadFailed &&
-        Pirsk::Exceptions::ReportOf(number).detail == kEndOfLog)
+        Pirsk::Exceptions::ReportOf(number).hostError == kEndOfLog)
       return nullptr;
     throw;
   }

@@ -4,11 +4,15 @@
 
 namespace Ondrel {
 
+/// The library's module number: what `Pirsk::Misc::SetTraceMask` names it by.
+inline constexpr std::uint32_t kModuleNumber = 5;
+
 /// What the library raises, as the value of the `unsigned int` that is thrown: 0x20000000, the
-/// module number 5 shifted left by sixteen, and a running number. `Pirsk/Exceptions.h` reads what
+/// module number shifted left by sixteen, and a running number. `Pirsk/Exceptions.h` reads what
 /// else is known of a raised error.
 ///
-/// Three of them are part of the catalogue and never raised. 0x20050009 and 0x2005000A are not used.
+/// Three of them are part of the catalogue and never raised. 0x20050009 and 0x2005000A are not
+/// used.
 enum ModuleError : std::uint32_t {
   kSystemLogAlreadyOpened = 0x20050001,         ///< The log object is open already.
   kInvalidParameter = 0x20050002,               ///< The log's name or the event's text is empty.

@@ -8,7 +8,7 @@ namespace {
 
 static_assert(EventMessageCount() == 1107);
 
-/// Writes little-endian numbers one behind the other.
+/// Writes little-endian numbers one after the other.
 class TableWriter {
 public:
   constexpr void Put16(std::uint32_t value) {

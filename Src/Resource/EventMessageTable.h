@@ -23,8 +23,8 @@ struct MessageIdBlock {
   ULong lastId;
 };
 
-/// The ids are 0x20000000 and an event code. The codes 10353, 10354 and 10541 have no message, on
-/// purpose: their events are logged all the same.
+/// The ids are 0x20000000 and an event code. The codes 10353, 10354 and 10541 have no message,
+/// which is intentional: their events are logged all the same.
 inline constexpr std::array<MessageIdBlock, 3> kEventMessageBlocks = {{
     {0x20002710, 0x20002870},
     {0x20002873, 0x2000292C},

@@ -22,7 +22,7 @@ TEST(EventLogOfTheHost, TakesAReport) {
   Ondrel::CSystemLog_Win log;
 
   EXPECT_EQ(log.Open("Application"), 1u);
-  EXPECT_EQ(log.Report(10471, 1, "PD 3 failed"), 1u);
+  EXPECT_EQ(log.Report(10471, Ondrel::kEventTypeError, "PD 3 failed"), 1u);
   EXPECT_EQ(log.Close(), 1u);
 }
 
@@ -31,7 +31,8 @@ TEST(EventLogOfTheHost, HasNoNewestRecordToBeginWith) {
 
   EXPECT_EQ(NumberRaisedByOpen(reader), 0x2005000Cu);
 
-  const Pirsk::Exceptions::CErrorReport report = Pirsk::Exceptions::ReportOf(0x2005000C);
+  const Pirsk::Exceptions::CErrorReport report =
+      Pirsk::Exceptions::ReportOf(Ondrel::kSystemLogReadFailed);
   EXPECT_EQ(report.detail, "Failed to read Windows Log, errorCode (38)");
   EXPECT_EQ(report.text, "No information available for this error");
 }
@@ -42,7 +43,8 @@ TEST(EventLogOfTheHost, ReaderThatFailedOnTheEmptyLogCountsAsOpened) {
 
   EXPECT_EQ(reader.isOpened(), 1);
   EXPECT_EQ(NumberRaisedByOpen(reader), 0x20050001u);
-  EXPECT_EQ(Pirsk::Exceptions::ReportOf(0x20050001).text, "System log already opened");
+  EXPECT_EQ(Pirsk::Exceptions::ReportOf(Ondrel::kSystemLogAlreadyOpened).text,
+            "System log already opened");
 }
 
 TEST(EventLogOfTheHost, ClosedReaderHasGivenItsHandleBack) {

@@ -13,7 +13,7 @@ namespace {
 unsigned int NumberRaisedByReport(const std::string& text) {
   Ondrel::CSystemLog_Win log;
   try {
-    log.Report(10471, 1, text);
+    log.Report(10471, Ondrel::kEventTypeError, text);
   } catch (unsigned int number) {
     return number;
   }
@@ -28,7 +28,8 @@ TEST(RaisedError, IsCaughtAsANumberInTheProgram) {
 TEST(RaisedError, IsKnownWithItsTextAndItsWay) {
   NumberRaisedByReport("");
 
-  const Pirsk::Exceptions::CErrorReport report = Pirsk::Exceptions::ReportOf(0x20050002);
+  const Pirsk::Exceptions::CErrorReport report =
+      Pirsk::Exceptions::ReportOf(Ondrel::kInvalidParameter);
   EXPECT_EQ(report.text, "Invalid parameter");
   EXPECT_EQ(report.contextLines, std::vector<std::string>{"CSystemLog::Report ()"});
   ASSERT_EQ(report.locations.size(), 2u);
@@ -41,7 +42,7 @@ TEST(RaisedError, ComesBackWhereRaisingIsSwitchedOff) {
   const Pirsk::Threading::CRaisingSwitchedOff off;
   Pirsk::Exceptions::ForgetErrors();
 
-  EXPECT_EQ(log.Report(10471, 1, ""), 1u);
+  EXPECT_EQ(log.Report(10471, Ondrel::kEventTypeError, ""), 1u);
 
   const std::vector<Pirsk::Exceptions::CErrorReport> passed = Pirsk::Exceptions::PassedErrors();
   ASSERT_EQ(passed.size(), 2u);

@@ -1,15 +1,13 @@
+#include "ClassicFormat.h"
 #include "Host/EventLogOperations.h"
 #include "Host/MemoryOperations.h"
 #include "Module.h"
 
 #include <Ondrel/SystemLog.h>
 
-#include <boost/format.hpp>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <locale>
 #include <memory>
 #include <optional>
 #include <span>
@@ -69,7 +67,7 @@ ULong FirstRecordNumber(std::span<const char> bytes) {
   return fields ? fields->RecordNumber : 0;
 }
 
-// Adds the record's non-empty insertion strings to `args`. Yields how many strings the record
+// Adds the record's non-empty insertion strings to `args`. Returns how many strings the record
 // holds, empty ones included: as many as it says, fewer when the last of them has no end.
 ULong AddStrings(const Record& record, std::vector<std::string>& args) {
   std::span<const char> rest = record.Strings();
@@ -84,7 +82,7 @@ ULong AddStrings(const Record& record, std::vector<std::string>& args) {
   return count;
 }
 
-// The bytes of a read that lie in the buffer, whatever count the host told.
+// The bytes of a read that lie in the buffer, whatever count the host reported.
 std::span<char> BytesInBuffer(char* buffer, ULong bytesRead, ULong bufferSize) {
   return {buffer, std::min(bytesRead, bufferSize)};
 }
@@ -112,7 +110,7 @@ CSystemLogReader_Win::CSystemLogReader_Win()
   }
 }
 
-// Copies share the handles and the buffer, on purpose.
+// Copies share the handles and the buffer, which is intentional.
 CSystemLogReader_Win::CSystemLogReader_Win(const CSystemLogReader_Win& other) = default;
 CSystemLogReader_Win& CSystemLogReader_Win::operator=(const CSystemLogReader_Win& other) = default;
 
@@ -126,7 +124,7 @@ CSystemLogReader_Win::~CSystemLogReader_Win() {
   }
 }
 
-// A raise comes back when raising is switched off. Nothing returns behind one: the caller who
+// A raise comes back when raising is switched off. Nothing returns after one: the caller who
 // switched it off asked for the next step.
 unsigned int CSystemLogReader_Win::Open(const std::string& name,
                                         const std::vector<std::string>& sources) {
@@ -142,7 +140,7 @@ unsigned int CSystemLogReader_Win::Open(const std::string& name,
     m_LogName = name;
     m_EventSources = sources;
 
-    // From here on a failure leaves the name and the handle set, on purpose.
+    // From here on a failure leaves the name and the handle set, which is intentional.
     ReadEvents(EVENTLOG_SEQUENTIAL_READ | EVENTLOG_BACKWARDS_READ, 0, MIN_BYTES_TO_READ);
     m_LastRecordNumber =
         FirstRecordNumber(BytesInBuffer(m_pRecordBuffer, m_BytesRead, m_BufferSize));
@@ -159,7 +157,8 @@ unsigned int CSystemLogReader_Win::Close() {
   m_EventSources.clear();
   if (m_hEventLog != nullptr) Host::EventLog().CloseEventLog(m_hEventLog);
   m_hEventLog = nullptr;
-  // The field keeps its value, on purpose: a second closing gives the module back once more.
+  // The field keeps its value, which is intentional: a second closing gives the module back once
+  // more.
   if (m_hMessageModule != nullptr) Host::EventLog().FreeLibrary(m_hMessageModule);
   if (m_pRecordBuffer != nullptr) Host::Memory().Free(m_pRecordBuffer);
   m_pRecordBuffer = nullptr;
@@ -173,7 +172,7 @@ void CSystemLogReader_Win::SetEventSources(const std::vector<std::string>& sourc
   m_EventSources = sources;
 }
 
-// A module loaded before is not given back, on purpose.
+// A module loaded before is not given back, which is intentional.
 unsigned int CSystemLogReader_Win::GetMessageResources(const std::string& path) {
   m_hMessageModule = Host::EventLog().LoadLibraryExA(
       path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
@@ -193,13 +192,13 @@ std::vector<CSystemEvent_Win> CSystemLogReader_Win::ReadEvents() {
   while (const std::optional<Record> record = RecordAt(rest)) {
     const std::optional<std::string_view> origin =
         TextAt(record->bytes.subspan(sizeof(EVENTLOGRECORD)));
-    // Goes on behind a match, on purpose: a source listed twice yields its records twice.
+    // Goes on after a match, which is intentional: a source listed twice yields its records twice.
     for (const std::string& source : m_EventSources) {
       if (origin != source) continue;
       CSystemEvent_Win event;
       event.recordNumber = record->fields.RecordNumber;
       event.timeGenerated = record->fields.TimeGenerated;
-      // The code alone, on purpose; the message is looked up under the full id.
+      // The code alone, which is intentional; the message is looked up under the full id.
       event.eventID = record->fields.EventID & 0xFFFF;
       event.eventType = record->fields.EventType;
       const ULong stringCount = AddStrings(*record, event.args);
@@ -245,8 +244,8 @@ unsigned int CSystemLogReader_Win::ReadEvents(ULong flags, ULong recordOffset, U
       if (isRead) return 1;
 
       if (error == ERROR_INSUFFICIENT_BUFFER) {
-        // Exactly what is needed, on purpose, also where that makes the buffer smaller. No bytes at
-        // all would free the block, and count as a failure here.
+        // Intentional: exactly what is needed, even where that makes the buffer smaller. No bytes
+        // at all would free the block, and count as a failure here.
         void* const resized =
             needed != 0 ? Host::Memory().Reallocate(m_pRecordBuffer, needed) : nullptr;
         if (resized == nullptr) {
@@ -258,10 +257,9 @@ unsigned int CSystemLogReader_Win::ReadEvents(ULong flags, ULong recordOffset, U
         m_BufferSize = resized != nullptr ? needed : 0;
         bytesToRead = needed;
       } else {
-        // With raising switched off this is tried again without end, on purpose.
+        // With raising switched off this is tried again without end, which is intentional.
         Raise(guard, kSystemLogReadFailed,
-              boost::format("Failed to read Windows Log, errorCode (%d)", std::locale::classic()) %
-                  error);
+              ClassicFormat("Failed to read Windows Log, errorCode (%d)") % error, error);
       }
     }
   } catch (unsigned int) {
@@ -282,7 +280,7 @@ char* CSystemLogReader_Win::GetMessageString(ULong messageId, ULong stringCount,
 
   std::unique_ptr<char*[], ReleaseOnHeap> inserts;
   if (stringCount != 0) {
-    // Null entries stand behind the last string, so that a message that asks for more strings than
+    // Null entries follow the last string, so that a message that asks for more strings than
     // there are finds them and reads no further.
     const std::size_t entryCount = std::max<std::size_t>(stringCount, kMostInserts);
     inserts.reset(static_cast<char**>(Host::Memory().Allocate(entryCount * sizeof(char*))));

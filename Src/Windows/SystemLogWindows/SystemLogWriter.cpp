@@ -1,5 +1,6 @@
 #include "Host/EventLogOperations.h"
 #include "Module.h"
+#include "Resource/EventMessageTable.h"
 
 #include <Ondrel/SystemLog.h>
 
@@ -9,11 +10,13 @@ namespace {
 
 constexpr ULong kCustomerBit = 0x20000000;
 
-// The ids that are written as they are. The bounds do not match the message table, on purpose: an
-// entry at either end of it falls to the catch-all, and ids without an entry pass in between.
-constexpr ULong kFirstOwnId = 0x20002712;
-constexpr ULong kLastOwnId = 0x20002B64;
-constexpr ULong kCatchAllId = 0x20002710;
+// The ids that are written as they are. The bounds do not match the message table, which is
+// intentional: an entry at either end of it falls to the catch-all, and ids without an entry pass
+// in between.
+constexpr ULong kCatchAllId = kEventMessageBlocks.front().firstId;
+constexpr ULong kFirstOwnId = kCatchAllId + 2;
+constexpr ULong kLastOwnId = kEventMessageBlocks.back().lastId - 1;
+static_assert(kFirstOwnId == 0x20002712 && kLastOwnId == 0x20002B64);
 
 // The message id of an event that the caller names by its code or by the id itself.
 ULong MessageId(int eventID) {
@@ -26,7 +29,7 @@ ULong MessageId(int eventID) {
 
 CSystemLog_Win::CSystemLog_Win() : m_hEventSource(nullptr), m_hEventLog(nullptr) {}
 
-// Copies share the handles, on purpose.
+// Copies share the handles, which is intentional.
 CSystemLog_Win::CSystemLog_Win(const CSystemLog_Win& other) = default;
 CSystemLog_Win& CSystemLog_Win::operator=(const CSystemLog_Win& other) = default;
 
@@ -40,7 +43,7 @@ CSystemLog_Win::~CSystemLog_Win() {
   }
 }
 
-// A raise comes back when raising is switched off. Nothing returns behind one: the caller who
+// A raise comes back when raising is switched off. Nothing returns after one: the caller who
 // switched it off asked for the next step.
 unsigned int CSystemLog_Win::Open(const std::string& name) {
   Pirsk::Threading::CThrowState guard;
@@ -56,7 +59,7 @@ unsigned int CSystemLog_Win::Open(const std::string& name) {
     if (m_hEventSource == nullptr) {
       Host::EventLog().CloseEventLog(m_hEventLog);
       m_hEventLog = nullptr;
-      // Only now, on purpose: the error told is the one left behind by the closing.
+      // Only now, which is intentional: the error reported is the one that the closing left.
       Raise(guard, kSystemLogRegistrationFailed, SystemError(Host::EventLog().GetLastError()));
     }
 
@@ -70,7 +73,7 @@ unsigned int CSystemLog_Win::Open(const std::string& name) {
   }
 }
 
-// The host's failures are not looked at, on purpose: closing always succeeds.
+// The host's failures are not looked at, which is intentional: closing always succeeds.
 unsigned int CSystemLog_Win::Close() {
   if (m_hEventSource != nullptr) Host::EventLog().DeregisterEventSource(m_hEventSource);
   m_hEventSource = nullptr;

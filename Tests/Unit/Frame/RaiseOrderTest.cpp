@@ -71,19 +71,19 @@ protected:
 
 TEST_F(RaiseOrder, SuccessfulCallsAskNothingOfTheBaseLibrary) {
   log.Open("Alerts");
-  log.Report(10002, 4, "text");
+  log.Report(10002, kEventTypeInformation, "text");
   EXPECT_EQ(frame.TakeCalls(),
             (Calls{"OpenEventLogA(null, Alerts)", "RegisterEventSourceA(null, Alerts)",
                    "ReportEventA(source, 4, 0, 0x20002712, null, 1, 0, text, null)"}));
 }
 
 TEST_F(RaiseOrder, RefusedTextPassesOneHandlerWithItsLine) {
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, ""); }), 0x20050002U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); }), 0x20050002U);
   EXPECT_EQ(frame.TakeCalls(), RaiseOf("0x20050002") + ContextLine(kReportLine));
 }
 
 TEST_F(RaiseOrder, ReportOnAClosedLogPassesOneHandlerWithItsLine) {
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, "text"); }), 0x20050007U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, "text"); }), 0x20050007U);
   EXPECT_EQ(frame.TakeCalls(), RaiseOf("0x20050007") + ContextLine(kReportLine));
 }
 
@@ -182,7 +182,7 @@ TEST_F(RaiseOrder, FailedReadOfThePublicOperationIsHandedOnOnce) {
 TEST_F(RaiseOrder, DestructorOfTheWriterEndsWhatClosingLetsOut) {
   std::optional<CSystemLog_Win> other(std::in_place);
   other->Open("Alerts");
-  frame.atClose = [] { throw 0x20050006U; };
+  frame.atClose = [] { throw unsigned{kCannotCloseSystemLog}; };
   frame.TakeCalls();
   other.reset();
   frame.atClose = nullptr;
@@ -196,7 +196,7 @@ TEST_F(RaiseOrder, DestructorOfTheReaderEndsWhatClosingLetsOut) {
   std::optional<CSystemLogReader_Win> other(std::in_place);
   frame.AnswerRead(RecordBytes({}));
   other->Open("Alerts", {});
-  frame.atClose = [] { throw 0x20050006U; };
+  frame.atClose = [] { throw unsigned{kCannotCloseSystemLog}; };
   frame.TakeCalls();
   other.reset();
   frame.atClose = nullptr;
@@ -206,7 +206,7 @@ TEST_F(RaiseOrder, DestructorOfTheReaderEndsWhatClosingLetsOut) {
 TEST_F(RaiseOrder, DestructorThatEndsAnErrorRestoresTheGuard) {
   std::optional<CSystemLog_Win> other(std::in_place);
   other->Open("Alerts");
-  frame.atClose = [] { throw 0x20050006U; };
+  frame.atClose = [] { throw unsigned{kCannotCloseSystemLog}; };
   frame.TakeCalls();
   {
     const CRaisingSwitchedOff off;
@@ -228,7 +228,7 @@ TEST_F(RaiseOrder, DestructorRunByAPassingErrorLeavesThatErrorAlone) {
   const auto raised = RaisedBy([] {
     CSystemLog_Win inner;
     inner.Open("Alerts");
-    inner.Report(10002, 4, "");
+    inner.Report(10002, kEventTypeInformation, "");
   });
   EXPECT_EQ(raised, 0x20050002U);
   EXPECT_EQ(frame.TakeCalls(),
@@ -289,7 +289,7 @@ TEST_F(RaiseOrder, RaiseThatComesBackIsFollowedByTheNextStatement) {
   log.Open("Alerts");
   frame.TakeCalls();
   const CRaisingSwitchedOff off;
-  EXPECT_EQ(log.Report(10002, 4, ""), 1U);
+  EXPECT_EQ(log.Report(10002, kEventTypeInformation, ""), 1U);
   EXPECT_EQ(frame.TakeCalls(),
             Guarded(RaiseOf("0x20050002") +
                     Calls{"ReportEventA(source, 4, 0, 0x20002712, null, 1, 0, , null)"}));
@@ -351,7 +351,7 @@ TEST_F(RaiseOrder, SwitchingOffOnAnotherThreadDoesNotKeepThisOneFromRaising) {
     mayEnd.get_future().wait();
   });
   isOff.get_future().wait();
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, ""); }), 0x20050002U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); }), 0x20050002U);
   mayEnd.set_value();
   other.join();
   // The guard asked, got no state of this thread's, and has nothing to restore.
@@ -365,7 +365,7 @@ TEST_F(RaiseOrder, GuardIsAsPlainAsOnePointer) {
 
 TEST_F(RaiseOrder, SwitchedOnAgainTheGuardAsksNothing) {
   { const CRaisingSwitchedOff off; }
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, ""); }), 0x20050002U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); }), 0x20050002U);
   EXPECT_EQ(frame.TakeCalls(), RaiseOf("0x20050002") + ContextLine(kReportLine));
 }
 

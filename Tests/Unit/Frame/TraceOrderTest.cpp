@@ -200,7 +200,7 @@ TEST_F(TraceOrder, LogsTraceNoEntryAndExit) {
   frame.AnswerRead(Testing::RecordBytes({}));
   frame.TakeCalls();
   log.Open("Alerts");
-  log.Report(10002, 4, "text");
+  log.Report(10002, kEventTypeInformation, "text");
   log.Close();
   reader.Open("Alerts", {});
   EXPECT_THAT(frame.TakeCallsOf("CTraceStreamBuffer::CTraceStreamBuffer"), IsEmpty());

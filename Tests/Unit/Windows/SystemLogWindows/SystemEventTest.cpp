@@ -1,10 +1,11 @@
+#include "Support/GroupingLocale.h"
+
 #include <Ondrel/SystemLog.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <locale>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -57,17 +58,9 @@ TEST(SystemEvent, LargestNumbersReadInPlainDecimal) {
       "Event: record number (4294967295) eventID (65535) eventType (65535) args: message: ''");
 }
 
-class GroupedDigits : public std::numpunct<char> {
-protected:
-  char do_thousands_sep() const override { return '.'; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(SystemEvent, ProgramLocaleDoesNotGroupItsDigits) {
-  const std::locale earlier =
-      std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
+  const Testing::GroupingLocale grouping;
   const std::string line = Event().str();
-  std::locale::global(earlier);
   EXPECT_EQ(line,
             "Event: record number (7) eventID (10005) eventType (1) args: a b message: 'hello'");
 }

@@ -115,7 +115,7 @@ TEST_F(SystemLogRecords, BufferFullOfRecordsIsReadToItsEnd) {
 TEST_F(SystemLogRecords, FailedReadPassesToTheCallerAndLeavesTheWatermark) {
   host.FailRead(87);
   EXPECT_EQ(RaisedBy([&] { reader.ReadEvents(); }), 0x2005000CU);
-  EXPECT_EQ(Pirsk::Exceptions::ReportOf(0x2005000C).detail,
+  EXPECT_EQ(Pirsk::Exceptions::ReportOf(kSystemLogReadFailed).detail,
             "Failed to read Windows Log, errorCode (87)");
   EXPECT_EQ(Watermark(), 10U);
 }

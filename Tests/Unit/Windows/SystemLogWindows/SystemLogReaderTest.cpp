@@ -1,3 +1,4 @@
+#include "Support/GroupingLocale.h"
 #include "Support/PreparedEventLog.h"
 
 #include <Ondrel/SystemLog.h>
@@ -7,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <locale>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -77,7 +77,7 @@ TEST(SystemLogReaderConstruction, IsRefusedWithoutMemory) {
   host.memoryIsShort = [](std::size_t) { return true; };
   EXPECT_EQ(RaisedBy([] { const CSystemLogReader_Win reader; }), 0x2005000BU);
   EXPECT_THAT(host.TakeCalls(), ElementsAre("Allocate(65536)"));
-  const CErrorReport report = ReportOf(0x2005000B);
+  const CErrorReport report = ReportOf(kOutOfMemory);
   EXPECT_EQ(report.text, "No information available for this error");
   EXPECT_EQ(report.detail, "");
   EXPECT_FALSE(report.systemError);
@@ -119,7 +119,7 @@ TEST(SystemLogReaderDestruction, EndsAModuleErrorThatClosingLetsOut) {
   PreparedEventLog host;
   char block[65536];
   Host::Memory().Allocate = [&](std::size_t) { return static_cast<void*>(block); };
-  host.atClose = [] { throw 0x20050006U; };
+  host.atClose = [] { throw unsigned{kCannotCloseSystemLog}; };
   {
     CSystemLogReader_Win reader;
     host.AnswerRead(RecordBytes({}));
@@ -184,10 +184,11 @@ TEST_F(SystemLogReader, FailedOpeningOfTheLogIsRaisedWithTheSystemError) {
   host.openError = 1500;
   EXPECT_EQ(RaisedBy([&] { reader.Open("Alerts", {}); }), 0x20050003U);
   EXPECT_THAT(host.TakeCalls(), ElementsAre("OpenEventLogA(null, Alerts)", "GetLastError()"));
-  const CErrorReport report = ReportOf(0x20050003);
+  const CErrorReport report = ReportOf(kCannotOpenSystemLog);
   ASSERT_TRUE(report.systemError);
   EXPECT_EQ(report.systemError->kind, 2U);
   EXPECT_EQ(report.systemError->code, 1500U);
+  EXPECT_EQ(report.hostError, 1500U);
   EXPECT_EQ(report.detail, "");
 }
 
@@ -203,16 +204,17 @@ TEST_F(SystemLogReader, FailedOpeningLeavesTheReaderClosedAndMayBeTriedAgain) {
 
 TEST_F(SystemLogReader, ErrorsOfOpenCarryNoContextLine) {
   RaisedBy([&] { reader.Open("", {}); });
-  EXPECT_THAT(ReportOf(0x20050002).contextLines, IsEmpty());
+  EXPECT_THAT(ReportOf(kInvalidParameter).contextLines, IsEmpty());
 }
 
 TEST_F(SystemLogReader, LogWithoutRecordsFailsOpenWithEndOfLog) {
   host.FailRead(38);
   EXPECT_EQ(RaisedBy([&] { reader.Open("Alerts", {"ondrel"}); }), 0x2005000CU);
-  const CErrorReport report = ReportOf(0x2005000C);
+  const CErrorReport report = ReportOf(kSystemLogReadFailed);
   EXPECT_EQ(report.text, "No information available for this error");
   EXPECT_EQ(report.detail, "Failed to read Windows Log, errorCode (38)");
   EXPECT_FALSE(report.systemError);
+  EXPECT_EQ(report.hostError, 38U);
 }
 
 TEST_F(SystemLogReader, LogWithoutRecordsLeavesHandleAndNameSet) {
@@ -231,7 +233,7 @@ TEST_F(SystemLogReader, LogWithoutRecordsLeavesTheWatermarkAtZero) {
 TEST_F(SystemLogReader, FailedReadWithinOpenPassesBothHandlers) {
   host.FailRead(38);
   RaisedBy([&] { reader.Open("Alerts", {}); });
-  const CErrorReport report = ReportOf(0x2005000C);
+  const CErrorReport report = ReportOf(kSystemLogReadFailed);
   ASSERT_EQ(report.locations.size(), 3U);
   const std::uint32_t raise = report.locations[0].line;
   const std::uint32_t readHandler = report.locations[1].line;
@@ -367,7 +369,7 @@ TEST_P(SystemLogReaderError, IsRaisedWithItsNumberInTheDetail) {
   OpenedUpReader reader;
   host.FailRead(GetParam().error, 1000);
   EXPECT_EQ(RaisedBy([&] { reader.ReadEvents(9, 0, 512); }), 0x2005000CU);
-  const CErrorReport report = ReportOf(0x2005000C);
+  const CErrorReport report = ReportOf(kSystemLogReadFailed);
   EXPECT_EQ(report.detail, GetParam().detail);
   EXPECT_FALSE(report.systemError);
   EXPECT_THAT(report.contextLines, IsEmpty());
@@ -518,19 +520,11 @@ TEST_F(SystemLogReader, ModuleErrorFromBelowMakesTheReadYieldZeroWithRaisingOff)
   EXPECT_THAT(reader.ReadEvents(), IsEmpty());
 }
 
-class GroupedDigits : public std::numpunct<char> {
-protected:
-  char do_thousands_sep() const override { return '.'; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
 TEST_F(SystemLogReader, ProgramLocaleDoesNotGroupTheDigitsOfTheDetail) {
-  const std::locale earlier =
-      std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
+  const Testing::GroupingLocale grouping;
   host.FailRead(1500);
   RaisedBy([&] { reader.ReadEvents(9, 0, 512); });
-  std::locale::global(earlier);
-  EXPECT_EQ(ReportOf(0x2005000C).detail, "Failed to read Windows Log, errorCode (1500)");
+  EXPECT_EQ(ReportOf(kSystemLogReadFailed).detail, "Failed to read Windows Log, errorCode (1500)");
 }
 
 // The newest record's number.

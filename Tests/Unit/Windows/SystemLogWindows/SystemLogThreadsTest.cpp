@@ -60,12 +60,12 @@ Host::EventLogOperations SharedOperations(std::atomic<int>& reported) {
 bool RaiseTraceAndRead(const std::string& name) {
   CSystemLog_Win log;
   OpenedUpReader reader;
-  bool isRight = RaisedBy([&] { log.Report(10002, 4, "text"); }) == 0x20050007U;
+  bool isRight = RaisedBy([&] { log.Report(10002, kEventTypeInformation, "text"); }) == 0x20050007U;
   isRight &= log.Open(name) == 1;
   isRight &= RaisedBy([&] { log.Open(name); }) == 0x20050001U;
-  const CErrorReport report = Pirsk::Exceptions::ReportOf(0x20050001);
+  const CErrorReport report = Pirsk::Exceptions::ReportOf(kSystemLogAlreadyOpened);
   isRight &= report.contextLines == std::vector<std::string>{"CSystemLog::Open (" + name + ")"};
-  isRight &= log.Report(10002, 4, "text") == 1;
+  isRight &= log.Report(10002, kEventTypeInformation, "text") == 1;
   isRight &= reader.Open(name, {"ondrel"}) == 1;
   isRight &= reader.GetMessageResources("messages.dll") == 1;
   isRight &= reader.ReadEvents().size() == 1;
@@ -78,7 +78,7 @@ bool GoOnPastErrors(const std::string& name) {
   CSystemLog_Win log;
   bool isRight = log.Open(name) == 1;
   isRight &= log.Open(name) == 1;
-  isRight &= log.Report(10002, 4, "") == 1;
+  isRight &= log.Report(10002, kEventTypeInformation, "") == 1;
   return isRight;
 }
 

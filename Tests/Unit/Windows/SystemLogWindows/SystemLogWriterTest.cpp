@@ -57,7 +57,7 @@ TEST_F(SystemLogWriter, OpenOnAnOpenObjectWithAnEmptyNameIsRefusedAsAlreadyOpene
 TEST_F(SystemLogWriter, RefusedSecondOpeningLeavesTheFirstInForce) {
   Open();
   RaisedBy([&] { log.Open("Other"); });
-  EXPECT_EQ(log.Report(10002, 4, "still here"), 1U);
+  EXPECT_EQ(log.Report(10002, kEventTypeInformation, "still here"), 1U);
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReportEventA(source, 4, 0, 0x20002712, null, 1, 0, still here, null)"));
 }
@@ -72,7 +72,7 @@ TEST_F(SystemLogWriter, FailedOpeningOfTheLogIsRaisedWithTheSystemError) {
   host.openError = 5;
   EXPECT_EQ(RaisedBy([&] { log.Open("Alerts"); }), 0x20050003U);
   EXPECT_THAT(host.TakeCalls(), ElementsAre("OpenEventLogA(null, Alerts)", "GetLastError()"));
-  const CErrorReport report = ReportOf(0x20050003);
+  const CErrorReport report = ReportOf(kCannotOpenSystemLog);
   ASSERT_TRUE(report.systemError);
   EXPECT_EQ(report.systemError->kind, 2U);
   EXPECT_EQ(report.systemError->code, 5U);
@@ -87,7 +87,7 @@ TEST_F(SystemLogWriter, FailedRegistrationTellsTheErrorLeftByClosingTheLog) {
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("OpenEventLogA(null, Alerts)", "RegisterEventSourceA(null, Alerts)",
                           "CloseEventLog(log)", "GetLastError()"));
-  const CErrorReport report = ReportOf(0x20050004);
+  const CErrorReport report = ReportOf(kSystemLogRegistrationFailed);
   ASSERT_TRUE(report.systemError);
   EXPECT_EQ(report.systemError->kind, 2U);
   EXPECT_EQ(report.systemError->code, 6U);
@@ -122,23 +122,26 @@ TEST_F(SystemLogWriter, FailedRegistrationLeavesNothingToClose) {
 TEST_F(SystemLogWriter, OpenErrorCarriesOneContextLineWithTheName) {
   host.openedLog = nullptr;
   RaisedBy([&] { log.Open("Alerts 100%d"); });
-  EXPECT_THAT(ReportOf(0x20050003).contextLines, ElementsAre("CSystemLog::Open (Alerts 100%d)"));
+  EXPECT_THAT(ReportOf(kCannotOpenSystemLog).contextLines,
+              ElementsAre("CSystemLog::Open (Alerts 100%d)"));
 }
 
 TEST_F(SystemLogWriter, RefusedSecondOpeningNamesTheNewNameInItsContextLine) {
   Open();
   RaisedBy([&] { log.Open("Other"); });
-  EXPECT_THAT(ReportOf(0x20050001).contextLines, ElementsAre("CSystemLog::Open (Other)"));
+  EXPECT_THAT(ReportOf(kSystemLogAlreadyOpened).contextLines,
+              ElementsAre("CSystemLog::Open (Other)"));
 }
 
 TEST_F(SystemLogWriter, ReportErrorCarriesOneContextLine) {
-  RaisedBy([&] { log.Report(10002, 4, "text"); });
-  EXPECT_THAT(ReportOf(0x20050007).contextLines, ElementsAre("CSystemLog::Report ()"));
+  RaisedBy([&] { log.Report(10002, kEventTypeInformation, "text"); });
+  EXPECT_THAT(ReportOf(kSystemLogNotOpenedForWriting).contextLines,
+              ElementsAre("CSystemLog::Report ()"));
 }
 
 TEST_F(SystemLogWriter, ErrorNamesTheRaiseAndThenTheHandlerInTheSourceOfTheWriter) {
-  RaisedBy([&] { log.Report(10002, 4, ""); });
-  const CErrorReport report = ReportOf(0x20050002);
+  RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); });
+  const CErrorReport report = ReportOf(kInvalidParameter);
   ASSERT_EQ(report.locations.size(), 2U);
   for (const CErrorReport::Location& location : report.locations) {
     EXPECT_EQ(location.module, "ondrel");
@@ -149,9 +152,9 @@ TEST_F(SystemLogWriter, ErrorNamesTheRaiseAndThenTheHandlerInTheSourceOfTheWrite
 
 TEST_F(SystemLogWriter, EachHandlerHasALocationOfItsOwn) {
   RaisedBy([&] { log.Open(""); });
-  const std::uint32_t openLine = ReportOf(0x20050002).locations.at(1).line;
-  RaisedBy([&] { log.Report(10002, 4, ""); });
-  const std::uint32_t reportLine = ReportOf(0x20050002).locations.at(1).line;
+  const std::uint32_t openLine = ReportOf(kInvalidParameter).locations.at(1).line;
+  RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); });
+  const std::uint32_t reportLine = ReportOf(kInvalidParameter).locations.at(1).line;
   EXPECT_LT(openLine, reportLine);
 }
 
@@ -205,7 +208,7 @@ TEST_F(SystemLogWriter, DestructorOfAClosedObjectCallsNothing) {
 }
 
 TEST_F(SystemLogWriter, DestructorEndsAModuleErrorThatClosingLetsOut) {
-  host.atClose = [] { throw 0x20050006U; };
+  host.atClose = [] { throw unsigned{kCannotCloseSystemLog}; };
   {
     CSystemLog_Win inner;
     inner.Open("Alerts");
@@ -215,29 +218,29 @@ TEST_F(SystemLogWriter, DestructorEndsAModuleErrorThatClosingLetsOut) {
 }
 
 TEST_F(SystemLogWriter, EmptyTextIsRefusedBeforeTheSourceIsLookedAt) {
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, ""); }), 0x20050002U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); }), 0x20050002U);
 }
 
 TEST_F(SystemLogWriter, EmptyTextIsRefusedOnAnOpenObjectWithoutACallOfTheHost) {
   Open();
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, ""); }), 0x20050002U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, ""); }), 0x20050002U);
   EXPECT_THAT(host.TakeCalls(), IsEmpty());
 }
 
 TEST_F(SystemLogWriter, ReportOnAClosedObjectIsRefused) {
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, "text"); }), 0x20050007U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, "text"); }), 0x20050007U);
   EXPECT_THAT(host.TakeCalls(), IsEmpty());
 }
 
 TEST_F(SystemLogWriter, ReportAfterCloseIsRefused) {
   Open();
   log.Close();
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, "text"); }), 0x20050007U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, "text"); }), 0x20050007U);
 }
 
 TEST_F(SystemLogWriter, ReportWritesTheTextAsTheOneString) {
   Open();
-  EXPECT_EQ(log.Report(10002, 2, "Drive 3 is offline"), 1U);
+  EXPECT_EQ(log.Report(10002, kEventTypeWarning, "Drive 3 is offline"), 1U);
   EXPECT_THAT(
       host.TakeCalls(),
       ElementsAre("ReportEventA(source, 2, 0, 0x20002712, null, 1, 0, Drive 3 is offline, null)"));
@@ -246,7 +249,7 @@ TEST_F(SystemLogWriter, ReportWritesTheTextAsTheOneString) {
 TEST_F(SystemLogWriter, EventThatTheHostDoesNotTakeIsNotNoticed) {
   Open();
   host.reportResult = 0;
-  EXPECT_EQ(log.Report(10002, 4, "text"), 1U);
+  EXPECT_EQ(log.Report(10002, kEventTypeInformation, "text"), 1U);
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReportEventA(source, 4, 0, 0x20002712, null, 1, 0, text, null)"));
 }
@@ -320,7 +323,7 @@ TEST_F(SystemLogWriter, CopySharesTheHandles) {
   Open();
   CSystemLog_Win copy(log);
   host.TakeCalls();
-  EXPECT_EQ(copy.Report(10002, 4, "text"), 1U);
+  EXPECT_EQ(copy.Report(10002, kEventTypeInformation, "text"), 1U);
   EXPECT_EQ(RaisedBy([&] { copy.Open("Other"); }), 0x20050001U);
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReportEventA(source, 4, 0, 0x20002712, null, 1, 0, text, null)"));
@@ -334,7 +337,7 @@ TEST_F(SystemLogWriter, AssignmentReplacesTheHandlesWithoutGivingThemBack) {
   Open();
   const CSystemLog_Win closed;
   log = closed;
-  EXPECT_EQ(RaisedBy([&] { log.Report(10002, 4, "text"); }), 0x20050007U);
+  EXPECT_EQ(RaisedBy([&] { log.Report(10002, kEventTypeInformation, "text"); }), 0x20050007U);
   EXPECT_EQ(log.Open("Alerts"), 1U);
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("OpenEventLogA(null, Alerts)", "RegisterEventSourceA(null, Alerts)"));
@@ -359,14 +362,14 @@ TEST_F(SystemLogWriter, HasNoMoveOperationsOfItsOwn) {
 TEST_F(SystemLogWriter, WithRaisingOffAnEmptyTextReachesTheHost) {
   Open();
   const CRaisingSwitchedOff off;
-  EXPECT_EQ(log.Report(10002, 4, ""), 1U);
+  EXPECT_EQ(log.Report(10002, kEventTypeInformation, ""), 1U);
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReportEventA(source, 4, 0, 0x20002712, null, 1, 0, , null)"));
 }
 
 TEST_F(SystemLogWriter, WithRaisingOffAClosedObjectReportsOnNoSource) {
   const CRaisingSwitchedOff off;
-  EXPECT_EQ(log.Report(10002, 4, ""), 1U);
+  EXPECT_EQ(log.Report(10002, kEventTypeInformation, ""), 1U);
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReportEventA(null, 4, 0, 0x20002712, null, 1, 0, , null)"));
   const std::vector<CErrorReport> passed = Pirsk::Exceptions::PassedErrors();
@@ -416,14 +419,14 @@ TEST_F(SystemLogWriter, ModuleErrorFromBelowIsTheResultWithRaisingOff) {
   Host::EventLog().ReportEventA = [](void*, WORD, WORD, ULong, void*, WORD, ULong, const char**,
                                      void*) -> int { throw 0x2006000AU; };
   const CRaisingSwitchedOff off;
-  EXPECT_EQ(log.Report(10002, 4, "text"), 0x2006000AU);
+  EXPECT_EQ(log.Report(10002, kEventTypeInformation, "text"), 0x2006000AU);
 }
 
 TEST_F(SystemLogWriter, OtherExceptionsPassUnseen) {
   Open();
   Host::EventLog().ReportEventA = [](void*, WORD, WORD, ULong, void*, WORD, ULong, const char**,
                                      void*) -> int { throw std::bad_alloc(); };
-  EXPECT_THROW(log.Report(10002, 4, "text"), std::bad_alloc);
+  EXPECT_THROW(log.Report(10002, kEventTypeInformation, "text"), std::bad_alloc);
   EXPECT_FALSE(Pirsk::Exceptions::LastError());
 }
 
