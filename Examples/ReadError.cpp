@@ -3,12 +3,9 @@
 #include <Pirsk/ModuleInfo.h>
 #include <Pirsk/Trace.h>
 
-#include <cstdint>
 #include <iostream>
 
 namespace {
-
-constexpr std::uint32_t kOndrel = 5;  // The library's module number.
 
 // The folder does not exist, so that the log cannot be opened.
 void OpenLog() {
@@ -22,15 +19,16 @@ void OpenLog() {
 // Follows the library's work in a trace file and reads its errors, caught or passed over.
 int main() try {
   Pirsk::Trace::SetSink(Pirsk::Trace::RotatingFileSink("trace.log", 1024 * 1024, 3));
-  Pirsk::Misc::SetTraceMask(
-      kOndrel, Pirsk::Misc::kTraceError | Pirsk::Misc::kTraceEntry | Pirsk::Misc::kTraceDetail);
+  Pirsk::Misc::SetTraceMask(Ondrel::kModuleNumber, Pirsk::Misc::kTraceError |
+                                                       Pirsk::Misc::kTraceEntry |
+                                                       Pirsk::Misc::kTraceDetail);
 
   try {
     OpenLog();
   } catch (unsigned int number) {
     const Pirsk::Exceptions::CErrorReport report = Pirsk::Exceptions::ReportOf(number);
     std::cout << "caught: " << report.text;
-    if (report.systemError) std::cout << ", system error " << report.systemError->code;
+    if (report.hostError) std::cout << ", system error " << *report.hostError;
     std::cout << "\n\n";
     Pirsk::Exceptions::PrintError(std::cout, number);
   }
