@@ -20,14 +20,14 @@ struct CDevNode {
   std::int32_t m_Function = 0;  ///< Function of the device, 0 to 7.
 };
 
-/// Tells where on the PCI bus the n-th storage adapter of a type is.
+/// Finds where on the PCI bus the n-th storage adapter of a type is.
 ///
 /// The list of adapters is one for the whole process. The first object that is constructed takes it
 /// from the host, in ascending order of segment, bus, device and function; it then stays as it is
 /// until the library is unloaded, so that an adapter added later is not seen. While no adapter has
 /// been found, each further object looks again. The class has no data of its own.
 ///
-/// Nothing traces or raises: a device that does not tell all it has to is left out.
+/// Nothing traces or raises: a device that does not report all it has to is left out.
 ///
 /// The construction of the first object has to be finished before other threads construct or ask;
 /// from then on any number of threads may do both.
@@ -41,7 +41,7 @@ public:
   /// Finds the adapter of rank `index`, counted from 1, among those whose vendor and device are the
   /// given ones (four hexadecimal digits each, in any case), in the order of their locations.
   ///
-  /// Yields true and its location. Yields false, with segment 0 and the others -1, when there are
+  /// Returns true and its location. Returns false, with segment 0 and the others -1, when there are
   /// fewer such adapters, or when `index` is 0.
   bool GetLocation(const std::string& vendorId, const std::string& deviceId, std::size_t index,
                    int& segment, int& bus, int& device, int& function);

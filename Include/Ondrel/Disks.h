@@ -20,7 +20,7 @@ struct Disk {
 ///
 /// On Linux these are all whole disks by their major and minor device numbers, without the virtual
 /// ones (loop, ram, zram, device mapper, md). A disk that comes or goes may change the numbers of
-/// those behind it. Any thread may ask; nothing is kept from call to call.
+/// those after it. Any thread may ask; nothing is kept from call to call.
 ONDREL_API std::vector<Disk> Disks();
 
 }  // namespace Ondrel::Host

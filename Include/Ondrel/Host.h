@@ -7,7 +7,7 @@
 
 namespace Ondrel::Host {
 
-/// Largest size of an event store that `UseEventStore` sets when it is not told another, in bytes.
+/// Largest size of an event store that `UseEventStore` sets when it is not given another, in bytes.
 inline constexpr std::uint64_t kDefaultEventStoreCapacity = std::uint64_t{64} * 1024 * 1024;
 
 /// Smallest size that an event store can be held to, in bytes.
@@ -21,17 +21,17 @@ inline constexpr std::uint64_t kMinEventStoreCapacity = std::uint64_t{256} * 102
 /// means the host's default, `/var/lib/ondrel/events.db`. `capacity` is the size in bytes at which
 /// the oldest records make room for new ones.
 ///
-/// Yields false, and changes nothing, when `capacity` is below `kMinEventStoreCapacity` or when the
-/// host has an event log of another kind only (Windows). Logs that are open stay where they are.
-/// Safe to call from any thread, as the operations below.
+/// Returns false, and changes nothing, when `capacity` is below `kMinEventStoreCapacity` or when
+/// the host has an event log of another kind only (Windows). Logs that are open stay where they
+/// are. Safe to call from any thread, as the operations below.
 ONDREL_API bool UseEventStore(const std::string& path,
                               std::uint64_t capacity = kDefaultEventStoreCapacity);
 
 /// Chooses the systemd journal for the logs opened from now on. There is one journal: every log
-/// name opens it. Yields false, and changes nothing, when no journal takes entries on this host.
+/// name opens it. Returns false, and changes nothing, when no journal takes entries on this host.
 ONDREL_API bool UseJournal();
 
-/// Goes back to the host's own choice, which is also the one at the beginning: the journal where
+/// Goes back to the host's own choice, which is also the one at the start: the journal where
 /// one takes entries, else the event store at its default path.
 ONDREL_API void UseHostEventLog();
 
@@ -40,7 +40,7 @@ ONDREL_API void UseHostEventLog();
 ONDREL_API std::string EventStorePath();
 
 /// Path of this library's own file, which is the message file of the events it writes: what
-/// `CSystemLogReader_Win::GetMessageResources` takes. Empty when the host does not tell.
+/// `CSystemLogReader_Win::GetMessageResources` takes. Empty when the host does not report it.
 ONDREL_API std::string LibraryPath();
 
 /// Restarts this machine at once and says why it does not: what `CSystem::Reboot` does, for a

@@ -10,10 +10,10 @@
 /// "/dev/nvme0" or "/dev/nvme0n1" on Linux); it goes to the host as it is. Each call opens the
 /// device, asks once and closes it; nothing is kept between calls.
 ///
-/// All yield 0, or the host's number of the error in the published Win32 numbering. 0 does not
+/// All return 0, or the host's number of the error in the published Win32 numbering. 0 does not
 /// prove that the record was written: it also comes back, with the record untouched, when there is
 /// no memory for the call's buffers, and from the last two functions when the answer's head is not
-/// valid. Who needs the difference fills the record beforehand. Nothing is raised.
+/// valid. Whoever needs the difference fills the record beforehand. Nothing is raised.
 ///
 /// Any number of threads may call at once.
 namespace Ondrel {
@@ -29,9 +29,9 @@ ONDREL_API unsigned int NVMeStorageQueryPropertyIdentifyController(
 ONDREL_API unsigned int NVMeStorageQueryPropertyIdentifyNamespace(
     const char* sDeviceName, NVME_IDENTIFY_NAMESPACE* nameSpace);
 
-/// Fetches the error information log into `entries`, which must have room for 64 of them, and tells
-/// in `entryCount` how many whole ones the device reported. 24 as above; the count then stays as it
-/// was. Entries that the controller does not use have an error count of 0.
+/// Fetches the error information log into `entries`, which must have room for 64 of them, and
+/// stores in `entryCount` how many whole ones the device reported. 24 as above; the count then
+/// stays as it was. Entries that the controller does not use have an error count of 0.
 ONDREL_API unsigned int NVMeStorageQueryPropertyGetLogPageErrorInfo(
     const char* sDeviceName, ULong& entryCount, NVME_ERROR_INFORMATION_LOG_ENTRY* entries);
 

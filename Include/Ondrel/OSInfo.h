@@ -48,12 +48,12 @@ inline bool OSFlagIsSet(const OS_FACTS& facts, const OSFlag& flag) {
 }
 
 /// Collects the facts of this host and answers questions about a record. The questions look at the
-/// record alone and yield 0 or 1; where `useUnderlying` is taken, it chooses the half (0:
+/// record alone and return 0 or 1; where `useUnderlying` is taken, it chooses the half (0:
 /// reported). Any thread may ask.
 class ONDREL_API COSProbe {
 public:
-  /// Clears the record and fills it with what this host tells. False, with a record of zeros, when
-  /// it tells no version.
+  /// Clears the record and fills it with what this host reports. False, with a record of zeros,
+  /// when it reports no version.
   bool Collect(OS_FACTS& facts);
 
   // Whether one flag is set.
@@ -341,14 +341,14 @@ protected:
   bool m_IsStorageProduct;
 };
 
-/// Names an operating system. All names tell what the system really is: the underlying half. They
+/// Names an operating system. All names say what the system really is: the underlying half. They
 /// look at the record alone; any number of threads may use one object.
 class ONDREL_API COSInfo_Win : public CSystemInfo {
 public:
   /// Names the operating system of this host.
   COSInfo_Win();
 
-  /// Names the operating system that the facts tell of.
+  /// Names the operating system that the facts describe.
   explicit COSInfo_Win(const OS_FACTS& facts);
 
   /// The record that is named.

@@ -32,7 +32,7 @@ public:
   /// Whether all ten fields are the same. Texts are compared byte by byte.
   bool operator==(const CSystemPartition& other) const;
 
-  /// Yields `input` in `output` as UTF-8: unchanged when it is valid UTF-8 already, else converted
+  /// Puts `input` into `output` as UTF-8: unchanged when it is valid UTF-8 already, else converted
   /// from the host's narrow code page. Both may be one object.
   static void ConvertToUTF8(const std::string& input, std::string& output);
 };
@@ -42,11 +42,11 @@ public:
 /// Nothing is read from the disk's own partition table: every volume of the host is asked for its
 /// extents, anew at each call. Tables of different threads may work at the same time; on Windows
 /// the error mode of the process is set while `GetPartitions` runs, and two that overlap may leave
-/// the mode of the later one behind.
+/// the mode of the later one in force.
 class ONDREL_API CSystemPartitionTable {
 public:
   /// A table of the disk with this name: "Disk ", in that case, and the disk's number in decimal.
-  /// White space in front of the number is skipped; behind it nothing may follow.
+  /// White space before the number is skipped; nothing may follow it.
   explicit CSystemPartitionTable(const std::string& deviceName);
   CSystemPartitionTable(const CSystemPartitionTable& other);
   CSystemPartitionTable(CSystemPartitionTable&& other) noexcept;
@@ -57,9 +57,9 @@ public:
   /// Replaces `partitions` by one entry for each extent of a volume on a fixed disk, in the order
   /// in which the host gives the volumes and within a volume in the order of its extents.
   ///
-  /// Failures are not told: a name of another form gives an empty list, and what the host refuses
-  /// to say of a volume is left out. A volume of more than 21 extents is left out as a whole.
-  /// Throws `std::bad_alloc` only.
+  /// Failures are not reported: a name of another form gives an empty list, and what the host
+  /// refuses to say of a volume is left out. A volume of more than 21 extents is left out as a
+  /// whole. Throws `std::bad_alloc` only.
   void GetPartitions(std::vector<CSystemPartition>& partitions);
 
 private:

@@ -125,7 +125,7 @@ public:
   /// The records that arrived since the last call (or since `Open`) from one of the event sources.
   ///
   /// Reads at most `MAX_RECORD_BUFFER_SIZE` bytes of records; more follow with the next call.
-  /// Source names are compared exactly; a name listed twice yields its records twice. Records of
+  /// Source names are compared exactly; a name listed twice gives its records twice. Records of
   /// other sources are passed over for good. Raises `kSystemLogReadFailed` with the host's error
   /// number when the log cannot be read; 87 means that the last record seen is no longer in the
   /// log.

@@ -26,7 +26,7 @@ std::string LocalDateAndTime() {
   std::tm local{};
   if (!Host::Clock().LocalTime(Host::Clock().CurrentTime(), local)) local = BeginningOfTime();
 
-  // The tab behind the comma belongs to the mail as receivers know it.
+  // The tab after the comma belongs to the mail as receivers know it.
   char text[kDateTextSize];
   const std::size_t length = std::strftime(text, sizeof(text), "%a,\t%d %b %Y %H:%M:%S", &local);
   return std::string(text, length);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned short kSmtpPort = 25;
 
-// What tells the six recipient operations apart in the trace.
+// What distinguishes the six recipient operations in the trace.
 struct RecipientOperation {
   const char* function;
   const char* enter;
@@ -61,7 +61,7 @@ bool AddList(const RecipientOperation& operation, const std::string& mails, Reci
 
   const boost::char_separator<char> separator(",;", "", boost::drop_empty_tokens);
   for (const std::string& token : boost::tokenizer(mails, separator)) {
-    // A blank alone between two delimiters gives an empty address: addresses are not checked.
+    // A space alone between two delimiters gives an empty address: addresses are not checked.
     const std::string mail = boost::algorithm::trim_copy(token);
     ONDREL_TRACE(kTraceDetail, operation.function, operation.addMail, mail);
     recipients.emplace_back(mail, std::string());

@@ -70,7 +70,7 @@ bool CSmtp::FormatHeader() {
   m_Payload.push_back(PriorityLine(m_XPriority));
   m_Payload.push_back(AddressLine("To: ", m_To));
   if (!m_Cc.empty()) m_Payload.push_back(AddressLine("Cc: ", m_Cc));
-  // In the header on purpose: every recipient may read the blind copies.
+  // In the header, which is intentional: every recipient may read the blind copies.
   if (!m_Bcc.empty()) m_Payload.push_back(AddressLine("Bcc: ", m_Bcc));
   if (m_Subject.empty()) {
     // A warning only; Send replaces it after the transfer.
@@ -92,7 +92,7 @@ bool CSmtp::FormatHeader() {
 
 bool CSmtp::FormatMessageBody() {
   ONDREL_TRACE(kTraceEntry, kFormatMessageBody, "ENTER CSmtp::FormatMessageBody ()");
-  // Blank lines are dropped with the empty tokens: the body of an alert mail is one block.
+  // Empty lines are dropped with the empty tokens: the body of an alert mail is one block.
   const boost::char_separator<char> separator("\n", "", boost::drop_empty_tokens);
   for (const std::string& token : boost::tokenizer(m_MessageBody, separator))
     m_Payload.push_back(Line({token}));

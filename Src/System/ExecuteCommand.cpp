@@ -53,7 +53,7 @@ public:
   }
 
 private:
-  // The blank to the tilde: printable in every locale that there is.
+  // The space to the tilde: printable in every locale that there is.
   static constexpr unsigned char kFirstPlain = 0x20;
   static constexpr unsigned char kLastPlain = 0x7E;
   static constexpr std::ptrdiff_t kBlock = 32;

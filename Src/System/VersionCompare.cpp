@@ -20,7 +20,7 @@ Parts SplitVersion(const std::string& version) {
   return parts;
 }
 
-// Throws where a part that is reached is no number.
+// Throws where a part that is reached is not a number.
 int CompareNumbers(const std::string& first, const std::string& second, std::size_t count) {
   Parts firstParts = SplitVersion(first);
   Parts secondParts = SplitVersion(second);

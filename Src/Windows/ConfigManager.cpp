@@ -65,8 +65,8 @@ bool IsStorageController(void* set, SP_DEVINFO_DATA& device, PropertyBuffer& buf
 }
 
 /// One half of an address, from its low and its high byte. The high byte is scaled by 65536 and not
-/// by 256, on purpose: callers know the numbers that come of it. The high bytes of real devices are
-/// 0.
+/// by 256, which is intentional: callers know the numbers that come of it. The high bytes of real
+/// devices are 0.
 int HalfOfAddress(int low, int high) { return high * 65536 + low; }
 
 std::optional<CDevNode> StorageNodeOf(void* set, SP_DEVINFO_DATA& device) {

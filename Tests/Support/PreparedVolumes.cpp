@@ -61,7 +61,7 @@ PreparedVolumes::PreparedVolumes()
     : m_volume(Host::Volume(), Operations()), m_memory(Host::Memory(), MemoryOperations()) {}
 
 PreparedVolumes::~PreparedVolumes() {
-  // The blocks that the code under test keeps on purpose.
+  // The blocks that the code under test keeps intentionally.
   for (void* block : m_blocks) std::free(block);
 }
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <span>
 
-// Five queries in two families. The families differ on purpose: in their buffers, in what they
+// Five queries in two families. The families differ intentionally: in their buffers, in what they
 // check and in what a failed check does.
 
 namespace Ondrel {
@@ -42,11 +42,11 @@ std::byte* AllocateZeroed(std::size_t size) {
   return static_cast<std::byte*>(block);
 }
 
-// Nothing releases this buffer, on purpose: each query of the family leaves one behind.
+// Nothing releases this buffer, which is intentional: each query of the family leaves one.
 std::byte* AllocateKeptAnswer() { return AllocateZeroed(kAnswerBytes); }
 
 // The data of a checked answer. Where it stands is what the host's answer says; neither check holds
-// an offset that is too large to the buffer, on purpose.
+// an offset that is too large to the buffer, which is intentional.
 const std::byte* DataOf(const std::byte* answer, const STORAGE_PROTOCOL_SPECIFIC_DATA& part) {
   return answer + StorageQuery::kProtocolPart + part.ProtocolDataOffset;
 }
@@ -72,7 +72,7 @@ unsigned int AskWithSeparateBuffers(const char* deviceName, const Request& reque
   if (device == INVALID_HANDLE_VALUE) return Host::Device().GetLastError();
 
   unsigned int result = 0;
-  // Without memory the result stays 0, on purpose.
+  // Without memory the result stays 0, which is intentional.
   std::byte* const query = AllocateZeroed(StorageQuery::kHeadBytes);
   if (query != nullptr) {
     std::byte* const answer = AllocateKeptAnswer();
@@ -106,7 +106,7 @@ unsigned int Identify(const char* deviceName, std::uint32_t structure, std::uint
 }
 
 // The shared-buffer family: one buffer is the query and the answer, and each failure has a trace
-// line. A check that fails leaves the result 0, on purpose.
+// line. A check that fails leaves the result 0, which is intentional.
 
 struct SharedBufferQuery {
   const char* function;
@@ -126,7 +126,7 @@ constexpr SharedBufferQuery kHealthQuery{
                 .value = kHealthInformationPage,
                 .subValue = 0,
                 .length = StorageQuery::kHealthLogBytes},
-    // Larger than what is asked for, on purpose: the size of the other family's answers.
+    // Larger than what is asked for, which is intentional: the size of the other family's answers.
     .bufferBytes = kAnswerBytes,
     .openFailed = "GetLogPageSMARTHealthInfo: allocate device handle failed.\n",
     .noBuffer = "GetLogPageSMARTHealthInfo: allocate buffer failed.\n",

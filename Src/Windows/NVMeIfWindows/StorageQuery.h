@@ -39,7 +39,7 @@ STORAGE_PROTOCOL_SPECIFIC_DATA ProtocolPart(std::span<const std::byte> answer);
 /// data within those bytes. The sum of offset and length wraps at 32 bits.
 bool IsWithin(const STORAGE_PROTOCOL_SPECIFIC_DATA& part, std::uint32_t returned);
 
-/// Whether the descriptor at the start of `answer` has the size that both its words have to tell.
+/// Whether the descriptor at the start of `answer` has the size that both its words have to state.
 bool HasDescriptorHead(std::span<const std::byte> answer);
 
 /// Whether offset and length reach the least that an answer with `length` bytes of data has. There

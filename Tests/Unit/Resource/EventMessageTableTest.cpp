@@ -77,7 +77,7 @@ TEST(EventMessageTable, CoversTheEventCodesWithThreeGaps) {
   }
 }
 
-// Kept on purpose: events with the codes 10353, 10354 and 10541 are logged without a message.
+// Intentional: events with the codes 10353, 10354 and 10541 are logged without a message.
 TEST(EventMessageTable, ThreeEventCodesHaveNoMessage) {
   for (const std::uint32_t code : {10353U, 10354U, 10541U}) {
     EXPECT_FALSE(EntryOf(0x20000000 + code).has_value()) << code;

@@ -396,7 +396,7 @@ void PrintTo(const AddressRow& row, std::ostream* out) { *out << row.name; }
 
 class Address : public testing::TestWithParam<AddressRow> {};
 
-// The bytes are signed and the high one counts 65536, not 256: kept on purpose.
+// The bytes are signed and the high one counts 65536, not 256: intentional.
 TEST_P(Address, IsReadBySignedBytesWithTheHighOneScaledBy65536) {
   PreparedDeviceSetup host;
   host.devices = {StorageControllerAt(0, GetParam().address)};
