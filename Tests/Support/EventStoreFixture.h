@@ -34,7 +34,7 @@ struct ReadRecord {
   bool operator==(const ReadRecord&) const = default;
 };
 
-/// The records that stand one behind the other in `bytes`.
+/// The records that stand one after the other in `bytes`.
 inline std::vector<ReadRecord> RecordsIn(const std::vector<char>& bytes) {
   std::vector<ReadRecord> records;
   for (std::size_t at = 0; at < bytes.size();) {

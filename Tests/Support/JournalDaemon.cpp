@@ -31,7 +31,7 @@ bool TakesEntries() {
 JournalDaemon::JournalDaemon() {
   if (TakesEntries()) return;
   m_daemon = std::make_unique<Process>(kDaemon, std::vector<std::string>{});
-  // The daemon tells nobody when it is ready; its socket does.
+  // The daemon does not say when it is ready; its socket does.
   const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!TakesEntries()) {
     if (std::chrono::steady_clock::now() > patience)

@@ -152,7 +152,7 @@ void Postfix::Configure() const {
 
 std::string Postfix::WaitForMailbox(const std::string& user) const {
   const std::string path = m_folder.Path("mail/" + user);
-  // The last thing written to a mailbox is the empty line behind a mail.
+  // The last thing written to a mailbox is the empty line after a mail.
   const bool hasCome = WaitUntil([&path] { return Content(path).ends_with("\n\n"); });
   return hasCome ? path : "";
 }

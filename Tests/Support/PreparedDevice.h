@@ -19,14 +19,14 @@ namespace Ondrel::Testing {
 struct DeviceAnswer {
   int succeeds = 1;
   std::string bytes = {};  ///< What goes to the beginning of the output.
-  ULong returned = 0;      ///< The count that it tells.
+  ULong returned = 0;      ///< The count that it reports.
 };
 
 /// Device and memory operations that record their calls and answer as a test sets them; in force
 /// for one scope.
 ///
 /// Calls read like "CreateFileA(disk, 0xc0000000, 1, null, 3, 0, null)",
-/// "DeviceIoControl(0x2d1400, 48, 4144)" (with "in place" behind it when input and output are the
+/// "DeviceIoControl(0x2d1400, 48, 4144)" (with "in place" after it when input and output are the
 /// same memory), "CloseHandle(device)", "Allocate(48)", "Free(48)", "GetLastError()". What is not
 /// freed is freed at the end of the scope.
 class PreparedDevice {

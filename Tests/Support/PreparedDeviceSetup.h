@@ -25,7 +25,7 @@ inline std::string NumberProperty(std::uint32_t number) {
 /// A device by its properties. One that a test does not give cannot be read.
 using PreparedDevice = std::map<DWORD, std::string>;
 
-/// A storage controller that tells all it has to: segment 0, bus 5, device 31, function 2.
+/// A storage controller that reports all it has to: segment 0, bus 5, device 31, function 2.
 inline PreparedDevice StorageController() {
   return {
       {SPDRP_CLASS, "SCSIAdapter"},

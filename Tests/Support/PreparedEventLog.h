@@ -29,7 +29,7 @@ struct ReadAnswer {
   std::string bytes = {};                   ///< What goes into the buffer.
   ULong error = 0;                          ///< The last error that it leaves.
   ULong needed = 0;                         ///< The size that it says it needs.
-  std::optional<ULong> toldBytesRead = {};  ///< The count that it tells, if not that of `bytes`.
+  std::optional<ULong> toldBytesRead = {};  ///< The count that it reports, if not that of `bytes`.
 };
 
 /// Event log and memory operations that record their calls and answer as a test sets them; in force

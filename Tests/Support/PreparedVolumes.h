@@ -13,7 +13,7 @@
 
 namespace Ondrel::Testing {
 
-/// One extent as the host tells it.
+/// One extent as the host reports it.
 struct ExtentSpec {
   ULong disk;
   std::uint64_t offset;  ///< Bytes.
@@ -30,8 +30,8 @@ struct VolumeSpec {
   ULong driveType = DRIVE_FIXED;
   std::vector<std::string> folders = {};  ///< Where other volumes are mounted on it.
   bool isRefused = false;                 ///< Whether it cannot be opened.
-  bool isDumb = false;                    ///< Whether it does not tell its extents.
-  std::optional<ULong> toldCount = {};    ///< The count that it tells, if not that of `extents`.
+  bool isDumb = false;                    ///< Whether it does not report its extents.
+  std::optional<ULong> toldCount = {};    ///< The count that it reports, if not that of `extents`.
   std::optional<ULong> toldSize = {};     ///< The answer's size, if not that of all extents.
 };
 

@@ -1,5 +1,5 @@
 // Loads and unloads the library again and again in one process, which has to be left with what it
-// had behind the first times: the same handles, the same memory. As with every program that the
+// had after the first times: the same handles, the same memory. As with every program that the
 // library's interface is made for, the compiler's C++ runtime is the program's own too and stays.
 // Usage: load-unload ondrel.dll
 

@@ -18,7 +18,7 @@ void WriteAllBytes() {
 #if defined(_WIN32)
   _setmode(_fileno(stdout), _O_BINARY);
 #endif
-  // Each on a line of its own: a zero byte hides what is behind it on its line.
+  // Each on a line of its own: a zero byte hides what follows it on its line.
   // Byte 26 comes last: for some hosts it ends a text.
   constexpr int kEndOfText = 26;
   for (int byte = 0; byte < 256; ++byte)

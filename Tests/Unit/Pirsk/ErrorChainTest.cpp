@@ -559,7 +559,7 @@ TEST_F(ErrorChain, PrintedRaiseWithoutAHandlerShowsItsLineAlone) {
             "  at line 17\n");
 }
 
-// Errors of objects that are destroyed behind the thread's own state.
+// Errors of objects that are destroyed after the thread's own state.
 
 TEST_F(ErrorChain, ThreadLocalObjectsMayRaiseAtTheEndOfTheirThread) {
   unsigned int caught = 0;
@@ -572,7 +572,7 @@ TEST_F(ErrorChain, ThreadLocalObjectsMayRaiseAtTheEndOfTheirThread) {
         *result = RaiseAndCatch(kFirstError);
       }
     };
-    static thread_local Late late;  // Built before the thread's first error, destroyed behind it.
+    static thread_local Late late;  // Built before the thread's first error, destroyed after it.
     static_cast<void>(late);
     RaiseAndCatch(kFirstError);
   }).join();

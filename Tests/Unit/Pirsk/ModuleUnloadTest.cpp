@@ -68,7 +68,7 @@ TEST_F(ModuleUnload, ThousandRoundsLeaveNothingBehind) {
     ASSERT_THROW(module.Call("RaiseInModule"), unsigned int);
     ASSERT_EQ(ErrorText(0x20B10001), "Geladen");
   };
-  // The error chain is full behind the first 64 errors, and the loader's own tables have grown.
+  // The error chain is full after the first 64 errors, and the loader's own tables have grown.
   for (int count = 0; count < 100; ++count) round();
 
   const std::size_t before = BytesInUse();

@@ -95,7 +95,7 @@ FakeCurl::~FakeCurl() { g_current = nullptr; }
 FakeCurl& FakeCurl::Current() { return *g_current; }
 
 std::size_t FakeCurl::Read(std::size_t size, std::size_t count, std::string& text) {
-  // The buffer is exactly as large as it is said to be, so that a write behind it is found.
+  // The buffer is exactly as large as it is said to be, so that a write past it is found.
   const std::unique_ptr<char[]> buffer(new char[size * count]);
   const std::size_t length = m_read(buffer.get(), size, count, m_readData);
   if (length <= size * count) text.append(buffer.get(), length);
@@ -111,7 +111,7 @@ std::string FakeCurl::ReadAll(std::size_t bufferSize) {
 }
 
 int FakeCurl::Debug(curl_infotype type, const std::string& bytes) {
-  // Exactly these bytes on the heap, so that a read behind them is found.
+  // Exactly these bytes on the heap, so that a read past them is found.
   const std::unique_ptr<char[]> data(new char[bytes.size()]);
   std::memcpy(data.get(), bytes.data(), bytes.size());
   return DebugRaw(type, data.get(), bytes.size());

@@ -44,7 +44,7 @@ public:
   /// Calls the debug callback with bytes that no zero byte follows.
   int Debug(curl_infotype type, const std::string& bytes);
 
-  /// Calls the debug callback as it is told.
+  /// Calls the debug callback as it was asked to.
   int DebugRaw(curl_infotype type, char* data, std::size_t size);
 
   /// The envelope's recipients as they stand at this moment.

@@ -403,7 +403,7 @@ TEST_F(SmtpCalls, ReadCallbackAbortsWhenTheBufferIsSmallerThanTheNextLine) {
   std::size_t exact = 0;
   std::string text;
   m_curl.m_transfer = [&](FakeCurl& curl) {
-    // Nine header lines and the blank one.
+    // Nine header lines and the empty one.
     for (int line = 0; line < 10; ++line) curl.Read(1, kSixtyFourKiB, text);
     tooSmall = curl.Read(2, 5, text);
     exact = curl.Read(1, 11, text);

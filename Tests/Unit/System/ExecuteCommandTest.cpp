@@ -57,7 +57,7 @@ TEST(ExecuteCommand, MillionCharactersArriveWhole) {
 
 TEST(ExecuteCommand, OnlyPrintableCharactersStay) {
   // Behind a zero byte the rest of its line is lost; of the line end's own line nothing is left but
-  // the rest behind it.
+  // the rest after it.
   std::string expected;
   for (int byte = 1; byte < 256; ++byte) {
     if (byte == 26) continue;

@@ -297,7 +297,7 @@ private:
                                (previous != nullptr ? " asking" : ""));
              if (previous != nullptr) {
                EXPECT_EQ(*needed, 16U);
-               // One that was enabled by default: 1. The count tells that nothing was changed.
+               // One that was enabled by default: 1. The count says that nothing was changed.
                *previous = {.PrivilegeCount = 0, .Privileges = {{{0, 0}, 1}}};
              }
              m_lastError = m_errorsOfAdjust[m_adjusted++];

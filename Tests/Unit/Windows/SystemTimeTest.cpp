@@ -188,12 +188,12 @@ TEST_F(SystemTimeInUtc, WeekAbove5IsTheLast) {
 }
 
 TEST_F(SystemTimeInUtc, WeekZeroIsAWeekBeforeTheFirst) {
-  // 1 + 6 + 0 - 7: the Monday behind a Tuesday the first, a week earlier.
+  // 1 + 6 + 0 - 7: the Monday after a Tuesday the first, a week earlier.
   EXPECT_EQ(DateByWeek(2022, 3, 1, 0).Day, 0U);
 }
 
 TEST(SystemTime, DayAbove31LosesTheReferenceDay) {
-  // The reference day is 30 April where local time is behind by more than the rule's hour gives.
+  // The reference day is 30 April where local time is late by more than the rule's hour gives.
   Host::TimeOperations operations = TimeWithOffset(0);
   operations.SystemTimeToTzSpecificLocalTime = [](const TIME_ZONE_INFORMATION*, const SYSTEMTIME*,
                                                   SYSTEMTIME* local) {
@@ -226,7 +226,7 @@ TEST(SystemTime, LocalToUtcGoesByEstimateWhereTheHostCannot) {
 }
 
 TEST(SystemTime, EstimateIsCorrectedByWhatTheZoneAddsToItsBias) {
-  // The bias is one hour behind what is in force: daylight time.
+  // The bias is one hour less than what is in force: daylight time.
   Host::TimeOperations operations = TimeWithOffset(120);
   operations.TzSpecificLocalTimeToSystemTime = nullptr;
   operations.GetTimeZoneInformation = [](TIME_ZONE_INFORMATION* zone) -> ULong {

@@ -39,7 +39,7 @@ std::string Numbered(std::size_t count) {
   return bytes;
 }
 
-// An answer whose descriptor tells `version`, `size`, `offset` and `length`, with `data` behind it.
+// An answer whose descriptor states `version`, `size`, `offset` and `length`, with `data` after it.
 std::string Answer(std::uint32_t version, std::uint32_t size, std::uint32_t offset,
                    std::uint32_t length, const std::string& data) {
   return BytesOf({version, size, 3, 0, 0, 0, offset, length, 0, 0, 0, 0}) + data;
@@ -248,7 +248,7 @@ INSTANTIATE_TEST_SUITE_P(All, NVMeQuery,
 
 class NVMeSeparateBuffers : public NVMeQueryBase {
 protected:
-  // The result for an answer whose descriptor tells this.
+  // The result for an answer whose descriptor states this.
   unsigned int ResultOf(std::uint32_t returned, std::uint32_t offset, std::uint32_t length) {
     m_device.answer = {.bytes = Answer(48, 48, offset, length, std::string(4096, 'd')),
                        .returned = returned};
@@ -343,7 +343,7 @@ TEST_P(NVMeSeparateBuffers, LengthsThatDoNotFitGive24AndCopyNothing) {
       {"all ones returned", 0xFFFFFFFF, 40, 4096},
       {"offset below the least", 4144, 39, 4096},
       {"offset zero", 4144, 0, 4096},
-      {"data ends behind the bytes returned", 4143, 40, 4096},
+      {"data ends after the bytes returned", 4143, 40, 4096},
       {"offset one too large", 4144, 41, 4096},
       {"length one too large", 4144, 40, 4097},
       {"only the head returned", 48, 40, 1},
@@ -401,7 +401,7 @@ TEST_P(NVMeErrorLog, CountsWholeEntriesAndCopiesAllBytesReported) {
       {"a part only", 4144, 40, 63, 0},
       {"none", 4144, 40, 0, 0},
       {"none, head alone", 48, 40, 0, 0},
-      {"behind a gap", 4144, 104, 4032, 63},
+      {"after a gap", 4144, 104, 4032, 63},
   };
   for (const EntriesRow& row : kRows) {
     const std::string data = Numbered(4096);

@@ -40,7 +40,7 @@ protected:
     host.TakeCalls();
   }
 
-  // Reads once from a buffer of the record at the watermark and these bytes behind it.
+  // Reads once from a buffer of the record at the watermark and these bytes after it.
   std::vector<CSystemEvent_Win> ReadBehindSeen(const std::string& records) {
     host.AnswerRead(seen + records);
     return reader.ReadEvents();
@@ -484,7 +484,7 @@ struct StringsCase {
 class SystemLogRecordStrings : public SystemLogRecords,
                                public testing::WithParamInterface<StringsCase> {};
 
-// A record of 80 bytes whose last bytes, behind the source name, are those of the case.
+// A record of 80 bytes whose last bytes, after the source name, are those of the case.
 TEST_P(SystemLogRecordStrings, NeverRunPastTheirRecord) {
   std::string record = RecordBytes({.number = 11}).substr(0, 56) + "ondrel" + '\0';
   record.resize(80 - GetParam().lastBytes.size(), '\0');
