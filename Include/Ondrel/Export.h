@@ -17,7 +17,12 @@
 #else
 #define ONDREL_API __declspec(dllimport)
 #endif
+// Microsoft's compiler exports such a member by the mark of its class and refuses one of its own.
+#if defined(ONDREL_BUILDING) && defined(__GNUC__)
+#define ONDREL_API_INLINE ONDREL_API
+#else
 #define ONDREL_API_INLINE
+#endif
 #else
 #define ONDREL_API __attribute__((visibility("default")))
 #define ONDREL_API_INLINE ONDREL_API

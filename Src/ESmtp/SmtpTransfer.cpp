@@ -11,6 +11,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 
 namespace Ondrel {
@@ -44,7 +45,7 @@ using EasyHandle = std::unique_ptr<CURL, EasyHandleCleanup>;
 class EnvelopeRecipients {
 public:
   EnvelopeRecipients() = default;
-  ~EnvelopeRecipients() { Release(); }
+  ~EnvelopeRecipients() { Host::Curl().curl_slist_free_all(m_list); }
 
   EnvelopeRecipients(const EnvelopeRecipients&) = delete;
   EnvelopeRecipients& operator=(const EnvelopeRecipients&) = delete;
@@ -57,15 +58,8 @@ public:
 
   curl_slist* List() const { return m_list; }
 
-  void Release() {
-    if (m_isReleased) return;
-    m_isReleased = true;
-    Host::Curl().curl_slist_free_all(m_list);
-  }
-
 private:
   curl_slist* m_list = nullptr;
-  bool m_isReleased = false;
 };
 
 // Bytes of a line that reach the mail: up to its first zero byte.
@@ -111,7 +105,8 @@ private:
   EasyHandle m_handle;
   std::string m_url;
   std::string m_from;
-  EnvelopeRecipients m_recipients;
+  std::optional<EnvelopeRecipients>
+      m_recipients;  // Nothing is freed for a handle that is not there.
 };
 
 // libcurl's texts have no end of their own: what is traced is a copy that has one. Without memory
@@ -164,10 +159,11 @@ void CSmtpTransfer::Configure() {
 void CSmtpTransfer::SetEnvelope() {
   m_from = "<" + m_mail.m_MailFrom.m_Mail + ">";
   Set(CURLOPT_MAIL_FROM, m_from.c_str());
-  m_recipients.Add(m_mail.m_To);
-  m_recipients.Add(m_mail.m_Cc);
-  m_recipients.Add(m_mail.m_Bcc);
-  Set(CURLOPT_MAIL_RCPT, m_recipients.List());
+  m_recipients.emplace();
+  m_recipients->Add(m_mail.m_To);
+  m_recipients->Add(m_mail.m_Cc);
+  m_recipients->Add(m_mail.m_Bcc);
+  Set(CURLOPT_MAIL_RCPT, m_recipients->List());
 }
 
 CSmtpError CSmtpTransfer::Upload() {
@@ -179,7 +175,7 @@ CSmtpError CSmtpTransfer::Upload() {
       Set(CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(longestLine));
     error = Perform();
   }
-  m_recipients.Release();
+  m_recipients.reset();
   m_handle.reset();
   return error;
 }
