@@ -120,10 +120,10 @@ public:
 
   /// Delivers the message and waits until that is done or has failed; true when it was delivered.
   ///
-  /// There is no time limit unless `SetTimeout` sets one. The server's certificate is not verified. A line
-  /// of the message, its line feed included, may have up to 2 MiB; a longer one is refused with
-  /// `CSMTP_ERROR_INTERNAL` before anything is sent. An empty subject is sent as such and leaves no
-  /// failure recorded.
+  /// There is no time limit unless `SetTimeout` sets one. The server's certificate is not verified.
+  /// A line of the message, its line feed included, may have up to 2 MiB; a longer one is refused
+  /// with `CSMTP_ERROR_INTERNAL` before anything is sent. An empty subject is sent as such and
+  /// leaves no failure recorded.
   bool Send();
 
   /// The failure recorded last, or `CSMTP_ERROR_NONE` after a transfer that succeeded. Setters and

@@ -1,4 +1,5 @@
-// The volumes of a Windows host as Wine plays it, held against what the host reports to this program.
+// The volumes of a Windows host as Wine plays it, held against what the host reports to this
+// program.
 
 #include <Ondrel/Disks.h>
 #include <Ondrel/PartitionTable.h>

@@ -11,8 +11,8 @@ std::string Restart(const std::string& message, bool) {
   char text[512];
   DWORD length = ::FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                                   nullptr, error, 0, text, sizeof text, nullptr);
-  while (length > 0 && (static_cast<unsigned char>(text[length - 1]) <= ' ' ||
-                        text[length - 1] == '.'))
+  while (length > 0 &&
+         (static_cast<unsigned char>(text[length - 1]) <= ' ' || text[length - 1] == '.'))
     --length;
   return "the host refuses: " + std::string(text, length) + " (" + std::to_string(error) + ")";
 }
