@@ -100,6 +100,7 @@ Work AddNVMePageCommand(CLI::App& app);
 Work AddNVMeStatusCommand(CLI::App& app);
 Work AddPartitionsCommand(CLI::App& app);
 Work AddDisksCommand(CLI::App& app);
+Work AddDoctorCommand(CLI::App& app);
 Work AddHelpCommand(CLI::App& app);
 
 }  // namespace Tool

@@ -10,13 +10,13 @@ buildPackages=(
   libboost-dev libcurl4-openssl-dev libsqlite3-dev libsystemd-dev libelf-dev
   libblkid-dev libmount-dev libkmod-dev
   libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev
-  python3-aiosmtpd openssl
+  python3-aiosmtpd openssl pci.ids
 )
 testPackages=(
   googletest libgtest-dev libgmock-dev
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
   binutils elfutils sqlite3 git graphviz
-  postfix systemd tzdata
+  postfix systemd tzdata pciutils
   libpcre2-dev perl
 )
 benchPackages=(

@@ -6,7 +6,8 @@ Usage: run_cases.py --host linux|wine --cases FILE --mail-server FILE -- COMMAND
 A case is a command line with the exit status, the JSON and, where it mails, the mail that a real
 server has to receive. "zone" is the zone of local time, "input" what standard input has; "failure" is the
 kind and a part of the words of a failure, which stands in place of "output". What a host is known to answer otherwise stands under "byHost". In arguments
-{port} is the port of the case's server, {body} and {password} are files with those texts.
+{port} is the port of the case's server, {body} and {password} are files with those texts, {printer} is
+a program that writes what it is told.
 """
 
 import argparse
@@ -116,7 +117,7 @@ def run_case(case, options, folder, complain):
     server = None
     if "server" in case:
         server = MailServer(options.mail_server, folder / "mails", case["server"])
-    values = {"{port}": server.port if server else ""}
+    values = {"{port}": server.port if server else "", "{printer}": options.printer}
     for name in ("body", "password"):
         file = folder / name
         file.write_text(case.get(name, ""))
@@ -135,6 +136,8 @@ def run_case(case, options, folder, complain):
             server.close()
 
     exit_status, output, failure = expectation(case, options.host)
+    if output and isinstance(output.get("reason"), str):
+        output["reason"] = output["reason"].replace("{printer}", options.printer)
     said = result.stdout.decode()
     if result.returncode != exit_status:
         complain(f"the exit status is {result.returncode}, not {exit_status}: "
@@ -155,6 +158,7 @@ def main():
     parser.add_argument("--host", choices=["linux", "wine"], required=True)
     parser.add_argument("--cases", type=pathlib.Path, required=True)
     parser.add_argument("--mail-server", required=True)
+    parser.add_argument("--printer", required=True)
     parser.add_argument("command", nargs="+")
     options = parser.parse_args()
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <map>
+#include <sstream>
 
 namespace Ondrel::Testing {
 namespace {
@@ -28,10 +29,9 @@ TEST_F(CommandAdapters, EachListedAdapterIsLocatedAtItsRank) {
         adapter["vendorId"].get<std::string>() + adapter["deviceId"].get<std::string>();
     const ProcessResult located =
         Run({"--json", "locate", "--id", id, "--index", std::to_string(++ranks[id])});
-    json expected = adapter;
-    expected.erase("vendorId");
-    expected.erase("deviceId");
-    expected["found"] = true;
+    json expected = {{"found", true}};
+    for (const char* const name : {"segment", "bus", "device", "function"})
+      expected[name] = adapter[name];
     EXPECT_EQ(ParseAnswer(located.output), expected);
     EXPECT_EQ(located.exitStatus, 0);
   }
@@ -41,10 +41,49 @@ TEST_F(CommandAdapters, ShowsALineForEachOrSaysThatThereIsNone) {
   const ProcessResult result = Run({"adapters"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_THAT(result.output,
-              testing::AnyOf("no storage adapters\n",
-                             MatchesRegex("([0-9a-f:]+\\.[0-7]  [0-9A-F]{4}:[0-9A-F]{4}\n)+")));
+  EXPECT_THAT(
+      result.output,
+      testing::AnyOf("no storage adapters\n",
+                     MatchesRegex("([0-9a-f:]+\\.[0-7]  [0-9A-F]{4}:[0-9A-F]{4}  [^\n]+\n)+")));
   EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(CommandAdapters, WhatIsListedIsLocated) {
+  std::istringstream lines(Run({"adapters"}).output);
+  for (std::string line; std::getline(lines, line) && line != "no storage adapters";) {
+    const std::size_t space = line.find("  ");
+    const std::string location = line.substr(0, space);
+    const std::string kind = line.substr(space + 2, 9);
+    EXPECT_EQ(Run({"locate", location}).output, location + "\n");
+    EXPECT_EQ(Run({"locate", kind}).exitStatus, 0) << kind;
+  }
+}
+
+TEST_F(CommandAdapters, NamesAreThoseOfTheHostsOwnList) {
+  const json adapters = ParseAnswer(Run({"--json", "adapters"}).output)["adapters"];
+  for (const json& adapter : adapters) {
+    const std::string location = adapter["location"];
+    const ProcessResult told = RunProcess("/usr/bin/lspci", {"-Dvmmk", "-s", location});
+    const std::string slot = "Slot:\t" + location + "\n";
+    if (told.exitStatus != 0 || told.output.find(slot) == std::string::npos) GTEST_SKIP();
+    EXPECT_THAT(told.output,
+                HasSubstr("Vendor:\t" + adapter["vendorName"].get<std::string>() + "\n"));
+    EXPECT_THAT(told.output, HasSubstr("Driver:\t" + adapter["driver"].get<std::string>() + "\n"));
+  }
+}
+
+TEST_F(CommandAdapters, WordsThatAreNoTypeAreWrongUsage) {
+  for (const std::vector<std::string>& line : {std::vector<std::string>{"locate", "zz", "11"},
+                                               {"locate", "10000", "0001"},
+                                               {"locate", "1000:00001"},
+                                               {"locate", "1000:"},
+                                               {"locate", "--id", "1000001"},
+                                               {"locate", "0000:00:1f.2", "1000"},
+                                               {"locate", "0000:00:1f.2", "--index", "1"}}) {
+    const ProcessResult result = Run(line);
+    EXPECT_EQ(result.exitStatus, 2) << line.back();
+    EXPECT_NE(result.errors, "");
+  }
 }
 
 TEST_F(CommandAdapters, AnAdapterThatIsNotThereIsANegativeAnswer) {

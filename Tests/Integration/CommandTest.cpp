@@ -183,14 +183,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"BodyIsAFolder",
                    {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s",
                     "--body", "/"},
-                   "cannot read /"},
-        WrongUsage{"AlertWithMailOptionsButNoServer",
-                   {"alert", "pd", "1", "2", "--object", "o", "--log", "L", "--to", "c@d"},
-                   "--server"},
-        WrongUsage{"AlertWithServerButNoRecipient",
-                   {"alert", "pd", "1", "2", "--object", "o", "--log", "L", "--server", "h",
-                    "--mail-from", "a@b"},
-                   "--to"}),
+                   "cannot read /"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 struct HelpRow {

@@ -15,7 +15,7 @@ class ModuleVersionTest(MachineTestCase):
         result = self.machine.run(f"ondrel --json module-version {name}")
         answer = json.loads(result.stdout)
         self.assertEqual(0 if answer["version"] else 1, result.exit_status, result)
-        return answer["version"]
+        return answer["version"] or ""
 
     def test_a_loaded_module_has_the_version_that_the_kernel_tells(self):
         told = self.machine.check("cat /sys/module/8021q/version").strip()
@@ -29,19 +29,43 @@ class ModuleVersionTest(MachineTestCase):
     def test_a_module_that_is_not_loaded_has_no_version(self):
         self.assertEqual("", self.version("vmw_balloon"))
 
+    def test_what_is_in_the_kernel_is_told_from_what_is_not(self):
+        def state(name):
+            return json.loads(self.machine.run(f"ondrel --json module-version {name}").stdout)["state"]
+
+        self.assertEqual("loaded", state("8021q"))
+        self.assertEqual("builtIn", state("printk"))
+        self.assertEqual("unknown", state("no-such-module"))
+
 
 class RestartTest(unittest.TestCase):
     def test_the_machine_restarts(self):
         with Machine() as machine:
             # It runs until a restart ends it: QEMU is told not to boot again.
-            machine.check("(sleep 1; ondrel reboot --yes) >/dev/null 2>&1 &")
+            # There is no login manager here.
+            machine.check("(sleep 1; ondrel reboot --yes --force) >/dev/null 2>&1 &")
             event = machine.wait_for_event("SHUTDOWN")
             self.assertEqual("guest-reset", event["data"]["reason"])
 
-    def test_who_has_no_right_to_restart_finds_the_machine_running(self):
+    def test_without_a_login_manager_and_force_the_machine_goes_on_and_it_is_said(self):
         with Machine() as machine:
-            result = machine.run('su nobody -s /bin/sh -c "ondrel reboot --yes"')
-            self.assertEqual(0, result.exit_status, result)
+            result = machine.run("ondrel --json reboot --yes")
+            self.assertEqual(3, result.exit_status, result)
+            self.assertIn("the login manager cannot be reached", result.stdout)
+            self.assertIn("--force", result.stdout)
+            self.assertEqual("here\n", machine.check("sleep 1; echo here"))
+
+    def test_who_has_no_right_to_restart_is_told_so(self):
+        with Machine() as machine:
+            result = machine.run('su nobody -s /bin/sh -c "ondrel --json reboot --yes --force"')
+            self.assertEqual(3, result.exit_status, result)
+            self.assertIn("CAP_SYS_BOOT", result.stdout)
+            self.assertEqual("here\n", machine.check("sleep 1; echo here"))
+
+    def test_nothing_restarts_without_yes(self):
+        with Machine() as machine:
+            for line in ("reboot", "reboot --force", "run echo reboot --yes", "help reboot --yes"):
+                machine.run(f"ondrel {line}")
             self.assertEqual("here\n", machine.check("sleep 1; echo here"))
 
 
@@ -75,11 +99,23 @@ class BeepTest(MachineTestCase):
         self.assertAlmostEqual(0.5, seconds, delta=0.25)
         self.assertAlmostEqual(1000, rises / seconds, delta=30)
 
-    def test_who_may_not_use_the_speaker_hears_nothing(self):
+    def test_who_may_not_use_the_speaker_is_told_so(self):
         before = len(self.recorded()[1])
-        result = self.machine.run('su nobody -c "ondrel beep 440 100"')
-        self.assertEqual(0, result.exit_status, result)
+        result = self.machine.run('su nobody -c "ondrel --json beep 440 100"')
+        self.assertEqual(3, result.exit_status, result)
+        self.assertIn("it may not be used", result.stdout)
         self.assertEqual(before, len(self.recorded()[1]))
+
+    def test_an_interrupt_ends_the_tone(self):
+        before = len(self.recorded()[1])
+        self.machine.run("timeout -s INT 1 ondrel beep 1000 20000; sleep 3")
+        rate, samples = self.recorded()
+        level = max(samples[before:]) // 2
+        sounding = [i for i, sample in enumerate(samples[before:]) if abs(sample) > level]
+        self.assertLess((sounding[-1] - sounding[0]) / rate, 2.5)
+
+    def test_a_machine_with_a_speaker_has_one_for_the_doctor(self):
+        self.assertEqual(0, self.machine.run("ondrel doctor speaker").exit_status)
 
 
 if __name__ == "__main__":

@@ -4,6 +4,7 @@
 #include "Tool/MailOptions.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/StandardOutput.h"
 
 #include <Ondrel/Host.h>
 #include <Ondrel/SystemLog.h>
@@ -27,26 +28,27 @@ struct AlertOptions {
   StatusChange change;
   std::string object;
   std::string log;
+  bool isTest = false;
   MailOptions mail;
 };
 
 /// What an event of each severity is in the event log and in mail.
-struct Gravity {
+struct EventRank {
   Ondrel::Severity severity;
   Ondrel::EventType eventType;
   Ondrel::CSmtpXPriority priority;
 };
 
-constexpr std::array kGravities = {
-    Gravity{Ondrel::kSeverityInformation, Ondrel::kEventTypeInformation, Ondrel::XPRIORITY_LOW},
-    Gravity{Ondrel::kSeverityWarning, Ondrel::kEventTypeWarning, Ondrel::XPRIORITY_NORMAL},
-    Gravity{Ondrel::kSeverityError, Ondrel::kEventTypeError, Ondrel::XPRIORITY_HIGH},
+constexpr std::array kRanks = {
+    EventRank{Ondrel::kSeverityInformation, Ondrel::kEventTypeInformation, Ondrel::XPRIORITY_LOW},
+    EventRank{Ondrel::kSeverityWarning, Ondrel::kEventTypeWarning, Ondrel::XPRIORITY_NORMAL},
+    EventRank{Ondrel::kSeverityError, Ondrel::kEventTypeError, Ondrel::XPRIORITY_HIGH},
 };
 
-const Gravity& GravityOf(std::int32_t severity) {
-  for (const Gravity& gravity : kGravities)
-    if (gravity.severity == severity) return gravity;
-  return kGravities.back();
+const EventRank& RankOf(std::int32_t severity) {
+  for (const EventRank& rank : kRanks)
+    if (rank.severity == severity) return rank;
+  return kRanks.back();
 }
 
 /// The road of one status change. A step that fails does not keep the others from happening.
@@ -56,15 +58,18 @@ public:
       : m_globals(globals), m_options(options) {}
 
   int Run() {
+    // The event is written whoever reads what is said of it.
+    const WorkComesFirst first;
     const std::optional<Ondrel::CStateChangeEvent> event = FindEvent(m_options.change);
     m_result["status"] = JsonOfChange(m_options.change, event);
     Tell("Status change: " + ChangeText(m_options.change) + ": " +
          (event ? EventText(*event) : "there is no event for it"));
     if (event) {
       m_event = *event;
-      m_text = m_options.object + ": status changed from " +
+      m_text = (m_options.isTest ? "TEST: " : "") + m_options.object + ": status changed from " +
                StatusName(m_options.change.change.OldStatus) + " to " +
                StatusName(m_options.change.change.NewStatus);
+      m_result["test"] = m_options.isTest;
       m_result["text"] = m_text;
       Tell("Text: " + m_text);
       TakeSteps();
@@ -87,7 +92,7 @@ private:
       isReaderTried = true;
     });
     const bool isWritten = Try("log", "Event log", [&] { WriteEvent(); });
-    if (!m_options.mail.server.empty()) Mail();
+    if (m_options.mail.IsAnyThere()) Mail();
     if (!isReaderTried) return;
     if (!isWritten)
       Fail("readBack", "Read back", "nothing was written");
@@ -98,7 +103,7 @@ private:
   }
 
   void WriteEvent() {
-    const Ondrel::EventType type = GravityOf(m_event.Severity).eventType;
+    const Ondrel::EventType type = RankOf(m_event.Severity).eventType;
     Ondrel::CSystemLog_Win log;
     log.Open(m_options.log);
     log.Report(m_event.EventCode, type, m_text);
@@ -106,16 +111,24 @@ private:
     Tell("Event log: reported to " + m_options.log + " with event type " + std::to_string(type));
   }
 
+  // The event is in the log by now, whatever is wrong with the mail's options.
   void Mail() {
     MailContent content;
     content.subject = m_text;
-    content.body = m_text + "\nEvent log " + m_options.log + ": " + EventText(m_event) + "\n";
-    content.priority = GravityOf(m_event.Severity).priority;
-    const MailOutcome outcome = SendMail(m_options.mail, content);
-    m_result["mail"] = {{"ok", outcome.isSent}};
-    m_result["mail"].update(JsonOfOutcome(outcome));
-    m_isFailed |= !outcome.isSent;
-    Tell("Mail: " + OutcomeText(m_options.mail, outcome));
+    content.body =
+        m_text + "\nEvent log " + OneLine(m_options.log) + ": " + EventText(m_event) + "\n";
+    if (m_options.isTest) content.body += "This is a test: no drive has changed its status.\n";
+    content.priority = RankOf(m_event.Severity).priority;
+    try {
+      const MailRoute route = PrepareMail(m_options.mail);
+      const MailOutcome outcome = SendMail(route, content);
+      m_result["mail"] = {{"ok", outcome.isSent}};
+      m_result["mail"].update(JsonOfOutcome(outcome));
+      m_isFailed |= !outcome.isSent;
+      Tell("Mail: " + OutcomeText(route, outcome));
+    } catch (const UsageError& error) {
+      Fail("mail", "Mail", error.what());
+    }
   }
 
   void ReadBack(Ondrel::CSystemLogReader_Win& reader) {
@@ -185,9 +198,11 @@ private:
 
 Work AddAlertCommand(CLI::App& app) {
   app.footer(
-      "Mail is sent when --server is given. A step that fails does not keep the others from "
-      "happening. Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an "
-      "error was raised in a step. The first record of a log is not shown by the read back.\n");
+      "Mail is sent when one of its options is given; --server, --mail-from and --to are then "
+      "required. A step that fails does not keep the others from happening, and a mail option "
+      "that cannot be used fails the mail after the event is in the log.\n"
+      "Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an error was "
+      "raised in a step. The first record of a log is not shown by the read back.\n");
   const auto options = std::make_shared<AlertOptions>();
   AddStatusChange(app, options->change);
   app.add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")
@@ -195,11 +210,9 @@ Work AddAlertCommand(CLI::App& app) {
       ->type_name("TEXT")
       ->check(IsOneLine());
   app.add_option("--log", options->log, "Event log to write to")->required()->type_name("LOG");
+  AddFlag(app, "--test", options->isTest, "Mark the event and the mail as a test, in their texts");
   AddMailOptions(app, options->mail, true);
-  return [options](const GlobalOptions& globals) {
-    ReadPassword(options->mail);
-    return Alert(globals, *options).Run();
-  };
+  return [options](const GlobalOptions& globals) { return Alert(globals, *options).Run(); };
 }
 
 }  // namespace Tool

@@ -1,40 +1,51 @@
 #include "Tool/Command.h"
+#include "Tool/Host/Speaker.h"
 #include "Tool/Options.h"
+#include "Tool/Output.h"
 
-#include <Ondrel/System.h>
+#include <CLI/App.hpp>
 
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string>
 
 namespace Tool {
 
 namespace {
 
-constexpr std::int64_t kGreatest = std::numeric_limits<std::uint32_t>::max();
+struct Tone {
+  unsigned int hertz = 0;
+  unsigned int milliseconds = 0;
+};
+
+int SoundSpeaker(const GlobalOptions& globals, const Tone& tone) {
+  const std::string problem = SoundTone(tone.hertz, tone.milliseconds);
+  if (!problem.empty()) throw HostFailure("cannot sound the speaker", problem);
+  if (globals.json)
+    PrintJson({{"sounded", true}, {"hertz", tone.hertz}, {"milliseconds", tone.milliseconds}});
+  return kDone;
+}
 
 }  // namespace
 
 Work AddBeepCommand(CLI::App& app) {
-  struct Tone {
-    unsigned int hertz = 0;
-    unsigned int milliseconds = 0;
-  };
+  app.footer("Exit status: 0 the speaker has sounded, 3 it cannot, and why is said.\n");
   const auto tone = std::make_shared<Tone>();
+  // What the operation takes.
+  constexpr std::int64_t kLowest = 37;
+  constexpr std::int64_t kHighest = 32767;
   AddNumber(
-      app, "HZ", 0, kGreatest,
+      app, "HZ", kLowest, kHighest,
       [tone](std::int64_t number) { tone->hertz = static_cast<unsigned int>(number); },
       "The frequency in hertz")
       ->required();
   AddNumber(
-      app, "MS", 0, kGreatest,
+      app, "MS", 0, std::numeric_limits<std::uint32_t>::max(),
       [tone](std::int64_t number) { tone->milliseconds = static_cast<unsigned int>(number); },
       "The duration in milliseconds")
       ->required();
-  return [tone](const GlobalOptions&) {
-    Ondrel::CSystem::Beep(tone->hertz, tone->milliseconds);
-    return int{kDone};
-  };
+  return [tone](const GlobalOptions& globals) { return SoundSpeaker(globals, *tone); };
 }
 
 }  // namespace Tool

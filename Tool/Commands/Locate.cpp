@@ -6,44 +6,100 @@
 
 #include <CLI/App.hpp>
 
+#include <algorithm>
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Tool {
 
 namespace {
 
+constexpr std::size_t kIdDigits = 4;
+
 struct LocateOptions {
   std::string vendor;
   std::string device;
   std::vector<std::string> ids;
-  std::size_t index = 1;
+  std::optional<std::size_t> index;
 };
 
-int Locate(const GlobalOptions& globals, const LocateOptions& options) {
-  if (options.ids.empty() && options.device.empty())
-    throw UsageError("VENDOR and DEVICE are required, or --id");
+bool AreDigits(std::string_view text, std::size_t count) {
+  return text.size() == count && std::ranges::all_of(text, [](char character) {
+           return (character >= '0' && character <= '9') ||
+                  (character >= 'a' && character <= 'f') || (character >= 'A' && character <= 'F');
+         });
+}
 
+void RequireDigits(const std::string& text, const char* name, std::size_t count) {
+  if (!AreDigits(text, count))
+    throw UsageError(std::string(name) + ": \"" + OneLine(text) + "\" is not " +
+                     std::to_string(count) + " hexadecimal digits");
+}
+
+/// Takes "8086:2922", as `adapters` prints it, apart.
+void SplitType(LocateOptions& options) {
+  const std::size_t colon = options.vendor.find(':');
+  if (!options.device.empty() || colon == std::string::npos) return;
+  options.device = options.vendor.substr(colon + 1);
+  options.vendor.resize(colon);
+}
+
+/// "0000:00:1f.2", as `adapters` prints it.
+bool IsLocation(std::string_view text) {
+  constexpr std::size_t kSize = 12;
+  return text.size() == kSize && AreDigits(text.substr(0, 4), 4) && text[4] == ':' &&
+         AreDigits(text.substr(5, 2), 2) && text[7] == ':' && AreDigits(text.substr(8, 2), 2) &&
+         text[10] == '.' && AreDigits(text.substr(11), 1);
+}
+
+/// The adapter at a place; nothing when there is none.
+std::optional<Ondrel::CDevNode> AdapterAt(const std::string& location) {
+  for (const Ondrel::CDevNode& node : Ondrel::StorageAdapters())
+    if (IsSameWord(PciLocation(node.m_Segment, node.m_Bus, node.m_Device, node.m_Function),
+                   location))
+      return node;
+  return std::nullopt;
+}
+
+/// The adapter that the options name; its numbers are those of the library when there is none.
+bool Find(LocateOptions options, Ondrel::CDevNode& node) {
   Ondrel::CConfigManager manager;
-  int segment = 0;
-  int bus = 0;
-  int device = 0;
-  int function = 0;
-  const bool isFound =
-      options.ids.empty()
-          ? manager.GetLocation(options.vendor, options.device, options.index, segment, bus, device,
-                                function)
-          : manager.GetLocation(options.ids, options.index, segment, bus, device, function);
+  if (IsLocation(options.vendor)) {
+    if (!options.device.empty() || options.index)
+      throw UsageError("a location stands alone: neither DEVICE nor --index goes with it");
+    const auto found = AdapterAt(options.vendor);
+    node = found.value_or(Ondrel::CDevNode{});
+    if (!found) node.m_Bus = node.m_Device = node.m_Function = -1;
+    return found.has_value();
+  }
+  const std::size_t index = options.index.value_or(1);
+  if (!options.ids.empty()) {
+    for (const std::string& id : options.ids) RequireDigits(id, "--id", 2 * kIdDigits);
+    return manager.GetLocation(options.ids, index, node.m_Segment, node.m_Bus, node.m_Device,
+                               node.m_Function);
+  }
+  SplitType(options);
+  if (options.device.empty()) throw UsageError("VENDOR and DEVICE are required, or --id");
+  RequireDigits(options.vendor, "VENDOR", kIdDigits);
+  RequireDigits(options.device, "DEVICE", kIdDigits);
+  return manager.GetLocation(options.vendor, options.device, index, node.m_Segment, node.m_Bus,
+                             node.m_Device, node.m_Function);
+}
+
+int Locate(const GlobalOptions& globals, const LocateOptions& options) {
+  Ondrel::CDevNode node;
+  const bool isFound = Find(options, node);
   if (globals.json) {
     PrintJson({{"found", isFound},
-               {"segment", segment},
-               {"bus", bus},
-               {"device", device},
-               {"function", function}});
+               {"segment", node.m_Segment},
+               {"bus", node.m_Bus},
+               {"device", node.m_Device},
+               {"function", node.m_Function}});
   } else if (isFound) {
-    std::cout << PciLocation(segment, bus, device, function) << '\n';
+    std::cout << PciLocation(node.m_Segment, node.m_Bus, node.m_Device, node.m_Function) << '\n';
   } else {
     std::cout << "there is no such adapter\n";
   }
@@ -53,7 +109,10 @@ int Locate(const GlobalOptions& globals, const LocateOptions& options) {
 }  // namespace
 
 Work AddLocateCommand(CLI::App& app) {
-  app.footer("Exit status: 0 it is there, 1 it is not.\n");
+  app.footer(
+      "VENDOR may be both, as 8086:2922, or a location, as 0000:00:1f.2, which is then looked "
+      "for.\n"
+      "Exit status: 0 it is there, 1 it is not.\n");
   const auto options = std::make_shared<LocateOptions>();
   CLI::Option* const vendor =
       app.add_option("VENDOR", options->vendor, "Four hexadecimal digits in any case")
@@ -61,7 +120,6 @@ Work AddLocateCommand(CLI::App& app) {
   CLI::Option* const device =
       app.add_option("DEVICE", options->device, "Four hexadecimal digits in any case")
           ->type_name("");
-  vendor->needs(device);
   AddRepeated(app, "--id", options->ids,
               "Count adapters of this type, eight digits of vendor and device; may be repeated")
       ->type_name("VVVVDDDD")

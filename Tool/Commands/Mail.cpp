@@ -7,6 +7,7 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace Tool {
 
@@ -15,7 +16,7 @@ namespace {
 struct LetterOptions {
   MailOptions mail;
   std::string subject;
-  std::string bodyFile;
+  std::optional<std::string> bodyFile;
   std::string priority = "normal";
 };
 
@@ -26,39 +27,42 @@ Ondrel::CSmtpXPriority PriorityOf(const std::string& name) {
 }
 
 int Send(const GlobalOptions& globals, const LetterOptions& options) {
+  RequireOneLine(options.subject, "--subject");
+  if (options.bodyFile == "-" && options.mail.passwordFile == "-")
+    throw UsageError("--body and --password-file cannot both be standard input");
+  const MailRoute route = PrepareMail(options.mail);
   MailContent content;
   content.subject = options.subject;
-  if (!options.bodyFile.empty()) content.body = ReadWholeFile(options.bodyFile);
+  if (options.bodyFile) content.body = BodyOfText(ReadWholeFile(*options.bodyFile));
   content.priority = PriorityOf(options.priority);
 
-  const MailOutcome outcome = SendMail(options.mail, content);
+  const MailOutcome outcome = SendMail(route, content);
   if (globals.json)
     PrintJson(JsonOfOutcome(outcome));
   else
-    std::cout << "Mail " << OutcomeText(options.mail, outcome) << '\n';
+    std::cout << "Mail " << OutcomeText(route, outcome) << '\n';
   return outcome.isSent ? kDone : kNegativeAnswer;
 }
 
 }  // namespace
 
 Work AddMailCommand(CLI::App& app) {
-  app.footer("Exit status: 0 the mail was sent, 1 it was not.\n");
+  app.footer(
+      "Required: --server, --mail-from, --to, --subject. What the server answered last is shown, "
+      "and whether trying again may help.\n"
+      "Exit status: 0 the mail was sent, 1 it was not.\n");
   const auto options = std::make_shared<LetterOptions>();
   AddMailOptions(app, options->mail, false);
   app.add_option("--subject", options->subject, "Text of the Subject line")
       ->required()
-      ->type_name("TEXT")
-      ->check(IsOneLine());
+      ->type_name("TEXT");
   app.add_option("--body", options->bodyFile,
                  "File with the body, - for standard input; empty lines are left out")
       ->type_name("FILE");
   app.add_option("--priority", options->priority, "Priority (default: normal)")
       ->type_name("high|normal|low")
       ->check(CLI::IsMember({"high", "normal", "low"}).description(""));
-  return [options](const GlobalOptions& globals) {
-    ReadPassword(options->mail);
-    return Send(globals, *options);
-  };
+  return [options](const GlobalOptions& globals) { return Send(globals, *options); };
 }
 
 }  // namespace Tool

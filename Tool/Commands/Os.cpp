@@ -1,4 +1,7 @@
 #include "Tool/Command.h"
+#include "Tool/Facts.h"
+#include "Tool/Host/HostName.h"
+#include "Tool/Lines.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
@@ -12,6 +15,7 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+#include <system_error>
 
 namespace Tool {
 
@@ -19,97 +23,6 @@ namespace {
 
 using Ondrel::COSInfo_Win;
 using Ondrel::OS_FACTS;
-using Ondrel::OS_VERSION_HALF;
-
-// Facts in JSON that cannot be used.
-class BadFacts : public std::runtime_error {
-public:
-  using std::runtime_error::runtime_error;
-};
-
-// ---- Records and JSON
-
-template <class Number>
-struct HalfField {
-  const char* name;
-  Number OS_VERSION_HALF::*field;
-};
-
-constexpr HalfField<std::uint32_t> kHalfNumbers[] = {{"major", &OS_VERSION_HALF::major},
-                                                     {"minor", &OS_VERSION_HALF::minor},
-                                                     {"build", &OS_VERSION_HALF::build},
-                                                     {"platform", &OS_VERSION_HALF::platform},
-                                                     {"processor", &OS_VERSION_HALF::processor}};
-constexpr HalfField<std::uint16_t> kServicePackNumbers[] = {{"spMajor", &OS_VERSION_HALF::spMajor},
-                                                            {"spMinor", &OS_VERSION_HALF::spMinor}};
-
-struct FactsField {
-  const char* name;
-  std::uint32_t OS_FACTS::*field;
-};
-
-constexpr FactsField kFactsBefore[] = {
-    {"suite1", &OS_FACTS::suite1},           {"suite2", &OS_FACTS::suite2},
-    {"suite3", &OS_FACTS::suite3},           {"suite4", &OS_FACTS::suite4},
-    {"osType", &OS_FACTS::osType},           {"ubr", &OS_FACTS::ubr},
-    {"productInfo", &OS_FACTS::productInfo}, {"semiAnnual", &OS_FACTS::semiAnnual}};
-constexpr FactsField kFactsBehind[] = {{"deviceFamily", &OS_FACTS::deviceFamily},
-                                       {"deviceForm", &OS_FACTS::deviceForm}};
-
-Json JsonOf(const OS_VERSION_HALF& half) {
-  Json json = Json::object();
-  for (const auto& row : kHalfNumbers) json[row.name] = half.*row.field;
-  json["csdVersion"] = half.csdVersion;
-  for (const auto& row : kServicePackNumbers) json[row.name] = half.*row.field;
-  return json;
-}
-
-Json JsonOf(const OS_FACTS& facts) {
-  Json json = {{"reported", JsonOf(facts.reported)}, {"underlying", JsonOf(facts.underlying)}};
-  for (const FactsField& row : kFactsBefore) json[row.name] = facts.*row.field;
-  json["deviceFamilyVersion"] = facts.deviceFamilyVersion;
-  for (const FactsField& row : kFactsBehind) json[row.name] = facts.*row.field;
-  return json;
-}
-
-template <class Number>
-void Take(const Json& json, const char* name, Number& target) {
-  if (!json.contains(name)) return;
-  const Json& value = json[name];
-  if (!value.is_number_unsigned() ||
-      value.get<std::uint64_t>() > std::numeric_limits<Number>::max())
-    throw BadFacts(std::string("\"") + name + "\" is no number of its range");
-  target = static_cast<Number>(value.get<std::uint64_t>());
-}
-
-void TakeHalf(const Json& json, const char* name, OS_VERSION_HALF& half) {
-  if (!json.contains(name)) return;
-  const Json& value = json[name];
-  if (!value.is_object()) throw BadFacts(std::string("\"") + name + "\" is no object");
-  for (const auto& row : kHalfNumbers) Take(value, row.name, half.*row.field);
-  for (const auto& row : kServicePackNumbers) Take(value, row.name, half.*row.field);
-  if (!value.contains("csdVersion")) return;
-  const Json& csdVersion = value["csdVersion"];
-  if (!csdVersion.is_string() || csdVersion.get<std::string>().size() >= sizeof half.csdVersion)
-    throw BadFacts("\"csdVersion\" is no text of at most 127 bytes");
-  const std::string text = csdVersion.get<std::string>();
-  std::copy(text.begin(), text.end(), half.csdVersion);
-}
-
-// Fields that are not there are 0.
-OS_FACTS FactsOf(const std::string& text) {
-  const Json json = Json::parse(text, nullptr, false);
-  if (!json.is_object()) throw BadFacts("the facts are no JSON object");
-  OS_FACTS facts{};
-  TakeHalf(json, "reported", facts.reported);
-  TakeHalf(json, "underlying", facts.underlying);
-  for (const FactsField& row : kFactsBefore) Take(json, row.name, facts.*row.field);
-  Take(json, "deviceFamilyVersion", facts.deviceFamilyVersion);
-  for (const FactsField& row : kFactsBehind) Take(json, row.name, facts.*row.field);
-  return facts;
-}
-
-// ---- Names
 
 struct OsOptions {
   bool facts = false;
@@ -118,23 +31,23 @@ struct OsOptions {
   std::string from;
 };
 
-template <bool (COSInfo_Win::*Get)(std::string&) const>
-std::string NameOf(const COSInfo_Win& info) {
-  std::string text;
-  (info.*Get)(text);
-  return text;
-}
+// ---- Names from facts
 
-Json NamesOf(const COSInfo_Win& info) {
-  return {{"vendor", NameOf<&COSInfo_Win::GetOSVendor>(info)},
-          {"product", NameOf<&COSInfo_Win::GetOSProduct>(info)},
-          {"edition", NameOf<&COSInfo_Win::GetOSEdition>(info)},
-          {"servicePack", NameOf<&COSInfo_Win::GetOSServicePack>(info)},
-          {"version", NameOf<&COSInfo_Win::GetOSVersion>(info)},
-          {"build", NameOf<&COSInfo_Win::GetOSBuildNumber>(info)},
-          {"architecture", NameOf<&COSInfo_Win::GetProcessorArchitecture>(info)},
-          {"features", NameOf<&COSInfo_Win::GetOSFeatures>(info)}};
-}
+struct FactsName {
+  const char* name;
+  bool (COSInfo_Win::*get)(std::string&) const;
+};
+
+constexpr FactsName kNames[] = {
+    {"vendor", &COSInfo_Win::GetOSVendor},
+    {"product", &COSInfo_Win::GetOSProduct},
+    {"edition", &COSInfo_Win::GetOSEdition},
+    {"servicePack", &COSInfo_Win::GetOSServicePack},
+    {"version", &COSInfo_Win::GetOSVersion},
+    {"build", &COSInfo_Win::GetOSBuildNumber},
+    {"architecture", &COSInfo_Win::GetProcessorArchitecture},
+    {"features", &COSInfo_Win::GetOSFeatures},
+};
 
 std::vector<std::string> PredicatesOf(const OS_FACTS& facts, bool isReported) {
   std::size_t count = 0;
@@ -146,17 +59,57 @@ std::vector<std::string> PredicatesOf(const OS_FACTS& facts, bool isReported) {
 }
 
 Json AnswerOf(const COSInfo_Win& info, const OsOptions& options) {
-  Json json = options.facts ? JsonOf(info.Facts()) : NamesOf(info);
+  Json json = {{"kind", "windows"}};
+  if (options.facts) {
+    json = JsonOf(info.Facts());
+  } else {
+    for (const FactsName& row : kNames) {
+      std::string text;
+      (info.*row.get)(text);
+      json[row.name] = text;
+    }
+  }
   if (options.predicates) json["predicates"] = PredicatesOf(info.Facts(), options.reported);
   return json;
+}
+
+void AppendText(std::string& json, const std::string& text) {
+  const bool isPlain = std::ranges::all_of(text, [](char character) {
+    return character >= ' ' && character < 0x7F && character != '"' && character != '\\';
+  });
+  if (isPlain)
+    json.append(1, '"').append(text).append(1, '"');
+  else
+    json += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// What every answer begins with.
+static_assert(kJsonVersion == 1);
+constexpr const char* kAnswerStart = R"({"jsonVersion":1,"kind":"windows")";
+
+/// The answer as text of JSON: what `AnswerOf` gives, made without the tree where many ask.
+void AppendAnswer(std::string& line, const COSInfo_Win& info, const OsOptions& options) {
+  if (options.facts || options.predicates) {
+    line += JsonLine(AnswerOf(info, options));
+    return;
+  }
+  line += kAnswerStart;
+  std::string text;
+  for (const FactsName& row : kNames) {
+    text.clear();
+    (info.*row.get)(text);
+    line.append(",\"").append(row.name).append("\":");
+    AppendText(line, text);
+  }
+  line += '}';
 }
 
 // ---- Text
 
 void PrintLine(const std::string& name, const std::string& value) {
   constexpr std::size_t kWidth = 22;
-  std::cout << name << std::string(name.size() < kWidth ? kWidth - name.size() : 1, ' ') << value
-            << '\n';
+  std::cout << name << std::string(name.size() < kWidth ? kWidth - name.size() : 1, ' ')
+            << OneLine(value) << '\n';
 }
 
 void PrintMembers(const Json& json, const std::string& prefix) {
@@ -166,7 +119,7 @@ void PrintMembers(const Json& json, const std::string& prefix) {
     else if (value.is_string())
       PrintLine(prefix + name, value.get<std::string>());
     else if (!value.is_array())
-      PrintLine(prefix + name, value.dump());
+      PrintLine(prefix + name, value.is_null() ? "" : value.dump());
   }
 }
 
@@ -177,76 +130,144 @@ void PrintFlags(const OS_FACTS& facts) {
   PrintLine("flags", names);
 }
 
-bool IsUnknown(const OS_FACTS& facts) {
-  const OS_FACTS zero{};
-  return std::memcmp(&facts, &zero, sizeof facts) == 0;
-}
-
-void PrintText(const COSInfo_Win& info, const OsOptions& options) {
-  if (IsUnknown(info.Facts())) std::cout << "The facts of this operating system are not known.\n";
-  PrintMembers(AnswerOf(info, options), "");
+int ShowFacts(const GlobalOptions& globals, const COSInfo_Win& info, const OsOptions& options) {
+  const Json answer = AnswerOf(info, options);
+  if (globals.json) {
+    PrintJson(answer);
+    return kDone;
+  }
+  Json shown = answer;
+  shown.erase("kind");
+  shown.erase("predicates");
+  PrintMembers(shown, "");
   if (options.facts) PrintFlags(info.Facts());
   if (options.predicates)
     for (const std::string& name : PredicatesOf(info.Facts(), options.reported))
       std::cout << name << '\n';
+  return kDone;
 }
 
-void Show(const GlobalOptions& globals, const COSInfo_Win& info, const OsOptions& options) {
-  if (globals.json)
-    PrintJson(AnswerOf(info, options));
-  else
-    PrintText(info, options);
+// ---- The host itself
+
+Json JsonOf(const HostName& host) {
+  const auto orNull = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
+  return {{"kind", "linux"},
+          {"distribution", orNull(host.distribution)},
+          {"id", orNull(host.id)},
+          {"version", orNull(host.version)},
+          {"codename", orNull(host.codename)},
+          {"description", orNull(host.description)},
+          {"kernel", orNull(host.kernel)},
+          {"kernelVersion", orNull(host.kernelVersion)},
+          {"architecture", orNull(host.architecture)},
+          {"virtualization", orNull(host.virtualization)},
+          {"container", orNull(host.container)}};
 }
 
-// One object a line, one answer a line.
+int ShowHost(const GlobalOptions& globals, const OsOptions& options) {
+  const std::optional<HostName> host = NameOfHost();
+  if (!host) return ShowFacts(globals, COSInfo_Win(), options);
+  if (options.facts || options.predicates || options.reported)
+    throw UsageError(
+        "--facts, --predicates and --reported ask about a record of Windows, and this host has "
+        "none: name one with --from");
+  const Json answer = JsonOf(*host);
+  if (globals.json) {
+    PrintJson(answer);
+  } else {
+    Json shown = answer;
+    shown.erase("kind");
+    PrintMembers(shown, "");
+  }
+  return kDone;
+}
+
+// ---- Facts that are given
+
+std::optional<InputLine> NextLine(InputLines& input, const std::function<void()>& flush) {
+  try {
+    return input.Next(flush);
+  } catch (const std::system_error& error) {
+    throw HostFailure("cannot read standard input", error.code().message());
+  }
+}
+
+/// Answers each line of standard input with a line of JSON.
 int NameLines(const OsOptions& options) {
   bool isClean = true;
-  for (std::string line; std::getline(std::cin, line);) {
-    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-    try {
-      std::cout << JsonLine(AnswerOf(COSInfo_Win(FactsOf(line)), options)) << '\n';
-    } catch (const BadFacts& bad) {
+  InputLines input;
+  std::string answers;
+  const auto flush = [&] {
+    std::cout << answers << std::flush;
+    answers.clear();
+  };
+  constexpr std::size_t kAnswersAtOnce = std::size_t{64} * 1024;
+  OS_FACTS facts;
+  while (const std::optional<InputLine> line = NextLine(input, flush)) {
+    std::optional<FactsError> error;
+    if (line->isTooLong)
+      error = FactsError{kLongestLine,
+                         "the line is longer than " + std::to_string(kLongestLine) + " bytes"};
+    else
+      error = ReadFacts(line->text, facts);
+    if (error) {
       isClean = false;
-      std::cout << JsonLine({{"error", bad.what()}}) << '\n';
+      Json details = UsageError(error->text).Details();
+      details["line"] = line->number;
+      details["column"] = error->offset + 1;
+      answers += JsonLine({{"error", details}});
+    } else {
+      AppendAnswer(answers, COSInfo_Win(facts), options);
     }
-    if (std::cin.rdbuf()->in_avail() <= 0) std::cout.flush();
+    answers += '\n';
+    if (answers.size() >= kAnswersAtOnce) flush();
   }
+  flush();
   return isClean ? kDone : kWrongUsage;
 }
 
-OS_FACTS ReadFacts(const std::string& path) {
+/// "FILE:3:14: ..." as compilers write it.
+std::string PlacedText(const std::string& path, const std::string& text, const FactsError& error) {
+  const std::string before = text.substr(0, error.offset);
+  const auto line = std::ranges::count(before, '\n') + 1;
+  const std::size_t lastEnd = before.rfind('\n');
+  const std::size_t column = error.offset - (lastEnd == std::string::npos ? 0 : lastEnd + 1) + 1;
+  return path + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + error.text;
+}
+
+OS_FACTS ReadFactsFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf())) throw UsageError("cannot read " + path);
-  try {
-    return FactsOf(text.str());
-  } catch (const BadFacts& bad) {
-    throw UsageError(path + ": " + bad.what());
-  }
+  std::ostringstream content;
+  if (!file || !(content << file.rdbuf())) throw UsageError("cannot read " + path);
+  const std::string text = content.str();
+  OS_FACTS facts;
+  if (const auto error = ReadFacts(text, facts)) throw UsageError(PlacedText(path, text, *error));
+  return facts;
 }
 
 int NameSystem(const GlobalOptions& globals, const OsOptions& options) {
   if (options.from == "-") return NameLines(options);
-  if (options.from.empty())
-    Show(globals, COSInfo_Win(), options);
-  else
-    Show(globals, COSInfo_Win(ReadFacts(options.from)), options);
-  return kDone;
+  if (options.from.empty()) return ShowHost(globals, options);
+  return ShowFacts(globals, COSInfo_Win(ReadFactsFile(options.from)), options);
 }
 
 }  // namespace
 
 Work AddOsCommand(CLI::App& app) {
   app.footer(
-      "With --from - each line of standard input is one object, and each is answered with one line "
-      "of JSON.\n");
+      "On Linux: distribution, kernel, virtualization and container. On Windows, or with --from: "
+      "vendor, product, edition and the rest, from a record of facts.\n"
+      "With --from - each line of standard input is one record in JSON and is answered with one "
+      "line of JSON; one that cannot be read is answered with its line, its column and what is "
+      "wrong, and makes the exit status 2.\n");
   const auto options = std::make_shared<OsOptions>();
-  app.add_flag("--facts", options->facts, "Show the record that the names come from");
-  app.add_flag("--predicates", options->predicates, "Add the names of the predicates that hold");
-  app.add_flag("--reported", options->reported,
-               "Ask the predicates about the reported half, not the underlying one");
+  AddFlag(app, "--facts", options->facts, "Show the record that the names come from");
+  AddFlag(app, "--predicates", options->predicates, "Add the names of the predicates that hold");
+  AddFlag(app, "--reported", options->reported,
+          "Ask the predicates about the reported half, not the underlying one");
   app.add_option("--from", options->from,
-                 "Name facts from a file as --facts --json shows them, not those of this host")
+                 "Name the record in this file, as --facts --json shows it; - for many records "
+                 "from standard input")
       ->type_name("FILE");
   return [options](const GlobalOptions& globals) { return NameSystem(globals, *options); };
 }

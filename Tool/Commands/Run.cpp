@@ -1,57 +1,126 @@
 #include "Tool/Command.h"
+#include "Tool/DurationText.h"
+#include "Tool/Host/Program.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
-#include <Ondrel/System.h>
-
 #include <CLI/App.hpp>
 
+#include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace Tool {
 
 namespace {
 
 struct RunOptions {
-  std::string command;
+  std::string program;
   std::vector<std::string> arguments;
+  std::optional<std::chrono::milliseconds> timeout;
 };
 
-int RunProgram(const GlobalOptions& globals, const RunOptions& options) {
-  std::string arguments;
-  for (const std::string& argument : options.arguments)
-    arguments += (arguments.empty() ? "" : " ") + argument;
-
-  std::vector<std::string> lines;
-  int exitStatus = 0;
-  const bool isStarted =
-      Ondrel::CSystem::ExecuteCommand(options.command, arguments, lines, exitStatus) != 0;
-  if (globals.json) {
-    PrintJson({{"started", isStarted},
-               {"exitStatus", isStarted ? Json(exitStatus) : Json(nullptr)},
-               {"lines", lines}});
-  } else {
-    for (const std::string& line : lines) std::cout << line << '\n';
-    if (!isStarted) Say("the command processor cannot be started");
-    if (exitStatus != 0) Say("ended with the raw status " + std::to_string(exitStatus));
+/// Cuts what a program writes into lines, without their ends.
+class GatheredLines {
+public:
+  void Take(std::string_view text) {
+    for (const char character : text) {
+      if (character == '\n')
+        EndLine();
+      else
+        m_line += character;
+    }
   }
-  return isStarted && exitStatus == 0 ? kDone : kNegativeAnswer;
+
+  std::vector<std::string> Finish() {
+    if (!m_line.empty()) EndLine();
+    return std::move(m_lines);
+  }
+
+private:
+  void EndLine() {
+    if (m_line.ends_with('\r')) m_line.pop_back();
+    m_lines.push_back(std::move(m_line));
+    m_line.clear();
+  }
+
+  std::string m_line;
+  std::vector<std::string> m_lines;
+};
+
+/// What is said of an end that is not the program's own; empty for one that is.
+std::string WordsOf(const ProgramEnd& end, const RunOptions& options) {
+  switch (end.kind) {
+    case ProgramEnd::Kind::kExited:
+      return "";
+    case ProgramEnd::Kind::kSignalled:
+      return options.program + " was ended by " + end.name;
+    case ProgramEnd::Kind::kTimedOut:
+      return options.program + " was ended: its time of " +
+             DurationText(options.timeout.value_or(std::chrono::milliseconds(0))) + " was over";
+    case ProgramEnd::Kind::kNotFound:
+    case ProgramEnd::Kind::kNotRunnable:
+    case ProgramEnd::Kind::kHostFailure:
+      return "cannot run " + end.reason;
+  }
+  return "";
+}
+
+Json JsonOfEnd(const ProgramEnd& end, const RunOptions& options, std::vector<std::string> lines) {
+  using Kind = ProgramEnd::Kind;
+  const bool isStarted =
+      end.kind == Kind::kExited || end.kind == Kind::kSignalled || end.kind == Kind::kTimedOut;
+  const std::string words = WordsOf(end, options);
+  return {{"started", isStarted},
+          {"exitStatus", end.kind == Kind::kExited ? Json(end.number) : Json()},
+          {"signal", end.kind == Kind::kSignalled ? Json(end.name) : Json()},
+          {"timedOut", end.kind == Kind::kTimedOut},
+          {"reason", words.empty() ? Json() : Json(words)},
+          {"lines", lines}};
+}
+
+int Run(const GlobalOptions& globals, const RunOptions& options) {
+  GatheredLines lines;
+  ProgramCall call;
+  call.program = options.program;
+  call.arguments = options.arguments;
+  call.timeout = options.timeout;
+  if (globals.json) call.takeOutput = [&](std::string_view text) { lines.Take(text); };
+  std::cout.flush();
+  const ProgramEnd end = RunProgram(call);
+  if (end.kind == ProgramEnd::Kind::kHostFailure)
+    throw HostFailure("cannot run " + options.program, end.reason);
+  const std::string words = WordsOf(end, options);
+  if (globals.json)
+    PrintJson(JsonOfEnd(end, options, lines.Finish()));
+  else if (!words.empty())
+    Say(OneLine(words));
+  return ExitStatusOf(end, kFailed);
 }
 
 }  // namespace
 
 Work AddRunCommand(CLI::App& app) {
   app.footer(
-      "Everything from PROGRAM on is the program's, options too.\n"
-      "Exit status: 0 the program ended with 0, 1 it did not or could not be started.\n");
-  return [&app](const GlobalOptions& globals) {
-    std::vector<std::string> words = OwnWords(app);
+      "Each word from PROGRAM on reaches the program as it stands; no command processor is "
+      "between. What it writes comes through as it is written, with --json as the lines of one "
+      "object at its end.\n"
+      "Exit status: that of the program; 128 and the number of the signal that ended it; 124 its "
+      "time was over; 126 it cannot be run; 127 it is not there; 2 wrong usage; 3 the host "
+      "failed.\n");
+  const auto timeout = std::make_shared<std::optional<std::chrono::milliseconds>>();
+  AddDuration(
+      app, "--timeout", [timeout](std::chrono::milliseconds time) { *timeout = time; },
+      "End the program, and what it has started, after this time; without it there is no limit");
+  return [timeout, &app](const GlobalOptions& globals) {
+    const std::vector<std::string> words = OwnWords(app);
     if (words.empty()) throw UsageError("a program is required");
-    RunOptions options;
-    options.command = words.front();
-    options.arguments.assign(words.begin() + 1, words.end());
-    return RunProgram(globals, options);
+    if (words.front().empty()) throw UsageError("the program's name is empty");
+    if (*timeout == std::chrono::milliseconds(0)) timeout->reset();
+    return Run(globals, {.program = words.front(),
+                         .arguments = {words.begin() + 1, words.end()},
+                         .timeout = *timeout});
   };
 }
 

@@ -1,11 +1,13 @@
 // A program that writes what a test asks for, and ends as it asks.
 // Usage: ondrel-test-printer line TEXT | long COUNT | bytes | blank | error TEXT | arguments ... |
-// exit STATUS
+// sleep SECONDS | exit STATUS
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #if defined(_WIN32)
 #include <fcntl.h>
@@ -39,5 +41,10 @@ int main(int count, char** arguments) {
   if (what == "error") std::fprintf(stderr, "%s\n", value);
   if (what == "arguments")
     for (int i = 2; i < count; ++i) std::printf("[%s]\n", arguments[i]);
+  if (what == "sleep") {
+    std::puts("asleep");
+    std::fflush(stdout);
+    std::this_thread::sleep_for(std::chrono::seconds(std::atoi(value)));
+  }
   return what == "exit" ? std::atoi(value) : 0;
 }

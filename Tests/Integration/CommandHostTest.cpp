@@ -1,0 +1,128 @@
+#include "CommandFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <set>
+#include <sys/stat.h>
+
+namespace Ondrel::Testing {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class CommandHost : public CommandFixture {
+protected:
+  json Shown(const std::vector<std::string>& arguments, int exitStatus) const {
+    const ProcessResult result = Run(arguments);
+    EXPECT_EQ(result.exitStatus, exitStatus) << result.output << result.errors;
+    return ParseAnswer(result.output);
+  }
+};
+
+TEST_F(CommandHost, DoctorMakesAllChecksAndMissesNothingThatNobodyAskedFor) {
+  const json shown = Shown({"--json", "doctor"}, 0);
+
+  std::set<std::string> names;
+  bool areAllOk = true;
+  for (const json& check : shown["checks"]) {
+    names.insert(check["name"]);
+    areAllOk = areAllOk && check["ok"].get<bool>();
+    EXPECT_NE(check["finding"], "") << check;
+    EXPECT_EQ(check["remedy"].is_null(), check["ok"].get<bool>()) << check;
+  }
+  EXPECT_EQ(names,
+            (std::set<std::string>{"rights", "eventLog", "journal", "store", "devices", "timeZone",
+                                   "libraries", "messageTable", "speaker", "pciNames"}));
+  EXPECT_EQ(shown["ok"], areAllOk);
+}
+
+TEST_F(CommandHost, DoctorEndsWithOneWhenWhatWasNamedIsMissing) {
+  const std::string missing = Path("missing/events.db");
+  const ProcessResult result =
+      RunProcess(ONDREL_COMMAND, {"--store", missing, "--json", "doctor", "store"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  const json shown = ParseAnswer(result.output);
+  EXPECT_EQ(shown["ok"], false);
+  EXPECT_EQ(shown["checks"][0]["finding"], Path("missing") + ": No such file or directory");
+  EXPECT_EQ(shown["checks"][0]["remedy"], "make the folder: mkdir -p " + Path("missing"));
+}
+
+TEST_F(CommandHost, DoctorEndsWithZeroWhenWhatWasNamedIsThere) {
+  const json shown = Shown({"--json", "doctor", "store", "MESSAGETABLE", "libraries"}, 0);
+
+  EXPECT_EQ(shown["ok"], true);
+  EXPECT_EQ(shown["checks"].size(), 3U);
+  EXPECT_EQ(shown["checks"][1]["name"], "messageTable");
+}
+
+TEST_F(CommandHost, DoctorChangesNothing) {
+  Run({"doctor"});
+
+  EXPECT_FALSE(std::filesystem::exists(Path("events.db")));
+}
+
+TEST_F(CommandHost, DoctorShowsATable) {
+  const ProcessResult result =
+      RunProcess(ONDREL_COMMAND, {"--store", Path("missing/events.db"), "doctor", "store"});
+
+  EXPECT_EQ(result.output, "store         missing  " + Path("missing") +
+                               ": No such file or directory\n                       help: make the "
+                               "folder: mkdir -p " +
+                               Path("missing") + "\n");
+}
+
+TEST_F(CommandHost, DoctorNamesTheZoneThatIsNotThere) {
+  const ProcessResult result = RunProcess(
+      "/usr/bin/env", {"TZ=Nowhere/Land", ONDREL_COMMAND, "--json", "doctor", "timeZone"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_THAT(ParseAnswer(result.output)["checks"][0]["finding"].get<std::string>(),
+              HasSubstr("/usr/share/zoneinfo/Nowhere/Land"));
+}
+
+TEST_F(CommandHost, DoctorKnowsNoOtherChecks) {
+  const ProcessResult result = Run({"doctor", "weather"});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.errors, HasSubstr("there is no check \"weather\""));
+}
+
+TEST_F(CommandHost, DriverThatIsNotThereIsSaidToBeSo) {
+  const json shown = Shown({"--json", "module-version", "no-such-driver"}, 1);
+  EXPECT_EQ(shown["state"], "unknown");
+  EXPECT_EQ(shown["version"], nullptr);
+
+  EXPECT_EQ(Run({"module-version", "no-such-driver"}).output,
+            "there is no driver no-such-driver\n");
+}
+
+TEST_F(CommandHost, DriverThatIsAPartOfTheKernelIsBuiltIn) {
+  // Every kernel has it, and none as a module.
+  ASSERT_TRUE(std::filesystem::exists("/sys/module/printk"));
+
+  EXPECT_EQ(Shown({"--json", "module-version", "printk"}, 1)["state"], "builtIn");
+  EXPECT_EQ(Run({"module-version", "printk"}).output,
+            "printk is built into the kernel and has no version\n");
+}
+
+TEST_F(CommandHost, BeepOfAHostWithoutASpeakerSaysSo) {
+  const json speaker = Shown({"--json", "doctor"}, 0)["checks"][8];
+  if (speaker["ok"]) GTEST_SKIP() << "this host has a speaker";
+  const ProcessResult result = Run({"beep", "440", "10"});
+
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, HasSubstr("cannot sound the speaker: "));
+}
+
+TEST_F(CommandHost, BeepOutsideTheSpeakersRangeIsWrongUsage) {
+  EXPECT_EQ(Run({"beep", "36", "10"}).exitStatus, 2);
+  EXPECT_EQ(Run({"beep", "32768", "10"}).exitStatus, 2);
+  EXPECT_EQ(Run({"beep", "440", "-1"}).exitStatus, 2);
+}
+
+}  // namespace
+}  // namespace Ondrel::Testing

@@ -1,0 +1,204 @@
+#include "CommandFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <sys/stat.h>
+#include <thread>
+
+namespace Ondrel::Testing {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class CommandRun : public CommandFixture {};
+
+TEST_F(CommandRun, WordsReachTheProgramAsTheyStand) {
+  const ProcessResult result =
+      Run({"run", "printf", "[%s]\n", "a b", "c\"d'e", "$(id) `id` $HOME *", "", "back\\slash",
+           "two\nlines", "reboot", "--yes", "--json", "--", "-h"});
+
+  EXPECT_EQ(result.output,
+            "[a b]\n[c\"d'e]\n[$(id) `id` $HOME *]\n[]\n[back\\slash]\n[two\nlines]\n[reboot]\n"
+            "[--yes]\n[--json]\n[--]\n[-h]\n");
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.exitStatus, 0);
+}
+
+struct End {
+  const char* name;
+  std::vector<std::string> words;
+  int exitStatus;
+  const char* errors;
+};
+
+void PrintTo(const End& row, std::ostream* out) { *out << row.name; }
+
+class CommandRunEnd : public CommandRun, public testing::WithParamInterface<End> {};
+
+TEST_P(CommandRunEnd, IsPassedOn) {
+  std::vector<std::string> arguments = GetParam().words;
+  arguments.insert(arguments.begin(), "run");
+  const ProcessResult result = Run(arguments);
+
+  EXPECT_EQ(result.exitStatus, GetParam().exitStatus);
+  EXPECT_EQ(result.errors, GetParam().errors);
+  EXPECT_EQ(result.output, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandRunEnd,
+    testing::Values(
+        End{"Zero", {"true"}, 0, ""}, End{"One", {"false"}, 1, ""},
+        End{"Its own number", {"sh", "-c", "exit 77"}, 77, ""},
+        End{"Like wrong usage", {"sh", "-c", "exit 2"}, 2, ""},
+        End{"Greatest", {"sh", "-c", "exit 255"}, 255, ""},
+        End{"Killed", {"sh", "-c", "kill -9 $$"}, 137, "ondrel: sh was ended by SIGKILL\n"},
+        End{"Aborted", {"sh", "-c", "kill -ABRT $$"}, 134, "ondrel: sh was ended by SIGABRT\n"},
+        End{"RealTimeSignal",
+            {"sh", "-c", "kill -35 $$"},
+            163,
+            "ondrel: sh was ended by signal 35\n"},
+        End{"NotThere",
+            {"no-such-program"},
+            127,
+            "ondrel: cannot run no-such-program: No such file or directory\n"},
+        End{"NoProgram",
+            {"/etc/passwd"},
+            126,
+            "ondrel: cannot run /etc/passwd: Permission denied\n"},
+        End{"Folder", {"/etc"}, 126, "ondrel: cannot run /etc: Permission denied\n"},
+        End{"Timeout",
+            {"--timeout", "100ms", "sleep", "60"},
+            124,
+            "ondrel: sleep was ended: its time of 100 ms was over\n"}),
+    [](const auto& row) {
+      std::string name = row.param.name;
+      std::erase(name, ' ');
+      return name;
+    });
+
+TEST_F(CommandRun, ProgramWithoutAFormThatTheHostKnowsIsNotHandedToAShell) {
+  const std::string path = WriteFile("plain", "echo from a shell\n");
+  ASSERT_EQ(::chmod(path.c_str(), 0700), 0);
+  const ProcessResult result = Run({"run", path});
+
+  EXPECT_EQ(result.exitStatus, 126);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, HasSubstr("Exec format error"));
+}
+
+TEST_F(CommandRun, OutputComesAsItIsWritten) {
+  const auto running = Start({"run", "sh", "-c", "echo first; exec sleep 60"});
+
+  EXPECT_TRUE(running->WaitForOutput("first\n"));
+  running->EndBy(SIGTERM);
+}
+
+TEST_F(CommandRun, StandardInputIsTheProgramsOwn) {
+  EXPECT_EQ(Run({"run", "cat"}, "to be read\n").output, "to be read\n");
+}
+
+TEST_F(CommandRun, RequestToEndGoesToTheProgram) {
+  const auto running =
+      Start({"run", "sh", "-c",
+             "trap 'echo asked; exit 5' TERM; echo ready; while :; do sleep 0.05; done"});
+  ASSERT_TRUE(running->WaitForOutput("ready\n"));
+  running->Signal(SIGTERM);
+  const ProcessResult result = running->Wait();
+
+  EXPECT_EQ(result.output, "ready\nasked\n");
+  EXPECT_EQ(result.exitStatus, 5);
+}
+
+TEST_F(CommandRun, PipesEndIsTheProgramsToDieOf) {
+  const ProcessResult result = Run({"run", "sh", "-c", "grep -i sigign: /proc/self/status"});
+
+  constexpr unsigned long long kPipe = 1ULL << (SIGPIPE - 1);
+  const std::size_t digits = result.output.find_first_of("0123456789");
+  ASSERT_NE(digits, std::string::npos) << result.output;
+  EXPECT_EQ(std::stoull(result.output.substr(digits), nullptr, 16) & kPipe, 0U);
+}
+
+TEST_F(CommandRun, TimeoutEndsWhatTheProgramHasStarted) {
+  const std::string file = Path("alive");
+  const ProcessResult result =
+      Run({"run", "--timeout", "300ms", "sh", "-c",
+           "(trap '' TERM; while :; do echo x >> '" + file + "'; sleep 0.05; done) & wait"});
+  EXPECT_EQ(result.exitStatus, 124);
+
+  const auto size = [&] { return std::ifstream(file, std::ios::ate).tellg(); };
+  // The one that ignores the request is ended without a question, after the grace.
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  const auto before = size();
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(size(), before);
+}
+
+TEST_F(CommandRun, TimeoutThatIsNotReachedChangesNothing) {
+  const ProcessResult result = Run({"run", "--timeout", "60", "sh", "-c", "echo x; exit 3"});
+
+  EXPECT_EQ(result.output, "x\n");
+  EXPECT_EQ(result.exitStatus, 3);
+}
+
+TEST_F(CommandRun, JsonHasTheLinesAndTheEnd) {
+  const ProcessResult result =
+      Run({"--json", "run", "sh", "-c", "printf 'one\\n\\ttwo \\303\\274\\n\\nlast'; exit 3"});
+
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(ParseAnswer(result.output), json({{"started", true},
+                                              {"exitStatus", 3},
+                                              {"signal", nullptr},
+                                              {"timedOut", false},
+                                              {"reason", nullptr},
+                                              {"lines", {"one", "\ttwo \u00fc", "", "last"}}}));
+}
+
+TEST_F(CommandRun, JsonNamesTheSignal) {
+  const ProcessResult result = Run({"--json", "run", "sh", "-c", "echo x; kill -SEGV $$"});
+
+  EXPECT_EQ(result.exitStatus, 139);
+  EXPECT_EQ(ParseAnswer(result.output), json({{"started", true},
+                                              {"exitStatus", nullptr},
+                                              {"signal", "SIGSEGV"},
+                                              {"timedOut", false},
+                                              {"reason", "sh was ended by SIGSEGV"},
+                                              {"lines", {"x"}}}));
+}
+
+TEST_F(CommandRun, JsonOfATimeoutHasWhatCameBefore) {
+  const ProcessResult result =
+      Run({"--json", "run", "--timeout", "300ms", "sh", "-c", "echo x; sleep 60"});
+
+  EXPECT_EQ(result.exitStatus, 124);
+  EXPECT_EQ(ParseAnswer(result.output)["timedOut"], true);
+  EXPECT_EQ(ParseAnswer(result.output)["lines"], json({"x"}));
+}
+
+TEST_F(CommandRun, JsonSaysWhyAProgramIsNotStarted) {
+  const ProcessResult result = Run({"--json", "run", "no-such-program"});
+
+  EXPECT_EQ(result.exitStatus, 127);
+  EXPECT_EQ(ParseAnswer(result.output)["started"], false);
+  EXPECT_EQ(ParseAnswer(result.output)["reason"],
+            "cannot run no-such-program: No such file or directory");
+}
+
+TEST_F(CommandRun, WantsAProgram) {
+  for (const std::vector<std::string>& line : {std::vector<std::string>{"run"},
+                                               {"run", ""},
+                                               {"run", "--timeout", "soon", "true"},
+                                               {"run", "--frob", "true"}}) {
+    const ProcessResult result = Run(line);
+    EXPECT_EQ(result.exitStatus, 2) << line.back();
+    EXPECT_EQ(result.output, "");
+    EXPECT_NE(result.errors, "");
+  }
+}
+
+}  // namespace
+}  // namespace Ondrel::Testing

@@ -1,0 +1,170 @@
+#include "Tool/Host/Checks.h"
+
+#include "Tool/Host/Linux/AdapterDetails.h"
+#include "Tool/Host/Speaker.h"
+
+#include <Ondrel/Disks.h>
+#include <Ondrel/Host.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace Tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kJournalSocket = "/run/systemd/journal/socket";
+constexpr const char* kZones = "/usr/share/zoneinfo";
+
+struct Library {
+  const char* file;
+  const char* use;
+  const char* package;
+};
+
+// Those that are loaded when they are first needed.
+constexpr Library kLibraries[] = {{"libcurl.so.4", "mail", "libcurl4"}};
+
+struct Finding {
+  bool isOk;
+  std::string finding;
+  std::string remedy;
+};
+
+std::string ErrorText() { return std::strerror(errno); }
+
+Finding Rights() {
+  if (::geteuid() == 0) return {true, "runs as root", ""};
+  return {false, "runs as user " + std::to_string(::geteuid()) + ", whom devices may refuse",
+          "run it as root, for instance with sudo"};
+}
+
+bool IsJournalThere() { return ::access(kJournalSocket, W_OK) == 0; }
+
+Finding Journal() {
+  if (IsJournalThere()) return {true, std::string("takes entries at ") + kJournalSocket, ""};
+  return {false, std::string(kJournalSocket) + ": " + ErrorText(),
+          "start systemd-journald, or keep events in a file with --store"};
+}
+
+Finding Store(const std::string& path) {
+  constexpr std::uint64_t kLeastSpace = std::uint64_t{1} << 20;
+  const fs::path folder = fs::path(path).parent_path().empty() ? "." : fs::path(path).parent_path();
+  struct statvfs space {};
+  if (::statvfs(folder.c_str(), &space) != 0)
+    return {false, folder.string() + ": " + ErrorText(),
+            "make the folder: mkdir -p " + folder.string()};
+  if (::access(folder.c_str(), W_OK | X_OK) != 0)
+    return {false, folder.string() + ": " + ErrorText(),
+            "run it as a user who may write there, or name another file with --store"};
+  if (::access(path.c_str(), F_OK) == 0 && ::access(path.c_str(), R_OK | W_OK) != 0)
+    return {false, path + ": " + ErrorText(), "run it as the owner of the file"};
+  if (std::uint64_t{space.f_bavail} * space.f_frsize < kLeastSpace)
+    return {false, folder.string() + " has less than 1 MiB left", "make room on its file system"};
+  return {true, path + " can be written", ""};
+}
+
+Finding EventLog(const std::string& storePath) {
+  if (IsJournalThere()) return {true, "events go to the journal", ""};
+  Finding store = Store(storePath);
+  if (store.isOk) store.finding = "events go to " + storePath;
+  return store;
+}
+
+Finding Devices() {
+  const std::vector<Ondrel::Host::Disk> disks = Ondrel::Host::Disks();
+  if (disks.empty())
+    return {false, "this host shows no disk", "in a container, pass the disks through to it"};
+  std::string refused;
+  for (const Ondrel::Host::Disk& disk : disks) {
+    const int file = ::open(disk.deviceName.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0) refused += (refused.empty() ? "" : ", ") + disk.deviceName + ": " + ErrorText();
+    if (file >= 0) ::close(file);
+  }
+  if (refused.empty()) return {true, std::to_string(disks.size()) + " disks can be read", ""};
+  return {false, refused, "run it as root, and in a container pass the disks through to it"};
+}
+
+Finding TimeZone() {
+  const char* const zone = std::getenv("TZ");
+  const std::string remedy = "install the zones: apt install tzdata";
+  // A zone's name is a path; a rule such as "CET-1" needs no file.
+  if (zone != nullptr && std::strchr(zone, '/') != nullptr) {
+    const std::string name = *zone == ':' ? zone + 1 : zone;
+    const std::string path = name.starts_with('/') ? name : std::string(kZones) + "/" + name;
+    if (::access(path.c_str(), R_OK) != 0)
+      return {false, "TZ names " + path + ": " + ErrorText(), remedy + ", or correct TZ"};
+    return {true, "TZ names " + path, ""};
+  }
+  if (::access(kZones, R_OK | X_OK) != 0)
+    return {false, std::string(kZones) + ": " + ErrorText(), remedy};
+  if (::access("/etc/localtime", R_OK) != 0)
+    return {true, "zones are there; /etc/localtime is not, local time is UTC", ""};
+  return {true, "local time is that of /etc/localtime", ""};
+}
+
+Finding Libraries() {
+  for (const Library& library : kLibraries) {
+    void* const handle = ::dlopen(library.file, RTLD_LAZY | RTLD_LOCAL);
+    if (handle == nullptr)
+      return {false, std::string(library.use) + " needs " + ::dlerror(),
+              std::string("apt install ") + library.package};
+    ::dlclose(handle);
+  }
+  return {true, "all that are loaded on demand are there", ""};
+}
+
+Finding MessageTable() {
+  const std::string path = Ondrel::Host::LibraryPath();
+  std::ifstream file(path, std::ios::binary);
+  const std::string content{std::istreambuf_iterator<char>(file), {}};
+  // The name of the section that holds it.
+  if (content.find(".msgtable") != std::string::npos) return {true, path + " has it", ""};
+  return {false, (path.empty() ? std::string("the library's file") : path) + " has no messages",
+          "install the library again"};
+}
+
+Finding Speaker() {
+  const std::string problem = SpeakerProblem();
+  if (problem.empty()) return {true, "can be sounded", ""};
+  const std::size_t cut = problem.find("; ");
+  return {false, problem.substr(0, cut), problem.substr(cut + 2)};
+}
+
+Finding PciNames() {
+  const std::string path = PciNamesFile();
+  if (!path.empty()) return {true, path, ""};
+  return {false, "adapters are shown without names", "apt install pci.ids"};
+}
+
+Finding Find(const std::string& name, const std::string& storePath) {
+  if (name == "rights") return Rights();
+  if (name == "eventLog") return EventLog(storePath);
+  if (name == "journal") return Journal();
+  if (name == "store") return Store(storePath);
+  if (name == "devices") return Devices();
+  if (name == "timeZone") return TimeZone();
+  if (name == "libraries") return Libraries();
+  if (name == "messageTable") return MessageTable();
+  if (name == "speaker") return Speaker();
+  return PciNames();
+}
+
+}  // namespace
+
+HostCheck CheckHost(const std::string& name, const std::string& storePath) {
+  const Finding found = Find(name, storePath);
+  return {.name = name, .isOk = found.isOk, .finding = found.finding, .remedy = found.remedy};
+}
+
+}  // namespace Tool

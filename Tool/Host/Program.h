@@ -1,0 +1,59 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Tool {
+
+/// A program that is started without a command processor: each word reaches it as it stands here.
+struct ProgramCall {
+  std::string program;                 ///< A path, or a name that the host looks up.
+  std::vector<std::string> arguments;  ///< What follows the program's name.
+  std::optional<std::chrono::milliseconds> timeout;
+
+  /// Takes what the program writes to its standard output, as it comes. Empty: the program writes
+  /// to the standard output of the command.
+  std::function<void(std::string_view)> takeOutput;
+};
+
+/// How a program ended.
+struct ProgramEnd {
+  enum class Kind {
+    kExited,       ///< `number` is its exit status.
+    kSignalled,    ///< `number` and `name` are the signal or exception that ended it.
+    kTimedOut,     ///< The time was over; the program and what it started were ended.
+    kNotFound,     ///< There is no such program; `reason` says so.
+    kNotRunnable,  ///< It is there and cannot be run; `reason` says why.
+    kHostFailure,  ///< The host could not do it; `reason` says why.
+  };
+
+  Kind kind;
+  unsigned int number = 0;
+  std::string name{};
+  std::string reason{};
+};
+
+/// Runs a program to its end.
+///
+/// Standard input and error are those of the command. The program gets default handling of the
+/// signals that the command itself handles or ignores. While it runs, a request to end the command
+/// (Linux: SIGTERM, SIGHUP, and SIGINT or SIGQUIT sent by a process) is passed on to the program,
+/// whose end is then reported.
+///
+/// When the time is over the program is asked to end (Linux: SIGTERM to its process group) and
+/// after `kProgramGrace` is ended without a question. With a timeout it runs in a process group
+/// (Windows: a job) of its own.
+ProgramEnd RunProgram(const ProgramCall& call);
+
+inline constexpr std::chrono::milliseconds kProgramGrace{2000};
+
+/// The exit status by which the command passes the end of a program on: its own number, 128 and the
+/// number of a signal, 124 after the timeout, 126 and 127 for one that could not be started.
+/// `otherwise` is that of a host failure.
+int ExitStatusOf(const ProgramEnd& end, int otherwise);
+
+}  // namespace Tool
