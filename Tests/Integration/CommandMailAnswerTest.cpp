@@ -95,7 +95,7 @@ TEST_F(CommandMailAnswer, TextNamesTheAnswerAndWhetherToTryAgain) {
 TEST_F(CommandMailAnswer, HostileAnswerStaysOnItsLine) {
   const FaultySmtpServer server("rcpt", "550 \x1B[2J evil");
 
-  EXPECT_THAT(Run(MailTo(server.Port())).output, HasSubstr("550 \\x1B[2J evil"));
+  EXPECT_THAT(Run(MailTo(server.Port())).output, HasSubstr("550 \\x1b[2J evil"));
 }
 
 TEST_F(CommandMailAnswer, ServerThatReadsNoFurtherIsLeftAfterTheTimeout) {
