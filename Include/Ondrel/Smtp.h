@@ -94,6 +94,10 @@ public:
   void SetMessageBody(const std::string& body);
   /// Sets the text of the X-Mailer line; empty for none.
   void SetXMailer(const std::string& xMailer);
+  /// Sets the text of the Message-ID line, without its angle brackets; empty for one that is made
+  /// at random when the message is sent. A message that is sent again under the same text can be
+  /// known as a repeat by its receiver.
+  void SetMessageId(const std::string& messageId);
   /// Sets the priority.
   void SetXPriority(CSmtpXPriority priority);
   /// Sets whether a login sends its first response at once: 1 (the default) or 0.
@@ -164,6 +168,7 @@ private:
   std::vector<std::string> m_Payload;
   long m_Timeout;
   std::string m_ServerAnswer;
+  std::string m_MessageId;
 };
 
 }  // namespace Ondrel

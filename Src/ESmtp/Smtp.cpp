@@ -141,6 +141,8 @@ void CSmtp::SetMessageBody(const std::string& body) { m_MessageBody = body; }
 
 void CSmtp::SetXMailer(const std::string& xMailer) { m_XMailer = xMailer; }
 
+void CSmtp::SetMessageId(const std::string& messageId) { m_MessageId = messageId; }
+
 void CSmtp::SetXPriority(CSmtpXPriority priority) { m_XPriority = priority; }
 
 void CSmtp::Set_CURLOPT_SASL_IR(long saslIr) { m_SaslIr = saslIr; }

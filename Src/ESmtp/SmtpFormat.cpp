@@ -79,8 +79,11 @@ bool CSmtp::FormatHeader() {
   } else {
     m_Payload.push_back(Line({"Subject: ", m_Subject}));
   }
-  m_Payload.push_back(
-      Line({"Message-ID: <", MessageIdentifier(), MessageIdHostPart(m_MailFrom.m_Mail), ">"}));
+  if (m_MessageId.empty())
+    m_Payload.push_back(
+        Line({"Message-ID: <", MessageIdentifier(), MessageIdHostPart(m_MailFrom.m_Mail), ">"}));
+  else
+    m_Payload.push_back(Line({"Message-ID: <", m_MessageId, ">"}));
   m_Payload.push_back("MIME-Version: 1.0\n");
   // The small "t" is how the mail has always looked; the name of a field has no case.
   m_Payload.push_back("Content-type: text/plain; charset=US-ASCII\n");

@@ -59,6 +59,11 @@ private:
                                                     ClockStandingStill(kTwoHoursEast)};
 };
 
+TEST_F(SmtpFormat, AGivenMessageIdStandsInPlaceOfARandomOne) {
+  m_mail.SetMessageId("kept@example.com");
+  EXPECT_EQ("Message-ID: <kept@example.com>\n", HeaderLine("Message-ID: "));
+}
+
 TEST_F(SmtpFormat, HeaderWithEveryFieldHasItsLinesInOrder) {
   m_mail.SetXMailer("Monitor 7");
   m_mail.SetReplyTo("reply@example.com");
