@@ -101,6 +101,7 @@ Work AddNVMeStatusCommand(CLI::App& app);
 Work AddPartitionsCommand(CLI::App& app);
 Work AddDisksCommand(CLI::App& app);
 Work AddDoctorCommand(CLI::App& app);
+Work AddWatchCommand(CLI::App& app);
 Work AddHelpCommand(CLI::App& app);
 
 }  // namespace Tool

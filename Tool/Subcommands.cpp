@@ -43,6 +43,7 @@ constexpr Subcommand kSubcommands[] = {
     {"partitions", "Show what the host's volumes hold of a disk", AddPartitionsCommand},
     {"disks", "List the disks with their numbers", AddDisksCommand},
     {"doctor", "Show what works on this host, what is missing and what helps", AddDoctorCommand},
+    {"watch", "Watch drives and arrays, report and mail what happens", AddWatchCommand},
 };
 
 }  // namespace

@@ -13,6 +13,15 @@ install(TARGETS pirsk ondrel EXPORT ondrelTargets
 if(ONDREL_BUILD_TOOL AND TARGET ondrel_tool)
   install(TARGETS ondrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT command)
 endif()
+if(TARGET ondrel_tool AND NOT WIN32)
+  # The watch service: its unit, a configuration to start from, rules for its metrics.
+  configure_file(${PROJECT_SOURCE_DIR}/Tool/Watch/Files/ondrel-watch.service.in
+    ${PROJECT_BINARY_DIR}/ondrel-watch.service @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/ondrel-watch.service
+    DESTINATION lib/systemd/system COMPONENT command)
+  install(FILES Tool/Watch/Files/watch.conf Tool/Watch/Files/ondrel-alerts.yml
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/ondrel COMPONENT command)
+endif()
 if(ONDREL_RUNTIME_DLLS)
   install(FILES ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()

@@ -108,6 +108,18 @@ TEST(StepDrives, ADiskThatIsPulledFromAnIdleArrayIsFailedAndGone) {
   EXPECT_THAT(world.Look(), IsEmpty());
 }
 
+TEST(StepDrives, AControllerThatOutlivesItsPulledDiskIsFailedAtOnceAndGoneLater) {
+  World world = WorldWithArray("raid1", 2);
+  const Ondrel::Host::Drive controller = world.Drive("S1");
+  world.Pull("S1");
+  world.now.drives.push_back(controller);
+  world.Drive("S1").status = Ondrel::kStatusAvailable;
+  EXPECT_THAT(world.Look(), ElementsAre(Pair(10471, 4)));
+  world.Pull("S1");
+  EXPECT_THAT(world.Look(), ElementsAre(Pair(10033, 3)));
+  EXPECT_EQ("Drive S1 (sdb): the disk is gone", world.events[0].text);
+}
+
 TEST(StepDrives, ADiskThatWasPulledHealthyIsAvailableWhenItComesBack) {
   World world = WorldWithArray("raid1", 2);
   world.Pull("S1");

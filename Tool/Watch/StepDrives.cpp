@@ -52,7 +52,8 @@ public:
   DriveRecord Take() {
     if (m_before != nullptr) m_record = *m_before;
     m_record.id = m_drive.id;
-    if (!m_drive.name.empty()) m_record.name = m_drive.name;
+    // A member that is gone has only the name of its disk or partition left.
+    if (m_drive.isPresent || m_before == nullptr) m_record.name = m_drive.name;
     if (!m_drive.model.empty()) m_record.model = m_drive.model;
     m_record.isNVMe = m_drive.isNVMe || m_record.isNVMe;
     m_record.isPresent = m_drive.isPresent;
@@ -73,7 +74,8 @@ public:
 private:
   std::int32_t SettleStatus() {
     const std::int32_t seen = WithoutSmart(m_drive.status);
-    if (!m_drive.isPresent) {
+    // A controller may outlive its disk by a moment.
+    if (!m_drive.isPresent || HasGonePart()) {
       m_why = "the disk is gone";
       return Ondrel::kStatusFailed;
     }
@@ -91,6 +93,10 @@ private:
       return seen;
     }
     return m_record.isGivenUp ? Ondrel::kStatusFailed : seen;
+  }
+
+  bool HasGonePart() const {
+    return std::ranges::any_of(m_parts.now, [](const auto& part) { return part.second->isGone; });
   }
 
   bool IsGivenUpNow() const {

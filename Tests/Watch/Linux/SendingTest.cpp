@@ -1,0 +1,147 @@
+#include "Support/SmtpServer.h"
+#include "Support/TemporaryFolder.h"
+#include "Tool/Watch/Linux/Child.h"
+#include "Tool/Watch/Linux/Sending.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <string>
+#include <unistd.h>
+
+namespace Tool::Watch {
+namespace {
+
+using namespace std::chrono_literals;
+using Ondrel::Testing::SmtpServer;
+using Ondrel::Testing::TemporaryFolder;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+MailSettings SettingsFor(unsigned short port) {
+  MailSettings settings;
+  settings.server = "127.0.0.1";
+  settings.port = port;
+  settings.from = "raid@example.com";
+  settings.to = {"admin@example.com"};
+  return settings;
+}
+
+StoredMail MailTo(const std::string& recipient) {
+  StoredMail mail;
+  mail.recipient = recipient;
+  mail.messageId = "kept-id@example.com";
+  mail.subject = "host: it failed";
+  mail.body = "it failed\n";
+  mail.severity = 4;
+  return mail;
+}
+
+TEST(Sending, AMailArrivesUnderItsMessageId) {
+  const SmtpServer server;
+  EXPECT_TRUE(Send(SettingsFor(server.Port()), MailTo("admin@example.com")).isSent);
+  const auto mails = server.Mails();
+  ASSERT_EQ(1u, mails.size());
+  EXPECT_THAT(mails[0].to, ElementsAre("admin@example.com"));
+  EXPECT_THAT(mails[0].Lines(), Contains("Message-ID: <kept-id@example.com>"));
+  EXPECT_THAT(mails[0].Lines(), Contains("X-Priority: 2 (High)"));
+}
+
+TEST(Sending, ARepeatSaysSoInItsBody) {
+  const SmtpServer server;
+  StoredMail mail = MailTo("admin@example.com");
+  mail.isRepeat = true;
+  ASSERT_TRUE(Send(SettingsFor(server.Port()), mail).isSent);
+  EXPECT_THAT(server.Mails().at(0).data, HasSubstr("may have reached you before"));
+}
+
+TEST(Sending, ARefusedRecipientIsReportedInTheServersWords) {
+  const SmtpServer server({.refusedRecipient = "nobody@example.com"});
+  const SendOutcome outcome = Send(SettingsFor(server.Port()), MailTo("nobody@example.com"));
+  EXPECT_FALSE(outcome.isSent);
+  EXPECT_FALSE(outcome.mayHaveArrived);
+  EXPECT_THAT(outcome.error, HasSubstr("550 5.1.1 No such user here"));
+}
+
+TEST(Sending, AServerThatIsAwayHasNotGotTheMail) {
+  const SendOutcome outcome = Send(SettingsFor(1), MailTo("admin@example.com"));
+  EXPECT_FALSE(outcome.isSent);
+  EXPECT_FALSE(outcome.mayHaveArrived);
+  EXPECT_EQ("the server cannot be reached", outcome.error);
+}
+
+TEST(Sending, APasswordFileThatCannotBeReadIsNamed) {
+  MailSettings settings = SettingsFor(1);
+  settings.user = "raid";
+  settings.passwordFile = "/no/such/file";
+  EXPECT_EQ("cannot read the password from /no/such/file",
+            Send(settings, MailTo("admin@example.com")).error);
+}
+
+TEST(Sending, OutcomesTravelAsText) {
+  for (const SendOutcome& outcome : {SendOutcome{true, false, ""}, SendOutcome{false, false, "a b"},
+                                     SendOutcome{false, true, "c"}}) {
+    const SendOutcome again = OutcomeOfText(TextOfOutcome(outcome));
+    EXPECT_EQ(outcome.isSent, again.isSent);
+    EXPECT_EQ(outcome.mayHaveArrived, again.mayHaveArrived);
+    EXPECT_EQ(outcome.error, again.error);
+  }
+  EXPECT_TRUE(OutcomeOfText("").mayHaveArrived);
+}
+
+void WaitFor(Child& child) {
+  while (!child.Advance(Child::Clock::now())) {
+    pollfd wait{child.Descriptor(), POLLIN, 0};
+    ::poll(&wait, 1, 100);
+  }
+}
+
+TEST(Child, ItsOutputAndStatusAreGathered) {
+  Child child([](int output) { return ::write(output, "text", 4) == 4 ? 7 : 0; },
+              Child::Clock::now() + 60s);
+  WaitFor(child);
+  EXPECT_EQ("text", child.Output());
+  EXPECT_EQ(7, child.ExitStatus());
+  EXPECT_FALSE(child.IsTimeOver());
+}
+
+TEST(Child, ThatHangsIsEndedAfterItsTime) {
+  Child child([](int) { return static_cast<int>(::pause()); }, Child::Clock::now() + 200ms);
+  WaitFor(child);
+  EXPECT_TRUE(child.IsTimeOver());
+  EXPECT_EQ(-1, child.ExitStatus());
+}
+
+TEST(Child, AProgramGetsTheEventAsVariablesAndOnItsInput) {
+  const TemporaryFolder folder;
+  const std::string program =
+      folder.Write("program", "#!/bin/sh\nread line\necho \"$ONDREL_EVENT $line\" >" +
+                                  folder.Path("out") + "\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  Child child(
+      [&](int) {
+        return RunProgram(program, {{"ONDREL_EVENT", "10471"}}, "{}\n");
+      },
+      Child::Clock::now() + 60s);
+  WaitFor(child);
+  EXPECT_EQ(0, child.ExitStatus());
+  std::string line;
+  std::ifstream file(folder.Path("out"));
+  std::getline(file, line);
+  EXPECT_EQ("10471 {}", line);
+}
+
+TEST(Child, AProgramThatIsNotThereEndsWith127) {
+  Child child([](int) { return RunProgram("/no/such/program", {}, ""); },
+              Child::Clock::now() + 60s);
+  WaitFor(child);
+  EXPECT_EQ(127, child.ExitStatus());
+}
+
+}  // namespace
+}  // namespace Tool::Watch

@@ -1,0 +1,83 @@
+#include "Tool/Watch/Watch.h"
+
+#include "Tool/Command.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
+#include "Tool/Watch/Settings.h"
+
+#include <CLI/Validators.hpp>
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+namespace {
+
+using Watch::WatchMode;
+using Watch::WatchRequest;
+
+int RunRequest(const GlobalOptions& globals, const WatchRequest& request) {
+  try {
+    const Watch::WatchAnswer answer = Watch::RunWatch(request);
+    if (globals.json && !answer.json.empty()) PrintJson(answer.json);
+    if (!globals.json) StandardOutputStream() << answer.text << std::flush;
+    return answer.exitStatus;
+  } catch (const Watch::SettingsError& error) {
+    throw UsageError(error.what());
+  } catch (const Watch::WatchError& error) {
+    throw Failure(static_cast<ExitStatus>(error.ExitStatus()), error.what(),
+                  {{"kind", "watch"}, {"text", error.what()}});
+  }
+}
+
+struct ModeRow {
+  const char* option;
+  WatchMode mode;
+  const char* description;
+};
+
+constexpr ModeRow kModes[] = {
+    {"--once", WatchMode::Once, "Look once: a table of all drives and arrays with their status"},
+    {"--status", WatchMode::Status, "Show what the running service knows"},
+    {"--check-config", WatchMode::CheckConfiguration,
+     "Read the configuration and say what it asks"},
+    {"--test-mail", WatchMode::TestMail, "Send a test mail to each recipient"},
+};
+
+}  // namespace
+
+Work AddWatchCommand(CLI::App& app) {
+  app.footer(
+      "Without an option the service runs in the foreground until SIGTERM; SIGHUP reads the\n"
+      "configuration again. Exit status: 0 done, and with --once and --status all is well; 1 it "
+      "is\n"
+      "not, or a mail was not sent; 2 the configuration is wrong; 3 the service cannot run.\n");
+  const auto request = std::make_shared<WatchRequest>();
+  app.add_option("--config", request->configuration,
+                 std::string("Configuration (default: ") + Watch::kDefaultConfiguration +
+                     ", if there is one)")
+      ->type_name("FILE");
+  std::vector<CLI::Option*> modes;
+  for (const ModeRow& row : kModes)
+    modes.push_back(app.add_flag_callback(
+        row.option, [request, &row] { request->mode = row.mode; }, row.description));
+  modes.push_back(
+      app.add_option("--queue", request->queueAction, "List, retry or drop mails that wait")
+          ->type_name("list|retry|drop")
+          ->check(CLI::IsMember({"list", "retry", "drop"}).description("")));
+  for (CLI::Option* const mode : modes)
+    for (CLI::Option* const other : modes)
+      if (mode != other) mode->excludes(other);
+  app.add_option("MAIL", request->mails, "Numbers of mails to retry or drop (default: all)")
+      ->type_name("NUMBER")
+      ->needs(modes.back());
+  return [request](const GlobalOptions& globals) {
+    if (!request->queueAction.empty()) request->mode = WatchMode::Queue;
+    return RunRequest(globals, *request);
+  };
+}
+
+}  // namespace Tool

@@ -1,0 +1,240 @@
+#include "Tool/Watch/Watch.h"
+
+#include "Tool/Watch/Linux/Sending.h"
+#include "Tool/Watch/Linux/Service.h"
+#include "Tool/Watch/View.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Tool::Watch {
+
+namespace {
+
+constexpr int kNegative = 1;
+constexpr int kWrongConfiguration = 2;
+constexpr int kFailed = 3;
+constexpr const char* kDefaultFolder = "/var/lib/ondrel";
+
+std::int64_t Now() {
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+Settings ReadConfiguration(const WatchRequest& request) {
+  const bool isNamed = !request.configuration.empty();
+  const std::string path = isNamed ? request.configuration : kDefaultConfiguration;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    if (!isNamed && errno == ENOENT) return {};
+    throw WatchError("cannot read " + path + ": " + std::strerror(errno), kWrongConfiguration);
+  }
+  std::ostringstream text;
+  text << file.rdbuf();
+  if (file.bad() || text.fail())
+    throw WatchError("cannot read " + path + ": it is not a file", kWrongConfiguration);
+  return ReadSettings(text.str(), path);
+}
+
+std::string HostName() {
+  char name[256] = {};
+  return ::gethostname(name, sizeof name - 1) == 0 ? name : "localhost";
+}
+
+WatchAnswer RunService(const WatchRequest& request) {
+  const auto read = [request] { return ReadConfiguration(request); };
+  const Settings settings = read();
+  // Only the default folder is made: elsewhere, a folder that is not there is a mistake.
+  if (settings.stateFile.starts_with(std::string(kDefaultFolder) + "/"))
+    ::mkdir(kDefaultFolder, 0700);
+  try {
+    Service(read).Run();
+  } catch (const DatabaseError& error) {
+    throw WatchError("cannot use the state file " + settings.stateFile + ": " + error.what(),
+                     kFailed);
+  }
+  return {};
+}
+
+WatchAnswer LookOnce(const WatchRequest& request) {
+  const Settings settings = ReadConfiguration(request);
+  Ondrel::Host::CDriveMonitor monitor;
+  const StepResult step =
+      Step(std::nullopt, monitor.Look({.readHealth = true}), settings.health.thresholds);
+  WatchAnswer answer;
+  answer.json = JsonOfAll(step.state);
+  answer.text = TableOf(step.state);
+  answer.exitStatus = AreAllWell(step.state) ? 0 : kNegative;
+  return answer;
+}
+
+Store OpenStore(const Settings& settings) {
+  if (::access(settings.stateFile.c_str(), R_OK | W_OK) != 0)
+    throw WatchError("cannot open the state file " + settings.stateFile + ": " +
+                         std::strerror(errno) + (errno == ENOENT ? " (has watch run yet?)" : ""),
+                     kFailed);
+  try {
+    return Store(settings.stateFile, false);
+  } catch (const DatabaseError& error) {
+    throw WatchError("cannot use the state file " + settings.stateFile + ": " + error.what(),
+                     kFailed);
+  }
+}
+
+WatchAnswer ShowStatus(const WatchRequest& request) {
+  const Settings settings = ReadConfiguration(request);
+  Store store = OpenStore(settings);
+  const auto sign = ServiceLock::Read(settings.stateFile);
+  const ServiceCounts counts = store.Counts();
+  WatchState state = store.State().value_or(WatchState());
+  // What the service keeps, brought up to this moment: the progress of a rebuild is not kept.
+  Ondrel::Host::CDriveMonitor monitor;
+  if (store.State()) state = Step(state, monitor.Look(), settings.health.thresholds).state;
+
+  WatchAnswer answer;
+  answer.json = {{"running", sign.has_value()},
+                 {"process", sign ? Json(sign->process) : Json(nullptr)},
+                 {"lastLookSeconds", sign ? Json(sign->lastLook) : Json(nullptr)},
+                 {"mailsQueued", counts.mailsQueued},
+                 {"mailsSent", counts.mailsSent},
+                 {"mailsGivenUp", counts.mailsGivenUp},
+                 {"eventsUnlogged", counts.eventsUnlogged}};
+  answer.json.update(JsonOfAll(state));
+  answer.text = sign ? "The service is running (process " + std::to_string(sign->process) +
+                           "), its last look was at " + UtcText(sign->lastLook) + "\n"
+                     : "The service is not running; this is what it knew last\n";
+  answer.text += "Mails queued: " + std::to_string(counts.mailsQueued) +
+                 ", sent: " + std::to_string(counts.mailsSent) +
+                 ", given up: " + std::to_string(counts.mailsGivenUp) +
+                 "; events not yet in the log: " + std::to_string(counts.eventsUnlogged) + "\n\n";
+  answer.text += TableOf(state);
+  answer.exitStatus = sign && AreAllWell(state) ? 0 : kNegative;
+  return answer;
+}
+
+WatchAnswer CheckConfiguration(const WatchRequest& request) {
+  const Settings settings = ReadConfiguration(request);
+  WatchAnswer answer;
+  const Settings& s = settings;
+  answer.json = {{"ok", true},
+                 {"log", s.log.name},
+                 {"mailServer", s.mail.server.empty() ? Json(nullptr) : Json(s.mail.server)},
+                 {"mailTo", s.mail.to},
+                 {"stateFile", s.stateFile}};
+  answer.text = "The configuration is good: events go to the log " + s.log.name;
+  if (s.mail.server.empty()) {
+    answer.text += ", nothing is mailed\n";
+  } else {
+    answer.text +=
+        ", mail through " + s.mail.server + " port " + std::to_string(s.mail.port) + " to";
+    for (const std::string& to : s.mail.to) answer.text += " " + to;
+    answer.text += "\n";
+  }
+  return answer;
+}
+
+WatchAnswer TestMail(const WatchRequest& request) {
+  const Settings settings = ReadConfiguration(request);
+  if (settings.mail.server.empty())
+    throw WatchError("the configuration names no mail server", kNegative);
+  WatchAnswer answer;
+  answer.json = {{"mails", Json::array()}};
+  for (const std::string& recipient : settings.mail.to) {
+    StoredMail mail;
+    mail.recipient = recipient;
+    mail.severity = 2;
+    mail.subject = HostName() + ": test mail of the drive watch";
+    mail.body = "This is a test mail. Events of drives and arrays of " + HostName() +
+                " reach you this way.\nTime: " + UtcText(Now()) + "\n";
+    const SendOutcome outcome = Send(settings.mail, mail);
+    answer.json["mails"].push_back(
+        {{"to", recipient},
+         {"sent", outcome.isSent},
+         {"error", outcome.isSent ? Json(nullptr) : Json(outcome.error)}});
+    answer.text +=
+        recipient + ": " + (outcome.isSent ? "sent" : "not sent, " + outcome.error) + "\n";
+    if (!outcome.isSent) answer.exitStatus = kNegative;
+  }
+  return answer;
+}
+
+const char* NameOfMailState(const StoredMail& mail) {
+  switch (mail.state) {
+    case MailState::Queued:
+      return "queued";
+    case MailState::Sending:
+      return "sending";
+    case MailState::GivenUp:
+      return "given up";
+    default:
+      return "done";
+  }
+}
+
+WatchAnswer ListQueue(Store& store) {
+  WatchAnswer answer;
+  answer.json = {{"mails", Json::array()}};
+  for (const StoredMail& mail : store.Mails()) {
+    answer.json["mails"].push_back({{"id", mail.id},
+                                    {"to", mail.recipient},
+                                    {"subject", mail.subject},
+                                    {"state", NameOfMailState(mail)},
+                                    {"createdSeconds", mail.created},
+                                    {"dueSeconds", mail.due},
+                                    {"tries", mail.tries},
+                                    {"error", mail.error},
+                                    {"messageId", mail.messageId}});
+    answer.text += std::to_string(mail.id) + "  " + NameOfMailState(mail) + "  " +
+                   UtcText(mail.created) + "  " + mail.recipient +
+                   "  tries: " + std::to_string(mail.tries) + "  " + mail.subject +
+                   (mail.error.empty() ? "" : "\n    " + mail.error) + "\n";
+  }
+  if (answer.text.empty()) answer.text = "the queue is empty\n";
+  return answer;
+}
+
+WatchAnswer WorkOnQueue(const WatchRequest& request) {
+  Store store = OpenStore(ReadConfiguration(request));
+  if (request.queueAction == "list") return ListQueue(store);
+  const bool isRetry = request.queueAction == "retry";
+  const int changed =
+      isRetry ? store.Retry(request.mails, Now()) : store.Drop(request.mails, Now());
+  WatchAnswer answer;
+  answer.json = {{"changed", changed}};
+  answer.text = std::to_string(changed) + (changed == 1 ? " mail is " : " mails are ") +
+                (isRetry ? "due now\n" : "dropped\n");
+  const bool isAllFound =
+      request.mails.empty() || changed == static_cast<int>(request.mails.size());
+  answer.exitStatus = isAllFound ? 0 : kNegative;
+  return answer;
+}
+
+}  // namespace
+
+WatchAnswer RunWatch(const WatchRequest& request) {
+  try {
+    switch (request.mode) {
+      case WatchMode::Once:
+        return LookOnce(request);
+      case WatchMode::Status:
+        return ShowStatus(request);
+      case WatchMode::CheckConfiguration:
+        return CheckConfiguration(request);
+      case WatchMode::TestMail:
+        return TestMail(request);
+      case WatchMode::Queue:
+        return WorkOnQueue(request);
+      default:
+        return RunService(request);
+    }
+  } catch (const DatabaseError& error) {
+    throw WatchError(std::string("state file: ") + error.what(), kFailed);
+  }
+}
+
+}  // namespace Tool::Watch
