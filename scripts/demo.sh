@@ -1,9 +1,17 @@
 #!/usr/bin/env bash
 # Builds the command and takes one event the whole way on this machine: a physical drive fails, the
-# event is written to an event log, mailed through a real mail server and read back.
-# Usage: scripts/demo.sh
+# event is written to an event log, mailed through a real mail server and read back. Then the watch
+# service does the same by itself: in a virtual machine, a member of a real array fails.
+# Usage: scripts/demo.sh [--no-machine]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+withMachine=yes
+case ${1:-} in
+  "") ;;
+  --no-machine) withMachine= ;;
+  *) echo "usage: $0 [--no-machine]" >&2; exit 2 ;;
+esac
 
 buildFolder=build/demo
 folder=
@@ -48,7 +56,7 @@ show() {
 }
 
 buildCommand() {
-  scripts/install-deps.sh build
+  if [ -n "$withMachine" ]; then scripts/install-deps.sh demo; else scripts/install-deps.sh build; fi
   mkdir -p "$buildFolder"
   cmake --preset linux -B "$buildFolder" \
     -DONDREL_BUILD_TESTS=OFF -DONDREL_WARNINGS_AS_ERRORS=OFF >"$buildFolder/configure.log" 2>&1 ||
@@ -72,6 +80,7 @@ waitFor() {
 heading "Build"
 buildCommand
 scripts=$PWD/scripts
+export ONDREL_BUILD=$PWD/$buildFolder
 PATH=$PWD/$buildFolder/Tool:$PATH
 run ondrel --version
 
@@ -118,5 +127,10 @@ cat mails/1.envelope
 echo
 tr -d '\r' <mails/1.eml
 grep -q 'status changed from OPERATIONAL to FAILED' mails/1.eml || fail "the mail says otherwise"
+
+if [ -n "$withMachine" ]; then
+  heading "A virtual machine: the service watches a real array, and a member fails"
+  /usr/bin/python3 "$scripts/demo-machine.py" "$port" mails || fail "the machine's part did not work"
+fi
 
 heading "All steps worked"

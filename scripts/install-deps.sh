@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing for one purpose: build, test, bench, windows or vm. test and bench include
+# Installs what is missing for one purpose: build, demo, test, bench, windows or vm. test and bench include
 # what stands before them; windows is what the Windows build and its tests take besides test, vm what
 # the tests in the virtual machine do.
-# Usage: scripts/install-deps.sh [build|test|bench|windows|vm]
+# Usage: scripts/install-deps.sh [build|demo|test|bench|windows|vm]
 set -euo pipefail
 
 buildPackages=(
@@ -11,6 +11,10 @@ buildPackages=(
   libblkid-dev libmount-dev libkmod-dev
   libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev
   python3-aiosmtpd openssl pci.ids
+)
+# The virtual machine that the demonstration boots.
+demoPackages=(
+  qemu-system-x86 linux-image-cloud-amd64 busybox-static kmod mdadm
 )
 testPackages=(
   googletest libgtest-dev libgmock-dev
@@ -30,18 +34,19 @@ windowsPackages=(
 )
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static
-  nvme-cli smartmontools pciutils util-linux
+  nvme-cli smartmontools pciutils util-linux sqlite3
   fdisk dosfstools e2fsprogs xfsprogs lvm2 mdadm cryptsetup-bin dmsetup
 )
 
 purpose=${1:-build}
 case "$purpose" in
   build) wanted=("${buildPackages[@]}") ;;
+  demo) wanted=("${buildPackages[@]}" "${demoPackages[@]}") ;;
   test) wanted=("${buildPackages[@]}" "${testPackages[@]}") ;;
   bench) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${benchPackages[@]}") ;;
   windows) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${windowsPackages[@]}") ;;
   vm) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${vmPackages[@]}") ;;
-  *) echo "usage: $0 [build|test|bench|windows|vm]" >&2; exit 2 ;;
+  *) echo "usage: $0 [build|demo|test|bench|windows|vm]" >&2; exit 2 ;;
 esac
 
 isInstalled() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
