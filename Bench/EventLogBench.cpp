@@ -242,6 +242,92 @@ void PlainRead(benchmark::State& state) {
 }
 BENCHMARK(PlainRead)->Name("Events/read 20000, store/SQLite")->UseRealTime();
 
+constexpr std::uint64_t kMillion = 1'000'000;
+
+// A store of a million records, made once.
+const std::string& StoreOfAMillion() {
+  static const Folder folder;
+  static const std::string path = [] {
+    std::string file = folder / "million.db";
+    Check(Ondrel::Host::UseEventStore(file, std::uint64_t{4} << 30), "no store");
+    Ondrel::Host::CEventLogImport import;
+    Check(import.Open(kSource) == 0, "import");
+    std::vector<Ondrel::Host::EventLogRecord> records(5000);
+    for (std::uint64_t added = 0; added < kMillion; added += records.size()) {
+      for (Ondrel::Host::EventLogRecord& record : records) {
+        record.timeGenerated = record.timeWritten = 1700000000;
+        record.eventID = 0x200028E7;
+        record.eventType = 1;
+        record.source = kSource;
+        record.computer = "bench";
+        record.strings = {NewText()};
+      }
+      Check(import.Add(records) == 0, "import");
+    }
+    return file;
+  }();
+  Ondrel::Host::UseEventStore(path, std::uint64_t{4} << 30);
+  return path;
+}
+
+// The library that the command uses: this program holds its objects without the message table.
+std::string LibraryFile() { return ONDREL_LIBRARY_FILE; }
+
+// The library's own speed, texts formatted.
+void ReadMillion(benchmark::State& state) {
+  StoreOfAMillion();
+  for (auto _ : state) {
+    Ondrel::Host::CEventLogReader reader;
+    Check(reader.Open(kSource) == 0, "open");
+    reader.GetMessageResources(LibraryFile());
+    std::vector<Ondrel::Host::EventLogItem> items;
+    std::uint64_t count = 0;
+    do {
+      Check(reader.Read(items) == 0, "read");
+      for (const Ondrel::Host::EventLogItem& item : items) count += item.record.number > 0 ? 1 : 0;
+    } while (!items.empty());
+    if (count != kMillion) state.SkipWithError("records are missing");
+  }
+}
+
+void RunOverMillion(benchmark::State& state, const std::string& arguments) {
+  const std::string command = std::string(ONDREL_COMMAND " --store ") + StoreOfAMillion() +
+                              " log " + arguments + " >/dev/null 2>&1";
+  for (auto _ : state)
+    if (std::system(command.c_str()) != 0) state.SkipWithError("the command failed");
+}
+
+void ShowMillion(benchmark::State& state) { RunOverMillion(state, "show Bench"); }
+void FollowMillion(benchmark::State& state) {
+  RunOverMillion(state, "follow Bench --from-start --count 1000000");
+}
+void ExportMillion(benchmark::State& state) { RunOverMillion(state, "export Bench"); }
+
+BENCHMARK(ShowMillion)
+    ->Name("Events/log show 1000000/ondrel")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadMillion)
+    ->Name("Events/log show 1000000/library")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(FollowMillion)
+    ->Name("Events/log follow 1000000/ondrel")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadMillion)
+    ->Name("Events/log follow 1000000/library")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ExportMillion)
+    ->Name("Events/log export 1000000/ondrel")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(ReadMillion)
+    ->Name("Events/log export 1000000/library")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
 struct CloseJournal {
   void operator()(sd_journal* journal) const { sd_journal_close(journal); }
 };

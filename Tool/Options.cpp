@@ -170,6 +170,10 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {
           ->type_name("error,entry,detail"));
   options.push_back(
       AddFlag(app, "--journal", globals.isJournalAsked, "Use the systemd journal as event log"));
+  options.push_back(
+      app.add_option("--directory,--file", globals.journalFiles,
+                     "Read the journal files in this folder, or this one, as event log")
+          ->type_name("PATH"));
   options.push_back(app.add_option_function<std::string>(
                            "--store",
                            [&](const std::string& path) {
@@ -197,8 +201,13 @@ void ApplyGlobalOptions(const GlobalOptions& globals) {
   const bool isStoreAsked = !globals.store.empty() || globals.storeCapacity;
   if (globals.isJournalAsked && isStoreAsked)
     throw UsageError("--journal excludes --store and --store-capacity");
+  if (!globals.journalFiles.empty() && (globals.isJournalAsked || isStoreAsked))
+    throw UsageError("--directory and --file exclude --journal, --store and --store-capacity");
   if (globals.isJournalAsked && !Ondrel::Host::UseJournal())
     throw UsageError("--journal: no journal takes entries on this host");
+  if (!globals.journalFiles.empty() && !Ondrel::Host::UseJournalFiles(globals.journalFiles))
+    throw UsageError("--directory: " + globals.journalFiles +
+                     " is neither a folder nor a file, or this host has no journals");
   if (isStoreAsked &&
       !Ondrel::Host::UseEventStore(
           globals.store, globals.storeCapacity.value_or(Ondrel::Host::kDefaultEventStoreCapacity)))

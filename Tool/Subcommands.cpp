@@ -7,6 +7,11 @@ namespace {
 constexpr Subcommand kLogSubcommands[] = {
     {"report", "Write one event into a log", AddLogReportCommand},
     {"follow", "Show new events of a log as they come", AddLogFollowCommand},
+    {"list", "List the logs with their records, sizes, first and last", AddLogListCommand},
+    {"show", "Show the records that stand in a log", AddLogShowCommand},
+    {"export", "Write the records of a log as JSON lines", AddLogExportCommand},
+    {"import", "Add exported records to the logs of an event store", AddLogImportCommand},
+    {"clear", "Remove records of a log", AddLogClearCommand},
 };
 
 constexpr Subcommand kNVMeSubcommands[] = {
@@ -23,7 +28,7 @@ constexpr Subcommand kSubcommands[] = {
     {"status", "Show the event and severity of a drive's status change", AddStatusCommand},
     {"code", "Show the name of a code, or a name's codes", AddCodeCommand},
     {"codes", "List all codes with their names, or search them", AddCodesCommand},
-    {"log", "Write and follow system event logs", nullptr, kLogSubcommands},
+    {"log", "Write, read and follow system event logs", nullptr, kLogSubcommands},
     {"mail", "Send one plain-text mail", AddMailCommand},
     {"alert", "Take a status change the whole way: event, log, mail, read back", AddAlertCommand},
     {"os", "Name the operating system", AddOsCommand},

@@ -27,6 +27,10 @@ if(ONDREL_RUNTIME_DLLS)
 endif()
 install(DIRECTORY Include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
   FILES_MATCHING PATTERN *.h)
+if(NOT WIN32)
+  # What journalctl -x explains the events with, once journalctl --update-catalog has taken it in.
+  install(FILES Src/Resource/ondrel.catalog DESTINATION lib/systemd/catalog COMPONENT runtime)
+endif()
 install(DIRECTORY Docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
   FILES_MATCHING PATTERN *.md PATTERN *.svg)
 install(FILES README.md CHANGELOG.md SECURITY.md

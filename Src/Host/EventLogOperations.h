@@ -67,6 +67,14 @@ struct EventLogOperations {
 
   /// Reason of the calling thread's last failed operation.
   std::function<ULong()> GetLastError;
+
+  /// Number of the oldest record, and the count of records. Non-zero on success. Empty, as the one
+  /// below, on a host without the event log of Windows.
+  std::function<int(void* eventLog, ULong* number)> GetOldestEventLogRecord;
+  std::function<int(void* eventLog, ULong* count)> GetNumberOfEventLogRecords;
+
+  /// Removes all records; `backupFile` is null. Non-zero on success.
+  std::function<int(void* eventLog, const char* backupFile)> ClearEventLogA;
 };
 
 /// The operations in force. A test may put another table in place; nothing else writes it.

@@ -99,7 +99,9 @@ inline constexpr DWORD ERROR_DIRECTORY = 267;
 inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
 inline constexpr DWORD ERROR_IO_DEVICE = 1117;
 inline constexpr DWORD ERROR_EVENTLOG_FILE_CORRUPT = 1500;
+inline constexpr DWORD ERROR_EVENTLOG_CANT_START = 1501;
 inline constexpr DWORD ERROR_LOG_FILE_FULL = 1502;
+inline constexpr DWORD ERROR_EVENTLOG_FILE_CHANGED = 1503;
 
 }  // namespace Ondrel
 

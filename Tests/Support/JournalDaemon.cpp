@@ -30,6 +30,7 @@ bool TakesEntries() {
 
 JournalDaemon::JournalDaemon() {
   if (TakesEntries()) return;
+  m_isOwn = true;
   m_daemon = std::make_unique<Process>(kDaemon, std::vector<std::string>{});
   // The daemon does not say when it is ready; its socket does.
   const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -42,9 +43,18 @@ JournalDaemon::JournalDaemon() {
 }
 
 JournalDaemon::~JournalDaemon() {
+  if (!m_isOwn) return;
+  End();
+  // A socket that is left there says that this host has a journal which is away.
+  for (const char* left : {kSocket, "/run/systemd/journal/stdout", "/run/systemd/journal/dev-log"})
+    unlink(left);
+}
+
+void JournalDaemon::End() {
   if (!m_daemon) return;
   m_daemon->Signal(SIGTERM);
   m_daemon->Wait();
+  m_daemon.reset();
 }
 
 void JournalDaemon::Sync() { Control({"--sync"}); }

@@ -23,7 +23,11 @@ public:
   /// Runs journalctl and gives what it printed. Throws when it fails.
   static std::string Control(const std::vector<std::string>& arguments);
 
+  /// Ends the daemon where this object started it; its socket stays, and nobody listens there.
+  void End();
+
 private:
+  bool m_isOwn = false;
   std::unique_ptr<Process> m_daemon;
 };
 

@@ -1,6 +1,6 @@
 #include "Tool/Command.h"
 #include "Tool/DriveStatus.h"
-#include "Tool/EventLog.h"
+#include "Tool/LogRecords.h"
 #include "Tool/MailOptions.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
@@ -84,31 +84,40 @@ public:
 
 private:
   void TakeSteps() {
-    // A reader delivers what comes after its opening, so it is opened before the event is written.
-    bool isReaderTried = false;
-    std::unique_ptr<Ondrel::CSystemLogReader_Win> reader;
+    // Opened before the event is written: what comes after that is read back.
+    Ondrel::Host::CEventLogReader reader;
+    bool isReading = false;
     Try("readBack", "Read back", [&] {
-      reader = OpenReader(m_options.log, {m_options.log});
-      isReaderTried = true;
+      OpenNewRecords(reader);
+      isReading = true;
     });
     const bool isWritten = Try("log", "Event log", [&] { WriteEvent(); });
     if (m_options.mail.IsAnyThere()) Mail();
-    if (!isReaderTried) return;
+    if (!isReading) return;
     if (!isWritten)
       Fail("readBack", "Read back", "nothing was written");
-    else if (!reader)
-      Try("readBack", "Read back", [&] { LookForFirstRecord(); });
     else
-      Try("readBack", "Read back", [&] { ReadBack(*reader); });
+      Try("readBack", "Read back", [&] { ReadBack(reader); });
+  }
+
+  void OpenNewRecords(Ondrel::Host::CEventLogReader& reader) const {
+    Ondrel::Host::EventLogRange range;
+    range.isNewOnly = true;
+    range.sources = {m_options.log};
+    CheckLog(reader.Open(m_options.log, range), "cannot read the log " + m_options.log);
   }
 
   void WriteEvent() {
-    const Ondrel::EventType type = RankOf(m_event.Severity).eventType;
-    Ondrel::CSystemLog_Win log;
-    log.Open(m_options.log);
-    log.Report(m_event.EventCode, type, m_text);
-    m_result["log"] = {{"ok", true}, {"log", m_options.log}, {"eventType", int{type}}};
-    Tell("Event log: reported to " + m_options.log + " with event type " + std::to_string(type));
+    const auto type = RankOf(m_event.Severity).eventType;
+    const CheckedReport reported = ReportChecked(m_options.log, m_event.EventCode, type, m_text);
+    m_result["log"] = {{"ok", true},
+                       {"log", m_options.log},
+                       {"eventType", int{type}},
+                       {"place", JsonOfPlace(reported.place)},
+                       {"recordNumber", reported.report.number},
+                       {"checked", reported.report.isChecked}};
+    Tell("Event log: reported to " + m_options.log + " with event type " + std::to_string(type) +
+         " " + ReportedWhere(reported));
   }
 
   // The event is in the log by now, whatever is wrong with the mail's options.
@@ -131,34 +140,28 @@ private:
     }
   }
 
-  void ReadBack(Ondrel::CSystemLogReader_Win& reader) {
+  void ReadBack(Ondrel::Host::CEventLogReader& reader) {
     reader.GetMessageResources(Ondrel::Host::LibraryPath());
     const Clock::time_point deadline = Clock::now() + kReadBackPatience;
+    std::vector<Ondrel::Host::EventLogItem> items;
     do {
-      for (const Ondrel::CSystemEvent_Win& event : reader.ReadEvents())
-        if (IsOurs(event)) return ShowReadBack(event);
-      std::this_thread::sleep_for(kReadBackInterval);
+      CheckLog(reader.Read(items), "cannot read the log " + m_options.log);
+      for (const Ondrel::Host::EventLogItem& item : items)
+        if (IsOurs(item)) return ShowReadBack(item);
+      if (items.empty()) std::this_thread::sleep_for(kReadBackInterval);
     } while (Clock::now() < deadline);
     Fail("readBack", "Read back", "the event is not in the log");
   }
 
-  bool IsOurs(const Ondrel::CSystemEvent_Win& event) const {
-    return event.eventID == static_cast<Ondrel::ULong>(m_event.EventCode) &&
-           event.args == std::vector<std::string>{m_text};
+  bool IsOurs(const Ondrel::Host::EventLogItem& item) const {
+    return item.kind == Ondrel::Host::EventLogItemKind::kRecord &&
+           (item.record.eventID & 0xFFFF) == static_cast<Ondrel::ULong>(m_event.EventCode) &&
+           item.record.strings == std::vector<std::string>{m_text};
   }
 
-  void ShowReadBack(const Ondrel::CSystemEvent_Win& event) {
-    m_result["readBack"] = {{"ok", true}, {"record", JsonOfEvent(event)}};
-    Tell("Read back: " + EventLine(event));
-  }
-
-  /// A log's first record is never delivered to a reader; that there is one now can be seen.
-  void LookForFirstRecord() {
-    if (!OpenReader(m_options.log, {m_options.log}))
-      return Fail("readBack", "Read back", "the log had no records, and has none now");
-    const std::string note = "the log has a record now; its first cannot be shown";
-    m_result["readBack"] = {{"ok", true}, {"record", nullptr}, {"note", note}};
-    Tell("Read back: " + note);
+  void ShowReadBack(const Ondrel::Host::EventLogItem& item) {
+    m_result["readBack"] = {{"ok", true}, {"record", JsonOfRecord(item.record)}};
+    Tell("Read back: " + RecordLine(item.record));
   }
 
   template <class Step>
@@ -166,6 +169,12 @@ private:
     try {
       step();
       return true;
+    } catch (const LogError& error) {
+      m_isRaised = true;
+      m_result[name] = {{"ok", false}, {"error", error.Details()}};
+      Tell(title + ": failed");
+      Say(error.what());
+      return false;
     } catch (unsigned int number) {
       m_isRaised = true;
       m_result[name] = {{"ok", false}, {"error", JsonOfError(number)}};
@@ -202,7 +211,7 @@ Work AddAlertCommand(CLI::App& app) {
       "required. A step that fails does not keep the others from happening, and a mail option "
       "that cannot be used fails the mail after the event is in the log.\n"
       "Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an error was "
-      "raised in a step. The first record of a log is not shown by the read back.\n");
+      "raised in a step, or the event was not kept.\n");
   const auto options = std::make_shared<AlertOptions>();
   AddStatusChange(app, options->change);
   app.add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")

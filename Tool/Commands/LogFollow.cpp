@@ -1,102 +1,223 @@
 #include "Tool/Command.h"
-#include "Tool/EventLog.h"
+#include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
-#include <Ondrel/Host.h>
-
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <limits>
 #include <memory>
 #include <optional>
-#include <thread>
+#include <system_error>
+#include <vector>
 
 namespace Tool {
 
 namespace {
 
+using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
+using Ondrel::Host::CEventLogReader;
+using Ondrel::Host::CEventLogWait;
+using Ondrel::Host::EventLogItem;
+using Ondrel::Host::EventLogItemKind;
+using Ondrel::Host::EventLogKind;
+using Ondrel::Host::EventLogPlace;
 
-constexpr std::chrono::milliseconds kPollInterval{100};
 constexpr std::int64_t kMaxTimeoutSeconds = std::int64_t{366} * 24 * 60 * 60;
+
+// A signal that comes just before the wait is noticed this much later at most.
+constexpr milliseconds kLongestWait{1000};
+
+// The journal's daemon says only after up to 250 ms that something came, and Windows after up to
+// five seconds: there the log itself is looked at in between.
+constexpr milliseconds kLook{40};
+
+// Before another try where a log cannot be read.
+constexpr milliseconds kPause{1000};
 
 volatile std::sig_atomic_t isInterrupted = 0;
 
 extern "C" void NoteInterrupt(int) { isInterrupted = 1; }
 
 struct FollowOptions {
-  std::string log;
-  std::vector<std::string> sources;
-  std::string messages;
+  RecordChoice choice;
   std::optional<std::int64_t> count;
   std::optional<std::int64_t> timeoutSeconds;
+  bool isFromStart = false;
+  bool isStrict = false;
+  std::string state;
+};
+
+/// Keeps where to go on in a file: written as a whole, so that a command that is killed leaves the
+/// earlier place or the later one.
+class StateFile {
+public:
+  StateFile(std::string path, std::string log) : m_path(std::move(path)), m_log(std::move(log)) {}
+
+  bool IsAsked() const { return !m_path.empty(); }
+
+  /// The position; empty where there is no file yet. Throws `UsageError` for a file of anything
+  /// else.
+  std::string Read() const {
+    std::ifstream file(m_path, std::ios::binary);
+    if (!file) {
+      if (std::filesystem::exists(m_path)) throw UsageError("--state: cannot read " + m_path);
+      return {};
+    }
+    const Json state = Json::parse(file, nullptr, false);
+    const bool isState = state.is_object() && state.contains("log") && state["log"].is_string() &&
+                         state.contains("position") && state["position"].is_string();
+    if (!isState) throw UsageError("--state: " + m_path + " is not a state file");
+    if (state["log"].get<std::string>() != m_log)
+      throw UsageError("--state: " + m_path + " is of the log " + state["log"].get<std::string>());
+    return state["position"].get<std::string>();
+  }
+
+  void Write(const std::string& position) {
+    if (position == m_written) return;
+    const std::string beside = m_path + ".new";
+    {
+      std::ofstream file(beside, std::ios::binary | std::ios::trunc);
+      file << Json{{"log", m_log}, {"position", position}}.dump(-1, ' ', false,
+                                                                Json::error_handler_t::replace)
+           << '\n';
+      if (!file.flush()) throw UsageError("--state: cannot write " + beside);
+    }
+    std::error_code failure;
+    std::filesystem::rename(beside, m_path, failure);
+    if (failure) throw UsageError("--state: cannot write " + m_path + ": " + failure.message());
+    m_written = position;
+  }
+
+private:
+  std::string m_path;
+  std::string m_log;
+  std::string m_written;
 };
 
 class Follower {
 public:
   Follower(const GlobalOptions& globals, const FollowOptions& options)
-      : m_globals(globals), m_options(options) {
+      : m_options(options),
+        m_filter(options.choice),
+        m_place(KnownPlace()),
+        m_state(options.state, options.choice.log),
+        m_printer(options.choice.log, globals.json) {
     if (options.timeoutSeconds)
       m_deadline = Clock::now() + std::chrono::seconds(*options.timeoutSeconds);
-    if (m_options.sources.empty()) m_options.sources = {options.log};
   }
 
   int Run() {
-    std::unique_ptr<Ondrel::CSystemLogReader_Win> reader = WaitForReader();
-    if (reader) {
-      if (!LoadMessages(*reader)) return kNegativeAnswer;
-      Say("following " + m_options.log);
-      while (IsWanted()) {
-        ShowNewEvents(*reader);
-        if (IsWanted()) std::this_thread::sleep_for(kPollInterval);
-      }
+    const std::string& log = m_options.choice.log;
+    const std::string what = "cannot follow the log " + log + " in " + PlaceText(m_place);
+    CheckLog(m_wait.Open(log), what);
+    Open(what);
+    LoadMessages(m_reader, m_options.choice);
+    Say("following " + log + " in " + PlaceText(m_place));
+    while (IsWanted()) {
+      if (!ReadAll()) break;
+      if (IsWanted()) m_wait.Wait(LengthOfWait());
     }
-    const bool isCountMissed = m_options.count && m_shown < *m_options.count;
+    if (m_isBroken) return kNegativeAnswer;
+    const bool isCountMissed = m_options.count && m_printer.Records() < *m_options.count;
     return isCountMissed && isInterrupted == 0 ? kNegativeAnswer : kDone;
   }
 
 private:
+  void Open(const std::string& what) {
+    auto range = RangeOf(m_options.choice, m_place);
+    std::string position;
+    if (m_state.IsAsked()) position = m_state.Read();
+    if (!position.empty()) {
+      range.after = position;
+      range.firstNumber.reset();
+      range.since.reset();
+    } else {
+      range.isNewOnly = !m_options.isFromStart && !range.firstNumber && !range.since;
+    }
+    CheckLog(m_reader.Open(m_options.choice.log, range), what);
+  }
+
   bool IsWanted() const {
-    return isInterrupted == 0 && std::cout.good() && !(m_deadline && Clock::now() >= *m_deadline) &&
-           !(m_options.count && m_shown >= *m_options.count);
+    return isInterrupted == 0 && std::cout.good() && !m_isBroken &&
+           !(m_deadline && Clock::now() >= *m_deadline && m_isReadOnce) && Rest() > 0;
   }
 
-  std::unique_ptr<Ondrel::CSystemLogReader_Win> WaitForReader() const {
-    auto reader = OpenReader(m_options.log, m_options.sources);
-    if (!reader) Say(m_options.log + " has no records yet; following starts after its first");
-    while (!reader && IsWanted()) {
-      std::this_thread::sleep_for(kPollInterval);
-      reader = OpenReader(m_options.log, m_options.sources);
+  std::int64_t Rest() const {
+    return m_options.count ? *m_options.count - m_printer.Records()
+                           : std::numeric_limits<std::int64_t>::max();
+  }
+
+  milliseconds LengthOfWait() const {
+    const bool isStore = m_place.kind == EventLogKind::kStore;
+    milliseconds length = m_isFailing ? kPause : isStore ? kLongestWait : kLook;
+    if (m_deadline)
+      length = std::min(length, std::chrono::ceil<milliseconds>(*m_deadline - Clock::now()));
+    return std::max(length, milliseconds(0));
+  }
+
+  /// Shows what there is. False when nothing more can be written.
+  bool ReadAll() {
+    while (isInterrupted == 0 && Rest() > 0) {
+      const Ondrel::ULong error = m_reader.Read(
+          m_items, static_cast<std::size_t>(std::min<std::int64_t>(Rest(), kItemsAtOnce)));
+      m_isReadOnce = true;
+      NoteFailure(error);
+      // What stands before a place that cannot be read is shown all the same.
+      for (const EventLogItem& item : m_items) Show(item);
+      if (!m_printer.Flush()) return false;
+      if (m_state.IsAsked() && !m_reader.Position().empty()) m_state.Write(m_reader.Position());
+      if (m_options.isStrict && m_printer.IsAnythingMissing()) {
+        m_isBroken = true;
+        return false;
+      }
+      if (error != 0 || m_items.empty()) break;
+      if (m_deadline && Clock::now() >= *m_deadline) break;
     }
-    return reader;
+    return true;
   }
 
-  /// False when the file that the command line names has no messages; the library's own may fail.
-  bool LoadMessages(Ondrel::CSystemLogReader_Win& reader) const {
-    const bool isNamed = !m_options.messages.empty();
-    const std::string path = isNamed ? m_options.messages : Ondrel::Host::LibraryPath();
-    if (reader.GetMessageResources(path) != 0) return true;
-    Say("cannot load messages from " + path);
-    return !isNamed;
+  void Show(const EventLogItem& item) {
+    if (item.kind == EventLogItemKind::kRecord && !m_filter.Wants(item.record)) return;
+    m_printer.Add(item);
   }
 
-  void ShowNewEvents(Ondrel::CSystemLogReader_Win& reader) {
-    for (const Ondrel::CSystemEvent_Win& event : reader.ReadEvents()) {
-      if (m_options.count && m_shown >= *m_options.count) return;
-      if (m_globals.json)
-        PrintJson(JsonOfEvent(event));
+  // A failure is told when it begins and when it ends.
+  void NoteFailure(Ondrel::ULong error) {
+    if (error != m_failure) {
+      const std::string& log = m_options.choice.log;
+      if (error != 0)
+        Say("cannot read the log " + log + ": " + Ondrel::Host::EventLogErrorText(error) +
+            " (error " + std::to_string(error) + "); trying again");
       else
-        std::cout << EventLine(event) << std::endl;
-      ++m_shown;
+        Say("the log " + log + " can be read again");
+      if (error != 0 && m_options.isStrict) throw LogError("cannot read the log " + log, error);
     }
+    m_failure = error;
+    m_isFailing = error != 0;
   }
 
-  const GlobalOptions& m_globals;
-  FollowOptions m_options;
+  static constexpr std::int64_t kItemsAtOnce = 256;
+
+  const FollowOptions& m_options;
+  RecordFilter m_filter;
+  EventLogPlace m_place;
+  StateFile m_state;
+  RecordPrinter m_printer;
+  CEventLogWait m_wait;
+  CEventLogReader m_reader;
+  std::vector<EventLogItem> m_items;
   std::optional<Clock::time_point> m_deadline;
-  std::int64_t m_shown = 0;
+  Ondrel::ULong m_failure = 0;
+  bool m_isFailing = false;
+  bool m_isReadOnce = false;
+  bool m_isBroken = false;
 };
 
 int FollowLog(const GlobalOptions& globals, const FollowOptions& options) {
@@ -109,16 +230,26 @@ int FollowLog(const GlobalOptions& globals, const FollowOptions& options) {
 
 Work AddLogFollowCommand(CLI::App& app) {
   app.footer(
-      "Events that stand in the log already are not shown; while the log has none at all, its "
-      "first is waited for and counts as standing there. An interrupt ends the command with "
-      "0.\nWith --count, --timeout passing first ends it with 1.\n");
+      "Without --from-start, --first-record, --since or a state file that exists, only events "
+      "that\n"
+      "come from now on are shown. What cannot be shown is named: records that went away before\n"
+      "they were read, damaged ones, and a log that is another one than before. An interrupt ends\n"
+      "the command with 0. Exit status 1: --timeout passed before --count was reached, or with\n"
+      "--strict something was missing; 3 with --strict: the log cannot be read.\n");
   const auto options = std::make_shared<FollowOptions>();
-  app.add_option("LOG", options->log, "Log to follow")->required();
-  AddRepeated(app, "--source", options->sources,
-              "Show events of this source; may be repeated (default: the log's name)");
-  app.add_option("--messages", options->messages,
-                 "File whose message table gives events their text (default: the library)")
+  AddRecordChoice(app, options->choice);
+  app.add_flag("--from-start", options->isFromStart, "Show what stands in the log first");
+  AddNumber(
+      app, "--first-record", 1, std::numeric_limits<std::int64_t>::max(),
+      [options](std::int64_t number) {
+        options->choice.range.firstNumber = static_cast<std::uint64_t>(number);
+      },
+      "Begin with this record");
+  app.add_option("--state", options->state,
+                 "Go on where this file says; it is kept up with what was written out")
       ->type_name("FILE");
+  app.add_flag("--strict", options->isStrict,
+               "End when a record was missed or damaged, the log replaced, or not readable");
   AddNumber(
       app, "--count", 1, std::numeric_limits<std::int64_t>::max(),
       [options](std::int64_t count) { options->count = count; }, "End after this many events");

@@ -1,5 +1,5 @@
 #include "Tool/Command.h"
-#include "Tool/EventLog.h"
+#include "Tool/LogRecords.h"
 #include "Tool/Names.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
@@ -50,20 +50,29 @@ int TypeOf(const std::string& text) {
 }
 
 int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
-  Ondrel::CSystemLog_Win log;
-  log.Open(options.log);
-  log.Report(options.event, options.type, options.text);
+  if (options.log.empty() || options.text.empty()) {
+    // The required classes say what is wrong with these, in their own order.
+    Ondrel::CSystemLog_Win log;
+    log.Open(options.log);
+    log.Report(options.event, options.type, options.text);
+  }
+  const CheckedReport reported =
+      ReportChecked(options.log, options.event, options.type, options.text);
   if (globals.json) {
     PrintJson({{"log", options.log},
                {"event", options.event},
                {"eventName", JsonOfName(Ondrel::EventCodeNames, EventCodeOf(options.event))},
                {"type", options.type},
-               {"text", options.text}});
+               {"text", options.text},
+               {"place", JsonOfPlace(reported.place)},
+               {"recordNumber", reported.report.number},
+               {"checked", reported.report.isChecked}});
   } else {
     std::cout << "Reported event " << options.event;
     if (const auto name = Ondrel::EventCodeNames.Name(EventCodeOf(options.event)))
       std::cout << " (" << *name << ')';
-    std::cout << " of type " << options.type << " to the log " << options.log << '\n';
+    std::cout << " of type " << options.type << " to the log " << options.log << ' '
+              << ReportedWhere(reported) << '\n';
   }
   return kDone;
 }
@@ -71,7 +80,9 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
 }  // namespace
 
 Work AddLogReportCommand(CLI::App& app) {
-  app.footer("A TEXT that begins with - stands behind --.\n");
+  app.footer(
+      "A TEXT that begins with - stands after --. Exit status 3: the event was not\n"
+      "kept; the reason stands on standard error.\n");
   const auto options = std::make_shared<ReportOptions>();
   app.add_option("LOG", options->log, "Log, which is also the event's source")->required();
   AddNumber(

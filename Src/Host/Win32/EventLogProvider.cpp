@@ -48,6 +48,9 @@ EventLogOperations MakeEventLogOperations() {
       .FreeLibrary = [](void* module) { return ::FreeLibrary(static_cast<HMODULE>(module)); },
       .FormatMessageA = FormatMessageForFree,
       .GetLastError = ::GetLastError,
+      .GetOldestEventLogRecord = ::GetOldestEventLogRecord,
+      .GetNumberOfEventLogRecords = ::GetNumberOfEventLogRecords,
+      .ClearEventLogA = ::ClearEventLogA,
   };
 }
 

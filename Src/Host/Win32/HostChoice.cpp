@@ -7,6 +7,8 @@ bool UseEventStore(const std::string&, std::uint64_t) { return false; }
 
 bool UseJournal() { return false; }
 
+bool UseJournalFiles(const std::string&) { return false; }
+
 void UseHostEventLog() {}
 
 std::string EventStorePath() { return {}; }

@@ -1,31 +1,10 @@
 #include "Host/EventLogOperations.h"
 #include "Module.h"
-#include "Resource/EventMessageTable.h"
+#include "Windows/SystemLogWindows/MessageId.h"
 
 #include <Ondrel/SystemLog.h>
 
 namespace Ondrel {
-
-namespace {
-
-constexpr ULong kCustomerBit = 0x20000000;
-
-// The ids that are written as they are. The bounds do not match the message table, which is
-// intentional: an entry at either end of it falls to the catch-all, and ids without an entry pass
-// in between.
-constexpr ULong kCatchAllId = kEventMessageBlocks.front().firstId;
-constexpr ULong kFirstOwnId = kCatchAllId + 2;
-constexpr ULong kLastOwnId = kEventMessageBlocks.back().lastId - 1;
-static_assert(kFirstOwnId == 0x20002712 && kLastOwnId == 0x20002B64);
-
-// The message id of an event that the caller names by its code or by the id itself.
-ULong MessageId(int eventID) {
-  const ULong id = static_cast<ULong>(eventID) | kCustomerBit;
-  if (id - kFirstOwnId > kLastOwnId - kFirstOwnId) return kCatchAllId;
-  return id;
-}
-
-}  // namespace
 
 CSystemLog_Win::CSystemLog_Win() : m_hEventSource(nullptr), m_hEventLog(nullptr) {}
 

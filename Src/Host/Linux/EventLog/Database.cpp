@@ -155,6 +155,10 @@ void Statement::Run() {
   }
 }
 
+bool Statement::IsNull(int column) const {
+  return sqlite3_column_type(m_statement.get(), column) == SQLITE_NULL;
+}
+
 std::int64_t Statement::Integer(int column) const {
   return sqlite3_column_int64(m_statement.get(), column);
 }

@@ -44,6 +44,7 @@ public:
   /// Steps to the end and resets.
   void Run();
 
+  bool IsNull(int column) const;
   std::int64_t Integer(int column) const;
   /// The text of a column, until the next step or reset.
   std::string_view Text(int column) const;

@@ -37,6 +37,9 @@ public:
   virtual ~RegisteredSource() = default;
 
   virtual ULong Report(const EventToWrite& event) = 0;
+
+  /// Number of the record that the last successful report became; 0 where it is not known.
+  virtual ULong LastNumber() const { return 0; }
 };
 
 }  // namespace Ondrel::Host

@@ -13,7 +13,6 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <utility>
 
 namespace Ondrel::Host {
@@ -78,9 +77,10 @@ void* OpenLog(const char* server, const char* logName) {
   Outcome(Answered([&]() -> ULong {
     ULong error = CheckNames(server, logName);
     if (error != ERROR_SUCCESS) return error;
-    const std::optional<EventStoreChoice> store = ChosenEventStore();
-    std::unique_ptr<OpenedLog> log =
-        store ? OpenStoredLog(*store, logName, error) : OpenJournal(error);
+    const EventLogChoice choice = ChosenEventLog();
+    std::unique_ptr<OpenedLog> log = choice.kind == EventLogKind::kStore
+                                         ? OpenStoredLog(choice.store, logName, error)
+                                         : OpenJournal(choice.files, error);
     if (log) handle = NewHandle(Logs(), std::move(log));
     return error;
   }));
@@ -92,9 +92,12 @@ void* RegisterSource(const char* server, const char* source) {
   Outcome(Answered([&]() -> ULong {
     ULong error = CheckNames(server, source);
     if (error != ERROR_SUCCESS) return error;
-    const std::optional<EventStoreChoice> store = ChosenEventStore();
+    const EventLogChoice choice = ChosenEventLog();
+    // Other programs write these files.
+    if (choice.kind == EventLogKind::kJournalFiles) return ERROR_NOT_SUPPORTED;
     std::unique_ptr<RegisteredSource> registered =
-        store ? RegisterStoredSource(*store, source, error) : RegisterJournalSource(source);
+        choice.kind == EventLogKind::kStore ? RegisterStoredSource(choice.store, source, error)
+                                            : RegisterJournalSource(source);
     if (registered) handle = NewHandle(Sources(), std::move(registered));
     return error;
   }));
@@ -148,6 +151,7 @@ int Read(void* eventLog, ULong flags, ULong recordOffset, void* buffer, ULong by
 }  // namespace
 
 EventLogOperations MakeEventLogOperations() {
+  // What only the Windows event log has stays empty.
   return EventLogOperations{
       .OpenEventLogA = OpenLog,
       .CloseEventLog = [](void* eventLog) { return GiveBack(Logs(), eventLog); },
@@ -159,6 +163,9 @@ EventLogOperations MakeEventLogOperations() {
       .FreeLibrary = FreeMessageModule,
       .FormatMessageA = FormatMessageText,
       .GetLastError = LastError,
+      .GetOldestEventLogRecord = {},
+      .GetNumberOfEventLogRecords = {},
+      .ClearEventLogA = {},
   };
 }
 

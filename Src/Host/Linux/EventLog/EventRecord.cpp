@@ -3,6 +3,7 @@
 #include <climits>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
 #include <unistd.h>
@@ -111,6 +112,27 @@ bool IsWholeRecord(std::span<const std::byte> image) {
          ValueAt(image, offsetof(EVENTLOGRECORD, Reserved)) == kRecordMark &&
          ValueAt(image, offsetof(EVENTLOGRECORD, Length)) == image.size() &&
          ValueAt(image, image.size() - sizeof(DWORD)) == image.size();
+}
+
+std::int64_t RecordChecksum(std::span<const std::byte> image) {
+  // Each step maps distinct values to distinct ones, for any value of what it is mixed with.
+  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
+  std::uint64_t sum = image.size() * kOdd;
+  while (!image.empty()) {
+    std::uint64_t word = 0;
+    const std::size_t size = std::min(image.size(), sizeof word);
+    std::memcpy(&word, image.data(), size);
+    sum = (std::rotl(sum, 23) ^ word) * kOdd;
+    image = image.subspan(size);
+  }
+  return static_cast<std::int64_t>(sum ^ sum >> 32);
+}
+
+std::int64_t LogChecksum(std::int64_t id, std::string_view name) {
+  const auto number = static_cast<std::uint64_t>(id);
+  return static_cast<std::int64_t>(
+      static_cast<std::uint64_t>(RecordChecksum(std::as_bytes(std::span(name)))) ^
+      std::rotl(number * 0x9E3779B97F4A7C15, 7));
 }
 
 ULong RecordNumberOf(std::span<const std::byte> image) {

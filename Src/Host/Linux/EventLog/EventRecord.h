@@ -3,8 +3,10 @@
 #include "Host/Types.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Ondrel::Host {
@@ -49,6 +51,12 @@ void StampEventRecord(std::span<std::byte> image, ULong number, ULong timeWritte
 
 /// True when the bytes carry the mark of a record and both lengths are those of the bytes given.
 bool IsWholeRecord(std::span<const std::byte> image);
+
+/// What a stored record's bytes are checked against: any change within eight bytes alters it.
+std::int64_t RecordChecksum(std::span<const std::byte> image);
+
+/// The same for a log's id and name.
+std::int64_t LogChecksum(std::int64_t id, std::string_view name);
 
 /// The number of a whole record.
 ULong RecordNumberOf(std::span<const std::byte> image);

@@ -1,8 +1,8 @@
 #include "Host/Linux/EventLog/EventStore.h"
 
 #include "Host/Linux/EventLog/EventRecord.h"
-#include "Host/Linux/EventLog/EventStoreFile.h"
 #include "Host/Linux/EventLog/EventTables.h"
+#include "Host/Linux/EventLog/StoreConnection.h"
 
 #include <chrono>
 #include <cstring>
@@ -16,48 +16,14 @@ namespace Ondrel::Host {
 
 namespace {
 
-// How long one operation waits for locks of other processes, all together.
-constexpr std::chrono::seconds kPatience{10};
-
 // How often a report follows a file that is replaced again and again.
 constexpr int kReportTries = 3;
-
-// The answer of a host operation over the store: what `operation` throws becomes its Win32 number.
-template <class Operation>
-ULong Answer(Operation operation) {
-  try {
-    return operation();
-  } catch (const DatabaseError& failure) {
-    return failure.error;
-  } catch (const std::bad_alloc&) {
-    return ERROR_NOT_ENOUGH_MEMORY;
-  }
-}
-
-// A connection to the store with the statements of its use, opened anew when the file was removed
-// or replaced: what is written to a file that no path leads to would be lost.
-template <class Tables>
-class StoreConnection {
-public:
-  template <class... Arguments>
-  explicit StoreConnection(const std::string& path, const Arguments&... arguments)
-      : file(path), tables(file.Connection(), arguments...) {}
-  ~StoreConnection() {
-    if (!file.IsInPlace()) file.Abandon();
-  }
-
-  StoreConnection(const StoreConnection&) = delete;
-  StoreConnection& operator=(const StoreConnection&) = delete;
-
-  EventStoreFile file;
-  Tables tables;
-};
 
 class StoredSource final : public RegisteredSource {
 public:
   StoredSource(const EventStoreChoice& choice, std::string source)
       : m_choice(choice), m_source(std::move(source)) {
-    if (Current().file.Connection().IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
+    Current();
   }
 
   ULong Report(const EventToWrite& event) override {
@@ -67,12 +33,15 @@ public:
         Connection& connection = Current();
         // Without its write-ahead log the file lacks what was written last.
         if (!connection.file.IsWriteAheadLogInPlace()) return ERROR_EVENTLOG_FILE_CORRUPT;
-        connection.tables.Append(image);
+        m_lastNumber = connection.tables.Append(image);
+        connection.file.Announce();
         if (connection.file.IsInPlace()) return ERROR_SUCCESS;
       }
       return ERROR_IO_DEVICE;
     });
   }
+
+  ULong LastNumber() const override { return m_lastNumber; }
 
 private:
   using Connection = StoreConnection<RecordWriter>;
@@ -100,6 +69,7 @@ private:
 
   EventStoreChoice m_choice;
   std::string m_source;
+  ULong m_lastNumber = 0;
   std::unique_ptr<Connection> m_connection;
 };
 

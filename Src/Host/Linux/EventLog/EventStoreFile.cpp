@@ -30,13 +30,31 @@ constexpr char kSchema[] =
     "  id INTEGER PRIMARY KEY,"
     "  name TEXT NOT NULL UNIQUE,"
     "  last_number INTEGER NOT NULL,"
-    "  last_sequence INTEGER NOT NULL);"
+    "  last_sequence INTEGER NOT NULL,"
+    // The largest number whose record was removed to make room or by command; what is missing above
+    // it was lost. Null in a log that an earlier version made.
+    "  dropped INTEGER,"
+    "  checksum INTEGER);"
     // A record's id is that of its log in the upper 32 bits and its number in the lower: a log is
     // one range of ids. Its sequence counts over all logs.
     "CREATE TABLE record("
     "  id INTEGER PRIMARY KEY,"
     "  sequence INTEGER NOT NULL,"
-    "  image BLOB NOT NULL);";
+    "  image BLOB NOT NULL,"
+    "  checksum INTEGER);"
+    "CREATE TABLE store(identity TEXT NOT NULL);"
+    "INSERT INTO store VALUES(lower(hex(randomblob(16))));";
+
+// What an earlier version's store lacks. Its programs go on with it as it is then: they name the
+// columns that they know.
+constexpr char kHasAllColumns[] =
+    "SELECT count(*) FROM pragma_table_info('record') WHERE name='checksum'";
+constexpr char kAddColumns[] =
+    "ALTER TABLE log ADD COLUMN dropped INTEGER;"
+    "ALTER TABLE log ADD COLUMN checksum INTEGER;"
+    "ALTER TABLE record ADD COLUMN checksum INTEGER;"
+    "CREATE TABLE store(identity TEXT NOT NULL);"
+    "INSERT INTO store VALUES(lower(hex(randomblob(16))));";
 
 // Where SQLite's published file format has the fields that say whose file it is.
 constexpr std::size_t kHeaderSize = 100;
@@ -193,11 +211,15 @@ void PrepareConnection(Database& database) {
     throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
 }
 
+bool HasAllColumns(Database& database) { return database.Integer(kHasAllColumns) != 0; }
+
 void RemoveIfStillThere(const std::string& path, const std::optional<FileIdentity>& file) {
   if (file && IdentityOf(path) == file) unlink(path.c_str());
 }
 
 }  // namespace
+
+void CreateFolderOf(const std::string& path) { CreateDefaultFolder(FolderOf(path)); }
 
 std::optional<FileIdentity> IdentityOf(const std::string& path) {
   struct stat status {};
@@ -215,6 +237,27 @@ EventStoreFile::EventStoreFile(const std::string& path)
   m_file = IdentityOf(path);
   // Replaced since it was opened: then this is not the file that is open.
   if (m_database.HasMoved()) m_file.reset();
+}
+
+void EventStoreFile::AddColumns() {
+  if (HasAllColumns(m_database)) return;
+  Transaction::Statements statements(m_database);
+  Transaction transaction(statements);
+  if (!HasAllColumns(m_database)) m_database.Execute(kAddColumns);
+  transaction.Commit();
+}
+
+bool EventStoreFile::HasChecks(Database& database) { return HasAllColumns(database); }
+
+std::string EventStoreFile::Identity() {
+  if (!HasAllColumns(m_database)) return {};
+  Statement statement(m_database, "SELECT identity FROM store");
+  return statement.Step() ? std::string(statement.Text(0)) : std::string();
+}
+
+void EventStoreFile::Announce() const noexcept {
+  // A watch of the file sees this; what SQLite writes it shows before the record can be read.
+  utimensat(AT_FDCWD, m_path.c_str(), nullptr, 0);
 }
 
 bool EventStoreFile::IsInPlace() const { return m_file && IdentityOf(m_path) == m_file; }

@@ -20,6 +20,9 @@ struct FileIdentity {
 /// The file that a path leads to now, if any.
 std::optional<FileIdentity> IdentityOf(const std::string& path);
 
+/// Creates the folder that the path stands in where that is the host's own state folder.
+void CreateFolderOf(const std::string& path);
+
 /// One connection to the file of an event store.
 ///
 /// SQLite knows its companions, the write-ahead log and the index of that, by their names only. So
@@ -35,6 +38,19 @@ public:
   explicit EventStoreFile(const std::string& path);
 
   Database& Connection() { return m_database; }
+
+  /// Gives a store of an earlier version the columns that it lacks.
+  void AddColumns();
+
+  /// True when the store has an identity, checksums of its records and a mark of what was removed.
+  bool HasChecks() { return HasChecks(m_database); }
+  static bool HasChecks(Database& database);
+
+  /// What tells this store from every other one; empty where an earlier version made it.
+  std::string Identity();
+
+  /// Lets those who watch the file know that a record can be read.
+  void Announce() const noexcept;
 
   /// True while the path leads to the file.
   bool IsInPlace() const;

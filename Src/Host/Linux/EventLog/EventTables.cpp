@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <ctime>
+#include <map>
 #include <utility>
 
 namespace Ondrel::Host {
@@ -67,31 +69,38 @@ RecordWriter::RecordWriter(Database& database, std::string logName, std::uint64_
       m_overduePages(kOverdueFactor * m_checkpointPages),
       m_transaction(database),
       m_findLog(database, kFindLog),
-      m_addLog(database, "INSERT INTO log(name, last_number, last_sequence) VALUES(?1, 0, 0)"),
+      m_addLog(database,
+               "INSERT INTO log(name, last_number, last_sequence, dropped) VALUES(?1, 0, 0, 0)"),
+      m_checkLog(database, "UPDATE log SET checksum=?2 WHERE id=?1"),
       m_nextPlace(database,
                   "UPDATE log SET last_number = last_number + 1,"
                   " last_sequence = (SELECT max(last_sequence) FROM log) + 1"
                   " WHERE id=?1 AND last_number < 4294967295"
                   " RETURNING last_number, last_sequence"),
-      m_insert(database, "INSERT INTO record(id, sequence, image) VALUES(?1, ?2, ?3)"),
+      m_setBaseline(database, "UPDATE log SET dropped=?2 WHERE id=?1 AND last_sequence=0"),
+      m_skipTo(database, "UPDATE log SET last_number = ?2 WHERE id=?1 AND last_number < ?2"),
+      m_insert(database,
+               "INSERT INTO record(id, sequence, image, checksum) VALUES(?1, ?2, ?3, ?4)"),
       m_pageCount(database, "PRAGMA page_count"),
       m_freePages(database, "PRAGMA freelist_count"),
       m_logs(database, "SELECT id FROM log"),
       m_oldest(database,
                "SELECT id, sequence, length(image) FROM record WHERE id BETWEEN ?1 AND ?2"
                " ORDER BY id LIMIT ?3"),
-      m_delete(database, "DELETE FROM record WHERE id=?1") {
+      m_delete(database, "DELETE FROM record WHERE id=?1"),
+      m_noteDropped(database, "UPDATE log SET dropped=?2 WHERE id=?1") {
   database.Execute(
       ("PRAGMA journal_size_limit=" + std::to_string(m_checkpointPages * m_pageSize)).c_str());
 }
 
-void RecordWriter::Append(std::span<std::byte> record) {
+ULong RecordWriter::Append(std::span<std::byte> record) {
   std::int64_t log = 0;
+  Place place{};
   {
     Transaction transaction(m_transaction);
     MakeRoom(record.size());
     log = FindOrAddLog();
-    const Place place = NextPlace(log);
+    place = NextPlace(log);
     StampEventRecord(record, static_cast<ULong>(place.number),
                      static_cast<ULong>(std::time(nullptr)));
     Insert(log, place, record);
@@ -99,6 +108,74 @@ void RecordWriter::Append(std::span<std::byte> record) {
   }
   m_log = log;
   BoundWriteAheadLog();
+  return static_cast<ULong>(place.number);
+}
+
+void RecordWriter::Import(std::span<std::vector<std::byte>> records) {
+  const std::uint64_t droppedBefore = m_dropped;
+  std::int64_t log = 0;
+  try {
+    Transaction transaction(m_transaction);
+    log = FindOrAddLog();
+    for (std::vector<std::byte>& record : records) {
+      MakeRoom(record.size());
+      const ULong number = RecordNumberOf(record);
+      if (number > 0) {
+        m_skipTo.Bind(1, log).Bind(2, std::int64_t{number} - 1).Run();
+        // A log whose first record comes with a number has none below it to miss.
+        m_setBaseline.Bind(1, log).Bind(2, std::int64_t{number} - 1).Run();
+      }
+      const Place place = NextPlace(log);
+      if (number > 0 && place.number != number) throw DatabaseError{ERROR_INVALID_PARAMETER};
+      SetRecordNumber(record, static_cast<ULong>(place.number));
+      Insert(log, place, record);
+    }
+    transaction.Commit();
+  } catch (...) {
+    m_dropped = droppedBefore;
+    throw;
+  }
+  m_log = log;
+  BoundWriteAheadLog();
+}
+
+std::uint64_t RecordWriter::Clear(std::optional<ULong> before) {
+  std::uint64_t removed = 0;
+  Transaction transaction(m_transaction);
+  if (!HasLog()) return 0;
+  const std::int64_t log = FindOrAddLog();
+  const RecordIds ids{log};
+  std::vector<std::int64_t> going;
+  bool isFromOldest = true;
+  std::int64_t last = 0;
+  {
+    Statement all(m_database,
+                  "SELECT id, substr(image, 13, 4) FROM record WHERE id BETWEEN ?1 AND ?2"
+                  " ORDER BY id");
+    all.Bind(1, ids.First()).Bind(2, ids.Last());
+    while (all.Step()) {
+      ULong time = 0;
+      const std::span<const std::byte> bytes = all.Bytes(1);
+      std::memcpy(&time, bytes.data(), std::min(bytes.size(), sizeof time));
+      const bool isGoing = !before || time < *before;
+      if (isGoing) going.push_back(all.Integer(0));
+      isFromOldest = isFromOldest && isGoing;
+      if (isFromOldest) last = all.Integer(0) - ids.First();
+    }
+  }
+  for (const std::int64_t id : going) {
+    m_delete.Bind(1, id).Run();
+    ++removed;
+  }
+  if (last > 0) m_noteDropped.Bind(1, log).Bind(2, last).Run();
+  transaction.Commit();
+  BoundWriteAheadLog();
+  return removed;
+}
+
+bool RecordWriter::HasLog() {
+  const StatementUse use(m_findLog);
+  return m_findLog.Bind(1, m_logName).Step();
 }
 
 std::int64_t RecordWriter::FindOrAddLog() {
@@ -108,7 +185,9 @@ std::int64_t RecordWriter::FindOrAddLog() {
     if (m_findLog.Bind(1, m_logName).Step()) return m_findLog.Integer(0);
   }
   m_addLog.Bind(1, m_logName).Run();
-  return sqlite3_last_insert_rowid(m_database.Handle());
+  const std::int64_t id = sqlite3_last_insert_rowid(m_database.Handle());
+  m_checkLog.Bind(1, id).Bind(2, LogChecksum(id, m_logName)).Run();
+  return id;
 }
 
 RecordWriter::Place RecordWriter::NextPlace(std::int64_t log) {
@@ -123,6 +202,7 @@ void RecordWriter::Insert(std::int64_t log, const Place& place, std::span<const 
   m_insert.Bind(1, RecordIds{log}.Of(static_cast<ULong>(place.number)))
       .Bind(2, place.sequence)
       .Bind(3, record)
+      .Bind(4, RecordChecksum(record))
       .Run();
 }
 
@@ -176,12 +256,17 @@ std::vector<RecordWriter::OldRecord> RecordWriter::OldestRecords() {
 // are none.
 bool RecordWriter::DropOldest(std::int64_t bytes) {
   const std::vector<OldRecord> records = OldestRecords();
+  std::map<std::int64_t, std::int64_t> lastOfLog;
   std::int64_t dropped = 0;
   for (const OldRecord& record : records) {
     if (dropped >= bytes) break;
     m_delete.Bind(1, record.id).Run();
     dropped += record.size + kRowOverhead;
+    ++m_dropped;
+    std::int64_t& last = lastOfLog[record.id >> 32];
+    last = std::max(last, record.id & std::numeric_limits<ULong>::max());
   }
+  for (const auto& [log, last] : lastOfLog) m_noteDropped.Bind(1, log).Bind(2, last).Run();
   return !records.empty();
 }
 

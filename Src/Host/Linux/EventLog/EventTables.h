@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Linux/EventLog/Database.h"
+#include "Host/Linux/EventLog/EventStoreFile.h"
 
 #include <cstdint>
 #include <limits>
@@ -25,6 +25,8 @@ struct RecordIds {
 /// All operations throw `DatabaseError`.
 class RecordReader {
 public:
+  static Database& Prepared(EventStoreFile& file) { return file.Connection(); }
+
   RecordReader(Database& database, std::string logName);
 
   /// Hands records to `take` from number `first` on, upwards or downwards, until it answers false.
@@ -53,12 +55,29 @@ private:
 /// Adds records to one log over one connection. All operations throw `DatabaseError`.
 class RecordWriter {
 public:
+  /// The file's connection, for the constructor: it may be written, and has all columns.
+  static Database& Prepared(EventStoreFile& file) {
+    if (file.Connection().IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
+    file.AddColumns();
+    return file.Connection();
+  }
+
   /// Oldest records of all logs go when the file would become larger than `capacity` bytes.
   RecordWriter(Database& database, std::string logName, std::uint64_t capacity);
 
   /// Adds a composed record and stamps it with the log's next number and the time of writing. It is
-  /// on disk when this returns.
-  void Append(std::span<std::byte> record);
+  /// on disk when this returns. Yields the number.
+  ULong Append(std::span<std::byte> record);
+
+  /// Adds composed records as they are, all or none. Where a record has a number, it has to be
+  /// above the log's last; 0 takes the next.
+  void Import(std::span<std::vector<std::byte>> records);
+
+  /// Removes the log's records that were generated before a time (nothing: all). Yields how many.
+  std::uint64_t Clear(std::optional<ULong> before);
+
+  /// How many records of all logs had to make room since the object was made.
+  std::uint64_t Dropped() const { return m_dropped; }
 
 private:
   struct Place {
@@ -71,6 +90,7 @@ private:
     std::int64_t size;
   };
 
+  bool HasLog();
   std::int64_t FindOrAddLog();
   Place NextPlace(std::int64_t log);
   void Insert(std::int64_t log, const Place& place, std::span<const std::byte> record);
@@ -90,17 +110,22 @@ private:
   int m_checkpointPages;
   int m_overduePages;
   std::optional<std::int64_t> m_log;
+  std::uint64_t m_dropped = 0;
 
   Transaction::Statements m_transaction;
   Statement m_findLog;
   Statement m_addLog;
+  Statement m_checkLog;
   Statement m_nextPlace;
+  Statement m_setBaseline;
+  Statement m_skipTo;
   Statement m_insert;
   Statement m_pageCount;
   Statement m_freePages;
   Statement m_logs;
   Statement m_oldest;
   Statement m_delete;
+  Statement m_noteDropped;
 };
 
 }  // namespace Ondrel::Host

@@ -3,8 +3,6 @@
 #include "Host/Immortal.h"
 #include "Host/Linux/EventLog/Journal.h"
 
-#include <Ondrel/Host.h>
-
 #include <filesystem>
 #include <mutex>
 #include <system_error>
@@ -16,11 +14,9 @@ namespace {
 
 constexpr char kDefaultPath[] = ONDREL_STATE_DIRECTORY "/events.db";
 
-enum class Kind { kHostsOwn, kJournal, kStore };
-
 struct Choice {
-  Kind kind = Kind::kHostsOwn;
-  EventStoreChoice store{kDefaultPath, kDefaultEventStoreCapacity};
+  bool isHostsOwn = true;
+  EventLogChoice log{EventLogKind::kStore, {kDefaultPath, kDefaultEventStoreCapacity}, {}};
 };
 
 constinit std::mutex g_mutex;
@@ -39,22 +35,22 @@ std::string AbsolutePath(const std::string& path) {
 
 }  // namespace
 
-std::optional<EventStoreChoice> ChosenEventStore() {
+EventLogChoice ChosenEventLog() {
   Choice choice;
   {
     const std::lock_guard lock(g_mutex);
     choice = CurrentChoice();
   }
-  if (choice.kind == Kind::kHostsOwn)
-    choice.kind = JournalIsThere() ? Kind::kJournal : Kind::kStore;
-  if (choice.kind == Kind::kJournal) return std::nullopt;
-  return choice.store;
+  if (choice.isHostsOwn && JournalIsThere()) choice.log.kind = EventLogKind::kJournal;
+  return choice.log;
 }
 
 bool UseEventStore(const std::string& path, std::uint64_t capacity) {
   if (capacity < kMinEventStoreCapacity) return false;
-  Choice chosen{.kind = Kind::kStore,
-                .store = {path.empty() ? kDefaultPath : AbsolutePath(path), capacity}};
+  Choice chosen{.isHostsOwn = false,
+                .log = {.kind = EventLogKind::kStore,
+                        .store = {path.empty() ? kDefaultPath : AbsolutePath(path), capacity},
+                        .files = {}}};
   const std::lock_guard lock(g_mutex);
   CurrentChoice() = std::move(chosen);
   return true;
@@ -63,7 +59,22 @@ bool UseEventStore(const std::string& path, std::uint64_t capacity) {
 bool UseJournal() {
   if (!JournalIsThere()) return false;
   const std::lock_guard lock(g_mutex);
-  CurrentChoice().kind = Kind::kJournal;
+  CurrentChoice().isHostsOwn = false;
+  CurrentChoice().log.kind = EventLogKind::kJournal;
+  CurrentChoice().log.files.clear();
+  return true;
+}
+
+bool UseJournalFiles(const std::string& path) {
+  std::error_code failure;
+  const std::filesystem::file_status status = std::filesystem::status(path, failure);
+  if (failure ||
+      (!std::filesystem::is_directory(status) && !std::filesystem::is_regular_file(status)))
+    return false;
+  const std::lock_guard lock(g_mutex);
+  CurrentChoice().isHostsOwn = false;
+  CurrentChoice().log.kind = EventLogKind::kJournalFiles;
+  CurrentChoice().log.files = AbsolutePath(path);
   return true;
 }
 
@@ -72,9 +83,20 @@ void UseHostEventLog() {
   CurrentChoice() = Choice{};
 }
 
+EventLogPlace CurrentEventLog() {
+  const EventLogChoice choice = ChosenEventLog();
+  EventLogPlace place{.kind = choice.kind, .path = {}, .isJournalAway = false};
+  if (choice.kind == EventLogKind::kStore) place.path = choice.store.path;
+  if (choice.kind == EventLogKind::kJournalFiles) place.path = choice.files;
+  const std::lock_guard lock(g_mutex);
+  place.isJournalAway =
+      CurrentChoice().isHostsOwn && choice.kind == EventLogKind::kStore && JournalIsInstalled();
+  return place;
+}
+
 std::string EventStorePath() {
-  const std::optional<EventStoreChoice> store = ChosenEventStore();
-  return store ? store->path : std::string();
+  const EventLogChoice choice = ChosenEventLog();
+  return choice.kind == EventLogKind::kStore ? choice.store.path : std::string();
 }
 
 }  // namespace Ondrel::Host

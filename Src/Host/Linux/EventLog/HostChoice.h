@@ -2,11 +2,19 @@
 
 #include "Host/Linux/EventLog/EventStore.h"
 
-#include <optional>
+#include <Ondrel/Host.h>
+
+#include <string>
 
 namespace Ondrel::Host {
 
-/// The event store that a log opened now lives in; nothing when it is the journal.
-std::optional<EventStoreChoice> ChosenEventStore();
+/// Where a log that is opened now lives.
+struct EventLogChoice {
+  EventLogKind kind;
+  EventStoreChoice store;
+  std::string files;  // Folder or file of the journal files.
+};
+
+EventLogChoice ChosenEventLog();
 
 }  // namespace Ondrel::Host

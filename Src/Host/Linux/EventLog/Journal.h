@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Host/EventHistory.h"
 #include "Host/Linux/EventLog/EventLogBackend.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 /// The system event log on a host with a systemd journal.
 ///
@@ -19,10 +21,26 @@ namespace Ondrel::Host {
 /// True when the journal takes entries: its socket exists and somebody listens there.
 bool JournalIsThere();
 
-/// Opens the journal for reading. Null with the reason in `error` when that fails.
-std::unique_ptr<OpenedLog> OpenJournal(ULong& error);
+/// Opens the journal for reading, or journal files where `path` leads to them. Null with the reason
+/// in `error` when that fails.
+std::unique_ptr<OpenedLog> OpenJournal(const std::string& path, ULong& error);
 
-/// A source that writes to the journal under the identifier `source`.
-std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source);
+/// A source that writes to the journal under the identifier `source`. Where `token` is not empty,
+/// each entry has it in a field of its own, by which it can be found again.
+std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source,
+                                                        const std::string& token = "");
+
+/// The records of the journal, or of journal files.
+std::unique_ptr<EventHistory> OpenJournalHistory(const std::string& path,
+                                                 const EventLogRange& range, ULong& error);
+
+/// A source whose entries are read back.
+std::unique_ptr<CheckedSource> OpenCheckedJournalSource(const std::string& source, ULong& error);
+
+/// What stands in the journal, or in journal files, under the name "journal".
+ULong SummarizeJournal(const std::string& path, std::vector<EventLogSummary>& logs);
+
+/// True where this host has a journal, be it served at the moment or not.
+bool JournalIsInstalled();
 
 }  // namespace Ondrel::Host

@@ -8,6 +8,9 @@ namespace Ondrel::Host {
 
 inline constexpr char kJournalSocket[] = "/run/systemd/journal/socket";
 
+// An event's MESSAGE_ID is this and its full id in hexadecimal; the catalogue file explains it.
+inline constexpr char kMessageIdPrefix[] = "9c5d6a7e3f1b4c2e8a41d07b";
+
 inline constexpr char kIdField[] = "ONDREL_EVENT_ID";              // Full id, in plain decimal.
 inline constexpr char kTypeField[] = "ONDREL_EVENT_TYPE";          // In plain decimal.
 inline constexpr char kCategoryField[] = "ONDREL_EVENT_CATEGORY";  // Only where it is not 0.
@@ -17,6 +20,9 @@ inline constexpr char kDataField[] = "ONDREL_DATA";  // Raw bytes, where there a
 // Id, type, category, number of strings and bytes of data, in plain decimal with spaces between: a
 // reader finds all of them with one look, and knows what not to look for.
 inline constexpr char kHeadField[] = "ONDREL_EVENT";
+
+// Random, in the entries of a report that is to be read back.
+inline constexpr char kTokenField[] = "ONDREL_REPORT";
 
 inline constexpr WORD kErrorType = 1;
 inline constexpr WORD kWarningType = 2;

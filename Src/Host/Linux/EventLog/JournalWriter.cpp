@@ -9,6 +9,7 @@
 #include <systemd/sd-journal.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -21,13 +22,15 @@ namespace {
 
 class JournalSource final : public RegisteredSource {
 public:
-  explicit JournalSource(const std::string& identifier) : m_identifier(identifier) {}
+  JournalSource(const std::string& identifier, const std::string& token)
+      : m_identifier(identifier), m_token(token) {}
 
   ULong Report(const EventToWrite& event) override {
     std::vector<std::string> fields;
     fields.push_back(Message(event.strings));
     fields.push_back("PRIORITY=" + std::to_string(PriorityOfType(event.type)));
     fields.push_back("SYSLOG_IDENTIFIER=" + m_identifier);
+    fields.push_back(MessageId(event.id));
     fields.push_back(Field(kIdField, std::to_string(event.id)));
     fields.push_back(Field(kTypeField, std::to_string(event.type)));
     fields.push_back(Field(kHeadField, Head(event)));
@@ -39,6 +42,7 @@ public:
       fields.push_back(Field(kDataField, ""));
       fields.back().append(reinterpret_cast<const char*>(event.data.data()), event.data.size());
     }
+    if (!m_token.empty()) fields.push_back(Field(kTokenField, m_token));
     return Send(fields);
   }
 
@@ -51,6 +55,12 @@ private:
       message.append(strings[i]);
     }
     return message;
+  }
+
+  static std::string MessageId(ULong id) {
+    char digits[9];
+    std::snprintf(digits, sizeof digits, "%08x", id);
+    return std::string("MESSAGE_ID=") + kMessageIdPrefix + digits;
   }
 
   static std::string Head(const EventToWrite& event) {
@@ -70,10 +80,13 @@ private:
     parts.reserve(fields.size());
     for (std::string& field : fields) parts.push_back({field.data(), field.size()});
     const int outcome = sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
+    // The socket is there and nobody listens.
+    if (outcome == -ECONNREFUSED) return ERROR_FILE_NOT_FOUND;
     return outcome == 0 ? ERROR_SUCCESS : ErrorFromErrno(-outcome);
   }
 
   std::string m_identifier;
+  std::string m_token;
 };
 
 }  // namespace
@@ -87,8 +100,14 @@ bool JournalIsThere() {
          connect(probe.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source) {
-  return std::make_unique<JournalSource>(source);
+bool JournalIsInstalled() {
+  // As sd_booted(3) has it: a host that systemd has started has a journal.
+  return access("/run/systemd/system", F_OK) == 0 || access(kJournalSocket, F_OK) == 0;
+}
+
+std::unique_ptr<RegisteredSource> RegisterJournalSource(const std::string& source,
+                                                        const std::string& token) {
+  return std::make_unique<JournalSource>(source, token);
 }
 
 }  // namespace Ondrel::Host

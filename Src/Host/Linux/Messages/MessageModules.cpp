@@ -26,6 +26,7 @@ namespace Ondrel::Host {
 namespace {
 
 constexpr ULong kErrorNoWorkDone = 235;
+constexpr ULong kForeignEntryId = 0x20000000;
 constexpr ULong kDataFileFlags = LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
 
 using ModuleTable = std::vector<std::byte>;
@@ -47,6 +48,8 @@ MessageSection ReadMessageFile(const char* path) {
 }
 
 std::optional<std::string> FindSystemMessage(ULong id) {
+  // An entry that another program wrote into the journal is its one text.
+  if (id == kForeignEntryId) return "%1\r\n";
   const int errnoValue = ErrnoFromError(id);
   if (errnoValue == 0 && id != ERROR_SUCCESS) return std::nullopt;
   return std::generic_category().message(errnoValue) + "\r\n";

@@ -439,6 +439,19 @@ TEST_F(SystemLogReader, BlockIsGrownBeforeAReadIsGivenMoreBytesThanItHolds) {
                           "GetLastError()"));
 }
 
+TEST_F(SystemLogReader, BlockIsGrownForAReadOfOneByteMoreAndNotForOneThatFits) {
+  host.FailRead(122, 65535);
+  host.AnswerRead("");
+  reader.ReadEvents(9, 0, 512);
+  host.TakeCalls();
+  host.AnswerRead("");
+  reader.ReadEvents(9, 0, 65535);
+  EXPECT_THAT(host.TakeCallsOf("Reallocate"), IsEmpty());
+  host.AnswerRead("");
+  reader.ReadEvents();
+  EXPECT_THAT(host.TakeCallsOf("Reallocate"), ElementsAre("Reallocate(block, 65536)"));
+}
+
 TEST_F(SystemLogReader, BlockThatWasGrownBeforeAReadKeepsItsSize) {
   host.FailRead(122, 600);
   for (int read = 0; read < 3; ++read) host.AnswerRead("");

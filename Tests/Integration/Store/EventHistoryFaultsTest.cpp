@@ -1,0 +1,289 @@
+#include "EventHistoryFixture.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <sched.h>
+#include <set>
+#include <string>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <thread>
+#include <vector>
+
+namespace Ondrel {
+namespace {
+
+using Host::CEventLogReader;
+using Host::CEventLogWait;
+using Host::EventLogItem;
+using Host::EventLogItemKind;
+using Host::EventLogRange;
+using std::chrono::milliseconds;
+using Testing::ChildProcess;
+using Testing::NumberPipe;
+using Testing::SourceHandle;
+
+class EventHistoryFaults : public Testing::EventHistoryFixture {};
+
+/// Numbers that a process and its children share.
+struct Shared {
+  std::atomic<int> reported{0};
+  std::atomic<int> acknowledged{0};
+};
+
+class SharedNumbers {
+public:
+  SharedNumbers()
+      : m_numbers(new (mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Shared()) {}
+  ~SharedNumbers() { munmap(m_numbers, sizeof *m_numbers); }
+
+  SharedNumbers(const SharedNumbers&) = delete;
+  SharedNumbers& operator=(const SharedNumbers&) = delete;
+
+  Shared* operator->() const { return m_numbers; }
+
+private:
+  Shared* m_numbers;
+};
+
+// The number that a record's text "0 N" says.
+int SaidBy(const EventLogItem& item) { return std::stoi(item.record.strings.at(0).substr(2)); }
+
+TEST_F(EventHistoryFaults, AFollowerMissesNothingOfWritersThatAreKilledTwoHundredTimes) {
+  constexpr int kKills = 200;
+  ReportSome(0);
+  SharedNumbers numbers;
+  NumberPipe followed;
+  ChildProcess follower([&followed]() -> int {
+    followed.CloseReading();
+    CEventLogWait wait;
+    CEventLogReader reader;
+    if (wait.Open("Log") != 0 || reader.Open("Log", {}) != 0) return 1;
+    std::vector<EventLogItem> items;
+    for (;;) {
+      if (reader.Read(items) != 0) return 2;
+      for (const EventLogItem& item : items) {
+        if (item.kind != EventLogItemKind::kRecord) return 3;
+        if (SaidBy(item) < 0) return 0;
+        followed.Put(SaidBy(item));
+      }
+      if (items.empty()) wait.Wait(milliseconds(1000));
+    }
+  });
+  followed.CloseWriting();
+
+  std::vector<int> all;
+  std::thread taking([&] {
+    for (int number = 0; followed.Get(number);) all.push_back(number);
+  });
+  std::mt19937 random(17);
+  std::vector<int> acknowledged;
+  for (int kill = 0; kill < kKills; ++kill) {
+    const int before = numbers->acknowledged;
+    ChildProcess writer([this, &numbers]() -> int {
+      const SourceHandle source(Operations(), "Log");
+      for (;;) {
+        const int number = numbers->reported++;
+        if (source.Report("0 " + std::to_string(number)) != 0) return 1;
+        numbers->acknowledged = number + 1;
+      }
+    });
+    for (int i = 0; numbers->acknowledged == before && i < 5000; ++i)
+      std::this_thread::sleep_for(milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
+    ASSERT_EQ(writer.Kill(), -SIGKILL) << kill;
+  }
+  {
+    const SourceHandle source(Operations(), "Log");
+    ASSERT_EQ(source.Report("0 -1"), 0u);
+  }
+  EXPECT_EQ(follower.Wait(), 0);
+  taking.join();
+
+  // Each was read once and in order; those that are not there were never acknowledged: at most one
+  // for each kill.
+  EXPECT_TRUE(std::ranges::is_sorted(all, std::less_equal<>()));
+  EXPECT_LE(numbers->reported - static_cast<int>(all.size()), kKills);
+  EXPECT_GE(static_cast<int>(all.size()), numbers->acknowledged - kKills);
+}
+
+TEST_F(EventHistoryFaults, CapacityTurnedOverUnderAFollowerIsNamedToTheLastNumber) {
+  constexpr int kReports = 20'000;
+  Host::UseEventStore(Path(), Host::kMinEventStoreCapacity);
+  CEventLogReader reader = Opened();
+  ChildProcess writer([this] { return WriteAll("Log", 0, kReports); });
+  std::uint64_t next = 1;
+  std::uint64_t missed = 0;
+  std::vector<EventLogItem> items;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  while (next <= kReports && std::chrono::steady_clock::now() < deadline) {
+    ASSERT_EQ(reader.Read(items, 8), 0u);
+    for (const EventLogItem& item : items) {
+      if (item.kind == EventLogItemKind::kRecord) {
+        ASSERT_EQ(item.record.number, next);
+        ASSERT_EQ(SaidBy(item) + 1, static_cast<int>(next));
+        ++next;
+        continue;
+      }
+      ASSERT_EQ(item.kind, EventLogItemKind::kMissed);
+      ASSERT_EQ(item.first, next);
+      missed += item.last - item.first + 1;
+      next = item.last + 1;
+    }
+    // Slower than the writer, so that it is outrun.
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  EXPECT_EQ(writer.Wait(), 0);
+  EXPECT_EQ(next, kReports + 1u);
+  EXPECT_GT(missed, 0u);
+}
+
+TEST_F(EventHistoryFaults, AFullFileSystemUnderAFollowerLosesNothingThatWasKept) {
+  ChildProcess child([this]() -> int {
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", Folder().Path().c_str(), "tmpfs", 0, "size=1m") != 0)
+      return 10;
+    const std::string ballast = Folder().Write("ballast", std::string(300'000, 'b'));
+    CEventLogReader reader;
+    if (reader.Open("Log", {}) != 0) return 11;
+    Host::CEventLogWriter writer;
+    if (writer.Open("Log") != 0) return 12;
+    std::uint64_t kept = 0;
+    std::uint64_t read = 0;
+    std::vector<EventLogItem> items;
+    const auto follow = [&] {
+      do {
+        if (reader.Read(items) != 0) return false;
+        for (const EventLogItem& item : items)
+          if (item.kind != EventLogItemKind::kRecord || item.record.number != ++read) return false;
+      } while (!items.empty());
+      return read == kept;
+    };
+    for (;;) {
+      const Host::EventLogReport report =
+          writer.Report(10471, 1, "0 " + std::to_string(kept) + std::string(200, 'x'));
+      if (report.error == ERROR_DISK_FULL) break;
+      if (report.error != 0 || report.number != ++kept) return 13;
+      if (kept % 50 == 0 && !follow()) return 14;
+    }
+    if (!follow()) return 15;
+    // As long as it is full every report says so, and none is shown.
+    for (int i = 0; i < 3; ++i)
+      if (writer.Report(10471, 1, std::string(8000, 'y')).error != ERROR_DISK_FULL) return 16;
+    if (!follow()) return 17;
+    std::filesystem::remove(ballast);
+    if (writer.Report(10471, 1, "0 again").error != 0) return 18;
+    ++kept;
+    return follow() ? 0 : 19;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}
+
+// The text of the N-th record of the stores that are damaged: long ones reach over several pages.
+std::string TextOf(std::uint64_t number) {
+  return "0 " + std::to_string(number) + std::string(number % 50 == 0 ? 9000 : 20, 'x');
+}
+
+constexpr std::uint64_t kDamagedRecords = 1500;
+
+// What is wrong with what a reader gave of a damaged store: each record has to be there as it was
+// reported, or to be named.
+std::string SilentLoss(const EventLogRange& range) {
+  std::vector<bool> isTold(kDamagedRecords + 1);
+  std::vector<bool> isGiven(kDamagedRecords + 1);
+  CEventLogReader reader;
+  if (reader.Open("Log", range) != 0) return {};
+  std::vector<EventLogItem> items;
+  for (int reads = 0; reads < 1000; ++reads) {
+    if (reader.Read(items) != 0) return {};
+    if (items.empty()) {
+      for (std::uint64_t number = 1; number <= kDamagedRecords; ++number)
+        if (!isTold[number]) return "nothing is said of " + std::to_string(number);
+      return {};
+    }
+    for (const EventLogItem& item : items) {
+      if (item.kind == EventLogItemKind::kReplaced) return {};
+      if (item.kind == EventLogItemKind::kRecord) {
+        const std::uint64_t number = item.record.number;
+        if (number < 1 || number > kDamagedRecords) return "a record that was never reported";
+        if (item.record.strings != std::vector<std::string>{TextOf(number)} ||
+            item.record.source != "Log" || item.record.eventType != 4)
+          return "a wrong record " + std::to_string(number);
+        if (isGiven[number]) return std::to_string(number) + " came twice";
+        isGiven[number] = isTold[number] = true;
+        continue;
+      }
+      for (std::uint64_t number = item.first; number <= std::min(item.last, kDamagedRecords);
+           ++number)
+        isTold[number] = true;
+    }
+  }
+  return "reading does not end";
+}
+
+TEST_F(EventHistoryFaults, ThreeHundredDamagedStoresLoseNothingInSilence) {
+  constexpr unsigned kStores = 300;
+  {
+    const SourceHandle source(Operations(), "Log");
+    for (std::uint64_t number = 1; number <= kDamagedRecords; ++number)
+      ASSERT_EQ(source.Report(TextOf(number)), 0u);
+  }
+  Testing::RunSql(Path(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  ASSERT_EQ(SilentLoss({}), "");
+  std::string sound;
+  {
+    std::ifstream file(Path(), std::ios::binary);
+    sound.assign(std::istreambuf_iterator<char>(file), {});
+  }
+
+  for (unsigned seed = 0; seed < kStores; ++seed) {
+    std::mt19937 random(seed);
+    std::string bytes = sound;
+    const auto place = [&] { return random() % bytes.size(); };
+    switch (seed % 5) {
+      case 0:  // A bit.
+        bytes[place()] ^= static_cast<char>(1 << random() % 8);
+        break;
+      case 1:  // Some bytes.
+        for (int i = 0; i < 8; ++i) bytes[place()] = static_cast<char>(random());
+        break;
+      case 2: {  // A page.
+        const std::size_t page = place() / 4096 * 4096;
+        for (std::size_t i = 0; i < 4096; ++i) bytes[page + i] = static_cast<char>(random());
+        break;
+      }
+      case 3: {  // A page that was never written.
+        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(place() / 4096 * 4096), 4096, '\0');
+        break;
+      }
+      default:  // The end.
+        bytes.resize(place() / 512 * 512);
+        break;
+    }
+    const std::string path = Folder().Path("damaged" + std::to_string(seed) + ".db");
+    {
+      std::ofstream file(path, std::ios::binary);
+      file << bytes;
+    }
+    Host::UseEventStore(path);
+    EventLogRange newestFirst;
+    newestFirst.isNewestFirst = true;
+    // A file cut to nothing is a store that is yet to be made: no record in it was lost by it.
+    if (!bytes.empty()) {
+      EXPECT_EQ(SilentLoss({}), "") << "seed " << seed;
+      EXPECT_EQ(SilentLoss(newestFirst), "") << "seed " << seed << ", newest first";
+    }
+    std::filesystem::remove(path);
+  }
+}
+
+}  // namespace
+}  // namespace Ondrel

@@ -1,0 +1,346 @@
+#include "Tool/Command.h"
+#include "Tool/LogRecords.h"
+#include "Tool/Options.h"
+#include "Tool/Output.h"
+
+#include <Pirsk/Strings.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace Tool {
+
+namespace {
+
+using Ondrel::Host::CEventLogImport;
+using Ondrel::Host::CEventLogReader;
+using Ondrel::Host::EventLogItem;
+using Ondrel::Host::EventLogItemKind;
+using Ondrel::Host::EventLogPlace;
+using Ondrel::Host::EventLogRecord;
+
+constexpr std::string_view kDigits =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+std::string Base64(std::string_view bytes) {
+  std::string text;
+  while (!bytes.empty()) {
+    const std::size_t taken = std::min<std::size_t>(bytes.size(), 3);
+    std::uint32_t group = 0;
+    for (std::size_t i = 0; i < 3; ++i)
+      group = group << 8 | (i < taken ? static_cast<unsigned char>(bytes[i]) : 0u);
+    for (std::size_t i = 0; i < 4; ++i)
+      text += i <= taken ? kDigits[group >> (18 - 6 * i) & 0x3F] : '=';
+    bytes.remove_prefix(taken);
+  }
+  return text;
+}
+
+std::optional<std::string> BytesOfBase64(std::string_view text) {
+  if (text.size() % 4 != 0) return std::nullopt;
+  std::string bytes;
+  while (!text.empty()) {
+    const std::string_view quad = text.substr(0, 4);
+    text.remove_prefix(4);
+    const std::size_t used = std::min(quad.find('='), quad.size());
+    if (used < 2 ||
+        (used < 4 && (!text.empty() || quad.substr(used).find_first_not_of('=') != quad.npos)))
+      return std::nullopt;
+    std::uint32_t group = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+      const std::size_t digit = i < used ? kDigits.find(quad[i]) : 0;
+      if (digit == kDigits.npos) return std::nullopt;
+      group = group << 6 | static_cast<std::uint32_t>(digit);
+    }
+    for (std::size_t i = 0; i + 1 < used; ++i)
+      bytes += static_cast<char>(group >> (16 - 8 * i) & 0xFF);
+  }
+  return bytes;
+}
+
+// A text as it is; what is not UTF-8 as {"base64": ...}, so that nothing is lost.
+void AppendText(std::string& line, const std::string& text) {
+  const bool isAscii = std::ranges::all_of(text, [](char c) { return (c & 0x80) == 0; });
+  if (isAscii || Pirsk::Strings::UTF8length(text) != std::numeric_limits<std::size_t>::max())
+    AppendJson(line, text);
+  else
+    line.append("{\"base64\":\"").append(Base64(text)).append("\"}");
+}
+
+class Exporter {
+public:
+  explicit Exporter(std::string log) { AppendText(m_log, log); }
+
+  void Add(const EventLogRecord& record) {
+    m_text.append("{\"jsonVersion\":")
+        .append(std::to_string(kJsonVersion))
+        .append(",\"log\":")
+        .append(m_log);
+    AddNumber(",\"recordNumber\":", record.number);
+    AddNumber(",\"timeGenerated\":", record.timeGenerated);
+    AddNumber(",\"timeWritten\":", record.timeWritten);
+    AddNumber(",\"eventID\":", record.eventID);
+    AddNumber(",\"eventType\":", record.eventType);
+    AddNumber(",\"category\":", record.category);
+    m_text.append(",\"source\":");
+    AppendText(m_text, record.source);
+    m_text.append(",\"computer\":");
+    AppendText(m_text, record.computer);
+    m_text.append(",\"strings\":[");
+    for (std::size_t i = 0; i < record.strings.size(); ++i) {
+      if (i > 0) m_text.append(",");
+      AppendText(m_text, record.strings[i]);
+    }
+    m_text.append("]");
+    if (!record.data.empty())
+      m_text.append(",\"data\":\"").append(Base64(record.data)).append("\"");
+    m_text.append("}\n");
+  }
+
+  bool WriteTo(std::ostream& output) {
+    output.write(m_text.data(), static_cast<std::streamsize>(m_text.size()));
+    m_text.clear();
+    return static_cast<bool>(output);
+  }
+
+private:
+  void AddNumber(const char* name, std::uint64_t number) {
+    m_text.append(name).append(std::to_string(number));
+  }
+
+  std::string m_log;
+  std::string m_text;
+};
+
+struct ExportOptions {
+  RecordChoice choice;
+  std::string output;
+};
+
+int ExportLog(const ExportOptions& options) {
+  const RecordFilter filter(options.choice);
+  const EventLogPlace place = KnownPlace();
+  Say("exporting " + options.choice.log + " of " + PlaceText(place));
+  const std::string what = "cannot read the log " + options.choice.log;
+  CEventLogReader reader;
+  CheckLog(reader.Open(options.choice.log, RangeOf(options.choice, place)), what);
+  std::ofstream file;
+  if (!options.output.empty()) {
+    file.open(options.output, std::ios::binary | std::ios::trunc);
+    if (!file) throw UsageError("cannot write to " + options.output);
+  }
+  std::ostream& output = options.output.empty() ? std::cout : file;
+  Exporter exporter(options.choice.log);
+  std::vector<EventLogItem> items;
+  bool isAnythingMissing = false;
+  std::uint64_t count = 0;
+  for (;;) {
+    const Ondrel::ULong error = reader.Read(items);
+    if (error != 0) output.flush();
+    CheckLog(error, what + " after " + std::to_string(count) + " records");
+    if (items.empty()) break;
+    for (const EventLogItem& item : items) {
+      if (item.kind != EventLogItemKind::kRecord) {
+        Say(NoteText(options.choice.log, item));
+        isAnythingMissing = true;
+      } else if (filter.Wants(item.record)) {
+        exporter.Add(item.record);
+        ++count;
+      }
+    }
+    if (!exporter.WriteTo(output)) break;
+  }
+  if (!output.flush()) {
+    Say("cannot write all records to " +
+        (options.output.empty() ? std::string("standard output") : options.output));
+    return kNegativeAnswer;
+  }
+  Say("exported " + std::to_string(count) + " records");
+  return isAnythingMissing ? kNegativeAnswer : kDone;
+}
+
+struct ImportOptions {
+  std::string file;
+  std::string log;
+  bool isRenumbered = false;
+};
+
+// Reads a text of an exported record.
+bool TakeText(const Json& value, std::string& text) {
+  if (value.is_string()) {
+    text = value.get<std::string>();
+    return text.find('\0') == text.npos;
+  }
+  if (!value.is_object() || !value.contains("base64") || !value["base64"].is_string()) return false;
+  std::optional<std::string> bytes = BytesOfBase64(value["base64"].get<std::string>());
+  if (!bytes || bytes->find('\0') != bytes->npos) return false;
+  text = std::move(*bytes);
+  return true;
+}
+
+// Reads an exported record; the words say what is wrong with it.
+std::string TakeRecord(const Json& line, std::string& log, EventLogRecord& record) {
+  if (!line.is_object()) return "it is not a JSON object";
+  if (!line.contains("log") || !TakeText(line["log"], log)) return "\"log\" is not a text";
+  constexpr std::uint64_t kMost = std::numeric_limits<Ondrel::ULong>::max();
+  constexpr std::uint64_t kMostWord = std::numeric_limits<std::uint16_t>::max();
+  std::array<std::uint64_t, 6> numbers{};
+  constexpr std::array<std::pair<const char*, std::uint64_t>, 6> kNumbers = {
+      {{"recordNumber", kMost},
+       {"timeGenerated", kMost},
+       {"timeWritten", kMost},
+       {"eventID", kMost},
+       {"eventType", kMostWord},
+       {"category", kMostWord}}};
+  for (std::size_t i = 0; i < kNumbers.size(); ++i) {
+    const auto& [name, most] = kNumbers[i];
+    if (!line.contains(name) || !line[name].is_number_unsigned() ||
+        line[name].get<std::uint64_t>() > most)
+      return std::string("\"") + name + "\" is not a number of 0 to " + std::to_string(most);
+    numbers[i] = line[name].get<std::uint64_t>();
+  }
+  record.number = numbers[0];
+  record.timeGenerated = static_cast<Ondrel::ULong>(numbers[1]);
+  record.timeWritten = static_cast<Ondrel::ULong>(numbers[2]);
+  record.eventID = static_cast<Ondrel::ULong>(numbers[3]);
+  record.eventType = static_cast<Ondrel::ULong>(numbers[4]);
+  record.category = static_cast<Ondrel::ULong>(numbers[5]);
+  if (!line.contains("source") || !TakeText(line["source"], record.source))
+    return "\"source\" is not a text";
+  if (!line.contains("computer") || !TakeText(line["computer"], record.computer))
+    return "\"computer\" is not a text";
+  if (!line.contains("strings") || !line["strings"].is_array()) return "\"strings\" is not a list";
+  for (const Json& text : line["strings"])
+    if (!TakeText(text, record.strings.emplace_back())) return "\"strings\" has what is not a text";
+  if (line.contains("data")) {
+    std::optional<std::string> data;
+    if (line["data"].is_string()) data = BytesOfBase64(line["data"].get<std::string>());
+    if (!data) return "\"data\" is not Base64";
+    record.data = std::move(*data);
+  }
+  return {};
+}
+
+/// Adds records in steps: what was kept is known at any moment.
+class Importer {
+public:
+  explicit Importer(const ImportOptions& options) : m_options(options) {}
+
+  void Add(const std::string& log, EventLogRecord record) {
+    const std::string& name = m_options.log.empty() ? log : m_options.log;
+    if (m_options.isRenumbered) record.number = 0;
+    if (!m_records.empty() && name != m_name) Keep();
+    m_name = name;
+    m_records.push_back(std::move(record));
+    if (m_records.size() >= kStep) Keep();
+  }
+
+  void Keep() {
+    if (m_records.empty()) return;
+    auto [entry, isNew] = m_logs.try_emplace(m_name);
+    if (isNew) CheckLog(entry->second.Open(m_name), "cannot import into the log " + m_name);
+    const Ondrel::ULong error = entry->second.Add(m_records);
+    if (error == 87)
+      throw LogError("the log " + m_name + " has records up to or above number " +
+                         std::to_string(m_records.front().number) +
+                         " already, or the numbers do not rise; --renumber gives new ones (" +
+                         std::to_string(m_kept) + " records were kept)",
+                     error);
+    CheckLog(error, "records from number " + std::to_string(m_records.front().number) +
+                        " on of the log " + m_name + " were not kept (" + std::to_string(m_kept) +
+                        " before them were)");
+    m_kept += m_records.size();
+    m_records.clear();
+  }
+
+  std::uint64_t Kept() const { return m_kept; }
+
+  std::uint64_t Dropped() const {
+    std::uint64_t dropped = 0;
+    for (const auto& [name, log] : m_logs) dropped += log.Dropped();
+    return dropped;
+  }
+
+private:
+  static constexpr std::size_t kStep = 1000;
+
+  const ImportOptions& m_options;
+  std::map<std::string, CEventLogImport> m_logs;
+  std::string m_name;
+  std::vector<EventLogRecord> m_records;
+  std::uint64_t m_kept = 0;
+};
+
+int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
+  const EventLogPlace place = KnownPlace();
+  std::ifstream file;
+  const bool isStandardInput = options.file == "-";
+  if (!isStandardInput) file.open(options.file, std::ios::binary);
+  std::istream& input = isStandardInput ? std::cin : file;
+  if (!input) throw UsageError("cannot read " + options.file);
+
+  Importer importer(options);
+  std::uint64_t number = 0;
+  for (std::string text; std::getline(input, text);) {
+    ++number;
+    if (text.empty()) continue;
+    std::string log;
+    EventLogRecord record;
+    const std::string wrong = TakeRecord(Json::parse(text, nullptr, false), log, record);
+    if (!wrong.empty()) {
+      importer.Keep();
+      Say("line " + std::to_string(number) + " of " + options.file +
+          " is not an exported record: " + wrong + "; " + std::to_string(importer.Kept()) +
+          " records before it were kept");
+      return kNegativeAnswer;
+    }
+    importer.Add(log, std::move(record));
+  }
+  importer.Keep();
+  const std::uint64_t dropped = importer.Dropped();
+  if (globals.json)
+    PrintJson({{"kept", importer.Kept()}, {"dropped", dropped}, {"place", JsonOfPlace(place)}});
+  else
+    std::cout << "Imported " << importer.Kept() << " records into " << PlaceText(place) << '\n';
+  if (dropped == 0) return kDone;
+  Say(std::to_string(dropped) +
+      " of the oldest records had to make room: the store is at its capacity");
+  return kNegativeAnswer;
+}
+
+}  // namespace
+
+Work AddLogExportCommand(CLI::App& app) {
+  app.footer(
+      "Each line holds one record with all that it says, for 'log import' or another program.\n"
+      "TIME is as for 'log show'. Exit status 1: records are damaged or missing, or could not be\n"
+      "written.\n");
+  const auto options = std::make_shared<ExportOptions>();
+  AddRecordChoice(app, options->choice);
+  app.add_option("--output", options->output, "Write to this file (default: standard output)")
+      ->type_name("FILE");
+  return [options](const GlobalOptions&) { return ExportLog(*options); };
+}
+
+Work AddLogImportCommand(CLI::App& app) {
+  app.footer(
+      "Records keep their numbers, times, sources and computers. The numbers have to lie above\n"
+      "those that a log has given; --renumber gives the next ones instead. Exit status 1: a line\n"
+      "is not a record, or the oldest records had to make room.\n");
+  const auto options = std::make_shared<ImportOptions>();
+  app.add_option("FILE", options->file, "File of 'log export', or - for standard input")
+      ->required();
+  app.add_option("--log", options->log, "Log for all records (default: each record's own)")
+      ->type_name("LOG");
+  app.add_flag("--renumber", options->isRenumbered, "Give new record numbers");
+  return [options](const GlobalOptions& globals) { return ImportRecords(globals, *options); };
+}
+
+}  // namespace Tool
