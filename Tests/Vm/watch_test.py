@@ -143,13 +143,13 @@ class WatchTest(MachineTestCase):
                 raise AssertionError(f"missing {missing} in {seen}\n{log}")
             time.sleep(0.2)
 
-    def create(self, name, level, *numbers, spares=0, more=""):
+    def create(self, name, level, *numbers, spares=0):
         nodes = " ".join(self.node(number) for number in numbers)
         self.machine.check(
             f"mdadm --create /dev/{name} --run {'' if level == 0 else '--assume-clean '}"
             f"--metadata=1.2 --homehost=any "
             f"--level={level} --raid-devices={len(numbers) - spares} "
-            f"--spare-devices={spares} {more} {nodes}")
+            f"{f'--spare-devices={spares} ' if spares else ''}{nodes}")
 
     def idle(self, name):
         self.machine.wait_for(f"grep -q idle /sys/block/{name}/md/sync_action")
@@ -196,15 +196,17 @@ class WatchTest(MachineTestCase):
 
     def test_c_checks_end_are_cancelled_and_find_differences(self):
         self.create("md3", 1, 3, 4)
+        # A check that is over before the service looks cannot be told from the one before it.
+        self.machine.check("echo 10000 >/sys/block/md3/md/sync_speed_max")
         after = self.last_event()
         self.machine.check("echo check >/sys/block/md3/md/sync_action")
         self.wait_for_events(after, (10060, 2), (10061, 2))
         after = self.last_event()
-        self.machine.check("echo 200 >/sys/block/md3/md/sync_speed_max; "
+        self.machine.check("echo 10000 >/sys/block/md3/md/sync_speed_max; "
                            "echo check >/sys/block/md3/md/sync_action")
         self.wait_for_events(after, (10060, 2))
-        self.machine.check("sleep 1; echo idle >/sys/block/md3/md/sync_action; "
-                           "echo system >/sys/block/md3/md/sync_speed_max")
+        self.machine.check("usleep 1800000; echo idle >/sys/block/md3/md/sync_action; "
+                           "echo 10000 >/sys/block/md3/md/sync_speed_max")
         self.wait_for_events(after, (10063, 2))
         after = self.last_event()
         self.machine.check(f"dd if=/dev/urandom of={self.node(4)} bs=1M seek=20 count=1 conv=fsync; "

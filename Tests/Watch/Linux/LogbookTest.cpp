@@ -1,0 +1,57 @@
+#include "Support/TemporaryFolder.h"
+#include "Tool/Watch/Linux/Logbook.h"
+
+#include <Ondrel/Host.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+namespace Tool::Watch {
+namespace {
+
+using Ondrel::Testing::TemporaryFolder;
+using testing::Not;
+
+class Logbook : public testing::Test {
+protected:
+  Logbook() {
+    UseEventLog({.name = "RAID", .store = m_folder.Path("events.db"), .isJournal = false});
+  }
+  ~Logbook() override { Ondrel::Host::UseHostEventLog(); }
+
+  static StoredEvent EventOf(const std::string& text) {
+    StoredEvent event;
+    event.time = std::time(nullptr);
+    event.event.code = 10471;
+    event.event.severity = 4;
+    event.event.text = text;
+    return event;
+  }
+
+  TemporaryFolder m_folder;
+};
+
+TEST_F(Logbook, AnEventThatWasWrittenIsInTheLog) {
+  EXPECT_FALSE(IsInLog("RAID", EventOf("it failed")));
+  EXPECT_EQ("", WriteEvent("RAID", EventOf("it failed")));
+  EXPECT_TRUE(IsInLog("RAID", EventOf("it failed")));
+  EXPECT_FALSE(IsInLog("RAID", EventOf("another")));
+  EXPECT_FALSE(IsInLog("Other", EventOf("it failed")));
+}
+
+TEST_F(Logbook, AnEventOfLongAgoIsNotTakenForThisOne) {
+  ASSERT_EQ("", WriteEvent("RAID", EventOf("it failed")));
+  StoredEvent later = EventOf("it failed");
+  later.time += 100;
+  EXPECT_FALSE(IsInLog("RAID", later));
+}
+
+TEST_F(Logbook, ALogThatCannotBeWrittenSaysWhy) {
+  UseEventLog({.name = "RAID", .store = m_folder.Path("no/folder/events.db"), .isJournal = false});
+  EXPECT_THAT(WriteEvent("RAID", EventOf("it failed")), Not(testing::IsEmpty()));
+}
+
+}  // namespace
+}  // namespace Tool::Watch
