@@ -117,6 +117,41 @@ TEST(Child, ThatHangsIsEndedAfterItsTime) {
   EXPECT_EQ(-1, child.ExitStatus());
 }
 
+// Running, as opposed to gone or only waiting to be reaped.
+bool IsRunning(const std::string& process) {
+  std::ifstream file("/proc/" + process + "/stat");
+  std::string stat;
+  std::getline(file, stat);
+  const std::size_t end = stat.rfind(") ");
+  return end != std::string::npos && stat[end + 2] != 'Z' && stat[end + 2] != 'X';
+}
+
+TEST(Child, ThatHangsDiesWithItsParent) {
+  // The parent is a child itself, which passes on the number of its own child.
+  Child parent(
+      [](int output) {
+        Child hanging(
+            [](int own) {
+              const std::string number = std::to_string(::getpid()) + "\n";
+              if (::write(own, number.data(), number.size()) < 0) return 1;
+              return static_cast<int>(::pause());
+            },
+            Child::Clock::now() + 60s);
+        while (hanging.Output().find('\n') == std::string::npos)
+          hanging.Advance(Child::Clock::now());
+        if (::write(output, hanging.Output().data(), hanging.Output().size()) < 0) return 1;
+        return static_cast<int>(::pause());
+      },
+      Child::Clock::now() + 60s);
+  while (parent.Output().find('\n') == std::string::npos) parent.Advance(Child::Clock::now());
+  const std::string hanging = parent.Output().substr(0, parent.Output().find('\n'));
+  EXPECT_TRUE(IsRunning(hanging));
+  parent.Kill();
+  const auto deadline = Child::Clock::now() + 10s;
+  while (IsRunning(hanging) && Child::Clock::now() < deadline) ::usleep(10000);
+  EXPECT_FALSE(IsRunning(hanging));
+}
+
 TEST(Child, AProgramGetsTheEventAsVariablesAndOnItsInput) {
   const TemporaryFolder folder;
   const std::string program =
