@@ -5,12 +5,14 @@
 #include "Tool/Output.h"
 #include "Tool/StandardOutput.h"
 #include "Tool/Suggestion.h"
+#include "Tool/TimeLimit.h"
 
 #include <Pirsk/ModuleInfo.h>
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <new>
 
@@ -232,6 +234,7 @@ int RunLine(const std::vector<std::string>& words) {
   try {
     const int status = ReadAndRun(words);
     output.Finish();
+    if (IsWorkLeftBehind()) std::_Exit(status);
     return status;
   } catch (const ReaderGone&) {
     return kReaderGone;

@@ -1,6 +1,7 @@
 #include "Tool/DriveStatus.h"
 
 #include "Tool/Names.h"
+#include "Tool/Suggestion.h"
 
 #include <CLI/Error.hpp>
 #include <CLI/Validators.hpp>
@@ -9,6 +10,7 @@
 #include <array>
 #include <limits>
 #include <string_view>
+#include <vector>
 
 namespace Tool {
 
@@ -35,10 +37,9 @@ constexpr std::array kSeverities = {
     NamedSeverity{Ondrel::kSeverityError, "error"},
 };
 
-std::string KnownNames() {
-  std::string names;
-  for (const Ondrel::DriveStatus status : kStatuses)
-    names.append(names.empty() ? "" : ", ").append(StatusName(status));
+std::vector<std::string> KnownNames() {
+  std::vector<std::string> names;
+  for (const Ondrel::DriveStatus status : kStatuses) names.push_back(StatusName(status));
   return names;
 }
 
@@ -48,11 +49,10 @@ std::int32_t StatusOf(const std::string& positional, const std::string& text) {
 
   const auto number = ParseNumber(text, std::numeric_limits<std::int32_t>::min(),
                                   std::numeric_limits<std::int32_t>::max());
-  if (!number) {
-    throw CLI::ValidationError(positional,
-                               "\"" + text + "\" is neither a number nor one of " + KnownNames());
-  }
-  return static_cast<std::int32_t>(*number);
+  for (const Ondrel::DriveStatus status : kStatuses)
+    if (number == status) return status;
+  throw CLI::ValidationError(
+      positional, "\"" + OneLine(text) + "\" is not a status" + Suggestion(text, KnownNames()));
 }
 
 std::string NameAndCode(std::int32_t status) {
@@ -71,7 +71,7 @@ void AddStatusChange(CLI::App& app, StatusChange& target) {
   app.add_option_function<std::string>(
          "OLD",
          [&target](const std::string& text) { target.change.OldStatus = StatusOf("OLD", text); },
-         "Status before the change, a name or a number")
+         "Status before the change, a name in any case or a number")
       ->required()
       ->type_name("STATUS");
   app.add_option_function<std::string>(

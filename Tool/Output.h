@@ -2,6 +2,7 @@
 
 #include "Tool/Command.h"
 
+#include <concepts>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -18,7 +19,7 @@ void Answer(const GlobalOptions& globals, const Json& json, const std::string& t
 
 /// The same for a large result, of which only the form that is asked for is made: `makeJson` yields
 /// JSON, `printText` prints to a stream.
-template <class MakeJson, class PrintText>
+template <std::invocable MakeJson, std::invocable<std::ostream&> PrintText>
 void Answer(const GlobalOptions& globals, MakeJson&& makeJson, PrintText&& printText);
 
 /// Prints one JSON object on a line of its own, behind "jsonVersion" as its first member, and
@@ -50,7 +51,7 @@ std::string TimeText(std::uint32_t secondsSince1970);
 /// A PCI location as "0000:00:1f.2".
 std::string PciLocation(int segment, int bus, int device, int function);
 
-template <class MakeJson, class PrintText>
+template <std::invocable MakeJson, std::invocable<std::ostream&> PrintText>
 void Answer(const GlobalOptions& globals, MakeJson&& makeJson, PrintText&& printText) {
   if (globals.json)
     PrintJson(makeJson());

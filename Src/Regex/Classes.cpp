@@ -102,6 +102,7 @@ ElxInterface* CPatternT::BuildCharacterClass(std::uint32_t flags) {
   CRangeElxT<char>* const range =
       Keep(std::make_unique<CRangeElxT<char>>(IsRightToLeft(flags), !isInverted));
   while (!m_lexer.current.Is(']') && !m_lexer.current.IsEnd()) AddClassItem(*range, flags);
+  if (m_lexer.current.IsEnd()) m_isUnbalanced = true;
   NextToken();
   if (IgnoresCase(flags)) AddOtherCases(*range);
   range->MakeTable();
@@ -125,6 +126,7 @@ ElxInterface* CPatternT::BuildPosixClass(std::uint32_t flags) {
   std::string text;
   for (; !m_lexer.current.Is(']') && !m_lexer.current.IsEnd(); NextToken())
     text += m_lexer.current.character;
+  if (m_lexer.current.IsEnd()) m_isUnbalanced = true;
   NextToken();
 
   std::string_view name = text;

@@ -52,7 +52,7 @@ void CPatternT::Clear() {
   m_stock = {};
   m_nesting = 0;
   m_deepest = 1;
-  m_isTooDeep = false;
+  m_isTooDeep = m_isUnbalanced = false;
   m_shortcuts = {};
 }
 
@@ -68,6 +68,7 @@ void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_
     m_isTooDeep = true;
     return;
   }
+  if (!m_lexer.current.IsEnd()) m_isUnbalanced = true;
   m_groups.Prepare(0, nullptr);
   m_groups[0] = m_root;
   m_numberedTableSize = m_groups.Size();

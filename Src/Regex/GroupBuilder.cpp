@@ -46,7 +46,10 @@ ElxInterface* CPatternT::BuildGroup(std::uint32_t& flags) {
   }
   NextToken();
   ElxInterface* const group = BuildGroupContent(flags);
-  if (m_lexer.current.Is(')')) NextToken();
+  if (m_lexer.current.Is(')'))
+    NextToken();
+  else
+    m_isUnbalanced = true;
   return group;
 }
 

@@ -6,6 +6,8 @@
 #include <array>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// The pattern engine: backtracking over a tree of element objects.
 ///
@@ -95,6 +97,13 @@ public:
   /// Whether the pattern nests groups, or classes, deeper than `kDeepestNesting`, which the call
   /// stack may not hold. Such a pattern never matches.
   bool IsTooDeep() const { return m_isTooDeep; }
+
+  /// Whether a group or a class is not closed, or a ")" closes nothing. What such a pattern means
+  /// is fixed all the same; who asks a person for one may refuse it.
+  bool IsUnbalanced() const { return m_isUnbalanced; }
+
+  /// The named groups in the order of the pattern, each with its number.
+  std::vector<std::pair<std::string, std::int64_t>> NamedGroups() const;
 
   /// Takes the long way from now on, for comparing.
   void ForgetShortcuts();
@@ -235,6 +244,7 @@ private:
   std::int64_t m_nesting = 0;
   std::int64_t m_deepest = 1;
   bool m_isTooDeep = false;
+  bool m_isUnbalanced = false;
   Shortcuts m_shortcuts;
 };
 

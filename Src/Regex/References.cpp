@@ -94,4 +94,16 @@ void CPatternT::ResolveNames(const NameTable& names) {
   }
 }
 
+std::vector<std::pair<std::string, std::int64_t>> CPatternT::NamedGroups() const {
+  std::vector<std::pair<std::string, std::int64_t>> groups;
+  for (std::ptrdiff_t i = 0; i < m_namedGroups.Size(); ++i) {
+    if (m_namedGroups[i] == nullptr) continue;
+    const CBracketElxT<char>& opening = *OpeningBracket(*m_namedGroups[i]);
+    groups.emplace_back(
+        std::string(opening.m_name.Data(), static_cast<std::size_t>(opening.m_name.Size())),
+        opening.m_group);
+  }
+  return groups;
+}
+
 }  // namespace Pirsk::Regex

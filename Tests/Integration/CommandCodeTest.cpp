@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <map>
+#include <string>
 
 namespace Ondrel::Testing {
 namespace {
@@ -39,6 +41,9 @@ INSTANTIATE_TEST_SUITE_P(
         CodeRow{"Property", "property", "2147483647", "2147483647  UNSPECIFIED\n"},
         CodeRow{"Value", "value", "40093", "40093  OPERATIONAL\n"},
         CodeRow{"Hexadecimal", "event", "0x28E7", "10471  PD_STATE_CHANGE_OP_TO_FAIL\n"},
+        CodeRow{"ByItsFullId", "event", "0x200028E7", "10471  PD_STATE_CHANGE_OP_TO_FAIL\n"},
+        CodeRow{"ByAPartOfItsName", "value", "dedicated_hotspare_s",
+                "40179  DEDICATED_HOTSPARE_SMART\n"},
         CodeRow{"EmptyName", "value", "0", "0  \"\"\n"},
         CodeRow{"ByName", "event", "PD_STATE_CHANGE_OP_TO_FAIL",
                 "10471  PD_STATE_CHANGE_OP_TO_FAIL\n"},
@@ -61,7 +66,9 @@ TEST_F(CommandCodes, ShowsAllCodesOfANameAsJson) {
 
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(ParseAnswer(result.output),
-            json({{"OperationCodeNames", {{"50108", "ADD_SERVER"}, {"50500", "ADD_SERVER"}}}}));
+            json({{"codes",
+                   {{{"vocabulary", "operation"}, {"code", 50108}, {"name", "ADD_SERVER"}},
+                    {{"vocabulary", "operation"}, {"code", 50500}, {"name", "ADD_SERVER"}}}}}));
 }
 
 TEST_F(CommandCodes, SaysThatACodeIsNotListed) {
@@ -76,14 +83,41 @@ TEST_F(CommandCodes, SaysThatANameIsNotListed) {
   const ProcessResult result = Run({"code", "property", "FRAME_END"});
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.output, "there is no property FRAME_END\n");
+  EXPECT_THAT(result.output, StartsWith("there is no property FRAME_END"));
 }
 
-TEST_F(CommandCodes, ShowsNoRowsAsAnEmptyObject) {
+TEST_F(CommandCodes, NamesTheNearestNameOfOneThatIsMisspelt) {
+  const ProcessResult result = Run({"code", "event", "PD_STATE_CHANGE_OP_TO_FIAL"});
+
+  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.output,
+            "there is no event PD_STATE_CHANGE_OP_TO_FIAL, did you mean "
+            "PD_STATE_CHANGE_OP_TO_FAIL?\n");
+}
+
+TEST_F(CommandCodes, ShowsAModuleErrorWithItsTextAndItsModule) {
+  const ProcessResult result = Run({"code", "error", "0x20050003"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.output,
+            "Cannot open system log (error 0x20050003, CANNOT_OPEN_SYSTEM_LOG)\n"
+            "  raised by ondrel P:7.10.2 F:7.10.2\n");
+  EXPECT_EQ(Run({"code", "error", "0x20050009"}).exitStatus, 1);
+}
+
+TEST_F(CommandCodes, SearchFindsNamesByAPartOfThem) {
+  const ProcessResult result = Run({"codes", "--search", "dedicated_hotspare_s", "value"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.output, "ValueCodeNames (1)\n40179  DEDICATED_HOTSPARE_SMART\n");
+  EXPECT_EQ(Run({"codes", "--search", "dedicated hotspare"}).exitStatus, 1);
+}
+
+TEST_F(CommandCodes, ShowsNoRowsAsAnEmptyArray) {
   const ProcessResult result = Run({"code", "error", "1", "--json"});
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(ParseAnswer(result.output), json({{"ErrorCodeNames", json::object()}}));
+  EXPECT_EQ(ParseAnswer(result.output), json({{"codes", json::array()}}));
 }
 
 TEST_F(CommandCodes, RefusesAnUnknownVocabulary) {
@@ -92,7 +126,7 @@ TEST_F(CommandCodes, RefusesAnUnknownVocabulary) {
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.output, "");
     EXPECT_THAT(result.errors,
-                HasSubstr("\"colour\" is none of error|operation|event|property|value"));
+                HasSubstr("\"colour\" is not one of error|operation|event|property|value"));
   }
 }
 
@@ -126,21 +160,22 @@ TEST_F(CommandCodes, ListsAllVocabulariesAsTables) {
 TEST_F(CommandCodes, ListsAVocabularyAsJson) {
   const json shown = ParseAnswer(Run({"codes", "event", "--json"}).output);
 
-  ASSERT_EQ(shown.size(), 1U);
-  EXPECT_EQ(shown["EventCodeNames"].size(), 1341U);
-  EXPECT_EQ(shown["EventCodeNames"]["10471"], "PD_STATE_CHANGE_OP_TO_FAIL");
+  ASSERT_EQ(shown["codes"].size(), 1341U);
+  const json failed = {
+      {"vocabulary", "event"}, {"code", 10471}, {"name", "PD_STATE_CHANGE_OP_TO_FAIL"}};
+  EXPECT_EQ(std::count(shown["codes"].begin(), shown["codes"].end(), failed), 1);
 }
 
 TEST_F(CommandCodes, ListsAllVocabulariesAsJson) {
   const json shown = ParseAnswer(Run({"codes", "--json"}).output);
 
-  EXPECT_EQ(shown.size(), 5U);
-  EXPECT_EQ(shown["ErrorCodeNames"].size(), 175U);
-  EXPECT_EQ(shown["OperationCodeNames"].size(), 161U);
-  EXPECT_EQ(shown["EventCodeNames"].size(), 1341U);
-  EXPECT_EQ(shown["PropertyCodeNames"].size(), 651U);
-  EXPECT_EQ(shown["ValueCodeNames"].size(), 658U);
-  EXPECT_EQ(shown["ValueCodeNames"]["0"], "");
+  std::map<std::string, int> counts;
+  for (const json& row : shown["codes"]) ++counts[row["vocabulary"]];
+  const std::map<std::string, int> expected = {
+      {"error", 175}, {"operation", 161}, {"event", 1341}, {"property", 651}, {"value", 658}};
+  EXPECT_EQ(counts, expected);
+  const json empty = {{"vocabulary", "value"}, {"code", 0}, {"name", ""}};
+  EXPECT_EQ(std::count(shown["codes"].begin(), shown["codes"].end(), empty), 1);
 }
 
 }  // namespace

@@ -59,6 +59,22 @@ TEST_F(CommandPartitions, ADiskThatIsNotThereHasNone) {
   EXPECT_EQ(result.output, "no partitions on Disk 4000000\n");
 }
 
+TEST_F(CommandPartitions, ADiskMayBeNamedByItsNumberOrItsDevice) {
+  EXPECT_EQ(ParseAnswer(Run({"--json", "partitions", "4000000"}).output)["device"], "Disk 4000000");
+  for (const json& disk : ParseAnswer(Run({"--json", "disks"}).output)["disks"]) {
+    EXPECT_EQ(ParseAnswer(Run({"--json", "partitions", disk["device"]}).output)["device"],
+              disk["disk"]);
+  }
+}
+
+TEST_F(CommandPartitions, WhatIsNotADiskIsRefused) {
+  for (const char* const name : {"", "Disk", "Disk x", "Disk -1", "0x0", "/dev/null", "disk 0"}) {
+    const ProcessResult result = Run({"partitions", name});
+    EXPECT_EQ(result.exitStatus, 2) << name;
+    EXPECT_THAT(result.errors, testing::HasSubstr("is not a disk")) << name;
+  }
+}
+
 TEST_F(CommandPartitions, ADiskHasToBeNamed) {
   const ProcessResult result = Run({"partitions"});
   EXPECT_EQ(result.exitStatus, 2);

@@ -36,7 +36,7 @@ TEST_F(Command, NamesTheEventOfAStatusChange) {
   EXPECT_EQ(result.errors, "");
 }
 
-TEST_F(Command, TakesGlobalOptionsBeforeAndBehindTheSubcommand) {
+TEST_F(Command, TakesGlobalOptionsBeforeAndAfterTheSubcommand) {
   const json expected = {{"kind", "pd"},
                          {"old", 40093},
                          {"oldName", "OPERATIONAL"},
@@ -109,11 +109,47 @@ TEST_F(Command, TakesStatusesInAnyCaseAndAsNumbers) {
   EXPECT_EQ(Run({"status", "ld", "40093", "0x9C9E"}).output, expected);
 }
 
-TEST_F(Command, ShowsAStatusWithoutANameAsItsNumber) {
-  const ProcessResult result = Run({"status", "pd", "-1", "0"});
+TEST_F(Command, RefusesANumberThatIsNotAStatus) {
+  for (const char* const number : {"-1", "0", "40100"}) {
+    const ProcessResult result = Run({"status", "pd", "OPERATIONAL", number});
+    EXPECT_EQ(result.exitStatus, 2) << number;
+    EXPECT_THAT(result.errors, HasSubstr("is not a status")) << number;
+  }
+}
 
-  EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.output, "-1 -> 0: there is no event for it\n");
+TEST_F(Command, NamesTheNearestOfWhatIsMisspelt) {
+  const std::pair<std::vector<std::string>, const char*> rows[] = {
+      {{"stauts", "pd", "1", "2"}, "did you mean status?"},
+      {{"log", "reprot"}, "did you mean report?"},
+      {{"status", "pd", "OPERTIONAL", "FAILED"}, "did you mean OPERATIONAL?"},
+      {{"status", "--jsno"}, "did you mean --json?"},
+      {{"help", "lgo"}, "did you mean log?"},
+      {{"code", "evnet", "1"}, "did you mean event?"},
+  };
+  for (const auto& [arguments, words] : rows) {
+    const ProcessResult result = Run(arguments);
+    EXPECT_EQ(result.exitStatus, 2) << words;
+    EXPECT_THAT(result.errors, HasSubstr(words));
+  }
+}
+
+TEST_F(Command, AFullDiskIsAFailureInWords) {
+  for (const char* const line : {"codes", "codes --json", "help", "status pd FAILED FAILED"}) {
+    const ProcessResult result =
+        RunProcess("/bin/sh", {"-c", std::string(ONDREL_COMMAND) + " " + line + " >/dev/full"});
+    EXPECT_EQ(result.exitStatus, 3) << line;
+    EXPECT_EQ(result.errors, "ondrel: cannot write to standard output: No space left on device\n")
+        << line;
+  }
+}
+
+TEST_F(Command, AReaderThatGoesAwayEndsAnEndlessAnswerQuietly) {
+  const std::string question = R"({"pattern":"a","text":"a"})";
+  const ProcessResult result =
+      RunProcess("/bin/bash", {"-c", "yes '" + question + "' | { " + std::string(ONDREL_COMMAND) +
+                                         " match --jsonl; echo \"status $?\" >&2; } | head -n 1"});
+  EXPECT_EQ(result.output, "{\"jsonVersion\":1,\"matched\":true,\"groups\":[[0,1]]}\n");
+  EXPECT_EQ(result.errors, "status 141\n");
 }
 
 struct WrongUsage {
@@ -146,6 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"UnknownKind", {"status", "xd", "1", "2"}, "KIND"},
         WrongUsage{"StatusMissing", {"status", "pd", "OPERATIONAL"}, "NEW"},
         WrongUsage{"StatusUnknown", {"status", "pd", "BROKEN", "FAILED"}, "BROKEN"},
+        WrongUsage{"WordTooMany", {"log", "report", "D", "1", "error", "x", "uptime"}, "uptime"},
         WrongUsage{"StatusNumberWithLetters", {"status", "pd", "12abc", "1"}, "12abc"},
         WrongUsage{"StatusTooLarge", {"status", "pd", "2147483648", "1"}, "2147483648"},
         WrongUsage{"EventWithLetters", {"log", "report", "L", "12abc", "error", "t"}, "12abc"},
@@ -156,11 +193,11 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"TypeUnknown", {"log", "report", "L", "1", "grave", "t"}, "grave"},
         WrongUsage{"CountZero", {"log", "follow", "L", "--count", "0"}, "--count"},
         WrongUsage{"TimeoutNegative", {"log", "follow", "L", "--timeout=-1"}, "--timeout"},
-        WrongUsage{"TraceLevelUnknown", {"--trace", "error,all", "status", "pd", "1", "2"}, "all"},
+        WrongUsage{"TraceLevelUnknown", {"--trace", "error,all", "uptime"}, "all"},
         WrongUsage{"CapacityTooSmall",
                    {"--store-capacity", "262143", "log", "follow", "L"},
                    "--store-capacity"},
-        WrongUsage{"JournalAndStore", {"--journal", "status", "pd", "1", "2"}, "--journal"},
+        WrongUsage{"JournalAndStore", {"--journal", "uptime"}, "--journal"},
         WrongUsage{"PortTooLarge",
                    {"mail", "--server", "h", "--port", "65536", "--mail-from", "a@b", "--to", "c@d",
                     "--subject", "s"},

@@ -1,11 +1,11 @@
-#include "Regex/Pattern.h"
-#include "Tool/Command.h"
+#include "Tool/Lines.h"
+#include "Tool/MailOptions.h"
+#include "Tool/MatchText.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/TimeLimit.h"
 
-#include <CLI/Error.hpp>
-
-#include <cstdint>
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
@@ -20,21 +20,110 @@ using Pirsk::Regex::CPatternT;
 // The letters of --flags, in the order of the flags' bits.
 constexpr std::string_view kFlagLetters = "smgirx";
 
+struct MatchOptions {
+  std::string pattern;
+  std::string text;
+  std::string file;
+  std::string flags;
+  bool all = false;
+  bool jsonLines = false;
+  std::optional<std::chrono::milliseconds> limit;
+};
+
+/// One question. Shared with the thread that works on it, which may outlive the wait for it.
+struct Question {
+  std::string pattern;
+  std::string text;
+  std::uint32_t flags = 0;
+  bool all = false;
+  CPatternT compiled;
+  std::vector<CMatchResult> matches;
+};
+
 std::uint32_t FlagsOf(const std::string& letters) {
   std::uint32_t flags = 0;
   for (const char letter : letters) {
     const std::size_t bit = kFlagLetters.find(letter);
     if (bit == std::string_view::npos)
-      throw UsageError(std::string("\"") + letter + "\" is no flag of \"" +
+      throw UsageError(std::string("\"") + letter + "\" is not a flag of \"" +
                        std::string(kFlagLetters) + "\"");
     flags |= 1U << bit;
   }
   return flags;
 }
 
-// The bytes that the characters of a JSON text stand for; false for a character above 255.
-bool BytesOf(const std::string& text, std::string& bytes) {
-  bytes.clear();
+void Compile(Question& question) {
+  question.compiled.Compile(question.pattern.data(),
+                            static_cast<std::ptrdiff_t>(question.pattern.size()), question.flags);
+  if (question.compiled.IsTooDeep()) throw UsageError("the pattern nests groups too deep");
+}
+
+void Find(Question& question) {
+  CMatchContext context;
+  const CPatternT& pattern = question.compiled;
+  pattern.PrepareMatch(question.text.data(), static_cast<std::int64_t>(question.text.size()), -1,
+                       &context);
+  for (CMatchResult match = pattern.Match(context); match.IsMatched();
+       match = pattern.Match(context)) {
+    question.matches.push_back(match);
+    if (!question.all) break;
+  }
+}
+
+/// Finds the matches within the limit; throws `HostFailure` when it passes first.
+void FindWithin(const std::optional<std::chrono::milliseconds>& limit,
+                const std::shared_ptr<Question>& question) {
+  if (!limit) return Find(*question);
+  if (!IsDoneWithin(*limit, [question] { Find(*question); }))
+    throw HostFailure("cannot answer", "the limit of " + std::to_string(limit->count()) +
+                                           " ms passed before the search ended");
+}
+
+Json JsonOf(const Question& question, const CMatchResult& match) {
+  Json json = {{"matched", match.IsMatched()}, {"groups", Json::array()}};
+  if (!match.IsMatched()) return json;
+  for (std::int64_t group = 0; group <= match.MaxGroupNumber(); ++group)
+    json["groups"].push_back({match.GroupBegin(group), match.GroupEnd(group)});
+  const auto names = question.compiled.NamedGroups();
+  for (const auto& [name, group] : names) json["names"][name] = group;
+  return json;
+}
+
+Json JsonOf(const Question& question) {
+  if (!question.all)
+    return JsonOf(question, question.matches.empty() ? CMatchResult() : question.matches.front());
+  Json matches = Json::array();
+  for (const CMatchResult& match : question.matches) matches.push_back(JsonOf(question, match));
+  return {{"matches", matches}};
+}
+
+int MatchText(const GlobalOptions& globals, const MatchOptions& options) {
+  const auto question = std::make_shared<Question>();
+  question->pattern = options.pattern;
+  question->flags = FlagsOf(options.flags);
+  question->all = options.all;
+  Compile(*question);
+  if (question->compiled.IsUnbalanced())
+    throw UsageError("PATTERN: a group or class is not closed, or a \")\" closes nothing");
+  question->text = options.file.empty() ? options.text : ReadWholeFile(options.file);
+
+  FindWithin(options.limit, question);
+  Answer(
+      globals, [&] { return JsonOf(*question); },
+      [&](std::ostream& out) {
+        if (question->matches.empty()) out << "no match\n";
+        for (const CMatchResult& match : question->matches)
+          out << PictureOf(question->text, match, question->compiled.NamedGroups());
+      });
+  return question->matches.empty() ? kNegativeAnswer : kDone;
+}
+
+// The bytes that the characters of a JSON text stand for.
+std::string BytesOf(const Json& question, const char* name) {
+  if (!question.contains(name) || !question[name].is_string())
+    throw UsageError(std::string("\"") + name + "\" is not a text");
+  const std::string text = question[name].get<std::string>();
+  std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto lead = static_cast<unsigned char>(text[i]);
     if (lead < 0x80) {
@@ -43,116 +132,56 @@ bool BytesOf(const std::string& text, std::string& bytes) {
       bytes +=
           static_cast<char>((lead & 0x03) << 6 | (static_cast<unsigned char>(text[++i]) & 0x3F));
     } else {
-      return false;
+      throw UsageError(std::string("\"") + name + "\" has a character above \\u00FF");
     }
   }
-  return true;
+  return bytes;
 }
 
-Json JsonOf(const CMatchResult& match) {
-  Json json = {{"matched", match.IsMatched()}, {"groups", Json::array()}};
-  if (!match.IsMatched()) return json;
-  for (std::int64_t group = 0; group <= match.MaxGroupNumber(); ++group)
-    json["groups"].push_back({match.GroupBegin(group), match.GroupEnd(group)});
-  return json;
-}
-
-struct MatchOptions {
-  std::string pattern;
-  std::string text;
-  std::string flags;
-  bool all = false;
-  bool jsonLines = false;
-};
-
-std::vector<CMatchResult> Find(const CPatternT& pattern, const std::string& text, bool all) {
-  std::vector<CMatchResult> matches;
-  CMatchContext context;
-  pattern.PrepareMatch(text.data(), static_cast<std::int64_t>(text.size()), -1, &context);
-  for (CMatchResult match = pattern.Match(context); match.IsMatched();
-       match = pattern.Match(context)) {
-    matches.push_back(match);
-    if (!all) break;
+std::shared_ptr<Question> QuestionOf(std::string_view line) {
+  const Json json = Json::parse(line, nullptr, false);
+  if (!json.is_object()) throw UsageError("the line is not a JSON object");
+  auto question = std::make_shared<Question>();
+  question->pattern = BytesOf(json, "pattern");
+  question->text = BytesOf(json, "text");
+  if (json.contains("flags")) {
+    if (!json["flags"].is_number_unsigned()) throw UsageError("\"flags\" is not a number");
+    question->flags = json["flags"].get<std::uint32_t>();
   }
-  return matches;
+  return question;
 }
 
-// One character for each byte, so that what stands below it lines up.
-std::string Ruler(const std::string& text) {
-  std::string ruler;
-  for (const char c : text) ruler += c >= 0x20 && c < 0x7F ? c : '?';
-  return ruler;
-}
-
-void PrintMatch(const std::string& text, const CMatchResult& match) {
-  std::cout << Ruler(text) << '\n';
-  for (std::int64_t group = 0; group <= match.MaxGroupNumber(); ++group) {
-    const std::int64_t begin = match.GroupBegin(group);
-    const std::int64_t end = match.GroupEnd(group);
-    if (begin < 0) {
-      std::cout << "group " << group << " took no part\n";
+int MatchLines(const MatchOptions& options) {
+  int status = kDone;
+  InputLines input;
+  while (const auto line = input.Next([] { std::cout << std::flush; })) {
+    if (!line->isTooLong && line->text.find_first_not_of(" \t\r") == std::string_view::npos)
       continue;
+    try {
+      if (line->isTooLong) throw UsageError("the line is longer than 1 MiB");
+      const std::shared_ptr<Question> question = QuestionOf(line->text);
+      Compile(*question);
+      FindWithin(options.limit, question);
+      std::cout << JsonLine(JsonOf(*question)) << '\n';
+    } catch (const Failure& failure) {
+      std::cout << JsonLine({{"error", failure.Details()}, {"line", line->number}}) << '\n';
+      status = std::max<int>(status, failure.Status());
     }
-    const auto width = static_cast<std::size_t>(end - begin);
-    std::cout << std::string(static_cast<std::size_t>(begin), ' ')
-              << (width == 0 ? std::string("|") : std::string(width, '^')) << ' ' << group << " ["
-              << begin << ", " << end << ")\n";
   }
+  return status;
 }
 
-int MatchText(const GlobalOptions& globals, const MatchOptions& options) {
-  const std::uint32_t flags = FlagsOf(options.flags);
-  CPatternT pattern;
-  pattern.Compile(options.pattern.data(), static_cast<std::ptrdiff_t>(options.pattern.size()),
-                  flags);
-  const std::vector<CMatchResult> matches = Find(pattern, options.text, options.all);
-  if (globals.json) {
-    if (options.all) {
-      Json json = Json::array();
-      for (const CMatchResult& match : matches) json.push_back(JsonOf(match));
-      PrintJson({{"matches", json}});
-    } else {
-      PrintJson(JsonOf(matches.empty() ? CMatchResult() : matches.front()));
-    }
-  } else if (matches.empty()) {
-    std::cout << "no match\n";
-  } else {
-    for (const CMatchResult& match : matches) PrintMatch(options.text, match);
+int Match(const GlobalOptions& globals, const MatchOptions& options, const CLI::App& app) {
+  const bool isTextGiven = app.count("TEXT") != 0;
+  if (options.jsonLines) {
+    if (app.count("PATTERN") != 0 || app.count("--file") != 0 || options.all ||
+        !options.flags.empty())
+      throw UsageError("--jsonl takes patterns, texts and flags from its lines");
+    return MatchLines(options);
   }
-  return matches.empty() ? kNegativeAnswer : kDone;
-}
-
-Json AnswerLine(const std::string& line) {
-  const Json question = Json::parse(line, nullptr, false);
-  if (!question.is_object() || !question.contains("pattern") || !question["pattern"].is_string() ||
-      !question.contains("text") || !question["text"].is_string())
-    return {{"error", "no object with the texts \"pattern\" and \"text\""}};
-  std::string pattern;
-  std::string text;
-  if (!BytesOf(question["pattern"].get<std::string>(), pattern) ||
-      !BytesOf(question["text"].get<std::string>(), text))
-    return {{"error", "a character above \\u00FF is no byte"}};
-  std::uint32_t flags = 0;
-  if (question.contains("flags")) {
-    if (!question["flags"].is_number_unsigned()) return {{"error", "\"flags\" is no number"}};
-    flags = question["flags"].get<std::uint32_t>();
-  }
-  CPatternT compiled;
-  compiled.Compile(pattern.data(), static_cast<std::ptrdiff_t>(pattern.size()), flags);
-  return JsonOf(compiled.Match(text.data(), static_cast<std::int64_t>(text.size())));
-}
-
-// Answers each line as soon as nothing more is to be read at once.
-int MatchLines() {
-  bool isClean = true;
-  for (std::string line; std::getline(std::cin, line);) {
-    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-    const Json answer = AnswerLine(line);
-    isClean = isClean && !answer.contains("error");
-    std::cout << JsonLine(answer) << '\n';
-    if (std::cin.rdbuf()->in_avail() <= 0) std::cout.flush();
-  }
-  return isClean ? kDone : kWrongUsage;
+  if (app.count("PATTERN") == 0) throw UsageError("PATTERN or --jsonl is required");
+  if (isTextGiven && !options.file.empty()) throw UsageError("TEXT excludes --file");
+  return MatchText(globals, options);
 }
 
 }  // namespace
@@ -160,25 +189,25 @@ int MatchLines() {
 Work AddMatchCommand(CLI::App& app) {
   app.footer(
       "Flags: s \".\" matches a line feed, m \"^\" and \"$\" work at line ends, g \"\\G\" is "
-      "active, i either case, r from right to left, x white space and comments in the "
-      "pattern.\nWith --jsonl each line is {\"pattern\",\"flags\",\"text\"}, flags as a number (s "
-      "1, m 2, g 4, i 8, r 16, x 32), a character \\u00XX for each byte; each is answered with "
-      "{\"matched\":true,\"groups\":[[begin,end],...]}, -1 for a group that took no part.\nExit "
-      "status: 0 there is a match, 1 there is none.\n");
+      "active, i either case, r from right to left, x white space and comments in the pattern.\n"
+      "With --jsonl each line is {\"pattern\",\"flags\",\"text\"}, flags as a number (s 1, m 2, g "
+      "4, i 8, r 16, x 32), a character \\u00XX for each byte; each is answered with "
+      "{\"jsonVersion\":1,\"matched\":true,\"groups\":[[begin,end],...]}, -1 for a group that took "
+      "no part, or with {\"error\":{...},\"line\":N}.\n"
+      "Exit status: 0 there is a match, 1 there is none, 2 the pattern is malformed, 3 the limit "
+      "passed.\n");
   const auto options = std::make_shared<MatchOptions>();
-  CLI::Option* const lines =
-      app.add_flag("--jsonl", options->jsonLines, "Answer questions from standard input");
-  CLI::Option* const pattern =
-      app.add_option("PATTERN", options->pattern, "The pattern")->type_name("");
-  app.add_option("TEXT", options->text, "The text (empty)")->type_name("");
+  app.add_option("PATTERN", options->pattern, "Pattern")->type_name("");
+  app.add_option("TEXT", options->text, "Text to search (default: empty)")->type_name("");
+  app.add_option("--file", options->file, "Search this file, - for standard input")
+      ->type_name("FILE");
   app.add_option("--flags", options->flags, "Letters of \"smgirx\"")->type_name("LETTERS");
-  app.add_flag("--all", options->all, "Show all matches, one behind the other");
-  pattern->excludes(lines);
-  return [options, pattern](const GlobalOptions& globals) {
-    if (!options->jsonLines && pattern->count() == 0)
-      throw UsageError("PATTERN or --jsonl is required");
-    return options->jsonLines ? MatchLines() : MatchText(globals, *options);
-  };
+  AddFlag(app, "--all", options->all, "Show all matches, one after the other");
+  AddFlag(app, "--jsonl", options->jsonLines, "Answer questions from standard input");
+  AddDuration(
+      app, "--limit", [options](std::chrono::milliseconds limit) { options->limit = limit; },
+      "Give up a search after this time");
+  return [options, &app](const GlobalOptions& globals) { return Match(globals, *options, app); };
 }
 
 }  // namespace Tool

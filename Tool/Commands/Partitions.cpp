@@ -2,6 +2,7 @@
 #include "Tool/DiskBar.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Suggestion.h"
 
 #include <Ondrel/Disks.h>
 #include <Ondrel/PartitionTable.h>
@@ -10,6 +11,7 @@
 #include <cmath>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -23,7 +25,7 @@ using Ondrel::CSystemPartition;
 constexpr std::uint64_t kSectorSize = 512;
 constexpr std::size_t kBarWidth = 72;
 
-/// "512 B", "1.5 GiB": with one digit behind the point where it is not whole.
+/// "512 B", "1.5 GiB": with one digit after the point where it is not whole.
 std::string SizeText(std::uint64_t bytes) {
   static constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
   std::size_t unit = 0;
@@ -43,6 +45,24 @@ std::vector<CSystemPartition> PartitionsOf(const std::string& deviceName) {
   std::vector<CSystemPartition> partitions;
   Ondrel::CSystemPartitionTable(deviceName).GetPartitions(partitions);
   return partitions;
+}
+
+/// "Disk 0" for "Disk 0", "0" or the device of that disk, such as "/dev/vda". Throws `UsageError`
+/// for anything else; a number that no disk has is left to the host.
+std::string DiskName(const std::string& name) {
+  const std::string_view digits =
+      name.starts_with("Disk ") ? std::string_view(name).substr(5) : std::string_view(name);
+  const bool isNumber = digits.find_first_not_of("0123456789") == std::string_view::npos;
+  const auto number =
+      isNumber ? ParseNumber(digits, 0, std::numeric_limits<std::uint32_t>::max()) : std::nullopt;
+  if (number) return "Disk " + std::to_string(*number);
+  std::vector<std::string> known;
+  for (const Ondrel::Host::Disk& disk : Ondrel::Host::Disks()) {
+    if (disk.deviceName == name) return "Disk " + std::to_string(disk.number);
+    known.push_back(disk.deviceName);
+  }
+  throw UsageError("\"" + OneLine(name) + "\" is not a disk: \"Disk 0\", 0 or a disk's device" +
+                   Suggestion(name, known));
 }
 
 /// Size of the disk that is named so; 0 when it is not known.
@@ -146,12 +166,12 @@ int ShowDisks(const GlobalOptions& globals) {
 
 Work AddPartitionsCommand(CLI::App& app) {
   app.footer("Exit status: 0 there are partitions, 1 there are none or there is no such disk.\n");
-  const auto deviceName = std::make_shared<std::string>();
-  app.add_option("DISK", *deviceName, "\"Disk \" and the disk's number, see ondrel disks")
+  const auto name = std::make_shared<std::string>();
+  app.add_option("DISK", *name,
+                 "\"Disk 0\", 0, or the disk's device such as /dev/sda; see ondrel disks")
       ->required()
       ->type_name("");
-  return
-      [deviceName](const GlobalOptions& globals) { return ShowPartitions(globals, *deviceName); };
+  return [name](const GlobalOptions& globals) { return ShowPartitions(globals, DiskName(*name)); };
 }
 
 Work AddDisksCommand(CLI::App& app) {

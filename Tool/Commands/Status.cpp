@@ -3,7 +3,6 @@
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
-#include <iostream>
 #include <memory>
 
 namespace Tool {
@@ -12,18 +11,19 @@ namespace {
 
 int ShowEvent(const GlobalOptions& globals, const StatusChange& change) {
   const std::optional<Ondrel::CStateChangeEvent> event = FindEvent(change);
-  if (globals.json)
-    PrintJson(JsonOfChange(change, event));
-  else
-    std::cout << ChangeText(change) << ": "
-              << (event ? EventText(*event) : "there is no event for it") << '\n';
+  Answer(globals, JsonOfChange(change, event),
+         ChangeText(change) + ": " + (event ? EventText(*event) : "there is no event for it"));
   return event ? kDone : kNegativeAnswer;
 }
 
 }  // namespace
 
 Work AddStatusCommand(CLI::App& app) {
-  app.footer("Exit status: 0 there is an event, 1 there is none.\n");
+  app.footer(
+      "Statuses: AVAILABLE, FAILED, GLOBAL_HOTSPARE, DEDICATED_HOTSPARE, OPERATIONAL, REBUILDING, "
+      "OFFLINE and SYSTEM, each also with _SMART; DEGRADED and PARTIALLY_DEGRADED of a logical "
+      "drive.\n"
+      "Exit status: 0 there is an event, 1 there is none.\n");
   const auto change = std::make_shared<StatusChange>();
   AddStatusChange(app, *change);
   return [change](const GlobalOptions& globals) { return ShowEvent(globals, *change); };

@@ -1,0 +1,160 @@
+#include "Tool/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace Tool {
+namespace {
+
+using Words = std::vector<std::string>;
+
+/// Every subcommand that runs something, by its words.
+std::vector<Words> AllPaths(std::span<const Subcommand> subcommands = Subcommands(),
+                            const Words& front = {}) {
+  std::vector<Words> paths;
+  for (const Subcommand& subcommand : subcommands) {
+    Words path = front;
+    path.emplace_back(subcommand.name);
+    if (subcommand.members.empty()) paths.push_back(path);
+    for (const Words& member : AllPaths(subcommand.members, path)) paths.push_back(member);
+  }
+  return paths;
+}
+
+std::string Joined(const Words& words) {
+  std::string line = "ondrel";
+  for (const std::string& word : words) line += ' ' + word;
+  return line;
+}
+
+const Subcommand& RowOf(const Words& path) {
+  const Subcommand* row = nullptr;
+  std::span<const Subcommand> members = Subcommands();
+  for (const std::string& name : path) {
+    for (const Subcommand& candidate : members)
+      if (candidate.name == name) row = &candidate;
+    members = row->members;
+  }
+  return *row;
+}
+
+/// Reads a line without running it. What it chose, or began to choose, has to be `path`.
+void ExpectOnly(const Words& path, const Words& line) {
+  Choice choice;
+  try {
+    ReadLine(line, choice);
+  } catch (const UsageError&) {
+  }
+  EXPECT_EQ(choice.path, Joined(path)) << Joined(line);
+  ASSERT_NE(choice.parser, nullptr) << Joined(line);
+  // The parser that the work was added to is the one of the same row.
+  EXPECT_EQ(choice.parser->get_description(), RowOf(path).summary) << Joined(line);
+}
+
+Words Line(const Words& path, const Words& rest) {
+  Words line = path;
+  line.insert(line.end(), rest.begin(), rest.end());
+  return line;
+}
+
+TEST(ReadLine, KnowsTheSubcommandsThatTheTableNames) {
+  std::set<std::string> names;
+  for (const Words& path : AllPaths()) names.insert(Joined(path));
+  for (const char* const name : {"help",       "status",     "code",           "codes",
+                                 "log report", "log follow", "mail",           "alert",
+                                 "os",         "match",      "adapters",       "locate",
+                                 "run",        "compare",    "date",           "stamp",
+                                 "week-date",  "uptime",     "module-version", "reboot",
+                                 "beep",       "nvme smart", "partitions",     "disks"})
+    EXPECT_TRUE(names.contains(std::string("ondrel ") + name)) << name;
+}
+
+TEST(ReadLine, NoWordAfterASubcommandChoosesAnother) {
+  std::set<std::string> names;
+  for (const Words& path : AllPaths()) names.insert(path.begin(), path.end());
+  ASSERT_GE(names.size(), 25U);
+  for (const Words& path : AllPaths()) {
+    for (const std::string& other : names) {
+      ExpectOnly(path, Line(path, {other}));
+      ExpectOnly(path, Line(path, {other, "--yes"}));
+      ExpectOnly(path, Line(path, {"--", other}));
+      ExpectOnly(path, Line(path, {"--", other, "--yes"}));
+      ExpectOnly(path, Line(path, {"x", other, "--yes"}));
+      ExpectOnly(path, Line(path, {"x", "1", "error", other}));
+      ExpectOnly(path, Line(path, {"--store", other}));
+      ExpectOnly(path, Line(path, {"--store=" + other, other}));
+      ExpectOnly(path, Line(path, {"--json", other}));
+      ExpectOnly(path, Line(path, {"--frob", other, "--yes"}));
+      ExpectOnly(path, Line({"--store", other}, path));
+      ExpectOnly(path, Line({"--json", "--trace", other, "--"}, path));
+    }
+  }
+}
+
+TEST(ReadLine, AWordOfTheFrontIsOneSubcommandOrNone) {
+  for (const Words& line :
+       {Words{"echo", "reboot", "--yes"}, Words{"--yes", "reboot"}, Words{"--store", "reboot"},
+        Words{"++", "reboot", "--yes"}, Words{"/reboot"}, Words{"-reboot"}, Words{"--reboot"},
+        Words{"reboot "}, Words{"REBOOT", "--yes"}, Words{"reboot,uptime"}, Words{""},
+        Words{"", "reboot", "--yes"}, Words{"reboo", "--yes"}, Words{"log", "reboot", "--yes"},
+        Words{"nvme", "--", "reboot", "--yes"}, Words{}}) {
+    Choice choice;
+    EXPECT_THROW(ReadLine(line, choice), UsageError) << Joined(line);
+    EXPECT_EQ(choice.parser, nullptr) << Joined(line);
+    EXPECT_FALSE(choice.work) << Joined(line);
+  }
+}
+
+TEST(ReadLine, RebootNeedsItsFlagWithoutAValue) {
+  for (const Words& line : {Words{"reboot"}, Words{"reboot", "yes"}, Words{"reboot", "--yes=false"},
+                            Words{"reboot", "--yes", "now"}, Words{"reboot", "--", "--yes"}}) {
+    Choice choice;
+    EXPECT_THROW(ReadLine(line, choice), UsageError) << Joined(line);
+    EXPECT_FALSE(choice.work) << Joined(line);
+  }
+}
+
+TEST(ReadLine, EverythingFromTheProgramOnIsTheProgramsOwn) {
+  Choice choice;
+  ReadLine({"run", "--json", "echo", "reboot", "--yes", "--json=x", "--", "-h", "--store"}, choice);
+
+  EXPECT_TRUE(choice.globals.json);
+  EXPECT_EQ(choice.globals.store, "");
+  EXPECT_EQ(OwnWords(*choice.parser),
+            (Words{"echo", "reboot", "--yes", "--json=x", "--", "-h", "--store"}));
+}
+
+TEST(ReadLine, GlobalOptionsStandBeforeOrAfterTheSubcommand) {
+  for (const Words& line : {Words{"--json", "--store", "f", "log", "follow", "L"},
+                            Words{"log", "--json", "--store", "f", "follow", "L"},
+                            Words{"log", "follow", "L", "--json", "--store=f"}}) {
+    Choice choice;
+    ReadLine(line, choice);
+    EXPECT_EQ(choice.path, "ondrel log follow");
+    EXPECT_TRUE(choice.globals.json);
+    EXPECT_EQ(choice.globals.store, "f");
+  }
+}
+
+TEST(ReadLine, JsonIsKnownWhereverTheLineIsWrong) {
+  for (const Words& line :
+       {Words{"--json", "frob"}, Words{"frob", "--json"}, Words{"status", "xd", "1", "2", "--json"},
+        Words{"--json", "status", "--store"}, Words{"log", "frob", "--json"},
+        Words{"status", "--frob", "--json"}, Words{"--json"}}) {
+    Choice choice;
+    EXPECT_THROW(ReadLine(line, choice), UsageError) << Joined(line);
+    EXPECT_TRUE(choice.globals.json) << Joined(line);
+  }
+}
+
+TEST(ReadLine, AnArgumentMayBeginWithASlashOrBeANegativeNumber) {
+  Choice choice;
+  ReadLine({"compare", "/json", "-1"}, choice);
+
+  EXPECT_EQ(choice.path, "ondrel compare");
+  EXPECT_FALSE(choice.globals.json);
+}
+
+}  // namespace
+}  // namespace Tool

@@ -1,0 +1,49 @@
+#!/usr/bin/python3
+"""Reads all of the command's help: of itself, of its groups and of every subcommand.
+
+Usage: check_help.py COMMAND...
+
+No line may be wider than 80 columns, and 'help X', 'X --help' and 'X -h' have to show the same.
+"""
+
+import subprocess
+import sys
+
+WIDEST = 80
+LEAST_PAGES = 25
+
+
+def help_of(command, words):
+    texts = set()
+    for line in (["help", *words], [*words, "--help"], [*words, "-h"]):
+        result = subprocess.run([*command, *line], stdout=subprocess.PIPE, text=True, timeout=60,
+                                check=True)
+        texts.add(result.stdout)
+    if len(texts) != 1:
+        sys.exit(f"help of {words} differs with the way to it")
+    return texts.pop()
+
+
+def members_of(text):
+    if "\nSubcommands:\n" not in text:
+        return []
+    rows = text.split("\nSubcommands:\n")[1].split("\n\n")[0].splitlines()
+    return [row.split()[0] for row in rows if row.startswith("  ") and row[2] != " "]
+
+
+def main(command):
+    pages, queue = 0, [[]]
+    while queue:
+        words = queue.pop()
+        text = help_of(command, words)
+        pages += 1
+        wide = [line for line in text.splitlines() if len(line) > WIDEST]
+        if wide or "Usage: ondrel" not in text:
+            sys.exit(f"help of {words} is too wide or has no usage: {wide}")
+        queue += [[*words, name] for name in members_of(text)]
+    print(f"{pages} pages")
+    if pages < LEAST_PAGES:
+        sys.exit("too few pages")
+
+
+main(sys.argv[1:])
