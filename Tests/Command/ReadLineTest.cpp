@@ -87,7 +87,7 @@ TEST(ReadLine, NoWordAfterASubcommandChoosesAnother) {
       ExpectOnly(path, Line(path, {"--json", other}));
       ExpectOnly(path, Line(path, {"--frob", other, "--yes"}));
       ExpectOnly(path, Line({"--store", other}, path));
-      ExpectOnly(path, Line({"--json", "--trace", other, "--"}, path));
+      ExpectOnly(path, Line({"--json", "--store", other, "--"}, path));
     }
   }
 }
