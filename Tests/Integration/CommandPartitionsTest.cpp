@@ -1,5 +1,6 @@
 #include "CommandFixture.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
