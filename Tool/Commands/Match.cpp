@@ -174,13 +174,13 @@ int MatchLines(const MatchOptions& options) {
 int Match(const GlobalOptions& globals, const MatchOptions& options, const CLI::App& app) {
   const bool isTextGiven = app.count("TEXT") != 0;
   if (options.jsonLines) {
-    if (app.count("PATTERN") != 0 || app.count("--file") != 0 || options.all ||
+    if (app.count("PATTERN") != 0 || app.count("--from") != 0 || options.all ||
         !options.flags.empty())
       throw UsageError("--jsonl takes patterns, texts and flags from its lines");
     return MatchLines(options);
   }
   if (app.count("PATTERN") == 0) throw UsageError("PATTERN or --jsonl is required");
-  if (isTextGiven && !options.file.empty()) throw UsageError("TEXT excludes --file");
+  if (isTextGiven && !options.file.empty()) throw UsageError("TEXT excludes --from");
   return MatchText(globals, options);
 }
 
@@ -199,7 +199,7 @@ Work AddMatchCommand(CLI::App& app) {
   const auto options = std::make_shared<MatchOptions>();
   app.add_option("PATTERN", options->pattern, "Pattern")->type_name("");
   app.add_option("TEXT", options->text, "Text to search (default: empty)")->type_name("");
-  app.add_option("--file", options->file, "Search this file, - for standard input")
+  app.add_option("--from", options->file, "Search this file, - for standard input")
       ->type_name("FILE");
   app.add_option("--flags", options->flags, "Letters of \"smgirx\"")->type_name("LETTERS");
   AddFlag(app, "--all", options->all, "Show all matches, one after the other");
