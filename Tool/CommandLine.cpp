@@ -83,9 +83,12 @@ void Parse(CLI::App& app, std::vector<std::string> words) {
   RefuseUnknownOption(app);
 }
 
-Work Printing(std::string text) {
-  return [text = std::move(text)](const GlobalOptions&) {
-    std::cout << text;
+Work Showing(HelpPage page) {
+  return [page = std::move(page)](const GlobalOptions& globals) {
+    if (globals.json)
+      PrintJson(HelpJson(page));
+    else
+      std::cout << HelpText(page);
     return int{kDone};
   };
 }
@@ -124,7 +127,7 @@ void ReadSubcommand(const Subcommand& subcommand, std::vector<std::string> words
   try {
     Parse(app, std::move(words));
   } catch (const CLI::CallForHelp&) {
-    choice.work = Printing(HelpText(app, choice.path, {}, subcommand.words));
+    choice.work = Showing(HelpOf(app, choice.path, {}, subcommand.words));
     return;
   }
   if (subcommand.words.empty()) {
@@ -149,7 +152,7 @@ void ReadFront(const Subcommand* group, std::vector<std::string> words, Choice& 
   try {
     Parse(app, std::move(words));
   } catch (const CLI::CallForHelp&) {
-    choice.work = Printing(HelpText(app, choice.path, members, {}));
+    choice.work = Showing(HelpOf(app, choice.path, members, {}));
     return;
   }
   if (isVersionAsked) {

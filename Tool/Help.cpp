@@ -47,7 +47,7 @@ void AppendNotes(std::string& target, const std::string& notes) {
   }
 }
 
-using Row = std::pair<std::string, std::string>;
+using Row = HelpPage::Row;
 
 void AppendRows(std::string& target, const std::string& title, const std::vector<Row>& rows) {
   if (rows.empty()) return;
@@ -107,31 +107,54 @@ std::string UsageLine(const CLI::App& app, const std::string& path,
 
 }  // namespace
 
-std::string HelpText(const CLI::App& app, const std::string& path,
-                     std::span<const Subcommand> members, std::string_view words) {
-  std::string text;
-  AppendWrapped(text, app.get_description(), 0, 0);
-  text += "\nUsage: ";
-  AppendWrapped(text, UsageLine(app, path, members, words), 7, 9);
-
-  std::vector<Row> positionals;
+HelpPage HelpOf(const CLI::App& app, const std::string& path, std::span<const Subcommand> members,
+                std::string_view words) {
+  HelpPage page{.path = path,
+                .summary = app.get_description(),
+                .usage = UsageLine(app, path, members, words),
+                .arguments = {},
+                .subcommands = {},
+                .options = OptionRows(app, "Options"),
+                .globalOptions = OptionRows(app, kGlobalGroup),
+                .notes = app.get_footer()};
   for (const CLI::Option* const option : app.get_options())
     if (option->get_positional())
-      positionals.emplace_back(option->get_name(), PositionalDescription(*option));
-  AppendRows(text, "Arguments", positionals);
-
-  std::vector<Row> subcommands;
+      page.arguments.emplace_back(option->get_name(), PositionalDescription(*option));
   for (const Subcommand& member : members)
-    subcommands.emplace_back(std::string(member.name), std::string(member.summary));
-  AppendRows(text, "Subcommands", subcommands);
+    page.subcommands.emplace_back(std::string(member.name), std::string(member.summary));
+  return page;
+}
 
-  AppendRows(text, "Options", OptionRows(app, "Options"));
-  AppendRows(text, kGlobalGroup, OptionRows(app, kGlobalGroup));
-  if (!app.get_footer().empty()) {
+std::string HelpText(const HelpPage& page) {
+  std::string text;
+  AppendWrapped(text, page.summary, 0, 0);
+  text += "\nUsage: ";
+  AppendWrapped(text, page.usage, 7, 9);
+  AppendRows(text, "Arguments", page.arguments);
+  AppendRows(text, "Subcommands", page.subcommands);
+  AppendRows(text, "Options", page.options);
+  AppendRows(text, kGlobalGroup, page.globalOptions);
+  if (!page.notes.empty()) {
     text += '\n';
-    AppendNotes(text, app.get_footer());
+    AppendNotes(text, page.notes);
   }
   return text;
+}
+
+Json HelpJson(const HelpPage& page) {
+  const auto rows = [](const std::vector<Row>& all) {
+    Json list = Json::array();
+    for (const auto& [name, text] : all) list.push_back({{"name", name}, {"text", text}});
+    return list;
+  };
+  return {{"command", page.path},
+          {"summary", page.summary},
+          {"usage", page.usage},
+          {"arguments", rows(page.arguments)},
+          {"subcommands", rows(page.subcommands)},
+          {"options", rows(page.options)},
+          {"globalOptions", rows(page.globalOptions)},
+          {"notes", page.notes}};
 }
 
 }  // namespace Tool
