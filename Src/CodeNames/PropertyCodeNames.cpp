@@ -690,7 +690,7 @@ constexpr CodeNames::ListedName kNames[] = {
     {2147483647, "UNSPECIFIED"},
 };
 
-static_assert(std::size(kNames) == 651 + 2, "two codes are listed twice, on purpose");
+static_assert(std::size(kNames) == 651 + 2, "two codes are listed twice, which is intentional");
 
 }  // namespace
 

@@ -54,7 +54,11 @@ def facts():
 
 
 def names():
-    return json.loads(wine(COMMAND, "--json", "os"))
+    answer = json.loads(wine(COMMAND, "--json", "os"))
+    del answer["jsonVersion"]
+    if answer.pop("kind") != "windows":
+        raise AssertionError("the names are those of another system")
+    return answer
 
 
 def numbers(half):
