@@ -40,7 +40,7 @@ public:
   CSystemTime_Win(const CSystemTime_Win& other);
   CSystemTime_Win& operator=(const CSystemTime_Win& other);
   CSystemTime_Win& operator=(CSystemTime_Win&& other) noexcept;
-  ~CSystemTime_Win();
+  ~CSystemTime_Win();  // NOLINT(performance-trivially-destructible): it is exported.
 
   /// Gives the local date of a time stamp. `WeekOfMonth` stays as it was.
   static void GetDate(unsigned long long timeStamp, CSystemDate_Win& date);

@@ -137,8 +137,10 @@ bool EnableShutdownOfProcess() {
 
 CSystem::CSystem() = default;
 CSystem::CSystem(const CSystem& other) = default;
+// NOLINTBEGIN(misc-unused-parameters): a class without members assigns nothing.
 CSystem& CSystem::operator=(const CSystem& other) = default;
 CSystem& CSystem::operator=(CSystem&& other) noexcept = default;
+// NOLINTEND(misc-unused-parameters)
 CSystem::~CSystem() = default;
 
 void CSystem::GetModuleVersion(const std::string& moduleName, std::string& version) {

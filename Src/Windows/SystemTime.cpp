@@ -151,8 +151,10 @@ bool CSystemDate_Win::operator>=(const CSystemDate_Win& other) const {
 
 CSystemTime_Win::CSystemTime_Win() = default;
 CSystemTime_Win::CSystemTime_Win(const CSystemTime_Win& other) = default;
+// NOLINTBEGIN(misc-unused-parameters): a class without members assigns nothing.
 CSystemTime_Win& CSystemTime_Win::operator=(const CSystemTime_Win& other) = default;
 CSystemTime_Win& CSystemTime_Win::operator=(CSystemTime_Win&& other) noexcept = default;
+// NOLINTEND(misc-unused-parameters)
 CSystemTime_Win::~CSystemTime_Win() = default;
 
 void CSystemTime_Win::GetDate(unsigned long long timeStamp, CSystemDate_Win& date) {

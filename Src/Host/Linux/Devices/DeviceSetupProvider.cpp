@@ -163,7 +163,8 @@ std::vector<PciDevice> DevicesOf(const std::string& root) {
   for (const std::string& name : SysfsEntries(root)) {
     const std::optional<Location> location = LocationOf(name);
     if (!location) continue;
-    std::string path = root + '/' + name + '/';
+    std::string path = root;
+    path.append("/").append(name).append("/");
     const SetupClass* const setupClass = SetupClassOf(path);
     devices.push_back({std::move(path), *location, setupClass});
   }

@@ -111,8 +111,9 @@ bool DriveList::IsUsedPart(const std::string& folder) const {
 bool DriveList::IsUsed(const std::string& folder) const {
   if (IsUsedPart(folder)) return true;
   const std::string name = LastPartOf(folder);
+  const std::string start = folder + '/';
   for (const std::string& entry : SysfsEntries(folder))
-    if (entry.starts_with(name) && IsUsedPart(folder + '/' + entry)) return true;
+    if (entry.starts_with(name) && IsUsedPart(start + entry)) return true;
   return false;
 }
 

@@ -142,8 +142,9 @@ public:
     const bool isOfGroup =
         m_withSpareGroup.contains(digits) || m_withSpareGroup.contains(array.name);
     const std::size_t membersBefore = m_driveOfMember.size();
+    const std::string start = folder + '/';
     for (const std::string& entry : SysfsEntries(folder))
-      if (entry.starts_with(kMemberPrefix)) AddMember(folder + '/' + entry, isOfGroup, array);
+      if (entry.starts_with(kMemberPrefix)) AddMember(start + entry, isOfGroup, array);
     // An array that is being stopped loses its members first; it has not lost its data.
     if (!IsRunning(folder)) {
       m_driveOfMember.resize(membersBefore);
