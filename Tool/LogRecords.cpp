@@ -1,6 +1,7 @@
 #include "Tool/LogRecords.h"
 
 #include "Regex/Pattern.h"
+#include "Tool/Dates.h"
 #include "Tool/HostErrors.h"
 #include "Tool/Names.h"
 #include "Tool/Options.h"
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
 #include <iostream>
 #include <limits>
@@ -321,18 +321,9 @@ Ondrel::ULong TimeOf(const std::string& option, const std::string& text) {
     const std::int64_t now = duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
     time = std::max<std::int64_t>(now - *count * kSeconds[unit], 0);
   } else {
-    int fields[6] = {};
-    int length = 0;
-    const int taken =
-        std::sscanf(text.c_str(), "%4d-%2d-%2d%n%*1[T ]%2d:%2d:%2dZ%n", &fields[0], &fields[1],
-                    &fields[2], &length, &fields[3], &fields[4], &fields[5], &length);
-    const year_month_day date{year{fields[0]}, month{static_cast<unsigned>(fields[1])},
-                              day{static_cast<unsigned>(fields[2])}};
-    if ((taken != 3 && taken != 6) || static_cast<std::size_t>(length) != text.size() ||
-        !date.ok() || fields[3] > 23 || fields[4] > 59 || fields[5] > 60)
-      refuse();
-    time = sys_days{date}.time_since_epoch() / seconds{1} + fields[3] * 3600 + fields[4] * 60 +
-           fields[5];
+    const std::optional<WrittenDate> date = ParseDate(text);
+    const std::optional<std::uint64_t> stamp = date ? TimeStampOf(*date) : std::nullopt;
+    if (stamp) time = static_cast<std::int64_t>(*stamp / 1000);
   }
   if (time < 0 || time > kMost) refuse();
   return static_cast<Ondrel::ULong>(time);

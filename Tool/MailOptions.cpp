@@ -43,7 +43,7 @@ std::int64_t NumberOf(const std::string& text, std::string_view option, std::int
 }
 
 std::string ProtocolOf(const MailOptions& options) {
-  const std::string protocol = options.protocol.value_or("smtp");
+  std::string protocol = options.protocol.value_or("smtp");
   if (protocol == "smtp" || protocol == "smtps") return protocol;
   throw UsageError("--protocol: \"" + OneLine(protocol) + "\" is neither smtp nor smtps");
 }
@@ -84,7 +84,7 @@ std::string PasswordOf(const MailOptions& options) {
   if (!options.user) throw UsageError("--password-file requires --user");
   if (!options.passwordFile) throw UsageError("--user requires --password-file");
   const std::string path = TextOf(options.passwordFile, "--password-file");
-  const std::string password = FirstLine(ReadWholeFile(path));
+  std::string password = FirstLine(ReadWholeFile(path));
   if (password.empty()) throw UsageError(path + " has no password in its first line");
   if (password.find('\0') != std::string::npos)
     throw UsageError(path + ": the password holds a zero byte");

@@ -16,7 +16,7 @@ public:
   CSystem(const CSystem& other);
   CSystem& operator=(const CSystem& other);
   CSystem& operator=(CSystem&& other) noexcept;
-  ~CSystem();
+  ~CSystem();  // NOLINT(performance-trivially-destructible): it is exported.
 
   /// Runs `command` with `arguments` through the host's command processor, waits for its end and
   /// gives back what it wrote to its standard output, without the characters that the global

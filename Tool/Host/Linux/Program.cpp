@@ -177,7 +177,7 @@ private:
     constexpr int kLook = 50;
     if (m_status && m_isTimedOut) return kLook;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_deadline - Clock::now());
-    constexpr long long kLongest = 1000 * 1000;
+    constexpr long long kLongest = 1000LL * 1000;
     return static_cast<int>(std::clamp<long long>(left.count(), 0, kLongest));
   }
 

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <setupapi.h>
-#include <windows.h>
 
 namespace Tool {
 

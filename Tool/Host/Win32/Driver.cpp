@@ -1,11 +1,12 @@
 #include "Tool/Host/Driver.h"
 
+#include "Tool/Host/Win32/Words.h"
+
 #include <Ondrel/System.h>
 
 #include <cstring>
 #include <psapi.h>
 #include <vector>
-#include <windows.h>
 
 namespace Tool {
 

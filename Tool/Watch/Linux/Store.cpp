@@ -21,7 +21,7 @@ constexpr std::int64_t kLayout = 1;
 constexpr std::int64_t kMark = 0x6F6E6477;  // "ondw", what tells the file from other databases.
 constexpr std::int64_t kFirstDelay = 60;
 constexpr std::int64_t kLongestDelay = 3600;
-constexpr std::int64_t kKeptFor = 90 * 24 * 3600;
+constexpr std::int64_t kKeptFor = std::int64_t{90} * 24 * 3600;
 
 constexpr const char* kSchema = R"(
 CREATE TABLE state(id INTEGER PRIMARY KEY CHECK(id = 1), time INTEGER NOT NULL, text TEXT NOT NULL);

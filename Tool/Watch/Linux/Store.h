@@ -109,6 +109,6 @@ private:
 std::int64_t BackOff(int tries);
 
 /// A mail is given up when it is older than this, in seconds.
-inline constexpr std::int64_t kMailPatience = 4 * 24 * 3600;
+inline constexpr std::int64_t kMailPatience = std::int64_t{4} * 24 * 3600;
 
 }  // namespace Tool::Watch
