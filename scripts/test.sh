@@ -15,7 +15,9 @@ allParts=(linux vm asan tsan windows consumer fuzz lint)
 partsOnRequest=(quick)
 # Their tests use nothing of the machine that another part's tests use: two parts are tested at the
 # same time when one of them is of these.
-partsApart=(vm windows consumer fuzz lint)
+partsApart=(windows consumer fuzz lint)
+# Their tests measure time on an emulated machine: nothing else runs meanwhile.
+partsAlone=(vm)
 
 jobs=$(nproc)
 logs=build/log
@@ -204,11 +206,16 @@ isAnyRunning() { # of a kind
 mayStart() {
   local part=$1 kind=$2 step
   [ -z "${ended[$part-$kind]-}" ] && ! isRunning "$part-$kind" || return 1
+  for step in "${partsAlone[@]}"; do ! isRunning "$step-test" || return 1; done
   case $kind in
     prepare) ! isAnyRunning prepare && ! isAnyRunning "test" ;;
     build) ! isAnyRunning build && [ "${ended[$part-prepare]-}" = 0 ] ;;
     test)
       [ "${ended[$part-build]-}" = 0 ] && ! isAnyRunning prepare || return 1
+      if isAmong "$part" "${partsAlone[@]}"; then
+        [ "${#running[@]}" -eq 0 ]
+        return
+      fi
       for step in "${running[@]}"; do
         [[ $step != *-test ]] || isAmong "$part" "${partsApart[@]}" ||
           isAmong "${step%-test}" "${partsApart[@]}" || return 1

@@ -246,8 +246,8 @@ ONDREL_API ULong ListEventLogs(std::vector<EventLogSummary>& logs);
 /// Removes the records of the log `name` that were generated before `time` (nothing: all), and
 /// gives their count in `removed`. The numbers of removed records are not given again. Yields 0, or
 /// the error: 50 where the host cannot do this (a journal; on Windows a part of a log).
-ONDREL_API ULong ClearEventLog(const std::string& name, std::optional<ULong> time,
-                               std::uint64_t& removed);
+ONDREL_API ULong ClearEventRecords(const std::string& name, std::optional<ULong> time,
+                                   std::uint64_t& removed);
 
 /// Puts records from elsewhere into the event store, as they are.
 class ONDREL_API CEventLogImport {

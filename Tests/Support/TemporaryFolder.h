@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -16,10 +15,11 @@ namespace Ondrel::Testing {
 class TemporaryFolder {
 public:
   explicit TemporaryFolder(const std::string& parent = ::testing::TempDir()) {
-    std::string path = parent + "ondrel-XXXXXX";
-    if (mkdtemp(path.data()) == nullptr)
-      throw std::system_error(errno, std::generic_category(), "mkdtemp " + path);
-    m_path = path;
+    std::random_device random;
+    do {
+      m_path = parent + "ondrel-" + std::to_string(random()) + "-" + std::to_string(random());
+    } while (!std::filesystem::create_directory(m_path));
+    std::filesystem::permissions(m_path, std::filesystem::perms::owner_all);
   }
   ~TemporaryFolder() {
     std::error_code ignored;

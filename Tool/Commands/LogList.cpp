@@ -54,7 +54,7 @@ int ClearLog(const GlobalOptions& globals, const ClearOptions& options) {
   const EventLogPlace place = KnownPlace();
   const std::string where = options.log + " in " + PlaceText(place);
   std::uint64_t removed = 0;
-  CheckLog(Ondrel::Host::ClearEventLog(options.log, options.before, removed),
+  CheckLog(Ondrel::Host::ClearEventRecords(options.log, options.before, removed),
            "cannot clear the log " + where);
   if (globals.json)
     PrintJson({{"log", options.log}, {"place", JsonOfPlace(place)}, {"removed", removed}});

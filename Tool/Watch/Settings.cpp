@@ -152,7 +152,9 @@ private:
       try {
         return key.set(m_settings, value);
       } catch (const BadValue& bad) {
-        throw Error(LineOf(section, name), name + ": \"" + value + "\" " + bad.why);
+        std::string words = name;
+        words.append(": \"").append(value).append("\" ").append(bad.why);
+        throw Error(LineOf(section, name), words);
       }
     }
     if (!isSection) throw Error(LineOf(section, ""), "there is no section [" + section + "]");

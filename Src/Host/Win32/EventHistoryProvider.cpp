@@ -114,7 +114,8 @@ ULong ListEventLogs(std::vector<EventLogSummary>& logs) {
   return error;
 }
 
-ULong ClearEventLog(const std::string& name, std::optional<ULong> time, std::uint64_t& removed) {
+ULong ClearEventRecords(const std::string& name, std::optional<ULong> time,
+                        std::uint64_t& removed) {
   return ClearWholeLog(name, time.has_value(), removed);
 }
 

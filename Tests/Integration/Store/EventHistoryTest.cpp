@@ -296,14 +296,14 @@ TEST_F(EventHistory, ClearingRemovesWhatIsOlderAndSaysHowMuch) {
   ASSERT_EQ(import.Add(records), 0u);
 
   std::uint64_t removed = 0;
-  ASSERT_EQ(Host::ClearEventLog("Log", 300, removed), 0u);
+  ASSERT_EQ(Host::ClearEventRecords("Log", 300, removed), 0u);
   EXPECT_EQ(removed, 2u);
   EXPECT_THAT(WordsOf(), ElementsAre("3", "4"));
-  ASSERT_EQ(Host::ClearEventLog("Log", std::nullopt, removed), 0u);
+  ASSERT_EQ(Host::ClearEventRecords("Log", std::nullopt, removed), 0u);
   EXPECT_EQ(removed, 2u);
   ReportSome(1);
   EXPECT_THAT(WordsOf(), ElementsAre("5"));
-  ASSERT_EQ(Host::ClearEventLog("None", std::nullopt, removed), 0u);
+  ASSERT_EQ(Host::ClearEventRecords("None", std::nullopt, removed), 0u);
   EXPECT_EQ(removed, 0u);
 }
 
@@ -313,7 +313,7 @@ TEST_F(EventHistory, ClearingUnderAFollowerIsNamed) {
   ReadToEnd(reader);
   ReportSome(2);
   std::uint64_t removed = 0;
-  ASSERT_EQ(Host::ClearEventLog("Log", std::nullopt, removed), 0u);
+  ASSERT_EQ(Host::ClearEventRecords("Log", std::nullopt, removed), 0u);
   EXPECT_THAT(WordsToEnd(reader), ElementsAre("missed 3-4"));
   ReportSome(1);
   EXPECT_THAT(WordsToEnd(reader), ElementsAre("5"));

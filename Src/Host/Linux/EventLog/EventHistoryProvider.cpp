@@ -122,7 +122,8 @@ ULong ListEventLogs(std::vector<EventLogSummary>& logs) {
                                              : SummarizeJournal(choice.files, logs);
 }
 
-ULong ClearEventLog(const std::string& name, std::optional<ULong> time, std::uint64_t& removed) {
+ULong ClearEventRecords(const std::string& name, std::optional<ULong> time,
+                        std::uint64_t& removed) {
   removed = 0;
   if (!IsName(name)) return ERROR_INVALID_PARAMETER;
   const EventLogChoice choice = ChosenEventLog();
