@@ -211,8 +211,10 @@ int ReadAndRun(const std::vector<std::string>& words) {
     throw;
   } catch (const OutputFailure&) {
     throw;
-  } catch (const std::ios_base::failure&) {
-    return kFailed;  // Standard output has failed before, and says so at the end.
+  } catch (const std::ios_base::failure& error) {
+    // Standard output has failed before, and says so at the end.
+    if (std::cout.bad()) return kFailed;
+    return Report(choice, UnexpectedFailure(error.what()));
   } catch (const std::bad_alloc&) {
     return Report(choice, UnexpectedFailure("out of memory"));
   } catch (const std::exception& error) {

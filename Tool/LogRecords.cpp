@@ -389,6 +389,8 @@ RecordFilter::RecordFilter(const RecordChoice& choice) {
   m_pattern = std::make_unique<Pattern>();
   m_pattern->pattern.Compile(choice.pattern.data(),
                              static_cast<std::ptrdiff_t>(choice.pattern.size()), 0);
+  if (m_pattern->pattern.IsUnbalanced())
+    throw UsageError("--grep: a group or class is not closed, or a \")\" closes nothing");
 }
 
 RecordFilter::~RecordFilter() = default;

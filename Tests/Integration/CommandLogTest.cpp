@@ -314,6 +314,46 @@ TEST_F(CommandLog, ALineThatIsNotARecordEndsTheImportAndSaysWhatWasKept) {
   }
 }
 
+TEST_F(CommandLog, ImportThatCannotBeReadToItsEndSaysSo) {
+  Report("10471", "error", "PD 3 failed");
+  const ProcessResult result = Run({"log", "import", Path("")});
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_THAT(result.errors, HasSubstr("after line 0"));
+}
+
+TEST_F(CommandLog, ExportThatCannotBeWrittenFails) {
+  Report("10471", "error", "PD 3 failed");
+  const ProcessResult result = Run({"log", "export", "Demo", "--output", "/dev/full"});
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_THAT(result.errors, HasSubstr("cannot write all records to /dev/full"));
+}
+
+TEST_F(CommandLog, StoreThatCannotBeReachedIsNotAnEmptyOne) {
+  const std::string file = WriteFile("file", "");
+  for (const char* const action : {"list", "show", "export", "clear"}) {
+    std::vector<std::string> line = {"--store", file + "/events.db", "log", action};
+    if (line.back() != "list") line.emplace_back("Demo");
+    if (line[3] == "clear") line.emplace_back("--all");
+    const ProcessResult result = RunProcess(ONDREL_COMMAND, line);
+    EXPECT_EQ(result.exitStatus, 3) << action;
+    EXPECT_THAT(result.errors, HasSubstr(file + "/events.db")) << action;
+  }
+}
+
+TEST_F(CommandLog, PatternThatIsNotOneIsWrongUsage) {
+  Report("10471", "error", "PD 3 failed");
+  for (const char* const pattern : {"(", "[", "a)"})
+    EXPECT_EQ(Run({"log", "show", "Demo", "--grep", pattern}).exitStatus, 2) << pattern;
+}
+
+TEST_F(CommandLog, StateThatIsAFolderIsWrongUsageInWords) {
+  Report("10471", "error", "PD 3 failed");
+  const ProcessResult result =
+      Run({"log", "follow", "Demo", "--state", Path(""), "--timeout", "1"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.errors, HasSubstr("--state: cannot read"));
+}
+
 TEST_F(CommandLog, ClearRemovesWhatItSays) {
   Report("10471", "error", "PD 3 failed");
   EXPECT_EQ(Run({"log", "clear", "Demo"}).exitStatus, 2);

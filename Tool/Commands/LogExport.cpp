@@ -1,4 +1,5 @@
 #include "Tool/Command.h"
+#include "Tool/Failure.h"
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
@@ -7,12 +8,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fstream>
 #include <iostream>
 #include <limits>
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <vector>
 
 namespace Tool {
@@ -119,6 +123,11 @@ private:
   std::string m_text;
 };
 
+// What the host says of an error number of its own, where it gave one.
+std::string ReasonOf(int number) {
+  return number != 0 ? std::generic_category().message(number) : "the host gives no reason";
+}
+
 struct ExportOptions {
   RecordChoice choice;
   std::string output;
@@ -157,10 +166,12 @@ int ExportLog(const ExportOptions& options) {
     }
     if (!exporter.WriteTo(output)) break;
   }
+  errno = 0;
   if (!output.flush()) {
-    Say("cannot write all records to " +
-        (options.output.empty() ? std::string("standard output") : options.output));
-    return kNegativeAnswer;
+    throw HostFailure(
+        "cannot write all records to " +
+            (options.output.empty() ? std::string("standard output") : options.output),
+        ReasonOf(errno));
   }
   Say("exported " + std::to_string(count) + " records");
   return isAnythingMissing ? kNegativeAnswer : kDone;
@@ -288,6 +299,7 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
 
   Importer importer(options);
   std::uint64_t number = 0;
+  errno = 0;
   for (std::string text; std::getline(input, text);) {
     ++number;
     if (text.empty()) continue;
@@ -303,7 +315,13 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
     }
     importer.Add(log, std::move(record));
   }
+  const int reason = errno;
   importer.Keep();
+  if (input.bad()) {
+    throw HostFailure("cannot read " + options.file + " after line " + std::to_string(number) +
+                          "; " + std::to_string(importer.Kept()) + " records before it were kept",
+                      ReasonOf(reason));
+  }
   const std::uint64_t dropped = importer.Dropped();
   if (globals.json)
     PrintJson({{"kept", importer.Kept()}, {"dropped", dropped}, {"place", JsonOfPlace(place)}});

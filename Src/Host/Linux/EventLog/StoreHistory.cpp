@@ -3,13 +3,16 @@
 #include "Host/Linux/EventLog/EventRecord.h"
 #include "Host/Linux/EventLog/HistoryTables.h"
 #include "Host/Linux/EventLog/StoreConnection.h"
+#include "Host/Linux/LastError.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <sys/stat.h>
 #include <utility>
 
 namespace Ondrel::Host {
@@ -18,6 +21,20 @@ namespace {
 
 constexpr std::int64_t kLargestNumber = std::numeric_limits<ULong>::max();
 constexpr std::string_view kPositionMark = "store:";
+
+// Whether there is no store yet at a path, which is an empty log. Throws where that cannot be seen:
+// a store that cannot be reached is not an empty one. The folder has to be there, as for those who
+// write.
+bool IsMissing(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0) return false;
+  if (errno != ENOENT) throw DatabaseError{ErrorFromErrno(errno)};
+  const std::size_t slash = path.rfind('/');
+  const std::string folder = slash == path.npos ? "." : path.substr(0, slash + 1);
+  if (stat(folder.c_str(), &status) != 0 && folder != ONDREL_STATE_DIRECTORY "/")
+    throw DatabaseError{ERROR_PATH_NOT_FOUND};
+  return true;
+}
 
 // Where a reader stands: the last number it has dealt with and, where that was a record that it
 // could read, its checksum, by which the record is known again.
@@ -125,14 +142,7 @@ private:
   static constexpr int kMostFiles = 3;
 
   void Connect() {
-    if (!IdentityOf(m_path)) {
-      // The folder has to be there, as for those who write.
-      const std::size_t slash = m_path.rfind('/');
-      const std::string folder = slash == m_path.npos ? "." : m_path.substr(0, slash + 1);
-      if (!IdentityOf(folder) && folder != ONDREL_STATE_DIRECTORY "/")
-        throw DatabaseError{ERROR_PATH_NOT_FOUND};
-      return;
-    }
+    if (IsMissing(m_path)) return;
     m_connection = std::make_unique<Connection>(m_path, m_log);
     const std::string identity = m_connection->file.Identity();
     // Known from an earlier connection, or from the position that the reader began with.
@@ -410,7 +420,7 @@ std::unique_ptr<RecordImport> OpenStoreImport(const EventStoreChoice& choice,
 
 ULong ListStoredLogs(const EventStoreChoice& choice, std::vector<EventLogSummary>& logs) {
   return Answer([&]() -> ULong {
-    if (!IdentityOf(choice.path)) return ERROR_SUCCESS;
+    if (IsMissing(choice.path)) return ERROR_SUCCESS;
     EventStoreFile file(choice.path);
     Database& database = file.Connection();
     const bool hasChecks = file.HasChecks();
@@ -453,7 +463,7 @@ ULong ClearStoredLog(const EventStoreChoice& choice, const std::string& log,
                      std::optional<ULong> time, std::uint64_t& removed) {
   return Answer([&]() -> ULong {
     removed = 0;
-    if (!IdentityOf(choice.path)) return ERROR_SUCCESS;
+    if (IsMissing(choice.path)) return ERROR_SUCCESS;
     StoreConnection<RecordWriter> connection(choice.path, log, choice.capacity);
     removed = connection.tables.Clear(time);
     connection.file.Announce();
