@@ -39,6 +39,7 @@ constexpr std::array kSeverities = {
 
 std::vector<std::string> KnownNames() {
   std::vector<std::string> names;
+  names.reserve(kStatuses.size());
   for (const Ondrel::DriveStatus status : kStatuses) names.push_back(StatusName(status));
   return names;
 }

@@ -17,7 +17,7 @@ namespace Tool::Watch {
 
 namespace {
 
-constexpr std::size_t kMostOutput = 64 * 1024;
+constexpr std::size_t kMostOutput = std::size_t{64} * 1024;
 
 // In the new process: nothing of the service's own is left but its standard streams and `output`.
 void BecomeChild(pid_t parent, int output) {

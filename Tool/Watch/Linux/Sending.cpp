@@ -10,7 +10,7 @@ namespace Tool::Watch {
 namespace {
 
 constexpr std::size_t kLongestAnswer = 200;
-constexpr long kSendLimit = 170 * 1000;  // Milliseconds; a sender is ended after 180 s.
+constexpr long kSendLimit = 170L * 1000;  // Milliseconds; a sender is ended after 180 s.
 constexpr std::string_view kSent = "sent";
 constexpr std::string_view kFailed = "failed ";
 constexpr std::string_view kUncertain = "uncertain ";
