@@ -43,7 +43,8 @@ apartFromTypeNames() {
   esac
 }
 
-oneNameOfNumbers() { sed 's/unsigned long long/unsigned long/g' | sort -u; }
+# Numbers of 64 bits, in names of types and after their digits.
+oneNameOfNumbers() { sed -E 's/long long/long/g; s/([0-9])ll\b/\1l/g' | sort -u; }
 
 expected=$(grep -vE '^(#|$|- )' "$list" | apartFromTypeNames | oneNameOfNumbers)
 if diff <(echo "$expected") <(namesOf); then

@@ -44,6 +44,7 @@ std::string CheckNamed(const std::string& name) {
 
 int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked) {
   std::vector<std::string> names;
+  names.reserve(asked.size());
   for (const std::string& name : asked) names.push_back(CheckNamed(name));
   if (names.empty()) names.assign(std::begin(kCheckNames), std::end(kCheckNames));
 
