@@ -23,7 +23,7 @@ done
 runPacked() { (cd / && WINEPATH='' "$OLDPWD/scripts/run-wine.sh" "$package/bin/$1" "${@:2}"); }
 
 answer=$(runPacked ondrel.exe --json status pd OPERATIONAL FAILED | tr -d '\r')
-expected='{"kind":"pd","old":40093,"oldName":"OPERATIONAL","new":40095,"newName":"FAILED",'
+expected='{"jsonVersion":1,"kind":"pd","old":40093,"oldName":"OPERATIONAL","new":40095,"newName":"FAILED",'
 expected+='"event":10471,"eventName":"PD_STATE_CHANGE_OP_TO_FAIL","severity":4}'
 [ "$answer" = "$expected" ] || { echo "the packed command answers: $answer" >&2; exit 1; }
 
