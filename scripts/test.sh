@@ -146,11 +146,11 @@ checkWithCppcheck() {
   cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
     --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp -j "$jobs" \
     --cppcheck-build-dir=build/cppcheck \
-    -i Src/Host/Win32 -i Pirsk/Host/Win32 -I Include -I Src -I Pirsk Pirsk Src Tool
+    -i Src/Host/Win32 -i Pirsk/Host/Win32 -i Tool/Host/Win32 -i Tool/Watch/Win32 -I Include -I Src -I Pirsk Pirsk Src Tool
 }
 
 checkWithClangTidy() {
-  git ls-files -z 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp' | grep -vz Host/Win32/ |
+  git ls-files -z 'Pirsk/*.cpp' 'Src/*.cpp' 'Tool/*.cpp' | grep -vz /Win32/ |
     xargs -0 scripts/tidy.py --build build/linux --jobs "$jobs"
 }
 

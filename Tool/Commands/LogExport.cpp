@@ -80,7 +80,7 @@ void AppendText(std::string& line, const std::string& text) {
 
 class Exporter {
 public:
-  explicit Exporter(std::string log) { AppendText(m_log, log); }
+  explicit Exporter(const std::string& log) { AppendText(m_log, log); }
 
   void Add(const EventLogRecord& record) {
     m_text.append("{\"jsonVersion\":")

@@ -13,7 +13,6 @@
 #include <limits>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <system_error>
 #include <vector>
 
@@ -71,10 +70,9 @@ public:
       if (std::filesystem::exists(m_path)) throw UsageError("--state: cannot read " + m_path);
       return {};
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    if (text.bad()) throw UsageError("--state: cannot read " + m_path);
-    const Json state = Json::parse(text.str(), nullptr, false);
+    file.peek();
+    if (file.bad()) throw UsageError("--state: cannot read " + m_path);
+    const Json state = Json::parse(file, nullptr, false);
     const bool isState = state.is_object() && state.contains("log") && state["log"].is_string() &&
                          state.contains("position") && state["position"].is_string();
     if (!isState) throw UsageError("--state: " + m_path + " is not a state file");
