@@ -30,8 +30,8 @@ std::optional<std::chrono::microseconds> WatchdogInterval() {
   const char* const interval = std::getenv("WATCHDOG_USEC");
   const char* const process = std::getenv("WATCHDOG_PID");
   if (interval == nullptr) return std::nullopt;
-  if (process != nullptr && std::atoll(process) != ::getpid()) return std::nullopt;
-  const long long microseconds = std::atoll(interval);
+  if (process != nullptr && std::strtoll(process, nullptr, 10) != ::getpid()) return std::nullopt;
+  const long long microseconds = std::strtoll(interval, nullptr, 10);
   if (microseconds <= 0) return std::nullopt;
   return std::chrono::microseconds(microseconds);
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -47,11 +48,14 @@ std::optional<ServiceSign> ServiceLock::Read(const std::string& stateFile) {
   if (::flock(file, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     std::array<char, 64> text{};
     const ssize_t size = ::pread(file, text.data(), text.size() - 1, 0);
-    long long process = 0;
-    long long lastLook = 0;
     sign.emplace();
-    if (size > 0 && std::sscanf(text.data(), "%lld %lld", &process, &lastLook) == 2)
-      sign = ServiceSign{process, lastLook};
+    if (size > 0) {
+      char* end = nullptr;
+      const long long process = std::strtoll(text.data(), &end, 10);
+      const char* const second = end;
+      const long long lastLook = std::strtoll(second, &end, 10);
+      if (second != text.data() && end != second) sign = ServiceSign{process, lastLook};
+    }
   }
   ::close(file);
   return sign;

@@ -71,10 +71,13 @@ void DriveNotifications::Follow(const std::string& path) {
 void DriveNotifications::FollowArrays() {
   std::set<std::string> wanted = {m_stateFile};
   for (const std::string& name : SysfsEntries(m_disks)) {
-    const std::string folder = m_disks + name + "/md";
-    for (const std::string& entry : SysfsEntries(folder))
-      if (entry.starts_with("dev-")) wanted.insert(folder + '/' + entry + "/state");
-    for (const char* const attribute : kArrayAttributes) wanted.insert(folder + '/' + attribute);
+    const std::string folder = m_disks + name + "/md/";
+    for (const std::string& entry : SysfsEntries(folder)) {
+      if (!entry.starts_with("dev-")) continue;
+      std::string file = folder;
+      wanted.insert(file.append(entry).append("/state"));
+    }
+    for (const char* const attribute : kArrayAttributes) wanted.insert(folder + attribute);
   }
   // A folder that went and came again has new files under the old paths: those that are gone fail.
   std::erase_if(m_files, [&](const auto& known) {
