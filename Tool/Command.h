@@ -61,7 +61,7 @@ struct Subcommand {
   Work (*add)(CLI::App& app) = nullptr;
   /// The members of a group.
   std::span<const Subcommand> members = {};
-  /// Not empty for a subcommand whose words from the first that is no option on are another
+  /// Not empty for a subcommand whose words from the first that is not an option on are another
   /// program's: how the help names them. `OwnWords` yields them.
   std::string_view words = {};
 };
@@ -69,7 +69,7 @@ struct Subcommand {
 /// All subcommands, in the order of the help.
 std::span<const Subcommand> Subcommands();
 
-/// The words from the first that is no option on, of a parser that leaves them alone. Throws
+/// The words from the first that is not an option on, of a parser that leaves them alone. Throws
 /// `UsageError` when an option that is not known stands before them.
 std::vector<std::string> OwnWords(const CLI::App& app);
 

@@ -51,7 +51,7 @@ const EventRank& RankOf(std::int32_t severity) {
   return kRanks.back();
 }
 
-/// The road of one status change. A step that fails does not keep the others from happening.
+/// The path of one status change. A step that fails does not keep the others from happening.
 class Alert {
 public:
   Alert(const GlobalOptions& globals, const AlertOptions& options)

@@ -190,7 +190,7 @@ private:
     m_printer.Add(item);
   }
 
-  // A failure is told when it begins and when it ends.
+  // A failure is reported when it begins and when it ends.
   void NoteFailure(Ondrel::ULong error) {
     if (error != m_failure) {
       const std::string& log = m_options.choice.log;

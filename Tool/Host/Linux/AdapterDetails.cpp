@@ -90,7 +90,7 @@ std::vector<AdapterDetails> DetailsFrom(const std::string& sysfs, const std::str
   }
   for (const std::string& name : NamesIn(fs::path(sysfs) / "block")) {
     const fs::path disk = fs::path(sysfs) / "block" / name;
-    // The single ways to a shared NVMe disk are no disks of their own.
+    // The single ways to a shared NVMe disk are not disks of their own.
     if (FirstLineOf(disk / "hidden") == "1") continue;
     for (const std::string& folder : FoldersOnWay(disk)) {
       const auto place = places.find(folder);

@@ -50,7 +50,7 @@ struct StoredMail {
 };
 
 /// The service's state file: the statuses, the events and the mails, in one SQLite database. What
-/// belongs together is committed together, and nothing is told to anybody before it is committed.
+/// belongs together is committed together, and nothing is reported before it is committed.
 ///
 /// All operations throw `DatabaseError`. Times are seconds since 1 January 1970 UTC.
 class Store {

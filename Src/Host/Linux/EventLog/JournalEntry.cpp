@@ -129,7 +129,7 @@ std::optional<JournalEntry::Head> JournalEntry::HeadOfText(std::string_view text
               numbers[4]};
 }
 
-// What is told of an event of ours; nothing of an entry that is not. A field that is not there
+// What an event of ours says; nothing of an entry that is not. A field that is not there
 // costs a look at all that are, so that one which tells of all is asked for before them.
 std::optional<JournalEntry::Head> JournalEntry::FindHead() const {
   if (const std::optional<std::string_view> all = Field(kHeadField))
