@@ -18,7 +18,7 @@ inline constexpr std::uint64_t kSectorSize = 512;
 using DeviceNumber = std::pair<unsigned, unsigned>;
 
 /// One member of an array of the kernel's md driver: what of it holds the array's data.
-struct ArrayMember {
+struct MemberExtent {
   std::string device;   ///< The member's kernel name.
   std::uint64_t start;  ///< In sectors of 512 bytes from the member's start.
   std::uint64_t count;
@@ -39,7 +39,7 @@ struct BlockDevice {
   std::string mapperName;    ///< The device mapper's name for it: "vg0-data".
   std::string arrayLevel;    ///< "raid1", "raid5", ...
   std::vector<std::string> slaves;          ///< What it is built on.
-  std::vector<ArrayMember> members;         ///< Of an array: its working members.
+  std::vector<MemberExtent> members;         ///< Of an array: its working members.
   std::vector<std::string> partitionNames;  ///< By their numbers.
 
   bool IsPartition() const { return !disk.empty(); }

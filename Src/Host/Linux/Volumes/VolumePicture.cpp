@@ -245,7 +245,7 @@ bool VolumePicture::ResolveArray(const Range& range, int depth,
                                  std::vector<DiskPart>& parts) const {
   const BlockDevice& array = *range.device;
   if (array.members.empty()) return ResolveSlaves(array, depth, parts);
-  return std::ranges::all_of(array.members, [&](const ArrayMember& member) {
+  return std::ranges::all_of(array.members, [&](const MemberExtent& member) {
     const BlockDevice* const device = m_devices.Find(member.device);
     if (device == nullptr) return false;
     // A mirror's members hold the same at the same place; others hold a share of every part.
