@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Holds the tree against Docs/architecture.md: its table of folders, its picture, and the rule that
-the rooms of Src/Host/Linux ignore each other. Reports what differs, and ends with 1 then.
+the rooms of Src/Host/Linux ignore each other; and the headers against each other: a type is defined
+in one of them. Reports what differs, and ends with 1 then.
 
 Usage: scripts/check-structure.py [--draw]
 --draw draws Docs/architecture.svg from Docs/architecture.dot first.
@@ -101,6 +102,26 @@ def room_faults(files):
                 yield f"{name}: the room {match[1]} uses the room {other}"
 
 
+def type_faults(files):
+    # The linker merges two types of one name without a word.
+    places = {}
+    for name in files:
+        if not re.fullmatch(r"(Include|Src|Pirsk|Tool)/.*\.h", name):
+            continue
+        space = ""
+        for line in (ROOT / name).read_text().splitlines():
+            opened = re.match(r"namespace ([\w:]+) \{", line)
+            defined = re.match(r"(?:struct|class|union|enum class|enum) (?:[A-Z]+_EXPORT )?(\w+)[^;<]*\{", line)
+            if opened:
+                space = opened[1]
+            elif defined:
+                places.setdefault(f"{space}::{defined[1]}", []).append(name)
+    for type_name, headers in places.items():
+        # A class that each host has its own of stands in files of one name.
+        if len({pathlib.PurePosixPath(header).name for header in headers}) > 1:
+            yield f"{type_name} is defined in {' and '.join(headers)}"
+
+
 def main():
     if sys.argv[1:] == ["--draw"]:
         draw()
@@ -109,7 +130,7 @@ def main():
         return 2
     files = tracked_files()
     shown = folders(files)
-    faults = [*table_faults(shown), *picture_faults(shown), *room_faults(files)]
+    faults = [*table_faults(shown), *picture_faults(shown), *room_faults(files), *type_faults(files)]
     for fault in faults:
         print(fault, file=sys.stderr)
     return 1 if faults else 0
