@@ -111,7 +111,7 @@ def type_faults(files):
         space = ""
         for line in (ROOT / name).read_text().splitlines():
             opened = re.match(r"namespace ([\w:]+) \{", line)
-            defined = re.match(r"(?:struct|class|union|enum class|enum) (?:[A-Z]+_EXPORT )?(\w+)[^;<]*\{", line)
+            defined = re.match(r"(?:struct|class|union|enum class|enum) (?:[A-Z]+_API )?([\w:]+)[^;<]*\{", line)
             if opened:
                 space = opened[1]
             elif defined:
