@@ -29,7 +29,8 @@ void ReadPieces(std::FILE* stream, Take take) {
   while (read(piece, kPieceSize, stream) != nullptr) take(piece);
 }
 
-// What the global locale calls printable, by byte.
+// What the global locale calls printable, by byte. Made when the program has ended: the locale of
+// that time counts.
 class PrintableBytes {
 public:
   PrintableBytes() {
@@ -42,14 +43,17 @@ public:
                     [](bool isPrintable) { return isPrintable; });
   }
 
-  // Adds those of a piece to the text, each run of them as a whole.
-  void Add(const char* piece, std::string& text) const {
-    const char* const end = piece + std::strlen(piece);
-    for (const char* next = piece; next != end;) {
+  // Takes the others out of a text, moving each run of printable ones as a whole.
+  void CleanUp(std::string& text) const {
+    const char* const end = text.data() + text.size();
+    char* kept = text.data();
+    for (const char* next = kept; next != end;) {
       const char* const runEnd = EndOfRun(next, end);
-      text.append(next, runEnd);
+      if (kept != next) std::memmove(kept, next, static_cast<std::size_t>(runEnd - next));
+      kept += runEnd - next;
       next = std::find_if(runEnd, end, [this](char character) { return Has(character); });
     }
+    text.resize(static_cast<std::size_t>(kept - text.data()));
   }
 
 private:
@@ -82,10 +86,9 @@ unsigned int CSystem::ExecuteCommand(const std::string& command, const std::stri
   output.clear();
   std::FILE* const stream = Start(command, arguments);
   if (stream == nullptr) return 0;
-  // Taken out of each piece while it is at hand, which gives what taking them out at the end does.
-  const PrintableBytes printable;
-  ReadPieces(stream, [&](const char* piece) { printable.Add(piece, output); });
+  ReadPieces(stream, [&](const char* piece) { output += piece; });
   Host::Process()._pclose(stream);
+  PrintableBytes().CleanUp(output);
   return 1;
 }
 
@@ -100,9 +103,10 @@ unsigned int CSystem::ExecuteCommand(const std::string& command, const std::stri
   lines.clear();
   std::FILE* const stream = Start(command, arguments);
   if (stream == nullptr) return 0;
-  const PrintableBytes printable;
-  ReadPieces(stream, [&](const char* piece) { printable.Add(piece, lines.emplace_back()); });
+  ReadPieces(stream, [&](const char* piece) { lines.emplace_back(piece); });
   exitStatus = Host::Process()._pclose(stream);
+  const PrintableBytes printable;
+  for (std::string& line : lines) printable.CleanUp(line);
   return 1;
 }
 

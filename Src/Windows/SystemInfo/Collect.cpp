@@ -424,7 +424,8 @@ void COSProbe::ReadProductSuite(OS_FACTS& facts) {
 
 void COSProbe::ReadRemoteAdminMode(OS_FACTS& facts) {
   const RegistryKey key(RegistryKey::kRead, "System\\CurrentControlSet\\Control\\Terminal Server");
-  if (key.Number("TSAppCompat").value_or(1) == 0) Set(facts, OSFlags::RemoteAdminMode);
+  // Intentional: a value without bytes is not 0.
+  if (key.Number("TSAppCompat", 1).value_or(1) == 0) Set(facts, OSFlags::RemoteAdminMode);
 }
 
 std::uint32_t COSProbe::MapProcessor(std::uint16_t wProcessorArchitecture) {

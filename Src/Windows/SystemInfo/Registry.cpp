@@ -35,9 +35,10 @@ std::optional<std::string> RegistryKey::Text(const char* name, ULong size) const
   return std::string(reinterpret_cast<const char*>(bytes.data()));
 }
 
-std::optional<std::uint32_t> RegistryKey::Number(const char* name) const {
-  std::uint32_t number = 0;
-  unsigned char bytes[sizeof number] = {};
+std::optional<std::uint32_t> RegistryKey::Number(const char* name, std::uint32_t start) const {
+  std::uint32_t number = start;
+  unsigned char bytes[sizeof number];
+  std::memcpy(bytes, &number, sizeof number);
   ULong size = sizeof number;
   if (!Read(name, bytes, size)) return std::nullopt;
   std::memcpy(&number, bytes, sizeof number);

@@ -30,8 +30,8 @@ public:
   /// A text of at most `size` bytes, up to its zero byte.
   std::optional<std::string> Text(const char* name, ULong size = kTextSize) const;
 
-  /// A number of 32 bits.
-  std::optional<std::uint32_t> Number(const char* name) const;
+  /// A number of 32 bits. Of a shorter value the other bytes are those of `start`.
+  std::optional<std::uint32_t> Number(const char* name, std::uint32_t start = 0) const;
 
   /// A list of texts up to the first empty one.
   std::vector<std::string> Texts(const char* name) const;

@@ -6,8 +6,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <future>
+#include <locale>
 
 namespace Ondrel {
 namespace {
@@ -107,9 +110,10 @@ protected:
   int m_closed = 0;
   std::vector<std::string> m_pieces;
   std::FILE* const m_stream = stdin;  // Stands for a stream; nothing is read from it.
+  std::size_t m_next = 0;
+  std::function<void()> m_whenRead;
 
 private:
-  std::size_t m_next = 0;
   Testing::PreparedOperations<Host::ProcessOperations> m_operations{
       Host::Process(),
       {._popen =
@@ -121,6 +125,7 @@ private:
        .fgets = [this](char* buffer, int size, std::FILE*) -> char* {
          EXPECT_EQ(size, 1024);
          if (m_next == m_pieces.size()) return nullptr;
+         if (m_whenRead) m_whenRead();
          std::strcpy(buffer, m_pieces[m_next++].c_str());
          return buffer;
        },
@@ -156,6 +161,34 @@ TEST_F(PreparedProcess, StartFailureEmptiesTheLinesAndLeavesTheStatus) {
   EXPECT_THAT(lines, IsEmpty());
   EXPECT_EQ(exitStatus, 4711);
   EXPECT_EQ(CSystem::ExecuteCommand("x", "", lines), 0U);
+}
+
+// A locale in which the digits are not printable.
+class WithoutDigits : public std::ctype<char> {
+public:
+  WithoutDigits() : std::ctype<char>(m_masks) {
+    std::copy_n(classic_table(), table_size, m_masks);
+    for (unsigned char digit = '0'; digit <= '9'; ++digit) m_masks[digit] = std::ctype_base::mask{};
+  }
+
+private:
+  mask m_masks[table_size];
+};
+
+TEST_F(PreparedProcess, LocaleAtTheEndOfTheProgramSaysWhatIsPrintable) {
+  const std::locale before;
+  m_pieces = {"a1b22c\n", "333\n", "d\n"};
+  m_whenRead = [] { std::locale::global(std::locale(std::locale(), new WithoutDigits)); };
+  std::string output;
+  CSystem::ExecuteCommand("x", "", output);
+  std::locale::global(before);
+  EXPECT_EQ(output, "abcd");
+
+  m_next = 0;
+  std::vector<std::string> lines;
+  CSystem::ExecuteCommand("x", "", lines);
+  std::locale::global(before);
+  EXPECT_THAT(lines, ElementsAre("abc", "", "d"));
 }
 
 TEST_F(PreparedProcess, StatusIsStoredUnchangedAndTheStreamClosedOnce) {

@@ -351,6 +351,25 @@ TEST_F(OSCollect, ClassicCallGoesByTheRegistry) {
     EXPECT_TRUE(Has(facts, flag)) << flag.name;
 }
 
+TEST_F(OSCollect, RemoteAdministrationNeedsAZeroOfAtLeastOneByte) {
+  m_knowsExtended = false;
+  std::strcpy(m_version.szCSDVersion, "Service Pack 4");
+  std::string& value =
+      m_registry["System\\CurrentControlSet\\Control\\Terminal Server"]["TSAppCompat"];
+  const struct {
+    std::string bytes;
+    bool isRemote;
+  } rows[] = {{"", false},
+              {std::string(1, '\0'), true},
+              {"\1", false},
+              {Number(0), true},
+              {Number(0x01000000), false}};
+  for (const auto& row : rows) {
+    value = row.bytes;
+    EXPECT_EQ(Has(Collect(), OSFlags::RemoteAdminMode), row.isRemote) << row.bytes.size();
+  }
+}
+
 TEST_F(OSCollect, Windows9xHasItsServicePackByTheBuild) {
   m_knowsExtended = false;
   m_version.dwMajorVersion = 4;
