@@ -6,7 +6,10 @@
 #include <boost/convert/stream.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <optional>
+#include <system_error>
 
 namespace Ondrel {
 
@@ -20,6 +23,24 @@ Parts SplitVersion(const std::string& version) {
   return parts;
 }
 
+// Reads the parts of a version as numbers.
+class PartReader {
+public:
+  // Throws for what is not a number.
+  int Read(const std::string& part) {
+    int number = 0;
+    const char* const end = part.data() + part.size();
+    // What is digits alone, as nearly every part is, needs no stream.
+    const auto [last, error] = std::from_chars(part.data(), end, number);
+    if (error == std::errc() && last == end) return number;
+    if (!m_converter) m_converter.emplace()(std::dec)(std::skipws);
+    return boost::convert<int>(part, *m_converter).value();
+  }
+
+private:
+  std::optional<boost::cnv::cstream> m_converter;
+};
+
 // Throws where a part that is reached is not a number.
 int CompareNumbers(const std::string& first, const std::string& second, std::size_t count) {
   Parts firstParts = SplitVersion(first);
@@ -29,11 +50,10 @@ int CompareNumbers(const std::string& first, const std::string& second, std::siz
   secondParts.resize(length, "0");
   if (count != 0 && count < length) length = count;
 
-  boost::cnv::cstream converter;
-  converter(std::dec)(std::skipws);
+  PartReader reader;
   for (std::size_t i = 0; i < length; ++i) {
-    const int left = boost::convert<int>(firstParts[i], converter).value();
-    const int right = boost::convert<int>(secondParts[i], converter).value();
+    const int left = reader.Read(firstParts[i]);
+    const int right = reader.Read(secondParts[i]);
     if (left != right) return left < right ? -1 : 1;
   }
   return 0;
