@@ -104,9 +104,9 @@ public:
     sqlite3_reset(m_insert);
   }
 
-  std::vector<CSystemEvent_Win> Read(std::int64_t behind) {
+  std::vector<CSystemEvent_Win> Read(std::int64_t after) {
     std::vector<CSystemEvent_Win> events;
-    sqlite3_bind_int64(m_select, 1, behind);
+    sqlite3_bind_int64(m_select, 1, after);
     while (sqlite3_step(m_select) == SQLITE_ROW) {
       if (std::strcmp(Text(4), kSource) != 0) continue;
       CSystemEvent_Win event;
@@ -202,7 +202,7 @@ private:
   CSystemLogReader_Win m_reader;
 };
 
-// One reader for all runs, of a log with this many records behind its watermark.
+// One reader for all runs, of a log with this many records after its watermark.
 RepeatedReader& FilledReader(bool isJournal) {
   if (isJournal) UseJournal();
   static const Folder folder;

@@ -7,7 +7,7 @@
 #include <vector>
 
 /// A storage query of any bytes, with an output of any size and a device that answers with any
-/// status. Nothing is written behind the bytes that are told, and none behind the output's end.
+/// status. Nothing is written after the reported bytes, and none after the output's end.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace Ondrel;
   if (size < 4) return 0;

@@ -123,7 +123,7 @@ void UsePreparedOperations() {
   host.GetDriveTypeA = [](const char*) { return g_input->TakeNumber(1); };
   host.GetLastError = [] { return g_lastError; };
 
-  // The lists that are not released on purpose would fill the memory in the course of the runs.
+  // The lists that are intentionally not released would fill the memory in the course of the runs.
   Ondrel::Host::MemoryOperations& memory = Ondrel::Host::Memory();
   memory.Allocate = [](std::size_t size) -> void* {
     g_lists.push_back(std::make_unique<wchar_t[]>(size / sizeof(wchar_t)));

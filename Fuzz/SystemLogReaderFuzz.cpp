@@ -55,9 +55,9 @@ int Read(void*, ULong, ULong, void* buffer, ULong bytesToRead, ULong* bytesRead,
     return 0;
   }
   const ULong options = g_input->TakeNumber(1);
-  const ULong told = g_input->TakeNumber(2);
+  const ULong reported = g_input->TakeNumber(2);
   if (options & kAnswerIsTooSmallABuffer) {
-    *bytesNeeded = told;
+    *bytesNeeded = reported;
     g_lastError = Ondrel::ERROR_INSUFFICIENT_BUFFER;
     return 0;
   }
@@ -67,7 +67,7 @@ int Read(void*, ULong, ULong, void* buffer, ULong bytesToRead, ULong* bytesRead,
     std::memset(buffer, 0, bytesToRead);
     std::memcpy(buffer, bytes.data(), count);
   }
-  *bytesRead = options & kCountIsALie ? told << 8 : static_cast<ULong>(count);
+  *bytesRead = options & kCountIsALie ? reported << 8 : static_cast<ULong>(count);
   return 1;
 }
 

@@ -14,10 +14,10 @@ namespace {
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r";
-  const std::size_t first = text.find_first_not_of(kBlanks);
+  constexpr std::string_view kSpaces = " \t\r";
+  const std::size_t first = text.find_first_not_of(kSpaces);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(kSpaces) - first + 1);
 }
 
 std::optional<std::size_t> ParsedIndex(std::string_view text) {

@@ -92,7 +92,7 @@ void Fields::Wide(const char* name, const char* meaning, std::uint64_t low, std:
 void Fields::Kelvin(const char* name, const char* meaning, std::uint16_t value) {
   const std::string celsius = std::to_string(value - kKelvinOfZeroCelsius);
   Add(name, meaning, value,
-      value == 0 ? "not told" : std::to_string(value) + " K (" + celsius + " C)");
+      value == 0 ? "not reported" : std::to_string(value) + " K (" + celsius + " C)");
 }
 
 void Fields::Text(const char* name, const char* meaning, const std::string& value) {

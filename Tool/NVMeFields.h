@@ -36,14 +36,14 @@ inline BitPart Part(const char* name, unsigned int value) { return {name, value,
 /// each field under its name.
 class Fields {
 public:
-  /// `unit` stands behind the number for a person.
+  /// `unit` follows the number for a person.
   void Number(const char* name, const char* meaning, std::uint64_t value, const char* unit = "");
   /// A number that a person reads in hexadecimal, with at least `digits` digits.
   void Hexadecimal(const char* name, const char* meaning, std::uint64_t value, int digits);
   /// A number of 128 bits; in JSON it is text, because few readers keep it exact as a number.
   void Wide(const char* name, const char* meaning, std::uint64_t low, std::uint64_t high,
             const char* unit = "");
-  /// A temperature; a person sees Celsius too, and of 0 that it is not told.
+  /// A temperature; a person sees Celsius too, and of 0 that it is not reported.
   void Kelvin(const char* name, const char* meaning, std::uint16_t value);
   void Text(const char* name, const char* meaning, const std::string& value);
   /// Bytes that are one value.

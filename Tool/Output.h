@@ -22,7 +22,7 @@ void Answer(const GlobalOptions& globals, const Json& json, const std::string& t
 template <std::invocable MakeJson, std::invocable<std::ostream&> PrintText>
 void Answer(const GlobalOptions& globals, MakeJson&& makeJson, PrintText&& printText);
 
-/// Prints one JSON object on a line of its own, behind "jsonVersion" as its first member, and
+/// Prints one JSON object on a line of its own, after "jsonVersion" as its first member, and
 /// flushes it. Bytes that are not UTF-8 are replaced.
 void PrintJson(const Json& object);
 

@@ -4,7 +4,7 @@
 Usage: bench-table.py [--docs] FOLDER
 
 The folder has Google Benchmark's JSON files, of which the medians are taken, and files *.tsv with
-lines of a benchmark's name and a count, or a time in nanoseconds with "ns" behind it. --docs puts the tables between the markers of
+lines of a benchmark's name and a count, or a time in nanoseconds followed by "ns". --docs puts the tables between the markers of
 Docs/performance.md as well.
 """
 

@@ -3,20 +3,20 @@
 
 Usage: scripts/refresh-docs.py [BUILD-FOLDER]      (build/linux unless another is given)
 
-In README.md and Docs/*.md, the code block behind
+In README.md and Docs/*.md, the code block after
 
     <!-- output of: COMMAND -->
 
-is replaced with COMMAND and what it prints, and the one behind
+is replaced with COMMAND and what it prints, and the one after
 
     <!-- demo output -->
 
-with what scripts/demo.sh prints once it has built. The table behind
+with what scripts/demo.sh prints once it has built. The table after
 
     <!-- systems of: FILE -->
 
 gets a row for each line of FILE, the facts of an operating system, with what the command makes of
-them. Behind
+them. After
 
     <!-- meanwhile: COMMAND -->
 
@@ -87,7 +87,7 @@ def output_of_demo():
 
 def table_of_systems(file, environment):
     lines = (ROOT / file).read_text().splitlines()
-    # What is no fact of a system is said about it, which the command would refuse.
+    # What is not a fact of a system is said about it, which the command would refuse.
     facts = [{name: value for name, value in json.loads(line).items()
               if name not in ("system", "sources", "names")} for line in lines]
     answers = subprocess.run(["ondrel", "os", "--from", "-"],

@@ -43,7 +43,7 @@ ONDREL_API bool UseJournal();
 /// entry came from. A source cannot be registered there (error 50).
 ///
 /// Yields false, and changes nothing, when `path` leads to neither, or on a host that has no
-/// journal. Opening a log tells whether the files can be read.
+/// journal. Opening a log shows whether the files can be read.
 ONDREL_API bool UseJournalFiles(const std::string& path);
 
 /// Goes back to the host's own choice, which is also the one at the start: the journal where
@@ -154,7 +154,7 @@ public:
   /// for this log in this store or journal. Empty while there is none.
   std::string Position() const;
 
-  /// What tells this store from every other one, as 32 hexadecimal digits; of a journal, the
+  /// Distinguishes this store from every other one, as 32 hexadecimal digits; of a journal, the
   /// numbering that the last record belongs to. Empty while it is not known, and on Windows.
   std::string Identity() const;
 

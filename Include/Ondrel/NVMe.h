@@ -157,8 +157,8 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
   std::uint32_t RTD3E;  ///< RTD3 Entry Latency, in microseconds; 0 for not reported.
   struct {
     std::uint32_t Reserved0 : 8;
-    std::uint32_t NamespaceAttributeNotices : 1;  ///< Tells of changed namespaces.
-    std::uint32_t FirmwareActivationNotices : 1;  ///< Tells of firmware being activated.
+    std::uint32_t NamespaceAttributeNotices : 1;  ///< Reports changed namespaces.
+    std::uint32_t FirmwareActivationNotices : 1;  ///< Reports firmware being activated.
     std::uint32_t Reserved10 : 22;
   } OAES;  ///< Optional Asynchronous Events Supported.
   struct {

@@ -380,7 +380,7 @@ public:
   /// The processor architecture. False, with an empty text, for those without a name.
   bool GetProcessorArchitecture(std::string& architecture) const;
 
-  /// Tells nothing on these systems: false, with both arguments as they were.
+  /// Reports nothing on these systems: false, with both arguments as they were.
   bool GetKernelVersion(unsigned int& major, unsigned int& minor) const;
 
 private:

@@ -62,7 +62,7 @@ bool CSmtp::FormatHeader() {
     return false;
   }
 
-  // Behind the lines of an earlier Send, if there are any: the payload only grows.
+  // After the lines of an earlier Send, if there are any: the payload only grows.
   m_Payload.push_back(Line({"Date: ", MailDate()}));
   m_Payload.push_back(Line({"From: ", m_MailFrom.m_Name, " <", m_MailFrom.m_Mail, ">"}));
   if (!m_XMailer.empty()) m_Payload.push_back(Line({"X-Mailer: ", m_XMailer}));

@@ -27,7 +27,7 @@ namespace Ondrel {
 using WORD = std::uint16_t;
 using DWORD = ULong;
 
-/// One record of a system event log. Behind the fixed part stand the source name and the computer
+/// One record of a system event log. After the fixed part follow the source name and the computer
 /// name (zero-terminated), the user's security identifier, the insertion strings (zero-terminated),
 /// the raw data, padding to four bytes, and the length once more.
 struct EVENTLOGRECORD {

@@ -77,8 +77,6 @@ void CPatternT::Compile(const char* pattern, std::ptrdiff_t length, std::uint32_
   m_pattern = {};
 }
 
-// ---- Shared elements
-
 ElxInterface* CPatternT::Stock(std::size_t index) {
   if (index >= kStockCount) index = 0;
   if (m_stock[index] == nullptr) m_stock[index] = MakeStock(index);
@@ -110,8 +108,6 @@ ElxInterface* CPatternT::MakeStock(std::size_t index) {
   range->MakeTable();
   return Keep(std::move(range));
 }
-
-// ---- The grammar
 
 // One copy of the flags for all branches: a change within lasts to the end of the group.
 ElxInterface* CPatternT::BuildAlternative(std::uint32_t flags) {

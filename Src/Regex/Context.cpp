@@ -4,8 +4,6 @@
 
 namespace Pirsk::Regex {
 
-// ---- Positions
-
 bool PositionSet::Add(std::int64_t position) {
   std::int64_t& place = PlaceOf(position);
   if (place == position) return false;
@@ -29,8 +27,6 @@ void PositionSet::Grow() {
   for (const std::int64_t position : positions)
     if (position != kFree) PlaceOf(position) = position;
 }
-
-// ---- Notes of loops
 
 std::unique_ptr<LoopNotes> CMatchContext::NewNotes() {
   std::unique_ptr<LoopNotes> notes;

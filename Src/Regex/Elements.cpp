@@ -30,8 +30,6 @@ bool CGlobalElxT<0>::Match(CMatchContext& context) const {
 
 bool CGlobalElxT<0>::MatchNext(CMatchContext&) const { return false; }
 
-// ---- Alternative
-
 bool CAlternativeElxT<0>::Match(CMatchContext& context) const {
   return m_branches.Size() == 0 || MatchFrom(0, context);
 }
@@ -55,8 +53,6 @@ bool CAlternativeElxT<0>::MatchFrom(std::int64_t branch, CMatchContext& context)
   }
   return false;
 }
-
-// ---- Assertion and independent group
 
 bool CAssertElxT<0>::Match(CMatchContext& context) const {
   const Mark mark = Mark::Of(context);
@@ -91,8 +87,6 @@ bool CIndependentElxT<0>::MatchNext(CMatchContext& context) const {
   context.m_currentPosition = context.m_stack.Pop();
   return false;
 }
-
-// ---- Boundary
 
 bool CBoundaryElxT<char>::Match(CMatchContext& context) const {
   const char* const text = context.m_text;
@@ -136,8 +130,6 @@ bool CBoundaryElxT<char>::Match(CMatchContext& context) const {
 
 bool CBoundaryElxT<char>::MatchNext(CMatchContext&) const { return false; }
 
-// ---- List
-
 bool CListElxT<0>::Match(CMatchContext& context) const { return MatchFrom(0, context); }
 
 bool CListElxT<0>::MatchNext(CMatchContext& context) const {
@@ -161,8 +153,6 @@ bool CListElxT<0>::MatchFrom(std::ptrdiff_t index, CMatchContext& context) const
   }
   return true;
 }
-
-// ---- Characters
 
 bool CharacterElx::MatchNext(CMatchContext& context) const {
   context.m_currentPosition += m_rightToLeft != 0 ? 1 : -1;
@@ -220,8 +210,6 @@ void CRangeElxT<char>::MakeTable() {
     m_table[character] = Contains(static_cast<char>(character)) == (m_sense != 0);
   m_hasTable = true;
 }
-
-// ---- String
 
 bool CStringElxT<char>::IsAt(const char* place) const {
   if (m_ignoreCase != 0) return m_text.CompareNoCase(place) == 0;

@@ -4,8 +4,6 @@ namespace Pirsk::Regex {
 
 using Capture = CMatchContext;
 
-// ---- Brackets
-
 inline bool CBracketElxT<char>::Open(CMatchContext& context) const {
   auto& captures = context.m_captureStack;
   context.m_captureIndex.Prepare(m_group, -1);
@@ -76,8 +74,6 @@ bool CBracketElxT<char>::MatchNext(CMatchContext& context) const {
   return false;
 }
 
-// ---- Back reference
-
 bool CBackrefElxT<char>::Match(CMatchContext& context) const {
   if (m_group < 0 || m_group >= context.m_captureIndex.Size()) return false;
   const std::int64_t record = context.m_captureIndex[m_group];
@@ -108,8 +104,6 @@ bool CBackrefElxT<char>::MatchNext(CMatchContext& context) const {
   context.m_currentPosition = context.m_stack.Pop();
   return false;
 }
-
-// ---- Condition
 
 bool CConditionElxT<char>::Holds(CMatchContext& context) const {
   if (m_group >= 0)
@@ -147,8 +141,6 @@ bool CConditionElxT<char>::MatchNext(CMatchContext& context) const {
   context.m_stack.Push(holds);
   return true;
 }
-
-// ---- Recursion
 
 bool CDelegateElxT<char>::Match(CMatchContext& context) const {
   if (m_target == nullptr) return true;

@@ -2,8 +2,6 @@
 
 namespace Pirsk::Regex {
 
-// ---- A fixed number of times
-
 bool CRepeatElxT<0>::Match(CMatchContext& context) const { return RepeatMatch(context); }
 
 bool CRepeatElxT<0>::MatchNext(CMatchContext& context) const { return RepeatMatchNext(context); }
@@ -43,8 +41,6 @@ bool CRepeatElxT<0>::MatchFrom(std::int64_t done, CMatchContext& context) const 
   return true;
 }
 
-// ---- Over one character
-
 void CharacterLoop::OfferOnlyBefore(const std::array<bool, 256>& characters) {
   if (m_character == nullptr) return;
   m_following = characters;
@@ -74,8 +70,6 @@ std::int64_t CharacterLoop::LastOffered(std::int64_t count, const CMatchContext&
     if (IsOffered(position, context)) return count;
   return -1;
 }
-
-// ---- As often as possible
 
 CGreedyElxT<0>::CGreedyElxT(ElxInterface* inner, std::int64_t minimum, std::int64_t span)
     : CRepeatElxT<0>(inner, minimum), m_span(span) {}
@@ -234,8 +228,6 @@ bool CPossessiveElxT<0>::MatchNext(CMatchContext& context) const {
   context.m_currentPosition = context.m_stack.Pop();
   return false;
 }
-
-// ---- As seldom as possible
 
 bool CReluctantElxT<0>::Match(CMatchContext& context) const {
   if (!RepeatMatch(context)) return false;

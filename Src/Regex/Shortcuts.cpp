@@ -49,8 +49,6 @@ std::int64_t FindText(const CMatchContext& context, std::int64_t position,
 
 }  // namespace
 
-// ---- Beginnings
-
 void Beginning::Add(const ElxInterface& element) {
   if (mayBeEmpty && !isUnknown) element.AddTo(*this);
 }
@@ -111,8 +109,6 @@ void CharacterElx::AddTo(Beginning& beginning) const {
     beginning.isUnknown = true;
 }
 
-// ---- What follows
-
 void CListElxT<0>::SetFollowing(const Beginning& following) {
   Beginning rest = following;
   for (std::ptrdiff_t i = m_items.Size(); i > 0; --i) {
@@ -136,8 +132,6 @@ void CGreedyElxT<0>::SetFollowing(const Beginning& following) {
 void CReluctantElxT<0>::SetFollowing(const Beginning& following) {
   if (following.IsKnown()) OfferOnlyBefore(following.set);
 }
-
-// ---- What a pattern begins with
 
 bool CBoundaryElxT<char>::IsBoundToTextStart() const {
   return m_type == kTextStart && m_sense != 0;
@@ -196,8 +190,6 @@ const CBufferT<char>* CListElxT<0>::LeadingText() const {
   return first != nullptr ? first->LeadingText() : nullptr;
 }
 
-// ---- What a match cannot do without
-
 int CStringElxT<char>::RequiredCharacter() const {
   return IsExact() ? static_cast<unsigned char>(m_text[m_text.Size() - 1]) : -1;
 }
@@ -214,8 +206,6 @@ int CRepeatElxT<0>::RequiredCharacter() const {
 }
 
 int CIndependentElxT<0>::RequiredCharacter() const { return m_inner->RequiredCharacter(); }
-
-// ---- The decision
 
 void CPatternT::FindShortcuts() {
   const bool isRightToLeft = IsRightToLeft(m_flags);
@@ -258,8 +248,6 @@ void CPatternT::ForgetShortcuts() {
   m_shortcuts = {};
   for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) m_objects[i]->ForgetShortcuts();
 }
-
-// ---- The search
 
 // The position to try after one at which nothing matched.
 std::int64_t CPatternT::NextPosition(const CMatchContext& context) const {

@@ -101,8 +101,6 @@ std::string FileVersion(const std::string& path, const std::string& systemFolder
   return isRead != 0 ? FileVersionIn(record) : "";
 }
 
-// ---- Restart
-
 bool EnableShutdown(void* token, const LUID& privilege) {
   const Host::ServiceOperations& host = Host::Service();
   TOKEN_PRIVILEGES wanted{};

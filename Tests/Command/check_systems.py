@@ -18,7 +18,7 @@ LEAST = 40
 def main(file, command):
     lines = pathlib.Path(file).read_text().splitlines()
     systems = [json.loads(line) for line in lines]
-    # What is no fact of a system is said about it, which the command would refuse.
+    # What is not a fact of a system is said about it, which the command would refuse.
     facts = [{name: value for name, value in system.items() if name not in ("system", "sources", "names")}
              for system in systems]
     result = subprocess.run([*command, "os", "--from", "-"],

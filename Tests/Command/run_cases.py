@@ -7,7 +7,7 @@ A case is a command line with the exit status, the JSON and, where it mails, the
 server has to receive. "zone" is the zone of local time, "input" what standard input has; "failure" is the
 kind and a part of the words of a failure, which stands in place of "output". What a host is known to answer otherwise stands under "byHost". In arguments
 {port} is the port of the case's server, {body} and {password} are files with those texts, {printer} is
-a program that writes what it is told. In what is expected {store} is the path of the
+a program that writes what it is asked for. In what is expected {store} is the path of the
 case's event store, {any} whatever there is.
 """
 

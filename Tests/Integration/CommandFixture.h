@@ -25,7 +25,7 @@ class CommandFixture : public testing::Test {
 protected:
   std::string Path(const std::string& name) const { return m_folder.Path(name); }
 
-  /// The arguments behind those that choose the test's own store.
+  /// The arguments after those that choose the test's own store.
   std::vector<std::string> WithStore(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), {"--store", Path("events.db")});
     return arguments;

@@ -62,7 +62,7 @@ TEST_F(CommandNVMe, HealthShowsUnitsAndCountersInFullDecimal) {
                               "340282366920938463463374607431768211455 x 512000 bytes\n"));
   EXPECT_THAT(text, HasSubstr("Data units written                18446744073709551616 x 512000"));
   EXPECT_THAT(text, HasSubstr("Power on hours                    8760 h\n"));
-  EXPECT_THAT(text, HasSubstr("Temperature sensor 1              not told\n"));
+  EXPECT_THAT(text, HasSubstr("Temperature sensor 1              not reported\n"));
   EXPECT_THAT(text, HasSubstr("Temperature sensor 2              273 K (0 C)\n"));
 }
 

@@ -22,7 +22,7 @@ protected:
   }
 
   /// What a program of the host itself says.
-  static std::string Told(const std::string& script) {
+  static std::string Reported(const std::string& script) {
     std::string text = RunProcess("/bin/sh", {"-c", script}).output;
     while (text.ends_with('\n')) text.pop_back();
     return text;
@@ -35,21 +35,21 @@ TEST_F(CommandOs, NamesThisHostAsItsOwnProgramsDo) {
   const json shown = ParseAnswer(result.output);
 
   EXPECT_EQ(shown["kind"], "linux");
-  EXPECT_EQ(shown["id"], Told(". /etc/os-release; echo $ID"));
-  EXPECT_EQ(shown["distribution"], Told(". /etc/os-release; echo \"$NAME\""));
-  EXPECT_EQ(shown["version"], Told(". /etc/os-release; echo $VERSION_ID"));
-  EXPECT_EQ(shown["codename"], Told(". /etc/os-release; echo $VERSION_CODENAME"));
-  EXPECT_EQ(shown["kernel"], Told("uname -sr"));
-  EXPECT_EQ(shown["architecture"], Told("uname -m"));
-  EXPECT_EQ(shown["virtualization"], Told("systemd-detect-virt --vm"));
-  EXPECT_EQ(shown["container"], Told("systemd-detect-virt --container"));
+  EXPECT_EQ(shown["id"], Reported(". /etc/os-release; echo $ID"));
+  EXPECT_EQ(shown["distribution"], Reported(". /etc/os-release; echo \"$NAME\""));
+  EXPECT_EQ(shown["version"], Reported(". /etc/os-release; echo $VERSION_ID"));
+  EXPECT_EQ(shown["codename"], Reported(". /etc/os-release; echo $VERSION_CODENAME"));
+  EXPECT_EQ(shown["kernel"], Reported("uname -sr"));
+  EXPECT_EQ(shown["architecture"], Reported("uname -m"));
+  EXPECT_EQ(shown["virtualization"], Reported("systemd-detect-virt --vm"));
+  EXPECT_EQ(shown["container"], Reported("systemd-detect-virt --container"));
 }
 
 TEST_F(CommandOs, ShowsTheSameAsText) {
   const ProcessResult result = Run({"os"});
 
   EXPECT_EQ(result.exitStatus, 0);
-  EXPECT_THAT(result.output, HasSubstr("kernel                " + Told("uname -sr") + "\n"));
+  EXPECT_THAT(result.output, HasSubstr("kernel                " + Reported("uname -sr") + "\n"));
   EXPECT_THAT(result.output, testing::Not(HasSubstr("Windows")));
 }
 
@@ -74,9 +74,9 @@ TEST_F(CommandOs, EachLineHasItsAnswer) {
   ASSERT_EQ(answers.size(), 6U);
   EXPECT_EQ(answers[0]["kind"], "windows");
   EXPECT_EQ(answers[0]["build"], "19045");
-  for (const int blank : {1, 2}) {
-    const json& error = answers[static_cast<std::size_t>(blank)]["error"];
-    EXPECT_EQ(error["line"], blank + 1);
+  for (const int empty : {1, 2}) {
+    const json& error = answers[static_cast<std::size_t>(empty)]["error"];
+    EXPECT_EQ(error["line"], empty + 1);
     EXPECT_EQ(error["text"], "a JSON object is expected");
   }
   EXPECT_EQ(answers[3]["product"], "Windows");

@@ -188,7 +188,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"EventWithLetters", {"log", "report", "L", "12abc", "error", "t"}, "12abc"},
         WrongUsage{"EventEmpty", {"log", "report", "L", "", "error", "t"}, "EVENT"},
         WrongUsage{"EventWithPlus", {"log", "report", "L", "+1", "error", "t"}, "+1"},
-        WrongUsage{"EventWithBlank", {"log", "report", "L", " 1", "error", "t"}, "EVENT"},
+        WrongUsage{"EventWithSpace", {"log", "report", "L", " 1", "error", "t"}, "EVENT"},
         WrongUsage{"EventTwoSigns", {"log", "report", "L", "0x-1", "error", "t"}, "0x-1"},
         WrongUsage{"TypeUnknown", {"log", "report", "L", "1", "grave", "t"}, "grave"},
         WrongUsage{"CountZero", {"log", "follow", "L", "--count", "0"}, "--count"},

@@ -46,12 +46,12 @@ CSmtp MailTo(const SmtpServer& server) {
   return mail;
 }
 
-// The lines behind the header's end.
+// The lines after the header's end.
 std::vector<std::string> BodyOf(const ReceivedMail& mail) {
   std::vector<std::string> lines = mail.Lines();
-  const auto blank = std::find(lines.begin(), lines.end(), "");
-  if (blank == lines.end()) return {"(the header has no end)"};
-  return {blank + 1, lines.end()};
+  const auto empty = std::find(lines.begin(), lines.end(), "");
+  if (empty == lines.end()) return {"(the header has no end)"};
+  return {empty + 1, lines.end()};
 }
 
 TEST(MailDelivery, MailArrivesLineByLine) {
@@ -362,7 +362,7 @@ TEST_P(MailLineLength, LineArrivesWhole) {
   std::string line;
   while (line.size() < GetParam().bytes - 1) line += std::to_string(line.size()) + ".";
   line.resize(GetParam().bytes - 1);
-  mail.SetMessageBody("before\n" + line + "\nbehind");
+  mail.SetMessageBody("before\n" + line + "\nafter");
 
   EXPECT_TRUE(mail.Send());
 

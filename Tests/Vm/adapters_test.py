@@ -1,4 +1,4 @@
-"""Storage adapters on a machine's PCI buses, against what lspci tells in the same machine."""
+"""Storage adapters on a machine's PCI buses, against what lspci reports in the same machine."""
 
 import re
 import unittest
@@ -65,9 +65,9 @@ class AdaptersTest(MachineTestCase):
 
     def test_drivers_are_those_of_lspci(self):
         for row in self.machine.run("ondrel --json adapters").json()["adapters"]:
-            told = re.search("Kernel driver in use: (.*)",
+            reported = re.search("Kernel driver in use: (.*)",
                              self.machine.check(f"lspci -Dk -s {row['location']}"))
-            self.assertEqual(told.group(1) if told else None, row["driver"], row)
+            self.assertEqual(reported.group(1) if reported else None, row["driver"], row)
 
     def test_each_nvme_controller_has_its_disk(self):
         disks = [row["disks"] for row in self.machine.run("ondrel --json adapters").json()["adapters"]

@@ -3,7 +3,7 @@
 # commands that come over the second serial port, one after the other.
 #
 # A command is a line with its text in base64. Its answer is one JSON text, framed by a record
-# separator in front and a line end behind it; what the command wrote stands in it as base64. The
+# separator in front and a line end after it; what the command wrote stands in it as base64. The
 # kernel's messages go to the first serial port.
 /bin/busybox --install -s /bin
 export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin

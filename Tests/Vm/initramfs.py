@@ -109,7 +109,7 @@ def _loaded_on_demand_by(file):
 
 
 def kernel_modules(folder, names):
-    """The files of the modules `names` below `folder` (/lib/modules/VERSION), each behind those that
+    """The files of the modules `names` below `folder` (/lib/modules/VERSION), each after those that
     it needs, relative to `folder`. A module that is part of the kernel needs no file."""
     needs = {}
     for line in (folder / "modules.dep").read_text().splitlines():

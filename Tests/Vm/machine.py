@@ -331,7 +331,7 @@ class MachineTestCase(unittest.TestCase):
 
 
 def _kernel(flavour):
-    # vmlinuz-6.1.0-56-cloud-amd64: the flavour stands behind the number of the interface.
+    # vmlinuz-6.1.0-56-cloud-amd64: the flavour follows the number of the interface.
     kernels = sorted(path for path in pathlib.Path("/boot").glob(f"vmlinuz-*-{flavour}")
                      if path.name.removesuffix(f"-{flavour}")[-1].isdigit())
     if not kernels:

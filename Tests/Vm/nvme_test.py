@@ -169,7 +169,7 @@ class AgreementTest(NVMeTestCase):
         for device in (ONE, TWO):
             with self.subTest(device):
                 ours = self.ondrel(f"smart {device}")["health"]
-                # Its exit status tells the drive's health.
+                # Its exit status reports the drive's health.
                 report = self.machine.run(f"smartctl -j -a {device}").json()
                 theirs = report["nvme_smart_health_information_log"]
                 for name, their_name in SMARTCTL_HEALTH.items():

@@ -60,7 +60,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"SecondGap", 0x2000292D, "no message"},
                     Row{"FirstOfTheThirdBlock", 0x2000292E, "PD 3 failed\r\n"},
                     Row{"LastOfTheThirdBlock", 0x20002B65, "PD 3 failed\r\n"},
-                    Row{"BehindTheThirdBlock", 0x20002B66, "no message"},
+                    Row{"AfterTheThirdBlock", 0x20002B66, "no message"},
                     Row{"CodeWithoutTheCustomerBit", 0x2712, "no message"}),
     [](const auto& row) { return std::string(row.param.name); });
 

@@ -60,7 +60,7 @@ TEST(RaisedError, IsRaisedOnOtherThreadsWhileThisOneHasItSwitchedOff) {
   EXPECT_EQ(raised, 0x20050002u);
 }
 
-TEST(RaisedError, IsRaisedAgainBehindTheScopeThatSwitchedItOff) {
+TEST(RaisedError, IsRaisedAgainAfterTheScopeThatSwitchedItOff) {
   {
     const Pirsk::Threading::CRaisingSwitchedOff off;
     EXPECT_EQ(NumberRaisedByReport(""), 0u);

@@ -60,7 +60,7 @@ def check_message_table(dll):
             entries += 1
         end = max(end, offset)
     check(entries == 1107, f"{entries} entries")
-    check(end == len(table), f"{len(table) - end} bytes behind the last entry")
+    check(end == len(table), f"{len(table) - end} bytes after the last entry")
 
 
 def aligned(offset):

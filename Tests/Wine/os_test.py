@@ -1,4 +1,4 @@
-"""What the command tells of the operating system under Wine, for each version that Wine can be, and with
+"""What the command reports of the operating system under Wine, for each version that Wine can be, and with
 values planted in its registry.
 
 Usage: os_test.py RUN-WINE COMMAND PREFIX
@@ -70,12 +70,12 @@ class VersionTest(unittest.TestCase):
         for version, reported, underlying, service_pack, kind, product, name, edition in VERSIONS:
             with self.subTest(version):
                 be(version)
-                told = facts()
-                self.assertEqual(reported, numbers(told["reported"]))
-                self.assertEqual(underlying, numbers(told["underlying"]))
-                self.assertEqual(service_pack, told["underlying"]["spMajor"])
-                self.assertEqual(kind, told["osType"])
-                self.assertEqual(product, told["productInfo"])
+                shown = facts()
+                self.assertEqual(reported, numbers(shown["reported"]))
+                self.assertEqual(underlying, numbers(shown["underlying"]))
+                self.assertEqual(service_pack, shown["underlying"]["spMajor"])
+                self.assertEqual(kind, shown["osType"])
+                self.assertEqual(product, shown["productInfo"])
                 self.assertEqual({
                     "vendor": "Microsoft Corporation", "product": name, "edition": edition,
                     "servicePack": str(service_pack or ""),
@@ -109,14 +109,14 @@ class RegistryTest(unittest.TestCase):
         self.plant(CURRENT, "UBR", 4170, "REG_DWORD")
         self.assertEqual(4170, facts()["ubr"])
 
-    def test_the_semi_annual_channel_is_told_by_an_edition_in_its_very_letters(self):
+    def test_the_semi_annual_channel_is_shown_by_an_edition_in_its_very_letters(self):
         self.assertEqual(0, facts()["semiAnnual"])
         self.plant(CURRENT, "EditionID", "ServerStandardACor")
         self.assertEqual(1, facts()["semiAnnual"])
         self.plant(CURRENT, "EditionID", "serverstandardacor")
         self.assertEqual(0, facts()["semiAnnual"])
 
-    def test_a_connected_core_is_told_in_any_case(self):
+    def test_a_connected_core_is_shown_in_any_case(self):
         self.assertEqual(0, facts()["suite2"] & CORE_CONNECTED)
         self.plant(CURRENT, "EditionID", "CoreConnectedn")
         self.assertEqual(CORE_CONNECTED, facts()["suite2"] & CORE_CONNECTED)
@@ -130,8 +130,8 @@ class RegistryTest(unittest.TestCase):
 
     def test_the_product_type(self):
         self.plant(PRODUCT_OPTIONS, "ProductType", "LanmanNT")
-        told = facts()
-        self.assertEqual(PRIMARY_DOMAIN_CONTROLLER, told["suite1"] & PRIMARY_DOMAIN_CONTROLLER)
+        shown = facts()
+        self.assertEqual(PRIMARY_DOMAIN_CONTROLLER, shown["suite1"] & PRIMARY_DOMAIN_CONTROLLER)
 
     def test_the_type_of_the_build(self):
         self.plant(CURRENT, "CurrentType", "multiprocessor checked")
@@ -141,9 +141,9 @@ class RegistryTest(unittest.TestCase):
         be("win7")
         self.addCleanup(be, "win10")
         self.plant(CURRENT, "CSDVersion", "Service Pack 3")
-        told = facts()
-        self.assertEqual("Service Pack 3", told["reported"]["csdVersion"])
-        self.assertEqual(3, told["underlying"]["spMajor"])
+        shown = facts()
+        self.assertEqual("Service Pack 3", shown["reported"]["csdVersion"])
+        self.assertEqual(3, shown["underlying"]["spMajor"])
         self.assertEqual("3", names()["servicePack"])
 
 

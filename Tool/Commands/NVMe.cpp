@@ -201,7 +201,7 @@ int RefuseDevice(const GlobalOptions& globals, const RecordOptions& options, uns
 Image ReadImage(const RecordKind& kind, const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw UsageError("cannot read " + path);
-  // One byte more than is wanted tells a longer file.
+  // One byte more than is wanted shows a longer file.
   Image image(kind.size + 1);
   file.read(reinterpret_cast<char*>(image.data()), static_cast<std::streamsize>(image.size()));
   if (static_cast<std::size_t>(file.gcount()) != kind.size)

@@ -31,8 +31,6 @@ struct OsOptions {
   std::string from;
 };
 
-// ---- Names from facts
-
 struct FactsName {
   const char* name;
   bool (COSInfo_Win::*get)(std::string&) const;
@@ -104,8 +102,6 @@ void AppendAnswer(std::string& line, const COSInfo_Win& info, const OsOptions& o
   line += '}';
 }
 
-// ---- Text
-
 void PrintLine(const std::string& name, const std::string& value) {
   constexpr std::size_t kWidth = 22;
   std::cout << name << std::string(name.size() < kWidth ? kWidth - name.size() : 1, ' ')
@@ -147,8 +143,6 @@ int ShowFacts(const GlobalOptions& globals, const COSInfo_Win& info, const OsOpt
   return kDone;
 }
 
-// ---- The host itself
-
 Json JsonOf(const HostName& host) {
   const auto orNull = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
   return {{"kind", "linux"},
@@ -181,8 +175,6 @@ int ShowHost(const GlobalOptions& globals, const OsOptions& options) {
   }
   return kDone;
 }
-
-// ---- Facts that are given
 
 std::optional<InputLine> NextLine(InputLines& input, const std::function<void()>& flush) {
   try {

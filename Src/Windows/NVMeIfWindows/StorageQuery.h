@@ -43,7 +43,7 @@ bool IsWithin(const STORAGE_PROTOCOL_SPECIFIC_DATA& part, std::uint32_t returned
 bool HasDescriptorHead(std::span<const std::byte> answer);
 
 /// Whether offset and length reach the least that an answer with `length` bytes of data has. There
-/// is no upper bound.
+/// is not an upper bound.
 bool ReachesLeast(const STORAGE_PROTOCOL_SPECIFIC_DATA& part, std::uint32_t length);
 
 }  // namespace Ondrel::StorageQuery

@@ -107,8 +107,6 @@ constexpr Product kProducts[] = {
 };
 // clang-format on
 
-// ---- Editions
-
 /// The words of a release: the first base word that holds, replaced by the first other that holds.
 struct Release {
   Test test;
@@ -213,8 +211,6 @@ constexpr Word kAddedWords[] = {
     {&P::IsNanoServer, "Nano Server"},
 };
 
-// ---- Features
-
 constexpr Word kFeaturesBeforeDomain[] = {
     {&P::IsTerminalServices, "Terminal Services"},
     {&P::IsRemoteAdminMode, "Terminal Services in Remote Admin Mode"},
@@ -236,7 +232,7 @@ constexpr Word kDomainControllers[] = {
     {&P::IsDomainControllerServer2012R2, "Domain Controller"},
     {&P::IsDomainControllerServer2016, "Domain Controller"},
 };
-constexpr Word kFeaturesBehindDomain[] = {
+constexpr Word kFeaturesAfterDomain[] = {
     {&P::IsWindows64Bit, "64 Bit"},
     {&P::IsHyperVTools, "Hyper-V Tools"},
 };
@@ -308,7 +304,7 @@ bool COSInfo_Win::GetOSFeatures(std::string& features) const {
   AppendWords(kFeaturesBeforeDomain, m_Probe, m_Facts, features);
   if (const char* const word = FirstWord(kDomainControllers, m_Probe, m_Facts))
     AppendWord(features, word);
-  AppendWords(kFeaturesBehindDomain, m_Probe, m_Facts, features);
+  AppendWords(kFeaturesAfterDomain, m_Probe, m_Facts, features);
   return !features.empty();
 }
 

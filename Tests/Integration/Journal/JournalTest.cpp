@@ -179,13 +179,13 @@ TEST_F(Journal, CutsATextThatNoRecordCanHoldAndReadsOn) {
   reader.Open("journal", {Source()});
   log.Report(10471, 1, std::string(300'000, 'x'));
   log.Report(10471, 1, std::string(300'000, 'y'));
-  log.Report(10471, 1, "behind them");
+  log.Report(10471, 1, "after them");
 
   const std::vector<CSystemEvent_Win> events = ReadAll(reader);
   ASSERT_EQ(events.size(), 3u);
   EXPECT_TRUE(events[0].args.at(0) == std::string(31839, 'x'));
   EXPECT_TRUE(events[1].args.at(0) == std::string(31839, 'y'));
-  EXPECT_EQ(events[2].args, std::vector<std::string>{"behind them"});
+  EXPECT_EQ(events[2].args, std::vector<std::string>{"after them"});
   EXPECT_TRUE(Entries(Source()).at(0)["MESSAGE"] == std::string(300'000, 'x'));
 }
 
@@ -263,7 +263,7 @@ TEST_F(Journal, VacuumedWatermarkIsARecordThatIsNotThere) {
   reader.Open("journal", {Source()});
   JournalDaemon::Control({"--rotate"});
   JournalDaemon::Control({"--vacuum-size=1"});
-  log.Report(10471, 1, "behind the gap");
+  log.Report(10471, 1, "after the gap");
   JournalDaemon::Sync();
 
   EXPECT_THROW(reader.ReadEvents(), unsigned int);

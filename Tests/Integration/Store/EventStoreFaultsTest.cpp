@@ -136,7 +136,7 @@ TEST_F(EventStoreFaults, AFullFileSystemIsToldAndLosesNothing) {
     while (report()) {
     }
     if (error != 112) return 11;
-    // As long as the disk is full it is told again, and what was written stays readable.
+    // As long as the disk is full it is reported again, and what was written stays readable.
     if (report() || error != 112) return 12;
     const int beforeFull = written;
     if (ByWriter(Follow("Log", static_cast<std::size_t>(written)))[0] != NumbersBelow(written))

@@ -45,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
                               "Thu,\t07 Mar 2024 09:05:03 -0101"}),
     [](const ::testing::TestParamInfo<ZoneRow>& row) { return row.param.name; });
 
-TEST_P(MailDateInZone, HasATabBehindTheCommaAndTheZonesOffset) {
+TEST_P(MailDateInZone, HasATabAfterTheCommaAndTheZonesOffset) {
   EXPECT_EQ(MailDateBy(ClockStandingStill(GetParam().secondsWestOfUtc)), GetParam().date);
 }
 
@@ -79,7 +79,7 @@ TEST(MailDate, IsTheLocalFormOfTheCurrentTime) {
   EXPECT_EQ(asked, 1234567890);
 }
 
-TEST(MailDate, ZoneIsReadBehindTheLocalTimeThatSetsIt) {
+TEST(MailDate, ZoneIsReadAfterTheLocalTimeThatSetsIt) {
   Host::ClockOperations clock = ClockStandingStill(0);
   std::vector<std::string> calls;
   clock.LocalTime = [&calls, show = clock.LocalTime](std::time_t time, std::tm& local) {

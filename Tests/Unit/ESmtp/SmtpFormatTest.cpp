@@ -94,13 +94,13 @@ TEST_F(SmtpFormat, HeaderWithoutOptionalFieldsHasTheOtherLines) {
                           "Content-Transfer-Encoding: 7bit\n", "\n"));
 }
 
-TEST_F(SmtpFormat, SenderWithoutDisplayNameHasTwoBlanksBeforeTheBracket) {
+TEST_F(SmtpFormat, SenderWithoutDisplayNameHasTwoSpacesBeforeTheBracket) {
   m_mail.SetFrom("raid@example.com", "");
 
   EXPECT_EQ(HeaderLine("From:"), "From:  <raid@example.com>\n");
 }
 
-TEST_F(SmtpFormat, AddressListHasNoBlankBetweenItsEntries) {
+TEST_F(SmtpFormat, AddressListHasNoSpaceBetweenItsEntries) {
   m_mail.AddTO("nameless@example.com");
   m_mail.AddTO("third@example.com", "Third One");
 
@@ -150,7 +150,7 @@ TEST_P(SmtpPriority, AnyOtherNumberIsWrittenAsNormal) {
   EXPECT_EQ(HeaderLine("X-Priority:"), GetParam().line);
 }
 
-TEST_F(SmtpFormat, EmptySubjectKeepsItsBlankAndStoresTheWarning31) {
+TEST_F(SmtpFormat, EmptySubjectKeepsItsSpaceAndStoresTheWarning31) {
   m_mail.SetSubject("");
 
   EXPECT_EQ(HeaderLine("Subject:"), "Subject: \n");
@@ -228,7 +228,7 @@ TEST_F(SmtpFormat, MissingRecipientIsFoundBeforeTheMissingSender) {
   EXPECT_EQ(m_mail.GetLastError(), 29);
 }
 
-TEST_F(SmtpFormat, SecondHeaderStandsBehindTheFirstWithAMessageIdOfItsOwn) {
+TEST_F(SmtpFormat, SecondHeaderFollowsTheFirstWithAMessageIdOfItsOwn) {
   m_inside.FormatHeader();
   m_inside.FormatHeader();
 
@@ -289,13 +289,13 @@ TEST_F(SmtpFormat, MissingSenderIsTraced) {
 
 TEST_F(SmtpFormat, EmptyBodyHasNoLines) { EXPECT_THAT(BodyLines(""), IsEmpty()); }
 
-TEST_F(SmtpFormat, EmptyBodyLeavesTheBlankHeaderLineLast) {
+TEST_F(SmtpFormat, EmptyBodyLeavesTheEmptyHeaderLineLast) {
   m_inside.FormatHeader();
 
   EXPECT_EQ(BodyLines("").back(), "\n");
 }
 
-TEST_F(SmtpFormat, BlankLinesOfTheBodyAreDropped) {
+TEST_F(SmtpFormat, EmptyLinesOfTheBodyAreDropped) {
   EXPECT_THAT(BodyLines("first\n\n\nsecond"), ElementsAre("first\n", "second\n"));
 }
 
@@ -303,7 +303,7 @@ TEST_F(SmtpFormat, LineFeedsAtTheEndsOfTheBodyAddNoLines) {
   EXPECT_THAT(BodyLines("\n\nonly\n\n"), ElementsAre("only\n"));
 }
 
-TEST_F(SmtpFormat, LineOfABlankAloneIsKept) {
+TEST_F(SmtpFormat, LineOfOneSpaceIsKept) {
   EXPECT_THAT(BodyLines("first\n \nsecond"), ElementsAre("first\n", " \n", "second\n"));
 }
 

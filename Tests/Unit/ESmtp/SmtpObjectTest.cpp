@@ -98,7 +98,7 @@ TEST_P(SmtpRecipients, ListOfDelimitersAloneSucceedsAndAddsNobody) {
   EXPECT_EQ(m_mail.GetLastError(), 0);
 }
 
-TEST_P(SmtpRecipients, BlankBetweenTwoCommasAddsAnUncheckedEmptyAddress) {
+TEST_P(SmtpRecipients, SpaceBetweenTwoCommasAddsAnUncheckedEmptyAddress) {
   EXPECT_TRUE(AddList("a@example.com, ,b@example.com"));
 
   EXPECT_THAT(List(),

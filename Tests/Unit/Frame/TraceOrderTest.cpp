@@ -138,7 +138,7 @@ TEST_F(TraceOrder, MaskIsReadAfreshAtEverySite) {
   }
 }
 
-TEST_F(TraceOrder, LastErrorIsAskedForOnlyBehindTheTest) {
+TEST_F(TraceOrder, LastErrorIsAskedForOnlyAfterTheTest) {
   OpenedUpReader reader;
   for (const std::uint32_t mask : {0U, 1U, 2U, 4U, 8U, 32U}) {
     SetMask(mask);

@@ -322,7 +322,7 @@ TEST_F(ErrorChain, NumberThrownByOtherMeansLeavesTheSameNumberInFlightAlone) {
   EXPECT_THAT(Places(*LastError()), ElementsAre("Src/HandOn.cpp:9", "Src/HandOn.cpp:200"));
 }
 
-TEST_F(ErrorChain, ErrorThrownOnByItsCatcherKeepsItsDataBehindOthers) {
+TEST_F(ErrorChain, ErrorThrownOnByItsCatcherKeepsItsDataAfterOthers) {
   EXPECT_THROW(HandOnWithLine("outermost",
                               [](CThrowState&) {
                                 try {

@@ -60,7 +60,7 @@ const Case kCases[] = {
      },
      "%s%%-two"},
     {"PerCentSign", "100%% of %s", [](CFormatStream& stream) { stream << "it"; }, "100% of it"},
-    {"PerCentSignBehindTheLastValue", "%s 5%%", [](CFormatStream& stream) { stream << "x"; },
+    {"PerCentSignAfterTheLastValue", "%s 5%%", [](CFormatStream& stream) { stream << "x"; },
      "x 5%"},
     {"EscapedPlaceholder", "%%s %s", [](CFormatStream& stream) { stream << "x"; }, "%s x"},
     {"PerCentAtTheEnd", "%s 5%", [](CFormatStream& stream) { stream << "x"; }, "x 5%"},

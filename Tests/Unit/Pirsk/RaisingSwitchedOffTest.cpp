@@ -41,7 +41,7 @@ TEST_F(RaisingSwitchedOff, RaiseReturnsAndTheFunctionGoesOn) {
   EXPECT_EQ(result, 0u);
 }
 
-TEST_F(RaisingSwitchedOff, RaisingIsOnAgainBehindIt) {
+TEST_F(RaisingSwitchedOff, RaisingIsOnAgainAfterIt) {
   { const CRaisingSwitchedOff off; }
 
   EXPECT_EQ(RaiseAndCatch(kFirstError), kFirstError);
@@ -148,7 +148,7 @@ TEST_F(RaisingSwitchedOff, LatestSixtyFourPassedErrorsAreKept) {
   EXPECT_EQ(numbers.back(), 100u);
 }
 
-TEST_F(RaisingSwitchedOff, PassedErrorIsTheLastErrorBehindACaughtOne) {
+TEST_F(RaisingSwitchedOff, PassedErrorIsTheLastErrorAfterACaughtOne) {
   RaiseAndCatch(kFirstError);
   const CRaisingSwitchedOff off;
   RaiseAndCatch(kSecondError);

@@ -50,7 +50,7 @@ const Length kLengths[] = {
     {"LastOfTwoBytes", "\xDF\xBF", 1},
     {"FirstOfThreeBytes", "\xE0\xA0\x80", 1},
     {"LastBeforeSurrogates", "\xED\x9F\xBF", 1},
-    {"FirstBehindSurrogates", "\xEE\x80\x80", 1},
+    {"FirstAfterSurrogates", "\xEE\x80\x80", 1},
     {"LastOfThreeBytes", "\xEF\xBF\xBF", 1},
     {"FirstOfFourBytes", "\xF0\x90\x80\x80", 1},
     {"LastCharacter", "\xF4\x8F\xBF\xBF", 1},

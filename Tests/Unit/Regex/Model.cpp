@@ -63,8 +63,6 @@ std::optional<Spans> Model::Next(std::int64_t steps) {
   return Spans();
 }
 
-// ---- Elements
-
 bool Model::Match(const Node& node) {
   if (--m_steps < 0 || m_depth > 1500) throw TooLong();
   ++m_depth;
@@ -376,8 +374,6 @@ bool Model::MatchConditionNext(const Node& node) {
   return false;
 }
 
-// ---- Loops
-
 bool Model::MatchCopies(const Node& node, std::int64_t done) {
   while (done < node.number) {
     bool isMatched = Match(*node.parts[0]);
@@ -487,8 +483,6 @@ bool Model::Advance(const Node& node) {
   }
   return false;
 }
-
-// ---- Groups
 
 std::int64_t Model::NewestRecord(std::int64_t group) const {
   std::int64_t record = m_newest[static_cast<std::size_t>(group)];

@@ -73,8 +73,6 @@ Model::Model(const std::string& pattern, std::uint32_t flags) : m_pattern(patter
   Resolve();
 }
 
-// ---- Tokens
-
 void Model::Add(char character, bool isControl, std::size_t position) {
   m_tokens.push_back({character, isControl, position});
 }
@@ -174,8 +172,6 @@ std::size_t Model::ScanEscape(std::size_t at, int depth) {
   }
   return at + 2;
 }
-
-// ---- Reading
 
 // The last token stays for ever.
 const Model::Token& Model::At(std::size_t ahead) const {
@@ -326,8 +322,6 @@ std::int64_t Model::ReadDigits() {
   return number;
 }
 
-// ---- Classes
-
 Model::Node* Model::Stock(char letter, bool isFromRight, bool isSingleLine) {
   Node* const made = Make(Kind::kSet);
   made->isFromRight = isFromRight;
@@ -416,8 +410,6 @@ Model::Node* Model::ReadNamedClass(std::uint32_t flags) {
   }
   return nullptr;
 }
-
-// ---- Groups
 
 Model::Node* Model::ReadGroup(std::uint32_t& flags) {
   ++m_at;
@@ -551,8 +543,6 @@ Model::Node* Model::ReadFlags(std::uint32_t& flags) {
     changed = isOn ? changed | bit : changed & ~bit;
   }
 }
-
-// ---- Numbers
 
 std::int64_t Model::NumberOf(const std::string& name, std::size_t before) const {
   for (std::size_t i = 0; i < before; ++i) {

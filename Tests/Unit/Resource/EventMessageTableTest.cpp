@@ -40,7 +40,7 @@ const std::vector<std::uint32_t> kEntry = {16, 1, u'%', u'1', u'\r', u'\n', 0, 0
 TEST(EventMessageTable, BeginsWithThreeBlocks) {
   EXPECT_EQ(Read32(0), 3U);
   const std::vector<std::uint32_t> expected = {
-      0x20002710, 0x20002870, 40,                        // Behind the number and three blocks.
+      0x20002710, 0x20002870, 40,                        // After the number and three blocks.
       0x20002873, 0x2000292C, 40 + 353 * 16,             //
       0x2000292E, 0x20002B65, 40 + 353 * 16 + 186 * 16,  //
   };
@@ -48,7 +48,7 @@ TEST(EventMessageTable, BeginsWithThreeBlocks) {
     EXPECT_EQ(Read32(4 + 4 * index), expected[index]) << "number " << index;
 }
 
-TEST(EventMessageTable, HasAllItsEntriesAndNothingBehindThem) {
+TEST(EventMessageTable, HasAllItsEntriesAndNothingAfterThem) {
   EXPECT_EQ(g_eventMessageTable.size(), 40U + 1107 * 16);
 }
 

@@ -254,7 +254,7 @@ TEST_F(SmtpCalls, FailureToMakeAHandleLeavesTheFailureAsItWas) {
                                                 "LEAVE CSmtp::Send () -> curl_easy_init failed")));
 }
 
-TEST_F(SmtpCalls, MissingRecipientIsFoundBehindTheOptionsAndFreesThem) {
+TEST_F(SmtpCalls, MissingRecipientIsFoundAfterTheOptionsAndFreesThem) {
   m_inside.To().clear();
 
   EXPECT_FALSE(m_mail.Send());
@@ -267,7 +267,7 @@ TEST_F(SmtpCalls, MissingRecipientIsFoundBehindTheOptionsAndFreesThem) {
                   "MAIL_FROM <raid@example.com>", "MAIL_RCPT", "free list", "cleanup"));
 }
 
-TEST_F(SmtpCalls, MissingSenderIsFoundBehindTheOptionsAndFreesThem) {
+TEST_F(SmtpCalls, MissingSenderIsFoundAfterTheOptionsAndFreesThem) {
   m_mail.SetFrom("");
 
   EXPECT_FALSE(m_mail.Send());

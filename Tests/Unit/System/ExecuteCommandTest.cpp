@@ -38,7 +38,7 @@ TEST(ExecuteCommand, ProgramThatWritesNothingGivesNothing) {
   EXPECT_THAT(LinesOf("none"), IsEmpty());
 }
 
-TEST(ExecuteCommand, TextDropsLineEndsAndLinesKeepBlankOnes) {
+TEST(ExecuteCommand, TextDropsLineEndsAndLinesKeepEmptyOnes) {
   EXPECT_EQ(TextOf("blank"), "ab");
   EXPECT_THAT(LinesOf("blank"), ElementsAre("a", "", "b"));
 }
@@ -59,7 +59,7 @@ TEST(ExecuteCommand, MillionCharactersArriveWhole) {
 }
 
 TEST(ExecuteCommand, OnlyPrintableCharactersStay) {
-  // Behind a zero byte the rest of its line is lost; of the line end's own line nothing is left but
+  // After a zero byte the rest of its line is lost; of the line end's own line nothing is left but
   // the rest after it.
   std::string expected;
   for (int byte = 1; byte < 256; ++byte) {
@@ -139,7 +139,7 @@ TEST_F(PreparedProcess, CommandIsQuotedAndArgumentsFollowAsTheyStand) {
   EXPECT_EQ(m_mode, "r");
 }
 
-TEST_F(PreparedProcess, LineEndsInABlankWithoutArguments) {
+TEST_F(PreparedProcess, LineEndsInASpaceWithoutArguments) {
   std::string output;
   CSystem::ExecuteCommand("tool", "", output);
   EXPECT_EQ(m_commandLine, "\"tool\" ");

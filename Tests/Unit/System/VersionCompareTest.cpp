@@ -29,7 +29,7 @@ TEST_P(VersionCompareExactly, Gives) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, VersionCompareExactly,
     testing::Values(Row{"BothEmpty", "", "", 0, 0}, Row{"EmptyBeforeZero", "", "0", 0, -1},
-                    Row{"ZeroBehindEmpty", "0", "", 0, 1}, Row{"Same", "7.10.2", "7.10.2", 0, 0},
+                    Row{"ZeroAfterEmpty", "0", "", 0, 1}, Row{"Same", "7.10.2", "7.10.2", 0, 0},
                     Row{"SameBadText", "x", "x", 0, 0}, Row{"PaddedEqual", "1.2", "1.2.0", 0, 0},
                     Row{"PaddedLower", "1.2", "1.2.1", 0, -1},
                     Row{"SeparatorsAreEquivalent", "1-2", "1.2", 0, 0},
@@ -39,9 +39,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"CountAboveTheLength", "7.10.2", "7.10.3", 9, -1},
                     Row{"CountTakesTheFirst", "2", "1.9.9", 1, 1},
                     Row{"BadPartIsNeverReached", "1.2.x", "1.3.y", 0, -1},
-                    Row{"BadPartBehindTheCount", "1.2.x", "1.2.y", 2, 0},
+                    Row{"BadPartAfterTheCount", "1.2.x", "1.2.y", 2, 0},
                     Row{"EmptyLastPart", "1.", "1", 0, 1}, Row{"LeadingPlus", "+5", "5", 0, 0},
-                    Row{"LeadingBlank", " 5", "5", 0, 0}, Row{"LeadingTab", "\t5", "5", 0, 0},
+                    Row{"LeadingSpace", " 5", "5", 0, 0}, Row{"LeadingTab", "\t5", "5", 0, 0},
                     Row{"LargestNumbers", "2147483646", "2147483647", 0, -1},
                     Row{"Octal", "010", "10", 0, 0}),
     [](const auto& row) { return row.param.name; });
@@ -58,10 +58,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Row{"Letters", "1.x", "1.y", 0, -1}, Row{"EmptyPart", "1..2", "1.0.2", 0, -1},
                     Row{"Overflow", "4294967296", "1", 0, 1},
                     Row{"JustAboveTheLargest", "2147483648", "3", 0, -1},
-                    Row{"TrailingBlank", "5 ", "4", 0, 1}, Row{"TrailingLetter", "1a", "02", 0, 1},
+                    Row{"TrailingSpace", "5 ", "4", 0, 1}, Row{"TrailingLetter", "1a", "02", 0, 1},
                     Row{"Hexadecimal", "0x10", "1", 0, -1},
                     Row{"BytesAbove127AreUnsigned", "1.\xE9", "1.z", 0, 1},
-                    Row{"BlankAlone", "1. ", "1.0", 0, -1},
+                    Row{"SpaceAlone", "1. ", "1.0", 0, -1},
                     Row{"MinusIsASeparator", "-1", "1", 0, -1}, Row{"SignAlone", "+", "0", 0, -1}),
     [](const auto& row) { return row.param.name; });
 

@@ -115,13 +115,13 @@ private:
        .GetLastError = [this] { return m_lastError; }}};
 };
 
-TEST_F(ModuleVersion, OfALoadedDriverIsCutAtItsFirstBlank) {
+TEST_F(ModuleVersion, OfALoadedDriverIsCutAtItsFirstSpace) {
   EXPECT_EQ(Version("storage"), "1.2.3");
   EXPECT_THAT(m_calls, ElementsAre("folder", "size C:\\Windows\\drivers\\storage.sys",
                                    "read C:\\Windows\\drivers\\storage.sys"));
 }
 
-TEST_F(ModuleVersion, WithoutABlankIsWhole) {
+TEST_F(ModuleVersion, WithoutASpaceIsWhole) {
   m_values["\\StringFileInfo\\040904B0\\FileVersion"] = "10.0.19041.1";
   EXPECT_EQ(Version("storage"), "10.0.19041.1");
 }
@@ -168,7 +168,7 @@ TEST_F(ModuleVersion, ListOfLessThanOneDriverMeansNotLoaded) {
   EXPECT_EQ(Version("storage"), "");
 }
 
-TEST_F(ModuleVersion, DriversBehindTheReportedSizeAreNotLookedAt) {
+TEST_F(ModuleVersion, DriversAfterTheReportedSizeAreNotLookedAt) {
   m_driverBytes = 8;
   EXPECT_EQ(Version("storage"), "");
 }

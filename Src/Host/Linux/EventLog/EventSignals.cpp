@@ -108,7 +108,7 @@ private:
     return ERROR_SUCCESS;
   }
 
-  // Takes all that is to be told. True when a record may have come.
+  // Takes all pending notices. True when a record may have come.
   bool Take() {
     bool isDue = false;
     std::uint64_t expirations = 0;

@@ -46,7 +46,7 @@ public:
   bool HasChecks() { return HasChecks(m_database); }
   static bool HasChecks(Database& database);
 
-  /// What tells this store from every other one; empty where an earlier version made it.
+  /// Distinguishes this store from every other one; empty where an earlier version made it.
   std::string Identity();
 
   /// Lets those who watch the file know that a record can be read.

@@ -130,7 +130,7 @@ std::optional<JournalEntry::Head> JournalEntry::HeadOfText(std::string_view text
 }
 
 // What an event of ours says; nothing of an entry that is not. A field that is not there
-// costs a look at all that are, so that one which tells of all is asked for before them.
+// costs a look at all that are, so that one which covers all is asked for before them.
 std::optional<JournalEntry::Head> JournalEntry::FindHead() const {
   if (const std::optional<std::string_view> all = Field(kHeadField))
     if (const std::optional<JournalEntry::Head> head = HeadOfText(*all)) return head;

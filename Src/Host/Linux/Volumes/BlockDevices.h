@@ -39,7 +39,7 @@ struct BlockDevice {
   std::string mapperName;    ///< The device mapper's name for it: "vg0-data".
   std::string arrayLevel;    ///< "raid1", "raid5", ...
   std::vector<std::string> slaves;          ///< What it is built on.
-  std::vector<MemberExtent> members;         ///< Of an array: its working members.
+  std::vector<MemberExtent> members;        ///< Of an array: its working members.
   std::vector<std::string> partitionNames;  ///< By their numbers.
 
   bool IsPartition() const { return !disk.empty(); }

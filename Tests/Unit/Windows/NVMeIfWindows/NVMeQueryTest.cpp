@@ -568,7 +568,7 @@ INSTANTIATE_TEST_SUITE_P(Both, NVMeSharedBuffer, testing::Values(kHealth, kVendo
 class NVMeHealthLog : public NVMeQueryBase {};
 
 TEST_P(NVMeHealthLog, OffsetHasNoUpperBoundOnPurpose) {
-  // Behind the 560 bytes that were returned, and still in the buffer of 4144.
+  // After the 560 bytes that were returned, and still in the buffer of 4144.
   const std::string data = Numbered(4096);
   m_device.answer = {.bytes = Answer(48, 48, 40 + 3584, 512, data), .returned = 560};
 

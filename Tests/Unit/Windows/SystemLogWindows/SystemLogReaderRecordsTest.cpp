@@ -41,7 +41,7 @@ protected:
   }
 
   // Reads once from a buffer of the record at the watermark and these bytes after it.
-  std::vector<CSystemEvent_Win> ReadBehindSeen(const std::string& records) {
+  std::vector<CSystemEvent_Win> ReadAfterSeen(const std::string& records) {
     host.AnswerRead(seen + records);
     return reader.ReadEvents();
   }
@@ -69,25 +69,25 @@ protected:
 // The walk.
 
 TEST_F(SystemLogRecords, ReadBeginsAtTheWatermarkAndGoesForwards) {
-  ReadBehindSeen("");
+  ReadAfterSeen("");
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReadEventLogA(log, 6, 10, block, 65536)", "GetLastError()"));
 }
 
 TEST_F(SystemLogRecords, BufferWithTheSeenRecordOnlyYieldsNothingAndLeavesTheWatermark) {
-  EXPECT_THAT(ReadBehindSeen(""), IsEmpty());
+  EXPECT_THAT(ReadAfterSeen(""), IsEmpty());
   EXPECT_EQ(Watermark(), 10U);
 }
 
 TEST_F(SystemLogRecords, NewRecordsAreYieldedInOrderAndMoveTheWatermark) {
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11}) + RecordBytes({.number = 12}));
+      ReadAfterSeen(RecordBytes({.number = 11}) + RecordBytes({.number = 12}));
   EXPECT_THAT(Numbers(events), ElementsAre(11U, 12U));
   EXPECT_EQ(Watermark(), 12U);
 }
 
 TEST_F(SystemLogRecords, NextReadGoesOnFromTheLastRecordSeen) {
-  ReadBehindSeen(RecordBytes({.number = 11}));
+  ReadAfterSeen(RecordBytes({.number = 11}));
   host.TakeCalls();
   host.AnswerRead(RecordBytes({.number = 11}) + RecordBytes({.number = 12}));
   EXPECT_THAT(Numbers(reader.ReadEvents()), ElementsAre(12U));
@@ -96,7 +96,7 @@ TEST_F(SystemLogRecords, NextReadGoesOnFromTheLastRecordSeen) {
 }
 
 TEST_F(SystemLogRecords, OneCallReadsOneBufferOnly) {
-  ReadBehindSeen(RecordBytes({.number = 11}));
+  ReadAfterSeen(RecordBytes({.number = 11}));
   EXPECT_THAT(host.TakeCallsOf("ReadEventLogA"), SizeIs(1));
 }
 
@@ -109,7 +109,7 @@ TEST_F(SystemLogRecords, BufferFullOfRecordsIsReadToItsEnd) {
   const std::string one = RecordBytes({.number = 11});
   std::string records;
   while (seen.size() + records.size() + one.size() <= 65536) records += one;
-  EXPECT_THAT(ReadBehindSeen(records), SizeIs(records.size() / one.size()));
+  EXPECT_THAT(ReadAfterSeen(records), SizeIs(records.size() / one.size()));
 }
 
 TEST_F(SystemLogRecords, FailedReadPassesToTheCallerAndLeavesTheWatermark) {
@@ -133,7 +133,7 @@ TEST_F(SystemLogRecords, FirstRecordThatDoesNotFitGrowsTheBuffer) {
 // What is let through.
 
 TEST_F(SystemLogRecords, RecordOfAnotherSourceMovesTheWatermarkAndYieldsNothing) {
-  EXPECT_THAT(ReadBehindSeen(RecordBytes({.number = 11, .source = "other"})), IsEmpty());
+  EXPECT_THAT(ReadAfterSeen(RecordBytes({.number = 11, .source = "other"})), IsEmpty());
   EXPECT_EQ(Watermark(), 11U);
 }
 
@@ -149,7 +149,7 @@ class SystemLogRecordSource : public SystemLogRecords,
 
 TEST_P(SystemLogRecordSource, IsComparedAsAWholeByteByByte) {
   reader.SetEventSources(GetParam().listed);
-  EXPECT_THAT(ReadBehindSeen(RecordBytes({.number = 11, .source = GetParam().source})),
+  EXPECT_THAT(ReadAfterSeen(RecordBytes({.number = 11, .source = GetParam().source})),
               SizeIs(GetParam().elements));
   EXPECT_EQ(Watermark(), 11U);
 }
@@ -169,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SystemLogRecords, RecordsPassedOverWithAnEmptyListAreLostToALaterList) {
   reader.SetEventSources({});
-  ReadBehindSeen(RecordBytes({.number = 11}));
+  ReadAfterSeen(RecordBytes({.number = 11}));
   reader.SetEventSources({"ondrel"});
   host.AnswerRead(RecordBytes({.number = 11}));
   EXPECT_THAT(reader.ReadEvents(), IsEmpty());
@@ -178,7 +178,7 @@ TEST_F(SystemLogRecords, RecordsPassedOverWithAnEmptyListAreLostToALaterList) {
 TEST_F(SystemLogRecords, SourceListedTwiceYieldsTwoEqualElements) {
   reader.SetEventSources({"ondrel", "ondrel"});
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .strings = {"a"}}));
+      ReadAfterSeen(RecordBytes({.number = 11, .strings = {"a"}}));
   ASSERT_THAT(events, SizeIs(2));
   EXPECT_EQ(events[0].str(), events[1].str());
 }
@@ -195,7 +195,7 @@ TEST_F(SystemLogRecords, OpenReplacesSourcesThatWereSetBefore) {
 // What a record becomes.
 
 TEST_F(SystemLogRecords, FieldsAreTakenFromTheRecord) {
-  const std::vector<CSystemEvent_Win> events = ReadBehindSeen(RecordBytes({
+  const std::vector<CSystemEvent_Win> events = ReadAfterSeen(RecordBytes({
       .number = 0xFFFFFFFE,
       .eventId = 0x20002715,
       .eventType = 0xFFFF,
@@ -212,14 +212,14 @@ TEST_F(SystemLogRecords, FieldsAreTakenFromTheRecord) {
 
 TEST_F(SystemLogRecords, SeverityAndCustomerBitOfTheIdAreLost) {
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .eventId = 0xE001FFFF}));
+      ReadAfterSeen(RecordBytes({.number = 11, .eventId = 0xE001FFFF}));
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_EQ(events[0].eventID, 0xFFFFU);
 }
 
 TEST_F(SystemLogRecords, EmptyStringsAreLeftOutOfTheArguments) {
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .strings = {"a", "", "b"}}));
+      ReadAfterSeen(RecordBytes({.number = 11, .strings = {"a", "", "b"}}));
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_THAT(events[0].args, ElementsAre("a", "b"));
 }
@@ -229,7 +229,7 @@ TEST_F(SystemLogRecords, RecordsMayBeginAtAnyAddress) {
   const std::string odd = WithFields(RecordBytes({.number = 11}) + "x",
                                      [](EVENTLOGRECORD& fields) { ++fields.Length; });
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(odd + RecordBytes({.number = 12, .strings = {"text"}}));
+      ReadAfterSeen(odd + RecordBytes({.number = 12, .strings = {"text"}}));
   EXPECT_THAT(Numbers(events), ElementsAre(11U, 12U));
 }
 
@@ -237,7 +237,7 @@ TEST_F(SystemLogRecords, RecordsMayBeginAtAnyAddress) {
 
 TEST_F(SystemLogRecords, WithoutAMessageModuleNothingIsFormatted) {
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .strings = {"a"}}));
+      ReadAfterSeen(RecordBytes({.number = 11, .strings = {"a"}}));
   EXPECT_EQ(events.at(0).message, "");
   EXPECT_THAT(host.TakeCallsOf("FormatMessageA"), IsEmpty());
 }
@@ -246,7 +246,7 @@ TEST_F(SystemLogRecords, MessageIsLookedUpUnderTheFullIdWithAllStrings) {
   reader.GetMessageResources("messages.dll");
   host.message = "a and b\r\n";
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .strings = {"a", "", "b"}, .eventId = 0x20002715}));
+      ReadAfterSeen(RecordBytes({.number = 11, .strings = {"a", "", "b"}, .eventId = 0x20002715}));
   EXPECT_EQ(events.at(0).message, "a and b\r\n");
   EXPECT_THAT(host.TakeCallsOf("FormatMessageA"),
               ElementsAre("FormatMessageA(0x3900, module, 0x20002715, 0, 0, [a||b])"));
@@ -256,7 +256,7 @@ TEST_F(SystemLogRecords, MessageTextAndInsertArrayAreReleased) {
   reader.GetMessageResources("messages.dll");
   host.message = "text";
   host.TakeCalls();
-  ReadBehindSeen(RecordBytes({.number = 11, .strings = {"a"}}));
+  ReadAfterSeen(RecordBytes({.number = 11, .strings = {"a"}}));
   EXPECT_THAT(host.TakeCalls(),
               ElementsAre("ReadEventLogA(log, 6, 10, block, 65536)", "GetLastError()",
                           "Allocate(" + std::to_string(99 * sizeof(char*)) + ")",
@@ -267,7 +267,7 @@ TEST_F(SystemLogRecords, MessageTextAndInsertArrayAreReleased) {
 TEST_F(SystemLogRecords, RecordWithoutStringsIsFormattedWithoutAnArray) {
   reader.GetMessageResources("messages.dll");
   host.message = "text";
-  ReadBehindSeen(RecordBytes({.number = 11}));
+  ReadAfterSeen(RecordBytes({.number = 11}));
   EXPECT_THAT(host.TakeCallsOf("FormatMessageA"),
               ElementsAre("FormatMessageA(0x1900, module, 0x20002712, 0, 0, none)"));
 }
@@ -275,7 +275,7 @@ TEST_F(SystemLogRecords, RecordWithoutStringsIsFormattedWithoutAnArray) {
 TEST_F(SystemLogRecords, RecordWhoseMessageFailsIsStillDelivered) {
   reader.GetMessageResources("messages.dll");
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .strings = {"a"}}));
+      ReadAfterSeen(RecordBytes({.number = 11, .strings = {"a"}}));
   ASSERT_THAT(events, SizeIs(1));
   EXPECT_EQ(events[0].message, "");
   EXPECT_THAT(events[0].args, ElementsAre("a"));
@@ -285,7 +285,7 @@ TEST_F(SystemLogRecords, SourceListedTwiceIsFormattedTwice) {
   reader.SetEventSources({"ondrel", "ondrel"});
   reader.GetMessageResources("messages.dll");
   host.message = "text";
-  const std::vector<CSystemEvent_Win> events = ReadBehindSeen(RecordBytes({.number = 11}));
+  const std::vector<CSystemEvent_Win> events = ReadAfterSeen(RecordBytes({.number = 11}));
   ASSERT_THAT(events, SizeIs(2));
   EXPECT_EQ(events[1].message, "text");
   EXPECT_THAT(host.TakeCallsOf("FormatMessageA"), SizeIs(2));
@@ -293,7 +293,7 @@ TEST_F(SystemLogRecords, SourceListedTwiceIsFormattedTwice) {
 
 TEST_F(SystemLogRecords, RecordOfAnotherSourceIsNotFormatted) {
   reader.GetMessageResources("messages.dll");
-  ReadBehindSeen(RecordBytes({.number = 11, .source = "other"}));
+  ReadAfterSeen(RecordBytes({.number = 11, .source = "other"}));
   EXPECT_THAT(host.TakeCallsOf("FormatMessageA"), IsEmpty());
 }
 
@@ -384,7 +384,7 @@ TEST_F(SystemLogRecords, MoreStringsThanAMessageCanAskForAreAllHandedOver) {
   host.atFormat = [&](char** arguments) { last = arguments[149]; };
   host.TakeCalls();
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11, .strings = strings}));
+      ReadAfterSeen(RecordBytes({.number = 11, .strings = strings}));
   EXPECT_EQ(events.at(0).args, strings);
   EXPECT_EQ(last, "149");
   EXPECT_THAT(host.TakeCallsOf("Allocate"),
@@ -417,14 +417,14 @@ std::vector<BrokenCase> BrokenCases() {
       {"LengthAllBitsSet", WithLength(0xFFFFFFFF)},
       {"OneByte", std::string(1, '\x60')},
       {"CutWithinTheFixedPart", RecordBytes({.number = 12}).substr(0, 55)},
-      {"CutBehindTheFixedPart", RecordBytes({.number = 12}).substr(0, 56)},
+      {"CutAfterTheFixedPart", RecordBytes({.number = 12}).substr(0, 56)},
       {"CutByOneByte", RecordBytes({.number = 12}).substr(0, size - 1)},
   };
 }
 
-TEST_P(SystemLogBrokenRecord, EndsTheWalkBehindTheSoundOnes) {
+TEST_P(SystemLogBrokenRecord, EndsTheWalkAfterTheSoundOnes) {
   const std::vector<CSystemEvent_Win> events =
-      ReadBehindSeen(RecordBytes({.number = 11}) + GetParam().bytes);
+      ReadAfterSeen(RecordBytes({.number = 11}) + GetParam().bytes);
   EXPECT_THAT(Numbers(events), ElementsAre(11U));
   EXPECT_EQ(Watermark(), 11U);
 }
@@ -458,7 +458,7 @@ TEST_F(SystemLogRecords, RecordOfItsFixedPartAloneHasNoSource) {
   const std::string bare = WithFields(RecordBytes({.number = 11}), [](EVENTLOGRECORD& fields) {
                              fields.Length = 56;
                            }).substr(0, 56);
-  EXPECT_THAT(ReadBehindSeen(bare), IsEmpty());
+  EXPECT_THAT(ReadAfterSeen(bare), IsEmpty());
   EXPECT_EQ(Watermark(), 11U);
 }
 
@@ -468,7 +468,7 @@ TEST_F(SystemLogRecords, SourceNameDoesNotRunIntoTheNextRecord) {
                                fields.Length = 56 + 6;
                              }).substr(0, 56 + 6);
   ASSERT_TRUE(record.ends_with("ondrel"));
-  EXPECT_THAT(Numbers(ReadBehindSeen(record + RecordBytes({.number = 12}))), ElementsAre(12U));
+  EXPECT_THAT(Numbers(ReadAfterSeen(record + RecordBytes({.number = 12}))), ElementsAre(12U));
   EXPECT_EQ(Watermark(), 12U);
 }
 
@@ -496,7 +496,7 @@ TEST_P(SystemLogRecordStrings, NeverRunPastTheirRecord) {
   });
   reader.GetMessageResources("messages.dll");
   host.TakeCalls();
-  const std::vector<CSystemEvent_Win> events = ReadBehindSeen(record + RecordBytes({.number = 12}));
+  const std::vector<CSystemEvent_Win> events = ReadAfterSeen(record + RecordBytes({.number = 12}));
   EXPECT_THAT(Numbers(events), ElementsAre(11U, 12U));
   EXPECT_EQ(events.at(0).args, GetParam().args);
   EXPECT_EQ(host.TakeCallsOf("FormatMessageA").at(0),

@@ -279,7 +279,7 @@ INSTANTIATE_TEST_SUITE_P(
                     IdCase{"FirstCodeOfTheRange", 10002, "0x20002712"},
                     IdCase{"LastCodeOfTheRange", 11108, "0x20002B64"},
                     IdCase{"CodeAboveTheRangeThoughItHasAnEntry", 11109, "0x20002710"},
-                    IdCase{"CodeBehindTheTable", 11110, "0x20002710"},
+                    IdCase{"CodeAfterTheTable", 11110, "0x20002710"},
                     IdCase{"CodeWithoutAnEntryInsideTheRange", 10353, "0x20002871"},
                     IdCase{"SecondCodeWithoutAnEntryInsideTheRange", 10354, "0x20002872"},
                     IdCase{"ThirdCodeWithoutAnEntryInsideTheRange", 10541, "0x2000292D"},

@@ -58,7 +58,7 @@ TEST(ProcessProvider, ReadingGoesOnAfterASignalWithinALine) {
   EXPECT_EQ(status, 0);
 }
 
-TEST(ProcessProvider, PieceEndsBehindItsLineOrWhenItIsFull) {
+TEST(ProcessProvider, PieceEndsAfterItsLineOrWhenItIsFull) {
   const Host::ProcessOperations operations = Host::MakeProcessOperations();
   std::FILE* const stream = operations._popen("printf 'abcd\\nef\\n\\ng'", "r");
   ASSERT_NE(stream, nullptr);
