@@ -1,9 +1,9 @@
-#include "ClassicFormat.h"
 #include "Host/TimeOperations.h"
 
 #include <Ondrel/SystemTime.h>
 
-#include <cstring>
+#include <cstdio>
+#include <limits>
 #include <tuple>
 
 namespace Ondrel {
@@ -231,11 +231,10 @@ unsigned long long CSystemTime_Win::UpTime() {
 std::string timeStampToStrDateTime(unsigned long long timeStamp) {
   CSystemDate_Win date{};
   CSystemTime_Win::GetDate(timeStamp, date);
-  const std::string day =
-      boost::str(ClassicFormat("%02d/%02d/%4d") % date.Month % date.Day % date.Year);
-  const std::string time =
-      boost::str(ClassicFormat("%02d:%02d:%02d") % date.Hour % date.Minute % date.Second);
-  return day + " " + time;
+  char text[6 * std::numeric_limits<unsigned int>::digits10 + 12];
+  const int length = std::snprintf(text, sizeof text, "%02u/%02u/%4u %02u:%02u:%02u", date.Month,
+                                   date.Day, date.Year, date.Hour, date.Minute, date.Second);
+  return {text, static_cast<std::size_t>(length)};
 }
 
 }  // namespace Ondrel
