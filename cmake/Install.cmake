@@ -22,6 +22,17 @@ if(TARGET ondrel_tool AND NOT WIN32)
   install(FILES Tool/Watch/Files/watch.conf Tool/Watch/Files/ondrel-alerts.yml
     DESTINATION ${CMAKE_INSTALL_DATADIR}/ondrel COMPONENT command)
 endif()
+if(TARGET ondrel_manual)
+  set(completions ${ONDREL_MANUAL_FOLDER}/completions)
+  install(DIRECTORY ${ONDREL_MANUAL_FOLDER}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR}
+    COMPONENT command)
+  install(FILES ${completions}/ondrel
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT command)
+  install(FILES ${completions}/_ondrel
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT command)
+  install(FILES ${completions}/ondrel.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT command)
+endif()
 if(ONDREL_RUNTIME_DLLS)
   install(FILES ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()

@@ -10,7 +10,7 @@ buildPackages=(
   libboost-dev libcurl4-openssl-dev libsqlite3-dev libsystemd-dev libelf-dev
   libblkid-dev libmount-dev libkmod-dev
   libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev
-  python3-aiosmtpd openssl pci.ids
+  python3 python3-aiosmtpd openssl pci.ids
 )
 # The virtual machine that the demonstration boots.
 demoPackages=(
@@ -22,6 +22,7 @@ testPackages=(
   binutils elfutils sqlite3 git graphviz
   postfix systemd systemd-journal-remote tzdata pciutils
   libpcre2-dev perl
+  groff-base zsh fish tmux
 )
 benchPackages=(
   libbenchmark-dev valgrind

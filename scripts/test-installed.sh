@@ -112,5 +112,9 @@ done
 [ -e "$folder/development/${libraries#"$place"/}/libondrel.so" ] || fail "no link in development"
 [ -e "$folder/development/include/Ondrel/Ondrel.h" ] || fail "no headers in development"
 [ -x "$folder/command/bin/ondrel" ] || fail "no command in command"
+for file in man/man1/ondrel-log-report.1 bash-completion/completions/ondrel \
+  zsh/site-functions/_ondrel fish/vendor_completions.d/ondrel.fish; do
+  [ -e "$folder/command/share/$file" ] || fail "no $file in command"
+done
 [ "$(find "$folder/documents" -name command.md)" ] || fail "no pages in documents"
 echo "ok: four components"

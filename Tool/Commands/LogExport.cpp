@@ -338,7 +338,7 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
 Work AddLogExportCommand(CLI::App& app) {
   app.footer(
       "Each line holds one record with all that it says, for 'log import' or another program.\n"
-      "TIME is as for 'log show'. Exit status 1: records are damaged or missing, or could not be\n"
+      "TIME is as for 'log show'. Exit status 1: records are damaged or missing, or could not be "
       "written.\n");
   const auto options = std::make_shared<ExportOptions>();
   AddRecordChoice(app, options->choice);
@@ -349,8 +349,8 @@ Work AddLogExportCommand(CLI::App& app) {
 
 Work AddLogImportCommand(CLI::App& app) {
   app.footer(
-      "Records keep their numbers, times, sources and computers. The numbers have to lie above\n"
-      "those that a log has given; --renumber gives the next ones instead. Exit status 1: a line\n"
+      "Records keep their numbers, times, sources and computers. The numbers have to lie above "
+      "those that a log has given; --renumber gives the next ones instead. Exit status 1: a line "
       "is not a record, or the oldest records had to make room.\n");
   const auto options = std::make_shared<ImportOptions>();
   app.add_option("FILE", options->file, "File of 'log export', or - for standard input")

@@ -72,7 +72,7 @@ Work AddLogListCommand(CLI::App& app) {
 
 Work AddLogClearCommand(CLI::App& app) {
   app.footer(
-      "Record numbers are not given again. A journal is vacuumed by journalctl; on Windows a log\n"
+      "Record numbers are not given again. A journal is vacuumed by journalctl; on Windows a log "
       "can be cleared as a whole only.\n");
   const auto options = std::make_shared<ClearOptions>();
   app.add_option("LOG", options->log, "Log to clear")->required();

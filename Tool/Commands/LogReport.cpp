@@ -81,7 +81,7 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
 
 Work AddLogReportCommand(CLI::App& app) {
   app.footer(
-      "A TEXT that begins with - stands after --. Exit status 3: the event was not\n"
+      "A TEXT that begins with - stands after --. Exit status 3: the event was not "
       "kept; the reason stands on standard error.\n");
   const auto options = std::make_shared<ReportOptions>();
   app.add_option("LOG", options->log, "Log, which is also the event's source")->required();

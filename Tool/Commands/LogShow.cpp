@@ -66,9 +66,9 @@ int ShowLog(const GlobalOptions& globals, const ShowOptions& options) {
 Work AddLogShowCommand(CLI::App& app) {
   app.footer(
       "TIME is 2026-11-21T20:34:24Z, 2026-11-21, @SECONDS since 1970, or 30s, 15m, 2h, 3d ago; "
-      "all\n"
+      "all "
       "times are UTC. Exit status 1: records that belong here are damaged or missing; each is "
-      "named\n"
+      "named "
       "on standard error.\n");
   const auto options = std::make_shared<ShowOptions>();
   AddRecordChoice(app, options->choice);

@@ -51,9 +51,9 @@ constexpr ModeRow kModes[] = {
 
 Work AddWatchCommand(CLI::App& app) {
   app.footer(
-      "Without an option the service runs in the foreground until SIGTERM; SIGHUP reads the\n"
+      "Without an option the service runs in the foreground until SIGTERM; SIGHUP reads the "
       "configuration again. Exit status: 0 done, and with --once and --status all is well; 1 it "
-      "is\n"
+      "is "
       "not, or a mail was not sent; 2 the configuration is wrong; 3 the service cannot run.\n");
   const auto request = std::make_shared<WatchRequest>();
   app.add_option("--config", request->configuration,
