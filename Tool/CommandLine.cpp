@@ -3,6 +3,7 @@
 #include "Tool/Help.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Parser.h"
 #include "Tool/StandardOutput.h"
 #include "Tool/Suggestion.h"
 #include "Tool/TimeLimit.h"
@@ -39,50 +40,6 @@ std::vector<std::string> NamesOf(std::span<const Subcommand> subcommands) {
   return names;
 }
 
-/// Long and short option names as they are typed.
-std::vector<std::string> OptionNames(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::Option* const option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
-  }
-  return names;
-}
-
-/// Refuses an option that the parser does not know; what stands after "--" is none.
-void RefuseUnknownOption(const CLI::App& app) {
-  for (const std::string& word : app.remaining()) {
-    if (word == "--" || word.size() < 2 || word.front() != '-') return;
-    const std::string name = word.substr(0, word.find('='));
-    throw UsageError("there is no option " + OneLine(name) + Suggestion(name, OptionNames(app)));
-  }
-}
-
-/// A parser that knows the global options and keeps what it does not know.
-void Prepare(CLI::App& app, GlobalOptions& globals) {
-  // An argument that begins with a slash is an argument on every host.
-  app.allow_windows_style_options(false);
-  app.allow_extras();
-  app.set_help_flag();
-  app.add_flag_callback(
-         "-h,--help", [] { throw CLI::CallForHelp(); }, "Show this help")
-      ->trigger_on_parse();
-  AddGlobalOptions(app, globals);
-}
-
-void Parse(CLI::App& app, std::vector<std::string> words) {
-  std::ranges::reverse(words);
-  try {
-    app.parse(std::move(words));
-  } catch (const CLI::CallForHelp&) {
-    throw;
-  } catch (const CLI::ParseError& error) {
-    RefuseUnknownOption(app);
-    throw UsageError(error.what());
-  }
-  RefuseUnknownOption(app);
-}
-
 Work Showing(HelpPage page) {
   return [page = std::move(page)](const GlobalOptions& globals) {
     if (globals.json)
@@ -105,53 +62,60 @@ void Describe(CLI::App& app, const Subcommand* subcommand) {
   if (subcommand == nullptr) app.footer(kFrontNotes);
 }
 
-/// A line that is refused already: a global option in the rest of it still counts.
+/// A line whose rest is not read any more: a global option in it still counts.
 void TakeGlobalOptions(const std::vector<std::string>& words, GlobalOptions& globals) {
   CLI::App app;
-  Prepare(app, globals);
+  PrepareParser(app, globals);
   try {
-    Parse(app, words);
-  } catch (const CLI::CallForHelp&) {
+    ParseWords(app, words);
   } catch (const UsageError&) {
   }
 }
 
+/// Without the words that ask for help, which nothing is read after.
+std::vector<std::string> WithoutHelp(std::vector<std::string> words) {
+  std::erase_if(words, [](const std::string& word) { return word == "-h" || word == "--help"; });
+  return words;
+}
+
 /// Reads a subcommand's words.
-void ReadSubcommand(const Subcommand& subcommand, std::vector<std::string> words, Choice& choice) {
+void ReadSubcommand(const Subcommand& subcommand, const std::vector<std::string>& words,
+                    Choice& choice) {
   choice.parser = std::make_unique<CLI::App>();
   CLI::App& app = *choice.parser;
-  Prepare(app, choice.globals);
+  PrepareParser(app, choice.globals);
   Describe(app, &subcommand);
   if (!subcommand.words.empty()) app.prefix_command();
   Work work = subcommand.add(app);
   try {
-    Parse(app, std::move(words));
+    ParseWords(app, words);
   } catch (const CLI::CallForHelp&) {
+    TakeGlobalOptions(WithoutHelp(words), choice.globals);
     choice.work = Showing(HelpOf(app, choice.path, {}, subcommand.words));
     return;
   }
   if (subcommand.words.empty()) {
     std::vector<std::string> extras = app.remaining();
     std::erase(extras, "--");
-    if (!extras.empty())
-      throw UsageError("\"" + OneLine(extras.front()) + "\" is one word too many");
+    if (!extras.empty()) throw UsageError("\"" + extras.front() + "\" is one word too many");
   }
   choice.work = std::move(work);
 }
 
 /// Reads the front of a line: the command's own (`group` is null) or a group's.
-void ReadFront(const Subcommand* group, std::vector<std::string> words, Choice& choice) {
+void ReadFront(const Subcommand* group, const std::vector<std::string>& words, Choice& choice) {
   const std::span<const Subcommand> members = group != nullptr ? group->members : Subcommands();
   CLI::App app;
-  Prepare(app, choice.globals);
+  PrepareParser(app, choice.globals);
   Describe(app, group);
   bool isVersionAsked = false;
   if (group == nullptr)
     app.add_flag("-V,--version", isVersionAsked, "Show the version and the library's identity");
   app.prefix_command();
   try {
-    Parse(app, std::move(words));
+    ParseWords(app, words);
   } catch (const CLI::CallForHelp&) {
+    TakeGlobalOptions(WithoutHelp(words), choice.globals);
     choice.work = Showing(HelpOf(app, choice.path, members, {}));
     return;
   }
@@ -167,14 +131,13 @@ void ReadFront(const Subcommand* group, std::vector<std::string> words, Choice& 
   const Subcommand* const subcommand = Find(members, name);
   if (subcommand == nullptr) {
     TakeGlobalOptions(rest, choice.globals);
-    throw UsageError("\"" + OneLine(name) + "\" is not a subcommand" +
-                     Suggestion(name, NamesOf(members)));
+    throw UsageError("\"" + name + "\" is not a subcommand" + Suggestion(name, NamesOf(members)));
   }
   choice.path += ' ' + name;
   if (subcommand->members.empty())
-    ReadSubcommand(*subcommand, std::move(rest), choice);
+    ReadSubcommand(*subcommand, rest, choice);
   else
-    ReadFront(subcommand, std::move(rest), choice);
+    ReadFront(subcommand, rest, choice);
 }
 
 int Report(const Choice& choice, const Failure& failure) {
@@ -183,7 +146,8 @@ int Report(const Choice& choice, const Failure& failure) {
     PrintJson({{"error", failure.Details()}, {"exitStatus", status}});
     return status;
   }
-  Say(failure.what());
+  // Words of the line stand in it, with whatever bytes they have.
+  Say(status == kWrongUsage ? OneLine(failure.what()) : failure.what());
   if (status == kWrongUsage) std::cerr << "Run '" << choice.path << " --help' for its usage.\n";
   if (const auto* const raised = dynamic_cast<const ModuleFailure*>(&failure);
       raised != nullptr && choice.globals.traceMask != 0)
@@ -255,7 +219,7 @@ int ShowHelp(const GlobalOptions& globals, const std::vector<std::string>& names
   for (const std::string& name : names) {
     const Subcommand* const subcommand = Find(members, name);
     if (subcommand == nullptr) {
-      throw UsageError("\"" + OneLine(name) + "\" is not a subcommand of '" + path + "'" +
+      throw UsageError("\"" + name + "\" is not a subcommand of '" + path + "'" +
                        Suggestion(name, NamesOf(members)));
     }
     members = subcommand->members;

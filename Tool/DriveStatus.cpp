@@ -1,10 +1,10 @@
 #include "Tool/DriveStatus.h"
 
 #include "Tool/Names.h"
+#include "Tool/Options.h"
 #include "Tool/Suggestion.h"
 
 #include <CLI/Error.hpp>
-#include <CLI/Validators.hpp>
 
 #include <algorithm>
 #include <array>
@@ -68,7 +68,7 @@ void AddStatusChange(CLI::App& app, StatusChange& target) {
   app.add_option("KIND", target.kind, "pd for a physical drive, ld for a logical drive")
       ->required()
       ->type_name("pd|ld")
-      ->check(CLI::IsMember({"pd", "ld"}).description(""));
+      ->check(IsOneOf({"pd", "ld"}));
   app.add_option_function<std::string>(
          "OLD",
          [&target](const std::string& text) { target.change.OldStatus = StatusOf("OLD", text); },

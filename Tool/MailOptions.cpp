@@ -60,8 +60,9 @@ std::vector<MailAddress> AddressesOf(const std::vector<std::string>& lists,
   for (const std::string& list : lists) {
     if (list.empty()) throw UsageError(std::string(option) + " is empty");
     RequireOneLine(list, option);
-    for (MailAddress& address : ParseAddresses(list, option))
-      addresses.push_back(std::move(address));
+    std::vector<MailAddress> more = ParseAddresses(list, option);
+    if (more.empty()) throw UsageError(std::string(option) + ": \"" + list + "\" names no address");
+    for (MailAddress& address : more) addresses.push_back(std::move(address));
   }
   return addresses;
 }
@@ -73,8 +74,7 @@ MailAddress SenderOf(const MailOptions& options) {
   MailAddress sender = addresses.front();
   if (!options.fromName) return sender;
   if (!sender.name.empty()) throw UsageError("--from-name: --mail-from names the sender already");
-  RequireOneLine(*options.fromName, "--from-name");
-  sender.name = *options.fromName;
+  sender.name = TextOf(options.fromName, "--from-name");
   return sender;
 }
 
@@ -124,12 +124,13 @@ void AddMailOptions(CLI::App& app, MailOptions& target, bool mayLackValues) {
         name, [&text](const std::string& value) { text = value; }, description);
     option->type_name(type);
     // An option that lacks its value is complained of where the others are.
-    if (mayLackValues) option->expected(0, 1);
+    if (mayLackValues) MayBeEmpty(option)->expected(0, 1);
   };
   const auto addList = [&](const char* name, std::vector<std::string>& texts,
                            const std::string& description) {
     CLI::Option* const option = AddRepeated(app, name, texts, description)->type_name("ADDRESS");
-    if (mayLackValues) option->expected(0, 1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    if (mayLackValues)
+      MayBeEmpty(option)->expected(0, 1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   };
   add("--server", target.server, "HOST", "Mail server's name or address");
   add("--mail-from", target.from, "ADDRESS", "Sender's address");

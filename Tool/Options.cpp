@@ -1,5 +1,7 @@
 #include "Tool/Options.h"
 
+#include "Tool/Suggestion.h"
+
 #include <Ondrel/Host.h>
 #include <Pirsk/ModuleInfo.h>
 #include <Pirsk/Trace.h>
@@ -20,6 +22,9 @@ namespace Tool {
 namespace {
 
 constexpr std::uint32_t kOndrelModule = 5;
+
+// The name of a check that passes everything: the mark of an option whose value may be empty.
+constexpr const char* kMayBeEmpty = "may be empty";
 
 struct TraceLevel {
   std::string_view name;
@@ -119,6 +124,29 @@ CLI::Validator IsOneLine() {
       "");
 }
 
+CLI::Validator IsOneOf(std::vector<std::string> words) {
+  return CLI::Validator(
+      [words = std::move(words)](std::string& text) {
+        if (text.empty() || std::ranges::find(words, text) != words.end()) return std::string();
+        std::string known;
+        for (const std::string& word : words) known += (known.empty() ? "" : ", ") + word;
+        return "\"" + text + "\" is not one of " + known + Suggestion(text, words);
+      },
+      "");
+}
+
+CLI::Option* MayBeEmpty(CLI::Option* option) {
+  return option->check([](const std::string&) { return std::string(); }, "", kMayBeEmpty);
+}
+
+bool IsEmptyAllowed(CLI::Option& option) {
+  try {
+    return option.get_validator(kMayBeEmpty) != nullptr;
+  } catch (const CLI::OptionNotFound&) {
+    return false;
+  }
+}
+
 CLI::Option* AddFlag(CLI::App& app, const std::string& name, bool& target,
                      const std::string& description) {
   return app.add_flag(name, target, description)->disable_flag_override();
@@ -155,7 +183,7 @@ CLI::Option* AddDuration(CLI::App& app, const std::string& name,
             store(*duration);
           },
           description)
-      ->type_name("SECONDS");
+      ->type_name("DURATION");
 }
 
 void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {
@@ -175,12 +203,7 @@ void AddGlobalOptions(CLI::App& app, GlobalOptions& globals) {
                      "Read the journal files in this folder, or this one, as event log")
           ->type_name("PATH"));
   options.push_back(app.add_option_function<std::string>(
-                           "--store",
-                           [&](const std::string& path) {
-                             if (path.empty())
-                               throw CLI::ValidationError("--store", "the file has no name");
-                             globals.store = path;
-                           },
+                           "--store", [&](const std::string& path) { globals.store = path; },
                            "Use this file as event log")
                         ->type_name("FILE"));
   options.push_back(

@@ -33,7 +33,17 @@ CLI::Option* AddRepeated(CLI::App& app, const std::string& name, std::vector<std
 /// Refuses text with a line break, which in a mail's header would begin a line of its own.
 CLI::Validator IsOneLine();
 
-/// Adds a flag, which takes no value: "--yes=false" is refused.
+/// Refuses a word that is not one of `words`, and names the nearest.
+CLI::Validator IsOneOf(std::vector<std::string> words);
+
+/// Marks an option or positional whose empty value is a value: for all others the parser refuses
+/// one (Parser.h). Yields the option.
+CLI::Option* MayBeEmpty(CLI::Option* option);
+
+/// Whether an option was marked with `MayBeEmpty`.
+bool IsEmptyAllowed(CLI::Option& option);
+
+/// Adds a flag, which takes no value: the parser refuses "--yes=false".
 CLI::Option* AddFlag(CLI::App& app, const std::string& name, bool& target,
                      const std::string& description);
 

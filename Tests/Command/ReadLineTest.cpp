@@ -108,10 +108,118 @@ TEST(ReadLine, AWordOfTheFrontIsOneSubcommandOrNone) {
 
 TEST(ReadLine, RebootNeedsItsFlagWithoutAValue) {
   for (const Words& line : {Words{"reboot"}, Words{"reboot", "yes"}, Words{"reboot", "--yes=false"},
-                            Words{"reboot", "--yes", "now"}, Words{"reboot", "--", "--yes"}}) {
+                            Words{"reboot", "--yes="}, Words{"reboot", "--yes", "now"},
+                            Words{"reboot", "--", "--yes"}}) {
     Choice choice;
     EXPECT_THROW(ReadLine(line, choice), UsageError) << Joined(line);
     EXPECT_FALSE(choice.work) << Joined(line);
+  }
+}
+
+/// What is said of a line that cannot be used; empty of one that can.
+std::string ComplaintOf(const Words& line) {
+  Choice choice;
+  try {
+    ReadLine(line, choice);
+  } catch (const UsageError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(ReadLine, EmptyValueIsRefusedWhereItIsNotAValue) {
+  const std::pair<Words, const char*> kLines[] = {
+      {{"date", ""}, "TIME is empty"},
+      {{"os", "--from", ""}, "--from is empty"},
+      {{"os", "--from="}, "--from is empty"},
+      {{"match", "--from", "", "a"}, "--from is empty"},
+      {{"match", "--from=", "a"}, "--from is empty"},
+      {{"match", "--flags", "", "a"}, "--flags is empty"},
+      {{"watch", "--config", ""}, "--config is empty"},
+      {{"log", "follow", "D", "--state", ""}, "--state is empty"},
+      {{"log", "follow", "D", "--state=", "--from-start"}, "--state is empty"},
+      {{"log", "follow", ""}, "LOG is empty"},
+      {{"log", "show", ""}, "LOG is empty"},
+      {{"log", "show", "D", "--computer", ""}, "--computer is empty"},
+      {{"log", "show", "D", "--source", ""}, "--source is empty"},
+      {{"log", "show", "D", "--messages", ""}, "--messages is empty"},
+      {{"log", "export", "D", "--output", ""}, "--output is empty"},
+      {{"log", "report", "", "1", "error", "x"}, "LOG is empty"},
+      {{"log", "report", "D", "1", "error", ""}, "TEXT is empty"},
+      {{"log", "list", "--directory", ""}, "--directory is empty"},
+      {{"--store", "", "uptime"}, "--store is empty"},
+      {{"--store=", "uptime"}, "--store is empty"},
+      {{"--trace=", "uptime"}, "--trace is empty"},
+      {{"mail", "--server", "", "--subject", "s"}, "--server is empty"},
+      {{"mail", "--server=", "--subject", "s"}, "--server is empty"},
+      {{"mail", "--body", "", "--subject", "s"}, "--body is empty"},
+      {{"alert", "pd", "1", "2", "--object", "", "--log", "D"}, "--object is empty"},
+      {{"alert", "pd", "1", "2", "--object", "x", "--log", ""}, "--log is empty"},
+      {{"compare", "", "1"}, "A is empty"},
+      {{"codes", "--search", ""}, "--search is empty"},
+      {{"doctor", "store", ""}, "CHECK is empty"},
+      {{"partitions", ""}, "DISK is empty"},
+      {{"module-version", ""}, "NAME is empty"},
+      {{"nvme", "smart", ""}, "DEVICE is empty"},
+      {{"nvme", "smart", "--raw="}, "--raw is empty"},
+      {{"locate", "", "1042"}, "VENDOR is empty"},
+      {{"reboot", "--message", ""}, "--message is empty"},
+      {{"help", ""}, "SUBCOMMAND is empty"},
+  };
+  for (const auto& [line, complaint] : kLines)
+    EXPECT_EQ(ComplaintOf(line), complaint) << Joined(line);
+}
+
+TEST(ReadLine, EmptyValueIsTakenWhereItIsAValue) {
+  for (const Words& line :
+       {Words{"match", "", ""}, Words{"code", "value", ""},
+        Words{"mail", "--server", "h", "--subject", ""},
+        Words{"mail", "--server", "h", "--subject="}, Words{"run", "echo", "", "--x="},
+        // The event is to be in the log before anything of the mail is refused.
+        Words{"alert", "pd", "FAILED", "OFFLINE", "--object", "x", "--log", "D", "--server", ""},
+        Words{"alert", "--to=", "pd", "FAILED", "OFFLINE", "--object", "x", "--log", "D", "--cc="},
+        // A value that looks like an option without its value.
+        Words{"mail", "--server", "h", "--subject", "--body="}}) {
+    Choice choice;
+    EXPECT_NO_THROW(ReadLine(line, choice)) << Joined(line);
+    EXPECT_TRUE(choice.work) << Joined(line);
+  }
+}
+
+TEST(ReadLine, ComplaintsAreInTheCommandsOwnWords) {
+  const std::pair<Words, const char*> kLines[] = {
+      {{"status", "FALED", "1", "2"}, "KIND: \"FALED\" is not one of pd, ld"},
+      {{"compare", "1", "2", "--is", "gtt"},
+       "--is: \"gtt\" is not one of lt, le, eq, ne, ge, gt, did you mean gt?"},
+      {{"date", "--form", "us", "--form", "iso"}, "--form may be given once only"},
+      {{"date", "--form"}, "--form lacks its value"},
+      {{"--trace"}, "--trace lacks its value"},
+      {{"reboot", "--yes=false"}, "--yes takes no value"},
+      {{"reboot", "--yes="}, "--yes takes no value"},
+      {{"--json=", "uptime"}, "--json takes no value"},
+      {{"--help=x"}, "--help takes no value"},
+      {{"status", "pd", "FAILED"}, "NEW is required"},
+      {{"beep", "440", "4294967296"}, "MS: \"4294967296\" is not a number of 0 to 4294967295"},
+      {{"beep", "440", "18446744073709551616"},
+       "MS: \"18446744073709551616\" is not a number of 0 to 4294967295"},
+      {{"nvme", "log-page", "d", "--log-id", "4294967296"},
+       "--log-id: \"4294967296\" is not a number of 0 to 255"},
+      {{"compare", "1", "2", "--parts", "0x100000000"},
+       "--parts: \"0x100000000\" is not a number of 0 to 2147483647"},
+  };
+  for (const auto& [line, complaint] : kLines)
+    EXPECT_EQ(ComplaintOf(line), complaint) << Joined(line);
+}
+
+TEST(ReadLine, HelpAsDataIsTakenWhereverItStands) {
+  for (const Words& line :
+       {Words{"--help", "--json"}, Words{"--json", "--help"}, Words{"os", "--help", "--json"},
+        Words{"os", "-h", "--from=", "--json"}, Words{"log", "--help", "--json"},
+        Words{"log", "show", "-h", "--json"}, Words{"help", "os", "--json"}}) {
+    Choice choice;
+    ReadLine(line, choice);
+    EXPECT_TRUE(choice.globals.json) << Joined(line);
+    EXPECT_TRUE(choice.work) << Joined(line);
   }
 }
 

@@ -446,15 +446,14 @@ TEST_F(CommandLog, AReportThatIsNotKeptSaysWhyInWords) {
   EXPECT_EQ(ParseAnswer(RunProcess(ONDREL_COMMAND, asJson).output)["error"]["number"], 3);
 }
 
-TEST_F(CommandLog, ShowsARaisedErrorWithoutASystemErrorAsNull) {
-  const ProcessResult result = Run({"log", "report", "Demo", "10471", "error", "", "--json"});
-
-  EXPECT_EQ(result.exitStatus, 3);
-  const json error = ParseAnswer(result.output)["error"];
-  EXPECT_EQ(error["hex"], "0x20050002");
-  EXPECT_EQ(error["text"], "Invalid parameter");
-  EXPECT_EQ(error["systemError"], nullptr);
-  EXPECT_EQ(error["context"], json({"CSystemLog::Report ()"}));
+TEST_F(CommandLog, ReportWithAnEmptyLogOrTextIsWrongUsage) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"log", "report", "Demo", "10471", "error", ""},
+        {"log", "report", "", "10471", "error", "text"}}) {
+    const ProcessResult result = Run(words);
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_THAT(result.errors, HasSubstr(" is empty"));
+  }
 }
 
 TEST_F(CommandLog, FollowShowsARaisedError) {

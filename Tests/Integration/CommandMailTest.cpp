@@ -180,22 +180,16 @@ TEST_P(CommandMailFailure, IsNamedWithItsNumber) {
                                               {"retry", GetParam().mayRetryHelp}}));
 }
 
-// Port 1 of the loopback address has no server; the other rows fail before a connection.
-INSTANTIATE_TEST_SUITE_P(
-    Rows, CommandMailFailure,
-    testing::Values(MailFailure{"OnlySeparatorsAsRecipients",
-                                {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from",
-                                 "a@b", "--to", ",;", "--subject", "s"},
-                                29,
-                                "CSMTP_ERROR_NO_RECIPIENTS",
-                                false},
-                    MailFailure{"NoServerThere",
-                                {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from",
-                                 "a@b", "--to", "c@d", "--subject", "s"},
-                                25,
-                                "CSMTP_ERROR_CONNECTION_REFUSED",
-                                true}),
-    [](const auto& row) { return std::string(row.param.name); });
+// Port 1 of the loopback address has no server.
+INSTANTIATE_TEST_SUITE_P(Rows, CommandMailFailure,
+                         testing::Values(MailFailure{
+                             "NoServerThere",
+                             {"mail", "--server", "127.0.0.1", "--port", "1", "--mail-from", "a@b",
+                              "--to", "c@d", "--subject", "s"},
+                             25,
+                             "CSMTP_ERROR_CONNECTION_REFUSED",
+                             true}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 class CommandAlert : public CommandMail {
 protected:

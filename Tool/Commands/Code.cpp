@@ -213,7 +213,9 @@ Work AddCodeCommand(CLI::App& app) {
       "Exit status: 0 it is listed, 1 it is not.\n");
   const auto options = std::make_shared<CodeOptions>();
   AddKind(app, "KIND", options->vocabulary, "what the code is a number of")->required();
-  app.add_option("CODE|NAME", options->wanted, "Number, or name or part of one in any case")
+  // One code's name is empty.
+  MayBeEmpty(
+      app.add_option("CODE|NAME", options->wanted, "Number, or name or part of one in any case"))
       ->required()
       ->type_name("");
   return [options](const GlobalOptions& globals) { return ShowCode(globals, *options); };

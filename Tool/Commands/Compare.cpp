@@ -3,8 +3,6 @@
 
 #include <Ondrel/System.h>
 
-#include <CLI/Validators.hpp>
-
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -52,7 +50,7 @@ Work AddCompareCommand(CLI::App& app) {
                  "Ask whether A is lower (lt), at most (le), equal (eq), not equal (ne), at least "
                  "(ge) or higher (gt)")
       ->type_name("RELATION")
-      ->check(CLI::IsMember({"lt", "le", "eq", "ne", "ge", "gt"}).description(""));
+      ->check(IsOneOf({"lt", "le", "eq", "ne", "ge", "gt"}));
   AddNumber(
       app, "--parts", 0, std::numeric_limits<std::int32_t>::max(),
       [options](std::int64_t parts) { options->parts = static_cast<std::size_t>(parts); },

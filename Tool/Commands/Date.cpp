@@ -2,8 +2,6 @@
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
-#include <CLI/Validators.hpp>
-
 #include <chrono>
 #include <memory>
 
@@ -56,7 +54,7 @@ Work AddDateCommand(CLI::App& app) {
   app.add_option("--form", options->form,
                  "iso: 2022-03-31T12:41:59+02:00 (default), us: 03/31/2022 12:41:59")
       ->type_name("iso|us")
-      ->check(CLI::IsMember({"iso", "us"}).description(""));
+      ->check(IsOneOf({"iso", "us"}));
   return [options](const GlobalOptions& globals) { return ShowDate(globals, *options); };
 }
 

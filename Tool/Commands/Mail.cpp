@@ -3,8 +3,6 @@
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
-#include <CLI/Validators.hpp>
-
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -53,7 +51,7 @@ Work AddMailCommand(CLI::App& app) {
       "Exit status: 0 the mail was sent, 1 it was not.\n");
   const auto options = std::make_shared<LetterOptions>();
   AddMailOptions(app, options->mail, false);
-  app.add_option("--subject", options->subject, "Text of the Subject line")
+  MayBeEmpty(app.add_option("--subject", options->subject, "Text of the Subject line"))
       ->required()
       ->type_name("TEXT");
   app.add_option("--body", options->bodyFile,
@@ -61,7 +59,7 @@ Work AddMailCommand(CLI::App& app) {
       ->type_name("FILE");
   app.add_option("--priority", options->priority, "Priority (default: normal)")
       ->type_name("high|normal|low")
-      ->check(CLI::IsMember({"high", "normal", "low"}).description(""));
+      ->check(IsOneOf({"high", "normal", "low"}));
   return [options](const GlobalOptions& globals) { return Send(globals, *options); };
 }
 

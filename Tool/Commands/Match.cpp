@@ -197,8 +197,9 @@ Work AddMatchCommand(CLI::App& app) {
       "Exit status: 0 there is a match, 1 there is none, 2 the pattern is malformed, 3 the limit "
       "passed.\n");
   const auto options = std::make_shared<MatchOptions>();
-  app.add_option("PATTERN", options->pattern, "Pattern")->type_name("");
-  app.add_option("TEXT", options->text, "Text to search (default: empty)")->type_name("");
+  MayBeEmpty(app.add_option("PATTERN", options->pattern, "Pattern"))->type_name("");
+  MayBeEmpty(app.add_option("TEXT", options->text, "Text to search (default: empty)"))
+      ->type_name("");
   app.add_option("--from", options->file, "Search this file, - for standard input")
       ->type_name("FILE");
   app.add_option("--flags", options->flags, "Letters of \"smgirx\"")->type_name("LETTERS");

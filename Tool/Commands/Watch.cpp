@@ -5,8 +5,6 @@
 #include "Tool/Output.h"
 #include "Tool/Watch/Settings.h"
 
-#include <CLI/Validators.hpp>
-
 #include <memory>
 #include <ostream>
 #include <string>
@@ -67,7 +65,7 @@ Work AddWatchCommand(CLI::App& app) {
   modes.push_back(
       app.add_option("--queue", request->queueAction, "List, retry or drop mails that wait")
           ->type_name("list|retry|drop")
-          ->check(CLI::IsMember({"list", "retry", "drop"}).description("")));
+          ->check(IsOneOf({"list", "retry", "drop"})));
   for (CLI::Option* const mode : modes)
     for (CLI::Option* const other : modes)
       if (mode != other) mode->excludes(other);
