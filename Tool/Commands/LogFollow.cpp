@@ -111,8 +111,10 @@ public:
         m_place(KnownPlace()),
         m_state(options.state, options.choice.log),
         m_printer(options.choice.log, globals.json) {
-    if (options.timeoutSeconds)
-      m_deadline = Clock::now() + std::chrono::seconds(*options.timeoutSeconds);
+    if (!options.timeoutSeconds) return;
+    const std::chrono::seconds length(*options.timeoutSeconds);
+    m_deadline = Clock::now() + length;
+    m_lastSecond = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + length);
   }
 
   int Run() {
@@ -122,9 +124,10 @@ public:
     Open(what);
     LoadMessages(m_reader, m_options.choice);
     Say("following " + log + " in " + PlaceText(m_place));
-    while (IsWanted()) {
-      if (!ReadAll()) break;
-      if (IsWanted()) m_wait.Wait(LengthOfWait());
+    for (;;) {
+      const bool isLast = IsOver();
+      if (!ReadAll() || isLast || !IsWanted()) break;
+      m_wait.Wait(LengthOfWait());
     }
     if (m_isBroken) return kNegativeAnswer;
     const bool isCountMissed = m_options.count && m_printer.Records() < *m_options.count;
@@ -146,10 +149,9 @@ private:
     CheckLog(m_reader.Open(m_options.choice.log, range), what);
   }
 
-  bool IsWanted() const {
-    return isInterrupted == 0 && std::cout.good() && !m_isBroken &&
-           !(m_deadline && Clock::now() >= *m_deadline && m_isReadOnce) && Rest() > 0;
-  }
+  bool IsWanted() const { return isInterrupted == 0 && std::cout.good() && Rest() > 0; }
+
+  bool IsOver() const { return m_deadline && Clock::now() >= *m_deadline; }
 
   std::int64_t Rest() const {
     return m_options.count ? *m_options.count - m_printer.Records()
@@ -164,12 +166,12 @@ private:
     return std::max(length, milliseconds(0));
   }
 
-  /// Shows what there is. False when nothing more can be written.
+  /// Shows what there is, to the end also when the time is over: only what came after that may stay
+  /// where it is. False when no more can or is to be written.
   bool ReadAll() {
     while (isInterrupted == 0 && Rest() > 0) {
       const Ondrel::ULong error = m_reader.Read(
           m_items, static_cast<std::size_t>(std::min<std::int64_t>(Rest(), kItemsAtOnce)));
-      m_isReadOnce = true;
       NoteFailure(error);
       // What stands before a place that cannot be read is shown all the same.
       for (const EventLogItem& item : m_items) Show(item);
@@ -180,7 +182,7 @@ private:
         return false;
       }
       if (error != 0 || m_items.empty()) break;
-      if (m_deadline && Clock::now() >= *m_deadline) break;
+      if (IsOver() && m_items.back().record.timeGenerated > m_lastSecond) break;
     }
     return true;
   }
@@ -216,9 +218,9 @@ private:
   CEventLogReader m_reader;
   std::vector<EventLogItem> m_items;
   std::optional<Clock::time_point> m_deadline;
+  std::int64_t m_lastSecond = 0;  // Of the deadline, as records have it.
   Ondrel::ULong m_failure = 0;
   bool m_isFailing = false;
-  bool m_isReadOnce = false;
   bool m_isBroken = false;
 };
 

@@ -27,7 +27,14 @@ using Testing::ReadToEnd;
 using Testing::RunSql;
 using Testing::WordsToEnd;
 
-class EventHistory : public Testing::EventHistoryFixture {};
+class EventHistory : public Testing::EventHistoryFixture {
+protected:
+  static EventLogRange After(const std::string& position) {
+    EventLogRange range;
+    range.after = position;
+    return range;
+  }
+};
 
 TEST_F(EventHistory, AStoreThatIsNotThereHasNoRecordsAndIsNotCreated) {
   EXPECT_THAT(WordsOf(), IsEmpty());
@@ -155,6 +162,69 @@ TEST_F(EventHistory, RecordsThatMadeRoomBeforeTheyWereReadAreNamed) {
   EXPECT_EQ(items[0].last + 1, items[1].record.number);
   EXPECT_EQ(items.back().record.number, 6001u);
   EXPECT_EQ(items.size(), 6001 - items[0].last + 1);
+}
+
+TEST_F(EventHistory, RecordsThatCameAndMadeRoomBetweenOpeningAndTheFirstReadAreNamed) {
+  Host::UseEventStore(Path(), Host::kMinEventStoreCapacity);
+  EventLogRange newOnly;
+  newOnly.isNewOnly = true;
+  // Opened before there is a store, and in a store with records.
+  for (std::uint64_t first = 1; first <= 101; first += 100) {
+    CEventLogReader reader = Opened();
+    CEventLogReader newReader = Opened(newOnly);
+    CEventLogReader resumed = Opened(After(newReader.Position()));
+    ReportSome(first == 1 ? 6100 : 6000);
+    for (CEventLogReader* each : {&reader, &newReader, &resumed}) {
+      const std::vector<EventLogItem> items = ReadToEnd(*each);
+      ASSERT_GT(items.size(), 1u);
+      ASSERT_EQ(items[0].kind, EventLogItemKind::kMissed);
+      EXPECT_EQ(items[0].last + 1, items[1].record.number);
+      if (first == 1 || each != &reader) {
+        EXPECT_EQ(items[0].first, first == 1 ? 1u : 6101u);
+      }
+    }
+  }
+}
+
+TEST_F(EventHistory, APositionFromBeforeTheFirstRecordGoesOnWithIt) {
+  EventLogRange range;
+  range.isNewOnly = true;
+  const std::string position = Opened(range).Position();
+  EXPECT_NE(position, "");
+  ReportSome(2);
+  EXPECT_THAT(WordsOf(After(position)), ElementsAre("1", "2"));
+  EXPECT_THAT(WordsOf(After(Opened(range).Position())), IsEmpty());
+}
+
+TEST_F(EventHistory, APositionThatWasNotReachedYetIsNotAReplacedLog) {
+  ReportSome(2);
+  EventLogRange range;
+  range.firstNumber = 10;
+  CEventLogReader reader = Opened(range);
+  EXPECT_THAT(WordsToEnd(reader), IsEmpty());
+  CEventLogReader resumed = Opened(After(reader.Position()));
+  EXPECT_THAT(WordsToEnd(resumed), IsEmpty());
+  ReportSome(9);
+  EXPECT_THAT(WordsToEnd(resumed), ElementsAre("10", "11"));
+}
+
+TEST_F(EventHistory, ARemovedStoreIsAFailureUntilThereIsOneAgain) {
+  ReportSome(3);
+  CEventLogReader reader = Opened();
+  ReadToEnd(reader);
+  std::filesystem::rename(Path(), Path() + ".away");
+  std::vector<EventLogItem> items;
+  EXPECT_EQ(reader.Read(items), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(reader.Read(items), ERROR_FILE_NOT_FOUND);
+  CEventLogReader resumed = Opened(After(reader.Position()));
+  EXPECT_EQ(resumed.Read(items), ERROR_FILE_NOT_FOUND);
+
+  std::filesystem::rename(Path() + ".away", Path());
+  EXPECT_THAT(WordsToEnd(reader), IsEmpty());
+  std::filesystem::remove(Path());
+  EXPECT_EQ(reader.Read(items), ERROR_FILE_NOT_FOUND);
+  ReportSome(1);
+  EXPECT_THAT(WordsToEnd(reader), ElementsAre("replaced", "1"));
 }
 
 TEST_F(EventHistory, WhatMadeRoomBeforeTheReadingBeganIsNotMissing) {

@@ -110,8 +110,11 @@ protected:
     return all;
   }
 
-  /// Reports "WRITER NUMBER" for numbers from 0 on. Yields the error of the first that failed.
-  int WriteAll(const char* log, int writer, int count) {
+  /// Reports "WRITER NUMBER" for numbers from 0 on, `reported` hearing how many there are by then.
+  /// Yields 1 when one failed.
+  int WriteAll(
+      const char* log, int writer, int count,
+      const std::function<void(int)>& reported = [](int) {}) {
     // A busy machine may keep the lock away for longer than an operation waits.
     auto source = std::make_unique<SourceHandle>(Operations(), log);
     for (int tries = 0; source->Get() == nullptr && tries < 20; ++tries) {
@@ -130,6 +133,7 @@ protected:
         std::fprintf(stderr, "writer %d: report %d failed with %u\n", writer, i, error);
         return 1;
       }
+      reported(i + 1);
     }
     return 0;
   }

@@ -41,6 +41,7 @@ bool IsMissing(const std::string& path) {
 struct Mark {
   std::int64_t number = 0;
   std::optional<std::int64_t> checksum;
+  bool isRead = false;  // It comes from the log, not from where the range begins.
 };
 
 struct SavedPosition {
@@ -52,8 +53,8 @@ std::string PositionText(const SavedPosition& position) {
   char numbers[64];
   std::snprintf(numbers, sizeof numbers, ":%lld:%llx", static_cast<long long>(position.mark.number),
                 static_cast<unsigned long long>(position.mark.checksum.value_or(0)));
-  return std::string(kPositionMark) + position.identity + numbers +
-         (position.mark.checksum ? "" : "?");
+  const char* const sort = position.mark.checksum ? "" : position.mark.isRead ? "?" : "-";
+  return std::string(kPositionMark) + position.identity + numbers + sort;
 }
 
 std::optional<SavedPosition> PositionOfText(std::string_view text) {
@@ -63,7 +64,8 @@ std::optional<SavedPosition> PositionOfText(std::string_view text) {
   if (identity == text.npos) return std::nullopt;
   const std::size_t number = text.find(':', identity + 1);
   if (number == text.npos) return std::nullopt;
-  const bool isUnknown = text.ends_with('?');
+  const bool isRead = !text.ends_with('-');
+  const bool isUnknown = !isRead || text.ends_with('?');
   if (isUnknown) text.remove_suffix(1);
 
   SavedPosition position{.identity = std::string(text.substr(0, identity)), .mark = {}};
@@ -77,6 +79,7 @@ std::optional<SavedPosition> PositionOfText(std::string_view text) {
       position.mark.number > kLargestNumber)
     return std::nullopt;
   if (!isUnknown) position.mark.checksum = static_cast<std::int64_t>(checksum);
+  position.mark.isRead = isRead;
   return position;
 }
 
@@ -88,9 +91,9 @@ public:
       const std::optional<SavedPosition> position = PositionOfText(range.after);
       if (!position) throw DatabaseError{ERROR_INVALID_PARAMETER};
       m_identity = position->identity;
-      m_isKnown = true;
       m_mark = position->mark;
-      m_isStarted = m_isMarkRead = true;
+      m_isKnown = m_mark.isRead || !m_identity.empty();
+      m_isStarted = true;
     } else if (range.firstNumber && !range.isNewestFirst) {
       m_mark.number =
           static_cast<std::int64_t>(std::min<std::uint64_t>(*range.firstNumber, kLargestNumber)) -
@@ -99,15 +102,7 @@ public:
       m_isStarted = true;
     }
     Connect();
-    if (!range.isNewOnly || !m_connection) return;
-    const HistoryTables::Picture picture(m_connection->tables);
-    if (const std::optional<LogState> state = m_connection->tables.State()) {
-      m_mark = {.number = state->lastNumber, .checksum = {}};
-      m_connection->tables.One(state->ids, state->lastNumber, [this](const StoredRecord& record) {
-        m_mark.checksum = record.checksum;
-      });
-      m_isStarted = m_isMarkRead = true;
-    }
+    if (range.isNewOnly || !(m_isStarted || range.isNewestFirst)) Begin();
   }
 
   ULong Read(ItemList& items) override {
@@ -122,14 +117,15 @@ public:
         if (!items.IsEmpty() || (isInPlace && m_connection)) return ERROR_SUCCESS;
         m_connection.reset();
         Connect();
-        if (!m_connection) return ERROR_SUCCESS;
+        // A store that was there and is gone is not an empty log.
+        if (!m_connection) return m_isKnown ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS;
       }
       return ERROR_SUCCESS;
     });
   }
 
   std::string Position() const override {
-    if (m_range.isNewestFirst || !m_isKnown) return {};
+    if (m_range.isNewestFirst || !m_isStarted) return {};
     return PositionText({.identity = m_identity, .mark = m_mark});
   }
 
@@ -145,17 +141,45 @@ private:
     if (IsMissing(m_path)) return;
     m_connection = std::make_unique<Connection>(m_path, m_log);
     const std::string identity = m_connection->file.Identity();
-    // Known from an earlier connection, or from the position that the reader began with.
-    if (m_isKnown && identity != m_identity) m_isReplaced = true;
+    // Known from an earlier connection, or from the position that the reader began with. A store of
+    // an earlier version has none until it is written.
+    if (m_isKnown && !m_identity.empty() && identity != m_identity) m_isReplaced = true;
     m_identity = identity;
     m_isKnown = true;
+  }
+
+  // Where the range begins, as of now: what comes from here on and goes away before it is read is
+  // missed.
+  void Begin() {
+    m_isStarted = true;
+    if (!m_connection) return;
+    const HistoryTables::Picture picture(tables());
+    std::optional<LogState> state;
+    try {
+      state = tables().State();
+    } catch (const DatabaseError& failure) {
+      // The read will say it.
+      if (m_range.isNewOnly || failure.error != ERROR_EVENTLOG_FILE_CORRUPT) throw;
+      m_isStarted = false;
+    }
+    if (!state) return;
+    if (m_range.isNewOnly) {
+      m_mark.number = state->lastNumber;
+      tables().One(state->ids, state->lastNumber,
+                   [this](const StoredRecord& record) { m_mark.checksum = record.checksum; });
+      m_mark.isRead = true;
+    } else if (state->dropped) {
+      m_mark.number = *state->dropped;
+    } else {
+      m_isStarted = false;
+    }
   }
 
   // Begins anew with what is there now.
   void Restart(ItemList& items) {
     items.AddNote(EventLogItemKind::kReplaced);
     m_mark = {};
-    m_isStarted = m_isMarkRead = m_isReplaced = false;
+    m_isStarted = m_isReplaced = false;
     // It was meant for the store that is gone.
     m_range.firstNumber.reset();
   }
@@ -166,7 +190,7 @@ private:
     if (m_isReplaced) Restart(items);
     const std::optional<LogState> state = tables.State();
     if (!state) {
-      if (m_isMarkRead && m_mark.number > 0) Restart(items);
+      if (m_mark.isRead && m_mark.number > 0) Restart(items);
       return;
     }
     if (m_range.isNewestFirst)
@@ -176,7 +200,7 @@ private:
   }
 
   void ReadUpwards(ItemList& items, const LogState& state) {
-    if (m_isMarkRead && m_mark.number > state.lastNumber) Restart(items);
+    if (m_mark.isRead && m_mark.number > state.lastNumber) Restart(items);
     const std::int64_t last = Limit(kLargestNumber);
     bool isBaselineKnown = m_isStarted;
     if (!m_isStarted) {
@@ -231,14 +255,12 @@ private:
     const std::int64_t end = std::min(last, state.lastNumber);
     if (!isAtEnd || m_expected > end) return;
     if (isBaselineKnown) items.AddNote(EventLogItemKind::kMissed, Number(m_expected), Number(end));
-    m_mark = {.number = end, .checksum = {}};
-    m_isMarkRead = true;
+    m_mark = {.number = end, .checksum = {}, .isRead = true};
   }
 
   void SetMark(const StoredRecord& record) {
-    m_mark = {.number = record.number, .checksum = {}};
+    m_mark = {.number = record.number, .checksum = {}, .isRead = true};
     if (record.isSound) m_mark.checksum = record.checksum;
-    m_isMarkRead = true;
   }
 
   void ReadDownwards(ItemList& items, const LogState& state) {
@@ -299,7 +321,8 @@ private:
     if (!isFound) {
       NameDamage(items, step > 0 ? first : end, step > 0 ? end : first);
       m_mark = {.number = step > 0 ? std::max(m_mark.number, end) : std::min(m_mark.number, end),
-                .checksum = {}};
+                .checksum = {},
+                .isRead = true};
     }
     m_expected = m_mark.number + step;
     return isFound;
@@ -341,7 +364,6 @@ private:
   bool m_isKnown = false;     // The identity is that of a store that was there.
   bool m_isStarted = false;   // The mark says where to go on.
   bool m_isReplaced = false;  // Another store has taken the place, which is still to be said.
-  bool m_isMarkRead = false;  // The mark comes from the log, not from where the range begins.
   Mark m_mark;
   std::int64_t m_expected = 1;  // The number that comes next where none is missing.
   std::int64_t m_next = 0;      // Downwards: where the next read begins.
