@@ -171,6 +171,19 @@ TEST(Child, AProgramGetsTheEventAsVariablesAndOnItsInput) {
   EXPECT_EQ("10471 {}", line);
 }
 
+TEST(Child, AProgramThatHangsIsEndedAfterItsTime) {
+  const auto start = Child::Clock::now();
+  Child child([](int) { return RunProgram("/bin/cat", {}, ""); }, start + 60s);
+  WaitFor(child);
+  EXPECT_EQ(0, child.ExitStatus());
+  const TemporaryFolder folder;
+  const std::string program = folder.Write("program", "#!/bin/sh\nexec sleep 1000\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  Child hanging([&](int) { return RunProgram(program, {}, ""); }, Child::Clock::now() + 200ms);
+  WaitFor(hanging);
+  EXPECT_TRUE(hanging.IsTimeOver());
+}
+
 TEST(Child, AProgramThatIsNotThereEndsWith127) {
   Child child([](int) { return RunProgram("/no/such/program", {}, ""); },
               Child::Clock::now() + 60s);

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -60,12 +61,20 @@ Child::Child(const std::function<int(int output)>& work, Clock::time_point deadl
   ::close(ends[1]);
   m_output = ends[0];
   ::fcntl(m_output, F_SETFL, O_NONBLOCK);
+  // The C library's function of this name does not link from C++ everywhere.
+  m_process = static_cast<int>(::syscall(SYS_pidfd_open, m_id, 0));
+  if (m_process < 0) {
+    const int error = errno;
+    Kill();
+    throw std::system_error(error, std::generic_category(), "pidfd_open");
+  }
 }
 
 Child::~Child() { Kill(); }
 
 Child::Child(Child&& other) noexcept
     : m_id(std::exchange(other.m_id, -1)),
+      m_process(std::exchange(other.m_process, -1)),
       m_output(std::exchange(other.m_output, -1)),
       m_deadline(other.m_deadline),
       m_text(std::move(other.m_text)),
@@ -74,6 +83,7 @@ Child::Child(Child&& other) noexcept
 
 Child& Child::operator=(Child&& other) noexcept {
   std::swap(m_id, other.m_id);
+  std::swap(m_process, other.m_process);
   std::swap(m_output, other.m_output);
   std::swap(m_deadline, other.m_deadline);
   std::swap(m_text, other.m_text);
@@ -82,20 +92,23 @@ Child& Child::operator=(Child&& other) noexcept {
   return *this;
 }
 
+// The end of its output does not count: a program that was run has closed it at once, and one that
+// was left behind may keep it open.
 bool Child::Advance(Clock::time_point now) {
   if (m_id < 0) return true;
+  pollfd end{m_process, POLLIN, 0};
+  const bool hasEnded = ::poll(&end, 1, 0) > 0;
   std::array<char, 4096> buffer;
   ssize_t size = 0;
   while ((size = ::read(m_output, buffer.data(), buffer.size())) > 0)
     if (m_text.size() < kMostOutput) m_text.append(buffer.data(), static_cast<std::size_t>(size));
-  const bool hasEnded = size == 0;
   if (!hasEnded && now < m_deadline) return false;
   m_isTimeOver = !hasEnded;
   Reap();
   return true;
 }
 
-// Its output may outlive it in a process that it left behind, so the whole group goes.
+// It may have left processes behind, so the whole group goes.
 void Child::Reap() {
   int status = 0;
   if (m_isTimeOver) ::kill(-m_id, SIGKILL);
@@ -105,6 +118,7 @@ void Child::Reap() {
   m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   m_id = -1;
   ::close(std::exchange(m_output, -1));
+  if (m_process >= 0) ::close(std::exchange(m_process, -1));
 }
 
 void Child::Kill() {

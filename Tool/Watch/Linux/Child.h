@@ -23,8 +23,8 @@ public:
   Child(Child&& other) noexcept;
   Child& operator=(Child&& other) noexcept;
 
-  /// Readable when there is something for `Advance`.
-  int Descriptor() const { return m_output; }
+  /// Readable when the process has ended.
+  int Descriptor() const { return m_process; }
   Clock::time_point Deadline() const { return m_deadline; }
 
   /// Takes what was written and kills the process after its deadline. True when it has ended.
@@ -42,6 +42,7 @@ private:
   void Reap();
 
   pid_t m_id = -1;
+  int m_process = -1;  // A descriptor of the process itself.
   int m_output = -1;
   Clock::time_point m_deadline;
   std::string m_text;
