@@ -98,6 +98,20 @@ if [ ${#missing[@]} -gt 0 ]; then
     apt-get install -y -q --no-install-recommends "${missing[@]}"
 fi
 
+# The checker of metrics and alert rules, out of a package whose service is not wanted.
+if [[ " ${wanted[*]} " == *" googletest "* ]] && ! command -v promtool >/dev/null; then
+  requireRoot "install promtool"
+  echo "Installing: promtool"
+  folder=$(mktemp -d)
+  trap 'rm -rf "$folder"' EXIT
+  chmod 755 "$folder"
+  (cd "$folder" && { apt-get download -q prometheus || { "${asRoot[@]}" apt-get update -q &&
+    apt-get download -q prometheus; }; })
+  dpkg-deb --fsys-tarfile "$folder"/prometheus_*.deb | tar -xO ./usr/bin/promtool \
+    >"$folder/promtool"
+  "${asRoot[@]}" install -m 755 "$folder/promtool" /usr/local/bin/promtool
+fi
+
 if [ "$purpose" = windows ] && ! knowsCurlSource; then
   requireRoot "add the entries for source packages"
   echo "Adding entries for source packages"
