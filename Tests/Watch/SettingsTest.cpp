@@ -63,6 +63,10 @@ TEST(Settings, EveryKeyIsRead) {
   EXPECT_EQ("/srv/watch.db", settings.stateFile);
 }
 
+TEST(Settings, AMarkOfTheEncodingIsSkipped) {
+  EXPECT_EQ("Disks", ReadSettings("\xEF\xBB\xBF[log]\nname=Disks\n", "f").log.name);
+}
+
 TEST(Settings, SmtpsHasAPortOfItsOwn) {
   EXPECT_EQ(465,
             ReadSettings("[mail]\nserver=m\nprotocol=smtps\nfrom=a@b\nto=c@d\n", "f").mail.port);
@@ -96,6 +100,11 @@ TEST(Settings, EachMistakeNamesFileAndLine) {
        "watch.conf:2: interval: \"soon\" is not a number of 1 to 86400"},
       {"[health]\narm-events=true\n", "watch.conf:2: arm-events: \"true\" is neither yes nor no"},
       {"[health]\nused-warning=95\nused-critical=90\n", "watch.conf:2: used-warning is larger"},
+      {"[mail]\nserver=m ; ours\nfrom=a@b\nto=c@d\n",
+       "watch.conf:2: server: \"m ; ours\" has a comment, which needs a line of its own"},
+      {"[health]\ninterval=5 # seconds\n", "watch.conf:2: interval: \"5 # seconds\" has a comment"},
+      {"[mail]\nserver=m\nfrom=a@b\nto=c@d ; the boss\n",
+       "watch.conf:4: to: \"c@d ; the boss\" is not a mail address"},
       {"[metrics]\nfile=here\n", "watch.conf:2: file: \"here\" is not an absolute path"},
       {"[log]\njournal=yes\nstore=/s\n", "watch.conf:2: journal and store exclude each other"},
   };

@@ -8,12 +8,14 @@
 #include <functional>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 namespace Tool::Watch {
 
 namespace {
 
 constexpr std::string_view kSpaces = " \t\r\n";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr int kFreezingPoint = 273;
 
 std::string_view Trimmed(std::string_view text) {
@@ -119,9 +121,19 @@ const std::vector<Key>& Keys() {
   return keys;
 }
 
+bool IsSpace(char character) { return kSpaces.find(character) != std::string_view::npos; }
+
+// A comment takes a line of its own: the parser would take this one for a part of the value.
+bool HasComment(const std::string& value) {
+  for (std::size_t place = 1; place < value.size(); ++place)
+    if ((value[place] == ';' || value[place] == '#') && IsSpace(value[place - 1])) return true;
+  return false;
+}
+
 class SettingsReader {
 public:
-  SettingsReader(const std::string& text, const std::string& file) : m_text(text), m_file(file) {}
+  SettingsReader(std::string text, const std::string& file)
+      : m_text(std::move(text)), m_file(file) {}
 
   Settings Read() {
     // The parser takes a zero byte for the end of a value.
@@ -150,6 +162,9 @@ private:
       isSection = true;
       if (name != key.name) continue;
       try {
+        // Addresses may be separated in this way; what is not an address is refused there.
+        if (name != "to" && HasComment(value))
+          throw BadValue{"has a comment, which needs a line of its own"};
         return key.set(m_settings, value);
       } catch (const BadValue& bad) {
         std::string words = name;
@@ -198,26 +213,11 @@ private:
                    m_text.begin(), m_text.begin() + static_cast<std::ptrdiff_t>(place), '\n'));
   }
 
-  // The parser does not keep lines: where a key, or without one a section, stands.
   unsigned long LineOf(const std::string& section, const std::string& key) const {
-    std::istringstream lines(m_text);
-    std::string current;
-    std::string text;
-    for (unsigned long number = 1; std::getline(lines, text); ++number) {
-      const std::string_view line = Trimmed(text);
-      if (line.starts_with('[') && line.ends_with(']')) {
-        current = Trimmed(line.substr(1, line.size() - 2));
-        if (key.empty() && current == section) return number;
-        continue;
-      }
-      const std::string_view name = Trimmed(line.substr(0, line.find('=')));
-      if (current == section && !key.empty() && name == key) return number;
-      if (section.empty() && current.empty() && name == key) return number;
-    }
-    return 1;
+    return LineOfKey(m_text, section, key);
   }
 
-  const std::string& m_text;
+  const std::string m_text;
   const std::string& m_file;
   Settings m_settings;
 };
@@ -225,7 +225,30 @@ private:
 }  // namespace
 
 Settings ReadSettings(const std::string& text, const std::string& file) {
-  return SettingsReader(text, file).Read();
+  // Some editors begin a file with the mark of its encoding.
+  const bool hasMark = text.starts_with(kByteOrderMark);
+  return SettingsReader(hasMark ? text.substr(kByteOrderMark.size()) : text, file).Read();
+}
+
+// The parser does not keep lines. Without a key it is the section's line; without a section, a key
+// in front of all sections.
+unsigned long LineOfKey(const std::string& text, const std::string& section,
+                        const std::string& key) {
+  std::istringstream lines(text);
+  std::string current;
+  std::string word;
+  for (unsigned long number = 1; std::getline(lines, word); ++number) {
+    const std::string_view line = Trimmed(word);
+    if (line.starts_with('[') && line.ends_with(']')) {
+      current = Trimmed(line.substr(1, line.size() - 2));
+      if (key.empty() && current == section) return number;
+      continue;
+    }
+    const std::string_view name = Trimmed(line.substr(0, line.find('=')));
+    if (current == section && !key.empty() && name == key) return number;
+    if (section.empty() && current.empty() && name == key) return number;
+  }
+  return 1;
 }
 
 }  // namespace Tool::Watch

@@ -3,6 +3,7 @@
 #include "Tool/Watch/Step.h"
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@ struct LogSettings {
   std::string name = "RAID";
   std::string store;  ///< File of the event store; empty for the host's own choice.
   bool isJournal = false;
+  std::optional<std::uint64_t> storeCapacity;  ///< In bytes; asked for on the command line only.
 };
 
 struct MailSettings {
@@ -61,5 +63,9 @@ public:
 /// Reads a configuration in INI form. `file` names it in errors. Throws `SettingsError` for text
 /// that is not of that form, an unknown section or key, and a value that cannot be used.
 Settings ReadSettings(const std::string& text, const std::string& file);
+
+/// The line of `text` on which a key of a section stands; 1 when it is not there.
+unsigned long LineOfKey(const std::string& text, const std::string& section,
+                        const std::string& key);
 
 }  // namespace Tool::Watch

@@ -3,6 +3,7 @@
 #include "Tool/Watch/StateJson.h"
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -19,6 +20,11 @@ struct WatchRequest {
   std::string configuration;        ///< Path; empty for the default one, which may be missing.
   std::string queueAction;          ///< "list", "retry" or "drop".
   std::vector<std::int64_t> mails;  ///< Numbers of mails to retry or drop; empty for all.
+
+  /// The event log that the command line names, in place of the configuration's.
+  bool isJournalAsked = false;
+  std::string store;
+  std::optional<std::uint64_t> storeCapacity;
 };
 
 /// A result for the terminal.
@@ -28,16 +34,19 @@ struct WatchAnswer {
   int exitStatus = 0;
 };
 
-/// The service cannot do what it is asked to; says what and why. Ends with `exitStatus`.
+/// The host does not let the service do what it is asked to.
 class WatchError : public std::runtime_error {
 public:
-  WatchError(const std::string& what, int exitStatus)
-      : std::runtime_error(what), m_exitStatus(exitStatus) {}
+  /// `task` says what was tried and on what, `reason` why it failed.
+  WatchError(const std::string& task, const std::string& reason)
+      : std::runtime_error(task + ": " + reason), m_task(task), m_reason(reason) {}
 
-  int ExitStatus() const { return m_exitStatus; }
+  const std::string& Task() const { return m_task; }
+  const std::string& Reason() const { return m_reason; }
 
 private:
-  int m_exitStatus;
+  std::string m_task;
+  std::string m_reason;
 };
 
 /// Does what is asked; the service itself comes back when it is ended by a signal. Throws

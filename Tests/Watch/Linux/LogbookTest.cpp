@@ -17,7 +17,10 @@ using testing::Not;
 class Logbook : public testing::Test {
 protected:
   Logbook() {
-    UseEventLog({.name = "RAID", .store = m_folder.Path("events.db"), .isJournal = false});
+    UseEventLog({.name = "RAID",
+                 .store = m_folder.Path("events.db"),
+                 .isJournal = false,
+                 .storeCapacity = {}});
   }
   ~Logbook() override { Ondrel::Host::UseHostEventLog(); }
 
@@ -49,7 +52,10 @@ TEST_F(Logbook, AnEventOfLongAgoIsNotTakenForThisOne) {
 }
 
 TEST_F(Logbook, ALogThatCannotBeWrittenSaysWhy) {
-  UseEventLog({.name = "RAID", .store = m_folder.Path("no/folder/events.db"), .isJournal = false});
+  UseEventLog({.name = "RAID",
+               .store = m_folder.Path("no/folder/events.db"),
+               .isJournal = false,
+               .storeCapacity = {}});
   EXPECT_THAT(WriteEvent("RAID", EventOf("it failed")), Not(testing::IsEmpty()));
 }
 

@@ -24,9 +24,11 @@ int TypeOf(int severity) {
 
 void UseEventLog(const LogSettings& settings) {
   if (settings.isJournal) {
-    if (!Ondrel::Host::UseJournal()) throw WatchError("no journal takes entries on this host", 1);
-  } else if (!settings.store.empty()) {
-    Ondrel::Host::UseEventStore(settings.store);
+    if (!Ondrel::Host::UseJournal())
+      throw WatchError("cannot use the journal as event log", "none takes entries on this host");
+  } else if (!settings.store.empty() || settings.storeCapacity) {
+    Ondrel::Host::UseEventStore(
+        settings.store, settings.storeCapacity.value_or(Ondrel::Host::kDefaultEventStoreCapacity));
   } else {
     Ondrel::Host::UseHostEventLog();
   }

@@ -183,7 +183,10 @@ void Service::Wait() {
   if (::poll(waits.data(), waits.size(), patience) <= 0) return;
   if ((waits[0].revents & POLLIN) != 0) TakeSignals();
   if ((waits[1].revents & POLLIN) != 0) {
-    if (!m_monitor.TakeNotifications()) m_nextLook = Clock::now();
+    if (!m_monitor.TakeNotifications()) {
+      Say("notices of the kernel were lost; looking at all drives and arrays");
+      m_nextLook = Clock::now();
+    }
     PlanLooks(Clock::now());
   }
 }
@@ -309,7 +312,7 @@ void Service::StartSenders() {
   const int room = static_cast<int>(kMostSenders - m_senders.size());
   for (const StoredMail& mail : m_store.DueMails(Now(), room)) {
     m_store.SetSending(mail);
-    Guard("sender", m_saidOfSenders, [&] {
+    const bool isStarted = Guard("sender", m_saidOfSenders, [&] {
       m_senders.push_back({mail, Child(
                                      [&](int output) {
                                        ::alarm(static_cast<unsigned>(kSenderPatience.count()) + 10);
@@ -319,6 +322,7 @@ void Service::StartSenders() {
                                      },
                                      Clock::now() + kSenderPatience)});
     });
+    if (!isStarted) m_store.SetFailed(mail, m_saidOfSenders, false, Now());
   }
 }
 

@@ -22,12 +22,12 @@ std::string LockFile(const std::string& stateFile) { return stateFile + ".lock";
 ServiceLock::ServiceLock(const std::string& stateFile) {
   const std::string path = LockFile(stateFile);
   m_file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (m_file < 0) throw WatchError("cannot open " + path + ": " + std::strerror(errno), 3);
+  if (m_file < 0) throw WatchError("cannot open " + path, std::strerror(errno));
   if (::flock(m_file, LOCK_EX | LOCK_NB) == 0) return;
   const bool isHeld = errno == EWOULDBLOCK;
   const std::string why = isHeld ? "a service is running already" : std::strerror(errno);
   ::close(m_file);
-  throw WatchError("cannot lock " + path + ": " + why, 3);
+  throw WatchError("cannot lock " + path, why);
 }
 
 ServiceLock::~ServiceLock() { ::close(m_file); }

@@ -1,13 +1,17 @@
 #include "Tool/Watch/Watch.h"
 
+#include "Tool/Watch/Linux/Logbook.h"
+#include "Tool/Watch/Linux/PathChecks.h"
 #include "Tool/Watch/Linux/Sending.h"
 #include "Tool/Watch/Linux/Service.h"
 #include "Tool/Watch/View.h"
 
+#include <Ondrel/Host.h>
+
+#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,8 +20,6 @@ namespace Tool::Watch {
 namespace {
 
 constexpr int kNegative = 1;
-constexpr int kWrongConfiguration = 2;
-constexpr int kFailed = 3;
 constexpr const char* kDefaultFolder = "/var/lib/ondrel";
 
 std::int64_t Now() {
@@ -26,19 +28,52 @@ std::int64_t Now() {
       .count();
 }
 
-Settings ReadConfiguration(const WatchRequest& request) {
+/// A configuration with the text that it was read from, for errors that name its lines.
+struct Configuration {
+  std::string path;
+  std::string text;
+  Settings settings;
+};
+
+/// Reads a whole file into `text`. Yields 0 or the error.
+int ReadFile(const std::string& path, std::string& text) {
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return errno;
+  std::array<char, 4096> buffer;
+  ssize_t size = 0;
+  while ((size = ::read(file, buffer.data(), buffer.size())) > 0)
+    text.append(buffer.data(), static_cast<std::size_t>(size));
+  const int error = size < 0 ? errno : 0;
+  ::close(file);
+  return error;
+}
+
+// The command line goes before the configuration.
+void TakeEventLog(const WatchRequest& request, LogSettings& log) {
+  if (!request.isJournalAsked && request.store.empty() && !request.storeCapacity) return;
+  log.isJournal = request.isJournalAsked;
+  if (request.isJournalAsked || !request.store.empty()) log.store = request.store;
+  log.storeCapacity = request.storeCapacity;
+}
+
+Configuration ReadConfiguration(const WatchRequest& request) {
   const bool isNamed = !request.configuration.empty();
-  const std::string path = isNamed ? request.configuration : kDefaultConfiguration;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    if (!isNamed && errno == ENOENT) return {};
-    throw WatchError("cannot read " + path + ": " + std::strerror(errno), kWrongConfiguration);
-  }
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (file.bad() || text.fail())
-    throw WatchError("cannot read " + path + ": it is not a file", kWrongConfiguration);
-  return ReadSettings(text.str(), path);
+  Configuration read;
+  read.path = isNamed ? request.configuration : kDefaultConfiguration;
+  const int error = ReadFile(read.path, read.text);
+  if (error != 0 && (isNamed || error != ENOENT))
+    throw SettingsError("cannot read " + read.path + ": " + std::strerror(error));
+  read.settings = ReadSettings(read.text, read.path);
+  TakeEventLog(request, read.settings.log);
+  return read;
+}
+
+Settings SettingsOf(const WatchRequest& request) { return ReadConfiguration(request).settings; }
+
+// A file that took the number of a closed standard stream would get what is said there.
+void OpenStandardStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+    if (::fcntl(stream, F_GETFD) < 0 && errno == EBADF) (void)::open("/dev/null", O_RDWR);
 }
 
 std::string HostName() {
@@ -47,7 +82,8 @@ std::string HostName() {
 }
 
 WatchAnswer RunService(const WatchRequest& request) {
-  const auto read = [request] { return ReadConfiguration(request); };
+  OpenStandardStreams();
+  const auto read = [request] { return SettingsOf(request); };
   const Settings settings = read();
   // Only the default folder is made: elsewhere, a folder that is not there is a mistake.
   if (settings.stateFile.starts_with(std::string(kDefaultFolder) + "/"))
@@ -55,14 +91,13 @@ WatchAnswer RunService(const WatchRequest& request) {
   try {
     Service(read).Run();
   } catch (const DatabaseError& error) {
-    throw WatchError("cannot use the state file " + settings.stateFile + ": " + error.what(),
-                     kFailed);
+    throw WatchError("cannot use the state file " + settings.stateFile, error.what());
   }
   return {};
 }
 
 WatchAnswer LookOnce(const WatchRequest& request) {
-  const Settings settings = ReadConfiguration(request);
+  const Settings settings = SettingsOf(request);
   Ondrel::Host::CDriveMonitor monitor;
   const StepResult step =
       Step(std::nullopt, monitor.Look({.readHealth = true}), settings.health.thresholds);
@@ -75,19 +110,18 @@ WatchAnswer LookOnce(const WatchRequest& request) {
 
 Store OpenStore(const Settings& settings) {
   if (::access(settings.stateFile.c_str(), R_OK | W_OK) != 0)
-    throw WatchError("cannot open the state file " + settings.stateFile + ": " +
-                         std::strerror(errno) + (errno == ENOENT ? " (has watch run yet?)" : ""),
-                     kFailed);
+    throw WatchError(
+        "cannot open the state file " + settings.stateFile,
+        std::string(std::strerror(errno)) + (errno == ENOENT ? " (has watch run yet?)" : ""));
   try {
     return Store(settings.stateFile, false);
   } catch (const DatabaseError& error) {
-    throw WatchError("cannot use the state file " + settings.stateFile + ": " + error.what(),
-                     kFailed);
+    throw WatchError("cannot use the state file " + settings.stateFile, error.what());
   }
 }
 
 WatchAnswer ShowStatus(const WatchRequest& request) {
-  const Settings settings = ReadConfiguration(request);
+  const Settings settings = SettingsOf(request);
   Store store = OpenStore(settings);
   const auto sign = ServiceLock::Read(settings.stateFile);
   const ServiceCounts counts = store.Counts();
@@ -117,16 +151,26 @@ WatchAnswer ShowStatus(const WatchRequest& request) {
   return answer;
 }
 
+const char* NameOfKind(Ondrel::Host::EventLogKind kind) {
+  return kind == Ondrel::Host::EventLogKind::kJournal ? "journal" : "store";
+}
+
 WatchAnswer CheckConfiguration(const WatchRequest& request) {
-  const Settings settings = ReadConfiguration(request);
+  const Configuration read = ReadConfiguration(request);
+  const Settings& s = read.settings;
+  CheckPaths(s, read.text, read.path);
+  UseEventLog(s.log);
+  const Ondrel::Host::EventLogPlace place = Ondrel::Host::CurrentEventLog();
   WatchAnswer answer;
-  const Settings& s = settings;
   answer.json = {{"ok", true},
                  {"log", s.log.name},
+                 {"logKind", NameOfKind(place.kind)},
+                 {"logFile", place.path.empty() ? Json(nullptr) : Json(place.path)},
                  {"mailServer", s.mail.server.empty() ? Json(nullptr) : Json(s.mail.server)},
                  {"mailTo", s.mail.to},
                  {"stateFile", s.stateFile}};
-  answer.text = "The configuration is good: events go to the log " + s.log.name;
+  answer.text = "The configuration is good: events go to the log " + s.log.name + " in " +
+                (place.path.empty() ? "the journal" : "the event store " + place.path);
   if (s.mail.server.empty()) {
     answer.text += ", nothing is mailed\n";
   } else {
@@ -139,9 +183,8 @@ WatchAnswer CheckConfiguration(const WatchRequest& request) {
 }
 
 WatchAnswer TestMail(const WatchRequest& request) {
-  const Settings settings = ReadConfiguration(request);
-  if (settings.mail.server.empty())
-    throw WatchError("the configuration names no mail server", kNegative);
+  const Settings settings = SettingsOf(request);
+  if (settings.mail.server.empty()) throw SettingsError("the configuration names no mail server");
   WatchAnswer answer;
   answer.json = {{"mails", Json::array()}};
   for (const std::string& recipient : settings.mail.to) {
@@ -199,18 +242,27 @@ WatchAnswer ListQueue(Store& store) {
 }
 
 WatchAnswer WorkOnQueue(const WatchRequest& request) {
-  Store store = OpenStore(ReadConfiguration(request));
+  Store store = OpenStore(SettingsOf(request));
   if (request.queueAction == "list") return ListQueue(store);
   const bool isRetry = request.queueAction == "retry";
-  const int changed =
-      isRetry ? store.Retry(request.mails, Now()) : store.Drop(request.mails, Now());
+  const auto change = [&](const std::vector<std::int64_t>& mails) {
+    return isRetry ? store.Retry(mails, Now()) : store.Drop(mails, Now());
+  };
+  int changed = request.mails.empty() ? change({}) : 0;
   WatchAnswer answer;
-  answer.json = {{"changed", changed}};
-  answer.text = std::to_string(changed) + (changed == 1 ? " mail is " : " mails are ") +
-                (isRetry ? "due now\n" : "dropped\n");
-  const bool isAllFound =
-      request.mails.empty() || changed == static_cast<int>(request.mails.size());
-  answer.exitStatus = isAllFound ? 0 : kNegative;
+  Json others = Json::array();
+  for (const std::int64_t mail : request.mails) {
+    if (change({mail}) != 0) {
+      ++changed;
+      continue;
+    }
+    others.push_back(mail);
+    answer.text += "mail " + std::to_string(mail) + " does not wait\n";
+  }
+  answer.json = {{"changed", changed}, {"notWaiting", others}};
+  answer.text += std::to_string(changed) + (changed == 1 ? " mail is " : " mails are ") +
+                 (isRetry ? "due now\n" : "dropped\n");
+  answer.exitStatus = others.empty() ? 0 : kNegative;
   return answer;
 }
 
@@ -233,7 +285,7 @@ WatchAnswer RunWatch(const WatchRequest& request) {
         return RunService(request);
     }
   } catch (const DatabaseError& error) {
-    throw WatchError(std::string("state file: ") + error.what(), kFailed);
+    throw WatchError("cannot use the state file", error.what());
   }
 }
 

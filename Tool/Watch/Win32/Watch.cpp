@@ -3,7 +3,7 @@
 namespace Tool::Watch {
 
 WatchAnswer RunWatch(const WatchRequest&) {
-  throw WatchError("there are no drive statuses to watch on this host: watch runs on Linux", 1);
+  throw WatchError("cannot watch drives", "this host has no drive statuses; watch runs on Linux");
 }
 
 }  // namespace Tool::Watch
