@@ -79,9 +79,21 @@ TEST(ArrayStatus, NonsenseOfTheLayoutIsSurvived) {
 
 TEST(DriveStatus, SmartVariantsOfTheStatuses) {
   EXPECT_EQ(kStatusOperationalSmart, WithSmart(kStatusOperational));
+  EXPECT_EQ(kStatusRebuildingSmart, WithSmart(kStatusRebuilding));
+  EXPECT_EQ(kStatusGlobalHotspareSmart, WithSmart(kStatusGlobalHotspare));
+  EXPECT_EQ(kStatusDedicatedHotspareSmart, WithSmart(kStatusDedicatedHotspare));
+  EXPECT_EQ(kStatusAvailableSmart, WithSmart(kStatusAvailable));
   EXPECT_EQ(kStatusFailedSmart, WithSmart(kStatusFailed));
   EXPECT_EQ(kStatusSystemSmart, WithSmart(kStatusSystem));
   EXPECT_EQ(kStatusSystemSmart, WithSmart(kStatusSystemSmart));
+  EXPECT_EQ(kStatusDegraded, WithSmart(kStatusDegraded));
+}
+
+TEST(DriveStatus, HealthWarnsByACriticalWarningOrASpareBelowItsThreshold) {
+  EXPECT_FALSE(HasWarning({}));
+  EXPECT_TRUE(HasWarning({.criticalWarning = 0x10}));
+  EXPECT_TRUE(HasWarning({.availableSpare = 9, .availableSpareThreshold = 10}));
+  EXPECT_FALSE(HasWarning({.availableSpare = 10, .availableSpareThreshold = 10}));
 }
 
 TEST(DriveStatus, TheWorseOfTwoPartsIsTheDrives) {
@@ -89,6 +101,11 @@ TEST(DriveStatus, TheWorseOfTwoPartsIsTheDrives) {
   EXPECT_EQ(kStatusRebuilding, Worse(kStatusRebuilding, kStatusOperational));
   EXPECT_EQ(kStatusOperational, Worse(kStatusDedicatedHotspare, kStatusOperational));
   EXPECT_EQ(kStatusFailedSmart, Worse(kStatusOperationalSmart, kStatusFailed));
+  EXPECT_EQ(kStatusFailedSmart, Worse(kStatusFailed, kStatusOperationalSmart));
+  EXPECT_EQ(kStatusSystem, Worse(kStatusAvailable, kStatusSystem));
+  EXPECT_EQ(kStatusGlobalHotspare, Worse(kStatusGlobalHotspare, kStatusSystem));
+  EXPECT_EQ(kStatusDedicatedHotspare, Worse(kStatusGlobalHotspare, kStatusDedicatedHotspare));
+  EXPECT_EQ(kStatusFailed, Worse(kStatusFailed, kStatusRebuilding));
 }
 
 }  // namespace

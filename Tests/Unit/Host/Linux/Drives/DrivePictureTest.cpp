@@ -1,14 +1,12 @@
 #include "Host/Linux/Drives/DriveFiles.h"
 #include "Host/Linux/Drives/DrivePicture.h"
-#include "Support/TemporaryFolder.h"
+#include "Unit/Host/Linux/Drives/DriveTree.h"
 
 #include <Ondrel/StatusTransition.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <string>
 
 namespace Ondrel::Host {
@@ -16,201 +14,27 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Testing::TemporaryFolder;
 using testing::UnorderedElementsAre;
 
-/// A sysfs and a proc as the kernel lays them out: devices in folders, links to them in block.
-class Tree {
-public:
-  Tree() {
-    std::filesystem::create_directories(Path("sys/block"));
-    Write("proc/self/mountinfo", "20 1 0:1 / / rw - tmpfs tmpfs rw\n");
-    Write("proc/swaps", "Filename\tType\tSize\n");
-  }
-
-  std::string Path(const std::string& name) const { return m_folder.Path(name); }
-
-  void Write(const std::string& name, const std::string& text) const {
-    std::filesystem::create_directories(std::filesystem::path(Path(name)).parent_path());
-    m_folder.Write(name, text);
-  }
-
-  void Link(const std::string& name, const std::string& target) const {
-    std::filesystem::create_directories(std::filesystem::path(Path(name)).parent_path());
-    std::filesystem::remove(Path(name));
-    std::filesystem::create_symlink(Path(target), Path(name));
-  }
-
-  /// A disk of a bus, with a serial number in its page 0x80.
-  void AddDisk(const std::string& name, const std::string& serial,
-               const std::string& number) const {
-    const std::string device = "sys/devices/bus/" + name + "-device";
-    const std::string disk = device + "/block/" + name;
-    Write(disk + "/size", "204800\n");
-    Write(disk + "/removable", "0\n");
-    Write(disk + "/dev", number + "\n");
-    Write(device + "/model", "Model of disk   \n");
-    if (!serial.empty())
-      Write(device + "/vpd_pg80",
-            std::string("\0\x80\0", 3) + static_cast<char>(serial.size()) + serial);
-    Link(disk + "/device", device);
-    Link("sys/block/" + name, disk);
-  }
-
-  void AddPartition(const std::string& disk, const std::string& name, int number,
-                    const std::string& deviceNumber) const {
-    const std::string folder = DiskFolder(disk) + "/" + name;
-    Write(folder + "/partition", std::to_string(number) + "\n");
-    Write(folder + "/dev", deviceNumber + "\n");
-  }
-
-  static std::string DiskFolder(const std::string& disk) {
-    return "sys/devices/bus/" + disk + "-device/block/" + disk;
-  }
-
-  void AddNVMe(const std::string& controller, const std::string& serial, int nameSpaces) const {
-    const std::string device = "sys/devices/pci/" + controller;
-    Write(device + "/serial", serial + "\n");
-    Write(device + "/model", "NVMe model\n");
-    Write(device + "/state", "live\n");
-    Link("sys/class/nvme/" + controller, device);
-    for (int number = 1; number <= nameSpaces; ++number) {
-      const std::string name = controller + "n" + std::to_string(number);
-      Write(device + "/" + name + "/size", "1000\n");
-      Write(device + "/" + name + "/nsid", std::to_string(number) + "\n");
-      Link(device + "/" + name + "/device", device);
-      Link("sys/block/" + name, device + "/" + name);
-    }
-  }
-
-  void AddArray(const std::string& name, const std::string& level, int places,
-                const std::string& layout = "0") const {
-    const std::string folder = "sys/devices/virtual/block/" + name;
-    Write(folder + "/size", "400000\n");
-    Link("sys/block/" + name, folder);
-    const auto write = [&](const char* file, const std::string& text) {
-      Write(folder + "/md/" + file, text + "\n");
-    };
-    write("array_state", "clean");
-    write("level", level);
-    write("layout", layout);
-    write("raid_disks", std::to_string(places));
-    write("uuid", "9f0e3c1a-1111-2222-3333-00000000000" + std::string(1, name.back()));
-    write("sync_action", "idle");
-    write("last_sync_action", "none");
-    write("sync_completed", "none");
-    write("sync_min", "0");
-    write("resync_start", "none");
-    write("reshape_position", "none");
-    write("mismatch_cnt", "0");
-    write("metadata_version", "1.2");
-  }
-
-  void SetArray(const std::string& name, const std::string& file, const std::string& text) const {
-    Write("sys/devices/virtual/block/" + name + "/md/" + file, text + "\n");
-  }
-
-  /// `target` is the member's folder; one that is not there is a disk that was pulled.
-  void AddMember(const std::string& array, const std::string& name, const std::string& target,
-                 const std::string& state, const std::string& slot) const {
-    const std::string folder = "sys/devices/virtual/block/" + array + "/md/dev-" + name;
-    Write(folder + "/state", state + "\n");
-    Write(folder + "/slot", slot + "\n");
-    Write(folder + "/errors", "0\n");
-    Write(folder + "/bad_blocks", "");
-    Link(folder + "/block", target);
-  }
-
-  void AddDiskMember(const std::string& array, const std::string& disk, const std::string& state,
-                     const std::string& slot) const {
-    AddMember(array, disk, DiskFolder(disk), state, slot);
-  }
-
-  DriveSnapshot Read() const {
-    return ReadDrives({.sysfs = Path("sys"),
-                       .processes = Path("proc"),
-                       .arrayConfigurations = {Path("mdadm.conf")}});
-  }
-
-private:
-  TemporaryFolder m_folder;
-};
-
-const Drive& DriveOf(const DriveSnapshot& snapshot, const std::string& id) {
-  const auto found = std::ranges::find(snapshot.drives, id, &Drive::id);
-  if (found == snapshot.drives.end()) throw std::out_of_range("no drive " + id);
-  return *found;
-}
-
-TEST(DrivePicture, FreeAndUsedDrives) {
-  const Tree tree;
-  tree.AddDisk("sda", "FREE", "8:0");
-  tree.AddDisk("sdb", "MOUNTED", "8:16");
+TEST(DrivePicture, AFailedMemberStaysFailedWhateverElseTheDriveServes) {
+  const DriveTree tree;
+  tree.AddDisk("sda", "A", "8:0");
+  tree.Write("sys/devices/bus/sda-device/state", "dead\n");
+  tree.AddDisk("sdb", "B", "8:16");
   tree.AddPartition("sdb", "sdb1", 1, "8:17");
-  tree.AddDisk("sdc", "PAGED", "8:32");
-  tree.AddDisk("sdd", "HELD", "8:48");
-  tree.Write(Tree::DiskFolder("sdd") + "/holders/dm-0", "");
-  tree.AddDisk("sde", "SOURCE", "8:64");
-  tree.Write("proc/self/mountinfo",
-             "20 1 8:17 / /data rw - ext4 /dev/sdb1 rw\n21 1 0:50 / /b rw - btrfs /dev/sde rw\n");
-  tree.Write("proc/swaps", "Filename Type\n/dev/sdc partition 100 0 -2\n");
+  tree.AddPartition("sdb", "sdb2", 2, "8:18");
+  tree.AddArray("md0", "raid1", 2);
+  tree.AddArray("md1", "raid1", 1);
+  tree.AddDiskMember("md0", "sda", "in_sync", "0");
+  tree.AddMember("md0", "sdb1", DriveTree::DiskFolder("sdb") + "/sdb1", "in_sync", "1");
+  tree.AddMember("md1", "sdb2", DriveTree::DiskFolder("sdb") + "/sdb2", "spare", "0");
   const DriveSnapshot snapshot = tree.Read();
-  ASSERT_EQ(5u, snapshot.drives.size());
-  EXPECT_EQ(kStatusAvailable, DriveOf(snapshot, "FREE").status);
-  EXPECT_EQ("Model of disk", DriveOf(snapshot, "FREE").model);
-  EXPECT_EQ("/dev/sda", DriveOf(snapshot, "FREE").device);
-  EXPECT_EQ(kStatusSystem, DriveOf(snapshot, "MOUNTED").status);
-  EXPECT_EQ(kStatusSystem, DriveOf(snapshot, "PAGED").status);
-  EXPECT_EQ(kStatusSystem, DriveOf(snapshot, "HELD").status);
-  EXPECT_EQ(kStatusSystem, DriveOf(snapshot, "SOURCE").status);
-}
-
-TEST(DrivePicture, DisksThatAreNotHardwareOfTheMachineAreLeftOut) {
-  const Tree tree;
-  for (const char* const name : {"loop0", "ram0", "zram0", "dm-0", "sr0", "nbd0"})
-    tree.AddDisk(name, "", "1:0");
-  tree.AddDisk("sda", "STICK", "8:0");
-  tree.Write(Tree::DiskFolder("sda") + "/removable", "1\n");
-  tree.AddDisk("sdb", "EMPTY", "8:16");
-  tree.Write(Tree::DiskFolder("sdb") + "/size", "0\n");
-  EXPECT_THAT(tree.Read().drives, IsEmpty());
-}
-
-TEST(DrivePicture, AnNVMeDriveIsItsControllerWithAllNamespaces) {
-  const Tree tree;
-  tree.AddNVMe("nvme0", "SN-1", 2);
-  tree.AddNVMe("nvme1", "SN-2", 0);
-  const DriveSnapshot snapshot = tree.Read();
-  ASSERT_EQ(2u, snapshot.drives.size());
-  EXPECT_EQ("nvme0", DriveOf(snapshot, "SN-1").name);
-  EXPECT_EQ("/dev/nvme0", DriveOf(snapshot, "SN-1").device);
-  EXPECT_TRUE(DriveOf(snapshot, "SN-1").isNVMe);
-  EXPECT_EQ("nvme1", DriveOf(snapshot, "SN-2").name);
-}
-
-TEST(DrivePicture, DrivesOfTheSameSerialNumberAreDistinguished) {
-  const Tree tree;
-  tree.AddDisk("sda", "SAME", "8:0");
-  tree.AddDisk("sdb", "SAME", "8:16");
-  tree.Write("sys/devices/bus/sda-device/wwid", "naa.1\n");
-  tree.Write("sys/devices/bus/sdb-device/wwid", "naa.2\n");
-  tree.AddDisk("sdc", "", "8:32");
-  tree.Write("sys/devices/bus/sdc-device/wwid", "naa.3\n");
-  const DriveSnapshot snapshot = tree.Read();
-  ASSERT_EQ(3u, snapshot.drives.size());
-  EXPECT_EQ("Model of disk SAME naa.1", snapshot.drives[0].id);
-  EXPECT_EQ("Model of disk SAME naa.2", snapshot.drives[1].id);
-  EXPECT_EQ("naa.3", snapshot.drives[2].id);
-}
-
-TEST(DrivePicture, ControlCharactersOfADeviceAreReplaced) {
-  const Tree tree;
-  tree.AddNVMe("nvme0", "A\x1b[31mB\xc3\xa9", 1);
-  EXPECT_EQ("A?[31mB??", tree.Read().drives.at(0).id);
+  EXPECT_EQ(kStatusFailed, DriveOf(snapshot, "A").status);
+  EXPECT_EQ(kStatusRebuilding, DriveOf(snapshot, "B").status);
 }
 
 TEST(DrivePicture, MembersOfAnArray) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddDisk("sdb", "B", "8:16");
   tree.AddDisk("sdc", "C", "8:32");
@@ -236,7 +60,7 @@ TEST(DrivePicture, MembersOfAnArray) {
 }
 
 TEST(DrivePicture, AMemberThatSaysFaultyBesideInSyncIsRecordingABadBlock) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddDisk("sdb", "B", "8:16");
   tree.AddArray("md0", "raid1", 2);
@@ -248,8 +72,71 @@ TEST(DrivePicture, AMemberThatSaysFaultyBesideInSyncIsRecordingABadBlock) {
   EXPECT_EQ(1u, snapshot.arrays[0].lostPlaces);
 }
 
+TEST(DrivePicture, AJournalOfAnArrayWorksWithoutAPlace) {
+  const DriveTree tree;
+  tree.AddDisk("sda", "A", "8:0");
+  tree.AddDisk("sdb", "J", "8:16");
+  tree.AddArray("md0", "raid5", 1);
+  tree.AddDiskMember("md0", "sda", "in_sync", "0");
+  tree.AddDiskMember("md0", "sdb", "journal", "journal");
+  const DriveSnapshot snapshot = tree.Read();
+  EXPECT_EQ(kStatusOperational, DriveOf(snapshot, "J").status);
+  EXPECT_EQ(kStatusOperational, snapshot.arrays.at(0).status);
+  EXPECT_EQ(-1, snapshot.arrays.at(0).members.at(1).slot);
+  EXPECT_FALSE(snapshot.arrays.at(0).members.at(1).isSpare);
+}
+
+TEST(DrivePicture, PlacesBeyondTheArrayCountForNothing) {
+  const DriveTree tree;
+  tree.AddDisk("sda", "A", "8:0");
+  tree.AddDisk("sdb", "B", "8:16");
+  tree.AddDisk("sdc", "C", "8:32");
+  tree.AddArray("md0", "raid1", 2);
+  tree.AddDiskMember("md0", "sda", "in_sync", "1");
+  tree.AddDiskMember("md0", "sdb", "in_sync", "2");
+  tree.AddDiskMember("md0", "sdc", "in_sync", "4096");
+  const DriveArray array = tree.Read().arrays.at(0);
+  EXPECT_EQ(1u, array.lostPlaces);
+  EXPECT_EQ(kStatusDegraded, array.status);
+  EXPECT_EQ(2, array.members.at(1).slot);
+  EXPECT_EQ(-1, array.members.at(2).slot);
+}
+
+TEST(DrivePicture, AMemberThatWasRemovedWhileItWasReadIsLeftOut) {
+  const DriveTree tree;
+  tree.AddDisk("sda", "A", "8:0");
+  tree.AddArray("md0", "raid1", 2);
+  tree.AddDiskMember("md0", "sda", "in_sync", "0");
+  tree.AddMember("md0", "sdb", "sys/devices/bus/none", "", "none");
+  EXPECT_EQ(1u, tree.Read().arrays.at(0).members.size());
+}
+
+TEST(DrivePicture, AnArrayWithoutAUuidIsKnownByItsName) {
+  const DriveTree tree;
+  tree.AddArray("md3", "linear", 1);
+  tree.SetArray("md3", "uuid", "");
+  tree.Write("mdadm.conf", "ARRAY /dev/md3 spare-group=x\n");
+  tree.AddDisk("sda", "A", "8:0");
+  tree.AddDiskMember("md3", "sda", "spare", "none");
+  const DriveSnapshot snapshot = tree.Read();
+  EXPECT_EQ("md3", snapshot.arrays.at(0).id);
+  EXPECT_EQ("linear", snapshot.arrays.at(0).level);
+  EXPECT_EQ(kStatusGlobalHotspare, DriveOf(snapshot, "A").status);
+}
+
+TEST(DrivePicture, ArraysAreInTheOrderOfTheirIdentities) {
+  const DriveTree tree;
+  tree.AddArray("md0", "raid1", 1);
+  tree.SetArray("md0", "uuid", "ffffffff-1111-2222-3333-000000000000");
+  tree.AddArray("md1", "raid1", 1);
+  const DriveSnapshot snapshot = tree.Read();
+  ASSERT_EQ(2u, snapshot.arrays.size());
+  EXPECT_EQ("md1", snapshot.arrays[0].name);
+  EXPECT_EQ("md0", snapshot.arrays[1].name);
+}
+
 TEST(DrivePicture, AMemberWhoseDiskWasPulledIsGoneAndItsPlaceLost) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddArray("md0", "raid1", 2);
   tree.AddDiskMember("md0", "sda", "in_sync", "0");
@@ -265,44 +152,39 @@ TEST(DrivePicture, AMemberWhoseDiskWasPulledIsGoneAndItsPlaceLost) {
 }
 
 TEST(DrivePicture, PartitionsAndNamespacesAreMembersOfTheirDrive) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddPartition("sda", "sda2", 2, "8:2");
   tree.AddNVMe("nvme0", "N", 2);
   tree.AddArray("md0", "raid1", 2);
-  tree.AddMember("md0", "sda2", Tree::DiskFolder("sda") + "/sda2", "in_sync", "0");
+  tree.AddMember("md0", "sda2", DriveTree::DiskFolder("sda") + "/sda2", "in_sync", "0");
   tree.AddMember("md0", "nvme0n2", "sys/devices/pci/nvme0/nvme0n2", "in_sync", "1");
   const DriveSnapshot snapshot = tree.Read();
   EXPECT_EQ(2u, snapshot.drives.size());
   EXPECT_EQ("A-part2", snapshot.arrays[0].members.at(1).id);
+  EXPECT_EQ(1, snapshot.arrays[0].members.at(0).slot);
   EXPECT_EQ("A", snapshot.arrays[0].members.at(1).drive);
   EXPECT_EQ("N-ns2", snapshot.arrays[0].members.at(0).id);
   EXPECT_EQ(kStatusOperational, DriveOf(snapshot, "N").status);
 }
 
-TEST(DrivePicture, AMadeDeviceIsADriveWhereAnArrayTakesIt) {
-  const Tree tree;
-  tree.AddDisk("loop7", "", "7:7");
-  tree.Write("sys/devices/bus/loop7-device/block/loop7/loop/backing_file", "/srv/image\n");
-  tree.AddArray("md0", "raid1", 1);
-  tree.AddDiskMember("md0", "loop7", "in_sync", "0");
-  EXPECT_EQ("loop:/srv/image", tree.Read().drives.at(0).id);
-}
-
 TEST(DrivePicture, AContainerAndAnArrayThatWaitsAreLeftOut) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
-  tree.Write(Tree::DiskFolder("sda") + "/holders/md127", "");
+  tree.Write(DriveTree::DiskFolder("sda") + "/holders/md127", "");
   tree.AddArray("md127", "", 0);
   tree.SetArray("md127", "array_state", "inactive");
   tree.AddDiskMember("md127", "sda", "spare", "none");
-  const DriveSnapshot snapshot = tree.Read();
-  EXPECT_THAT(snapshot.arrays, IsEmpty());
-  EXPECT_EQ(kStatusSystem, DriveOf(snapshot, "A").status);
+  for (const char* const state : {"inactive", "clear", ""}) {
+    tree.SetArray("md127", "array_state", state);
+    const DriveSnapshot snapshot = tree.Read();
+    EXPECT_THAT(snapshot.arrays, IsEmpty()) << state;
+    EXPECT_EQ(kStatusSystem, DriveOf(snapshot, "A").status) << state;
+  }
 }
 
 TEST(DrivePicture, ABrokenArrayIsFailed) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddArray("md0", "raid1", 1);
   tree.AddDiskMember("md0", "sda", "in_sync", "0");
@@ -311,7 +193,7 @@ TEST(DrivePicture, ABrokenArrayIsFailed) {
 }
 
 TEST(DrivePicture, AReplacementBesideTheOldMemberLosesNothing) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddDisk("sdb", "B", "8:16");
   tree.AddArray("md0", "raid1", 1);
@@ -329,7 +211,7 @@ TEST(DrivePicture, AReplacementBesideTheOldMemberLosesNothing) {
 }
 
 TEST(DrivePicture, WhatAnArrayIsDoing) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddArray("md0", "raid5", 3);
   struct Row {
     const char* word;
@@ -355,10 +237,18 @@ TEST(DrivePicture, WhatAnArrayIsDoing) {
   EXPECT_TRUE(array.isResyncUnfinished);
   EXPECT_TRUE(array.isReshapeUnfinished);
   EXPECT_EQ(4u, array.places);
+  EXPECT_EQ(0u, array.actionTotal);
+  tree.SetArray("md0", "sync_completed", "7 /");
+  EXPECT_EQ(7u, tree.Read().arrays.at(0).actionDone);
+  EXPECT_EQ(0u, tree.Read().arrays.at(0).actionTotal);
+  tree.SetArray("md0", "resync_start", "");
+  EXPECT_FALSE(tree.Read().arrays.at(0).isResyncUnfinished);
+  tree.SetArray("md0", "raid_disks", "5000");
+  EXPECT_EQ(4096u, tree.Read().arrays.at(0).places);
 }
 
 TEST(DrivePicture, CountersOfAMember) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddArray("md0", "raid1", 1);
   tree.AddDiskMember("md0", "sda", "in_sync", "0");
@@ -370,7 +260,7 @@ TEST(DrivePicture, CountersOfAMember) {
 }
 
 TEST(DrivePicture, AHotSpareOfAnArrayWithASpareGroupIsGlobal) {
-  const Tree tree;
+  const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
   tree.AddDisk("sdb", "B", "8:16");
   tree.AddArray("md0", "raid1", 1);
@@ -391,11 +281,29 @@ TEST(SpareGroups, AreFoundInEveryFormOfALine) {
               UnorderedElementsAre("md5"));
   EXPECT_THAT(ArraysWithSpareGroup("ARRAY /dev/md5 spare-group="), IsEmpty());
   EXPECT_THAT(ArraysWithSpareGroup("\tspare-group=x\n"), IsEmpty());
+  EXPECT_THAT(ArraysWithSpareGroup("ARRAY /dev/md1\n\tspare-group=x\n# md2\n\nARRAY /dev/md3"),
+              UnorderedElementsAre("md1"));
+  EXPECT_THAT(ArraysWithSpareGroup("DEVICE /dev/md1 spare-group=x"), IsEmpty());
+  EXPECT_THAT(ArraysWithSpareGroup("ARRAY /dev/md1 x-spare-group=x"), IsEmpty());
 }
 
 TEST(DriveFiles, SmallTextsAreReadExactly) {
   EXPECT_EQ("", DigitsOfUuid("00000000-0000-0000-0000-000000000000"));
   EXPECT_EQ("", DigitsOfUuid("9f0e"));
+  EXPECT_EQ("", DigitsOfUuid("9f0e3c1a-1111-2222-3333-00000000000g"));
+  EXPECT_EQ("9f0e3c1a111122223333000000000001",
+            DigitsOfUuid("9F0E3C1A:11112222:33330000:00000001"));
+  EXPECT_TRUE(HasWord("a", "a"));
+  EXPECT_FALSE(HasWord("", "a"));
+  EXPECT_FALSE(HasWord("a,b", "c"));
+  EXPECT_EQ("?a~?", PrintableOf(" \x1f"
+                                "a~\x7f\t"));
+  EXPECT_EQ("a b", PrintableOf(std::string_view("\0 a b \0", 7)));
+  EXPECT_EQ("", PrintableOf(" \t"));
+  EXPECT_EQ(12u, NumberAtStart("12 (3)").value());
+  EXPECT_FALSE(NumberAtStart("x").has_value());
+  EXPECT_EQ("c", LastPartOf("/a/b/c"));
+  EXPECT_EQ("c", LastPartOf("c"));
   EXPECT_TRUE(HasWord("in_sync,write_error", "write_error"));
   EXPECT_FALSE(HasWord("want_replacement", "replacement"));
   EXPECT_EQ(0u, BadSectorsIn("100"));
