@@ -168,7 +168,8 @@ class WithoutDigits : public std::ctype<char> {
 public:
   WithoutDigits() : std::ctype<char>(m_masks) {
     std::copy_n(classic_table(), table_size, m_masks);
-    for (unsigned char digit = '0'; digit <= '9'; ++digit) m_masks[digit] = std::ctype_base::mask{};
+    for (unsigned char numeral = '0'; numeral <= '9'; ++numeral)
+      m_masks[numeral] = std::ctype_base::mask{};
   }
 
 private:
