@@ -195,7 +195,7 @@ void DriveList::TellApart() {
                : m_drives[index].id + " " + m_places[index].worldWideName;
   });
   lengthen([this](std::size_t index) {
-    return m_drives[index].id + PrintableOf(" at " + m_places[index].folder);
+    return m_drives[index].id + " " + PrintableOf("at " + m_places[index].folder);
   });
 }
 
