@@ -134,8 +134,8 @@ public:
   /// Keeps the pair alive that `->` reads from.
   class pointer {
   public:
-    explicit pointer(const value_type& row) noexcept : m_row(row) {}
-    const value_type* operator->() const noexcept { return &m_row; }
+    explicit pointer(const value_type& row) noexcept : m_row(row) {}  ///< Keeps a copy of `row`.
+    const value_type* operator->() const noexcept { return &m_row; }  ///< The pair.
 
   private:
     value_type m_row;

@@ -46,7 +46,7 @@ struct Drive {
   /// the `_SMART` variant of one. The worst where a drive serves several arrays.
   std::int32_t status = 0;
   bool isPresent = true;  ///< False for a drive that an array still names and that is gone.
-  bool isNVMe = false;
+  bool isNVMe = false;    ///< Whether its health can be asked for.
 
   /// Whether this look asked the drive for its health. False without `readHealth` and for a drive
   /// that is not NVMe.
@@ -60,19 +60,19 @@ struct ArrayMember {
   /// What the member is known by: the identity of its drive, with the number of a partition or of
   /// a namespace. Empty when it is gone and not known any more, as is the next.
   std::string id;
-  std::string drive;  ///< Identity of the drive.
-  std::string name;   ///< The kernel's name of the disk or partition: "sda1".
-  int slot = -1;      ///< Its place in the array; -1 for none.
-  bool isInSync = false;
+  std::string drive;           ///< Identity of the drive.
+  std::string name;            ///< The kernel's name of the disk or partition: "sda1".
+  int slot = -1;               ///< Its place in the array; -1 for none.
+  bool isInSync = false;       ///< Holds its part of the data.
   bool isFaulty = false;       ///< Given up by the array.
   bool isSpare = false;        ///< Neither in sync nor faulty: a hot spare or a rebuild's target.
   bool isReplacement = false;  ///< Made to take the place of another member of the same slot.
-  bool isReplacementWanted = false;
-  bool isGone = false;  ///< Its disk is not there any more, whatever the array says.
-  bool hasWriteError = false;
-  std::uint64_t errors = 0;      ///< Read errors that were corrected.
-  std::uint64_t badSectors = 0;  ///< Sectors in its list of bad blocks.
-  std::int32_t status = 0;       ///< Status of this part of the drive, as at `Drive::status`.
+  bool isReplacementWanted = false;  ///< It is to be replaced by another one.
+  bool isGone = false;               ///< Its disk is not there any more, whatever the array says.
+  bool hasWriteError = false;        ///< A write to it failed.
+  std::uint64_t errors = 0;          ///< Read errors that were corrected.
+  std::uint64_t badSectors = 0;      ///< Sectors in its list of bad blocks.
+  std::int32_t status = 0;           ///< Status of this part of the drive, as at `Drive::status`.
 };
 
 /// What an array does besides its work.
@@ -86,28 +86,28 @@ enum class ArrayAction : std::int32_t {
 
 /// A software array.
 struct DriveArray {
-  std::string id;                ///< Its UUID as 32 hexadecimal digits, in groups.
-  std::string name;              ///< The kernel's name of the moment: "md0".
-  std::string level;             ///< "raid1", "raid5", ..., "linear".
-  std::int32_t status = 0;       ///< OPERATIONAL, PARTIALLY_DEGRADED, DEGRADED or FAILED.
-  std::uint32_t places = 0;      ///< Members that the array needs to be whole.
-  std::uint32_t lostPlaces = 0;  ///< Of those, how many have no working member.
-  std::uint64_t size = 0;        ///< In bytes.
-  ArrayAction action = ArrayAction::None;
+  std::string id;                          ///< Its UUID as 32 hexadecimal digits, in groups.
+  std::string name;                        ///< The kernel's name of the moment: "md0".
+  std::string level;                       ///< "raid1", "raid5", ..., "linear".
+  std::int32_t status = 0;                 ///< OPERATIONAL, PARTIALLY_DEGRADED, DEGRADED or FAILED.
+  std::uint32_t places = 0;                ///< Members that the array needs to be whole.
+  std::uint32_t lostPlaces = 0;            ///< Of those, how many have no working member.
+  std::uint64_t size = 0;                  ///< In bytes.
+  ArrayAction action = ArrayAction::None;  ///< What it does now.
   ArrayAction lastAction = ArrayAction::None;  ///< What was done last since the array's start.
   std::uint64_t actionDone = 0;                ///< In sectors; of `actionTotal`.
   std::uint64_t actionTotal = 0;               ///< In sectors; 0 when the host does not report it.
   bool isCheckCut = false;                     ///< A check was cancelled before its end.
-  bool isResyncUnfinished = false;
-  bool isReshapeUnfinished = false;
-  std::uint64_t mismatches = 0;  ///< Sectors that the last check found different.
-  std::vector<ArrayMember> members;
+  bool isResyncUnfinished = false;             ///< A resync was cut short.
+  bool isReshapeUnfinished = false;            ///< A reshape was cut short.
+  std::uint64_t mismatches = 0;                ///< Sectors that the last check found different.
+  std::vector<ArrayMember> members;            ///< In the order of their slots.
 };
 
 /// The drives and arrays at one moment, each in the order of its identity.
 struct DriveSnapshot {
-  std::vector<Drive> drives;
-  std::vector<DriveArray> arrays;
+  std::vector<Drive> drives;       ///< All drives, those that are gone included.
+  std::vector<DriveArray> arrays;  ///< All arrays that run.
 };
 
 /// What a look is asked for.

@@ -64,7 +64,7 @@ enum class EventLogKind {
 
 /// Where the logs opened now live.
 struct EventLogPlace {
-  EventLogKind kind = EventLogKind::kStore;
+  EventLogKind kind = EventLogKind::kStore;  ///< Which of the kinds.
   /// The store's file, or the folder or file of the journal files; else empty.
   std::string path;
   /// True when this host has a journal that nobody serves at the moment, and the host's own choice
@@ -107,10 +107,10 @@ enum class EventLogItemKind {
 
 /// One item of a log. `record` is filled for a record alone, the numbers for what is missing.
 struct EventLogItem {
-  EventLogItemKind kind = EventLogItemKind::kRecord;
-  EventLogRecord record;
-  std::uint64_t first = 0;
-  std::uint64_t last = 0;
+  EventLogItemKind kind = EventLogItemKind::kRecord;  ///< What it is.
+  EventLogRecord record;                              ///< The record.
+  std::uint64_t first = 0;                            ///< First number that is missing or damaged.
+  std::uint64_t last = 0;                             ///< Last number that is missing or damaged.
 };
 
 /// Which records a reader is to give, and in which order. Without any choice: all, oldest first.
@@ -231,13 +231,13 @@ private:
 
 /// One log with what stands in it.
 struct EventLogSummary {
-  std::string name;
-  std::uint64_t records = 0;
-  std::uint64_t bytes = 0;  ///< Bytes of its records; of a journal and on Windows, of its files.
-  std::uint64_t firstNumber = 0;
-  std::uint64_t lastNumber = 0;
-  ULong firstTime = 0;  ///< Time of the oldest record. 0 without records, as the next.
-  ULong lastTime = 0;   ///< Time of the newest record.
+  std::string name;           ///< The log's name.
+  std::uint64_t records = 0;  ///< How many there are.
+  std::uint64_t bytes = 0;    ///< Bytes of its records; of a journal and on Windows, of its files.
+  std::uint64_t firstNumber = 0;  ///< Number of the oldest record.
+  std::uint64_t lastNumber = 0;   ///< Number of the newest record.
+  ULong firstTime = 0;            ///< Time of the oldest record. 0 without records, as the next.
+  ULong lastTime = 0;             ///< Time of the newest record.
 };
 
 /// Lists the logs that there are. A journal is one log. Yields 0, or the error.

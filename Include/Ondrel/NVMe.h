@@ -323,9 +323,9 @@ struct ONDREL_API NVME_IDENTIFY_CONTROLLER {
   /// same accessor on any record: copy it before that. Two threads must not be in the same one at
   /// a time. Nothing is allocated.
   char* sSerialNumber();
-  char* sModelNumber();
-  char* sFirmwareRevision();
-  char* sNVMSubsystemNVMeQualifiedName();
+  char* sModelNumber();                    ///< As `sSerialNumber`, of MN.
+  char* sFirmwareRevision();               ///< As `sSerialNumber`, of FR.
+  char* sNVMSubsystemNVMeQualifiedName();  ///< As `sSerialNumber`, of SUBNQN.
 
 private:
   char* TrimString(char* destination, char* source, unsigned short length);

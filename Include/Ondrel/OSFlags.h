@@ -7,9 +7,9 @@ namespace Ondrel {
 
 /// One flag: its name, the number of its word (`suite1` to `suite4`) and its bit there.
 struct OSFlag {
-  const char* name;
-  int word;
-  std::uint32_t mask;
+  const char* name;    ///< The constant's name in `OSFlags`.
+  int word;            ///< 1 to 4: `suite1` to `suite4`.
+  std::uint32_t mask;  ///< The one bit that is set.
 };
 
 namespace OSFlags {

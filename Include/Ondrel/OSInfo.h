@@ -11,9 +11,9 @@ namespace Ondrel {
 
 /// One set of version numbers.
 struct OS_VERSION_HALF {
-  std::uint32_t major;
-  std::uint32_t minor;
-  std::uint32_t build;
+  std::uint32_t major;      ///< Major number.
+  std::uint32_t minor;      ///< Minor number.
+  std::uint32_t build;      ///< Build number.
   std::uint32_t platform;   ///< 0 unknown, 2 Windows 3.x, 3 Windows 9x, 4 NT, 5 CE family.
   std::uint32_t processor;  ///< 0 unknown, 1 Intel x86, 2 MIPS, ... 15 x86 on ARM64.
   char csdVersion[128];     ///< The service pack's text, zero-terminated.
@@ -23,19 +23,19 @@ struct OS_VERSION_HALF {
 
 /// What is known of an operating system. A record of zeros is an unknown one.
 struct OS_FACTS {
-  OS_VERSION_HALF reported;    ///< As the classic version call reports it.
-  OS_VERSION_HALF underlying;  ///< As the system really is.
-  std::uint32_t suite1;        ///< Flags, see `OSFlags`.
-  std::uint32_t suite2;
-  std::uint32_t suite3;
-  std::uint32_t suite4;
+  OS_VERSION_HALF reported;           ///< As the classic version call reports it.
+  OS_VERSION_HALF underlying;         ///< As the system really is.
+  std::uint32_t suite1;               ///< Flags, see `OSFlags`.
+  std::uint32_t suite2;               ///< Flags of the second word.
+  std::uint32_t suite3;               ///< Flags of the third word.
+  std::uint32_t suite4;               ///< Flags of the fourth word.
   std::uint32_t osType;               ///< 0 unknown, 1 workstation, 2 server, 3 domain controller.
   std::uint32_t ubr;                  ///< Update build revision.
   std::uint32_t productInfo;          ///< The value of `GetProductInfo`, 0 for none.
   std::uint32_t semiAnnual;           ///< 1 for a server of the semi-annual channel.
   std::uint64_t deviceFamilyVersion;  ///< Four numbers of 16 bits, major first.
-  std::uint32_t deviceFamily;
-  std::uint32_t deviceForm;
+  std::uint32_t deviceFamily;         ///< Kind of device, as the host numbers it.
+  std::uint32_t deviceForm;           ///< Form of the device, as the host numbers it.
 };
 
 static_assert(sizeof(OS_VERSION_HALF) == 152);
@@ -302,8 +302,8 @@ public:
   /// Sets what the value of `GetProductInfo` stands for.
   void ApplyProductInfo(OS_FACTS& facts);
 
-  void ReadProductSuite(OS_FACTS& facts);
-  void ReadRemoteAdminMode(OS_FACTS& facts);
+  void ReadProductSuite(OS_FACTS& facts);     ///< Sets the flags of the registry's suites.
+  void ReadRemoteAdminMode(OS_FACTS& facts);  ///< Sets `RemoteAdminMode` where it is on.
 
   /// The record's processor code of an architecture; 0 for one that is not known.
   std::uint32_t MapProcessor(std::uint16_t wProcessorArchitecture);
@@ -314,8 +314,8 @@ public:
 
 /// A question about a record, for programs that ask all of them.
 struct OSPredicate {
-  const char* name;
-  int (*holds)(const OS_FACTS& facts, int useUnderlying);
+  const char* name;                                        ///< Its name in `COSProbe`.
+  int (*holds)(const OS_FACTS& facts, int useUnderlying);  ///< 1 when it holds, else 0.
 };
 
 /// The 217 questions about a record, sorted by name (those about plain numbers are not among them).
@@ -326,7 +326,7 @@ ONDREL_API const OSPredicate* OSPredicates(std::size_t& count);
 /// not change any more.
 class ONDREL_API CSystemInfo {
 public:
-  CSystemInfo();
+  CSystemInfo();  ///< The record of this host.
 
   /// Takes facts that are known already, such as those of another machine.
   explicit CSystemInfo(const OS_FACTS& facts);
@@ -336,9 +336,9 @@ public:
   virtual ~CSystemInfo();
 
 protected:
-  COSProbe m_Probe;
-  OS_FACTS m_Facts;
-  bool m_IsStorageProduct;
+  COSProbe m_Probe;         ///< Answers the questions.
+  OS_FACTS m_Facts;         ///< The record.
+  bool m_IsStorageProduct;  ///< The host calls itself a storage product.
 };
 
 /// Names an operating system. All names say what the system really is: the underlying half. They

@@ -57,7 +57,7 @@ public:
   class ONDREL_API Recipient {
   public:
     Recipient();
-    Recipient(const std::string& mail, const std::string& name);
+    Recipient(const std::string& mail, const std::string& name);  ///< Neither is checked.
     Recipient(const Recipient& other);
     Recipient& operator=(const Recipient& other);
     virtual ~Recipient();

@@ -38,7 +38,7 @@ public:
 
   /// Counts one up or down. Only the base library does.
   void Increment() noexcept { m_value.fetch_add(1, std::memory_order_relaxed); }
-  void Decrement() noexcept { m_value.fetch_sub(1, std::memory_order_relaxed); }
+  void Decrement() noexcept { m_value.fetch_sub(1, std::memory_order_relaxed); }  ///< One down.
 
 private:
   std::atomic<std::uint32_t> m_value{0};
@@ -65,8 +65,8 @@ namespace Pirsk::Exceptions {
 
 /// An error of the system beneath: kind 2 and the host's last-error number.
 struct NATIVE_ERROR {
-  std::uint32_t kind;
-  std::uint32_t code;
+  std::uint32_t kind;  ///< 2, the host's.
+  std::uint32_t code;  ///< The host's number.
 };
 
 /// Where an error was handled. Static records, one for each handler.

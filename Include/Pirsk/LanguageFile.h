@@ -15,8 +15,8 @@ public:
   /// One row of a module's error list: an error number and the index of its text. A list ends with
   /// a row of two zeros.
   struct ERROR_MSG_LIST {
-    std::uint32_t errorNumber;
-    std::uintptr_t messageIndex;
+    std::uint32_t errorNumber;    ///< As it is raised.
+    std::uintptr_t messageIndex;  ///< In the module's texts.
   };
 
   /// A module's language file and the texts that stand in for it.
