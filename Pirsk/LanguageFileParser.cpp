@@ -6,6 +6,7 @@
 #include <charconv>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace Pirsk::Language_Support {
 
@@ -28,28 +29,40 @@ std::optional<std::size_t> ParsedIndex(std::string_view text) {
   return index;
 }
 
+std::nullopt_t Broken(std::string* fault, std::string text) {
+  if (fault != nullptr) *fault = std::move(text);
+  return std::nullopt;
+}
+
 }  // namespace
 
-std::optional<LanguageTexts> ParseLanguageFile(const std::string& text, std::size_t count) {
-  if (text.find('\0') != std::string::npos) return std::nullopt;
-  if (Strings::UTF8length(text) == static_cast<std::size_t>(-1)) return std::nullopt;
+std::optional<LanguageTexts> ParseLanguageFile(const std::string& text, std::size_t count,
+                                               std::string* fault) {
+  if (text.find('\0') != std::string::npos) return Broken(fault, "it has a zero byte");
+  if (Strings::UTF8length(text) == static_cast<std::size_t>(-1))
+    return Broken(fault, "it is not UTF-8");
 
   std::string_view rest = text;
   if (rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
 
   LanguageTexts texts;
+  std::size_t number = 0;
+  const auto brokenLine = [&number, fault](const char* what) {
+    return Broken(fault, "line " + std::to_string(number) + what);
+  };
   while (!rest.empty()) {
+    ++number;
     const std::size_t lineEnd = std::min(rest.find('\n'), rest.size());
     const std::string_view line = Trimmed(rest.substr(0, lineEnd));
     rest.remove_prefix(std::min(lineEnd + 1, rest.size()));
     if (line.empty() || line.front() == '#') continue;
 
     const std::size_t equals = line.find('=');
-    if (equals == std::string_view::npos) return std::nullopt;
+    if (equals == std::string_view::npos) return brokenLine(" is not of the form index = text");
     const std::optional<std::size_t> index = ParsedIndex(Trimmed(line.substr(0, equals)));
-    if (!index || *index >= count) return std::nullopt;
+    if (!index || *index >= count) return brokenLine(" has no index of a text");
     const std::string_view value = Trimmed(line.substr(equals + 1));
-    if (!texts.emplace(*index, value).second) return std::nullopt;
+    if (!texts.emplace(*index, value).second) return brokenLine(" has an index once more");
   }
   return texts;
 }

@@ -1,9 +1,16 @@
+#include "HandOver.h"
+#include "Host/Host.h"
 #include "Instrumentation.h"
+#include "LanguageFaults.h"
 #include "ModuleRegistry.h"
 
+#include <Pirsk/LanguageState.h>
 #include <Pirsk/ModuleInfo.h>
 
+#include <chrono>
 #include <mutex>
+#include <string>
+#include <vector>
 
 namespace Pirsk::Misc {
 
@@ -13,6 +20,19 @@ constexpr char kStandInText[] = "No information available for this error";
 
 constexpr std::uint32_t ModuleOfError(std::uint32_t errorNumber) {
   return (errorNumber >> 16) & 0x0FFF;
+}
+
+// Without the registry's lock: a sink may ask for a text.
+void TraceFaults(const std::string& module, const std::vector<std::string>& faults) {
+  for (const std::string& fault : faults)
+    Trace::HandOver({.time = std::chrono::system_clock::now(),
+                     .thread = Host::ThreadNumber(),
+                     .level = kTraceError,
+                     .module = module.c_str(),
+                     .file = __FILE__,
+                     .function = "ErrorText",
+                     .line = __LINE__,
+                     .text = "Language file not used: " + fault});
 }
 
 }  // namespace
@@ -92,10 +112,30 @@ std::string ModuleIdentity(std::uint32_t moduleNumber) {
 
 std::string ErrorText(std::uint32_t errorNumber) {
   std::string text = kStandInText;
+  std::string name;
+  std::vector<std::string> faults;
   CModuleRegistry::With(ModuleOfError(errorNumber), [&](const CModuleInfo& module) {
     text = CModuleRegistry::Text(module, errorNumber);
+    if ((module.TraceMask() & kTraceError) == 0) return;
+    name = module.Name();
+    faults = Language_Support::NewFaultsOf(CModuleRegistry::LanguageFile(module));
   });
+  TraceFaults(name, faults);
   return text;
 }
 
 }  // namespace Pirsk::Misc
+
+namespace Pirsk::Language_Support {
+
+LanguageState LanguageStateOf(std::uint32_t moduleNumber) {
+  LanguageState state;
+  Misc::CModuleRegistry::With(moduleNumber, [&state](const Misc::CModuleInfo& module) {
+    const CLanguageSupport::CLngFile& file = Misc::CModuleRegistry::LanguageFile(module);
+    state.path = file.Path();
+    state.faults = FaultsOf(file);
+  });
+  return state;
+}
+
+}  // namespace Pirsk::Language_Support

@@ -27,6 +27,10 @@ public:
 
   static void SetMask(CModuleInfo& module, std::uint32_t mask);
   static std::string Text(const CModuleInfo& module, std::uint32_t errorNumber);
+  static const Language_Support::CLanguageSupport::CLngFile& LanguageFile(
+      const CModuleInfo& module) {
+    return *module.m_languageFile;
+  }
 
 private:
   static CModuleInfo* Find(std::uint32_t moduleNumber);

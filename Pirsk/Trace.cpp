@@ -1,4 +1,5 @@
 #include "FileName.h"
+#include "HandOver.h"
 #include "Host/Host.h"
 #include "Host/Mutex.h"
 #include "Instrumentation.h"
@@ -24,6 +25,8 @@ constinit std::atomic<std::uint64_t> g_lostLines{0};
 // The sink whose call is running on this thread, which then holds the lock.
 thread_local const Sink* t_running = nullptr;
 
+}  // namespace
+
 void HandOver(const Line& line) {
   if (t_running != nullptr) return;
   std::unique_ptr<const Sink> replaced;  // Destroyed when the lock is given back.
@@ -40,9 +43,22 @@ void HandOver(const Line& line) {
   t_running = nullptr;
 }
 
+namespace {
+
+// A process that forks while another thread's line is on its way would leave the child with a lock
+// that nobody gives back. A fork by the sink itself happens under this thread's own lock.
+void HoldLines() {
+  if (t_running == nullptr) g_mutex.lock();
+}
+
+void ReleaseLines() {
+  if (t_running == nullptr) g_mutex.unlock();
+}
+
 }  // namespace
 
 void SetSink(Sink sink) {
+  [[maybe_unused]] static const bool isForkSafe = (Host::AroundFork(HoldLines, ReleaseLines), true);
   std::unique_ptr<const Sink> next;
   if (sink) next = std::make_unique<const Sink>(std::move(sink));
 

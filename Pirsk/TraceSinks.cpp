@@ -1,3 +1,5 @@
+#include "Host/Host.h"
+
 #include <Pirsk/Trace.h>
 
 #include <spdlog/sinks/rotating_file_sink.h>
@@ -24,8 +26,11 @@ Sink TimedLines(std::shared_ptr<spdlog::sinks::sink> sink) {
 Sink StandardErrorSink() { return TimedLines(std::make_shared<spdlog::sinks::stderr_sink_st>()); }
 
 Sink RotatingFileSink(const std::string& path, std::size_t maxBytes, std::size_t maxFiles) {
-  return TimedLines(
-      std::make_shared<spdlog::sinks::rotating_file_sink_st>(path, maxBytes, maxFiles));
+  // Lines may hold a mail login's password.
+  spdlog::file_event_handlers handlers;
+  handlers.before_open = [](const spdlog::filename_t& file) { Host::MakePrivateFile(file); };
+  return TimedLines(std::make_shared<spdlog::sinks::rotating_file_sink_st>(path, maxBytes, maxFiles,
+                                                                           false, handlers));
 }
 
 }  // namespace Pirsk::Trace

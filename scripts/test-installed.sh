@@ -103,6 +103,12 @@ ninja -C "$folder/taken in" -t targets all >"$folder/targets.log"
   fail "a project that takes the sources in would build more than the libraries"
 echo "ok: taken in as a folder of another project"
 
+# A static build is refused in words.
+! cmake -S . -B "$folder/static" -G Ninja -DBUILD_SHARED_LIBS=OFF >"$folder/configure.log" 2>&1 &&
+  grep -q 'BUILD_SHARED_LIBS=OFF: ondrel and pirsk are shared libraries only' "$folder/configure.log" ||
+  { cat "$folder/configure.log"; fail "a static build is not refused"; }
+echo "ok: a static build is refused"
+
 # The components, one by one.
 for component in runtime development command documents; do
   cmake --install "$build" --prefix "$folder/$component" --component $component >>"$folder/install.log"

@@ -34,7 +34,7 @@ TEST_F(CommandHost, DoctorMakesAllChecksAndMissesNothingThatNobodyAskedFor) {
   }
   EXPECT_EQ(names,
             (std::set<std::string>{"rights", "eventLog", "journal", "store", "devices", "timeZone",
-                                   "libraries", "messageTable", "speaker", "pciNames"}));
+                                   "libraries", "messageTable", "language", "speaker", "pciNames"}));
   EXPECT_EQ(shown["ok"], areAllOk);
 }
 

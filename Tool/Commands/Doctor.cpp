@@ -4,6 +4,8 @@
 #include "Tool/Output.h"
 
 #include <Ondrel/Host.h>
+#include <Ondrel/ModuleError.h>
+#include <Pirsk/LanguageState.h>
 
 #include <CLI/App.hpp>
 
@@ -32,6 +34,19 @@ std::string StorePath() {
   return path;
 }
 
+/// Where the texts of the library's errors come from; the same on every host.
+HostCheck Language() {
+  const auto state = Pirsk::Language_Support::LanguageStateOf(Ondrel::kModuleNumber);
+  std::string faults;
+  for (const std::string& fault : state.faults) faults += (faults.empty() ? "" : "; ") + fault;
+  const std::string inUse =
+      state.path.empty() ? "the built-in English texts are in use" : state.path + " is in use";
+  return {.name = "language",
+          .isOk = faults.empty(),
+          .finding = faults.empty() ? inUse : inUse + ", not " + faults,
+          .remedy = faults.empty() ? "" : "correct or remove the file"};
+}
+
 /// The name as the list has it, whatever the case of its letters.
 std::string CheckNamed(const std::string& name) {
   for (const char* const known : kCheckNames)
@@ -52,7 +67,7 @@ int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked
   Json rows = Json::array();
   bool areAllOk = true;
   for (const std::string& name : names) {
-    const HostCheck check = CheckHost(name, storePath);
+    const HostCheck check = name == "language" ? Language() : CheckHost(name, storePath);
     areAllOk = areAllOk && check.isOk;
     rows.push_back({{"name", check.name},
                     {"ok", check.isOk},
@@ -76,7 +91,7 @@ int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked
 Work AddDoctorCommand(CLI::App& app) {
   app.footer(
       "Without names all checks are made: rights, eventLog, journal, store, devices, timeZone, "
-      "libraries, messageTable, speaker, pciNames.\n"
+      "libraries, messageTable, language, speaker, pciNames.\n"
       "Exit status: 0 done, 1 one of the checks that were named is missing.\n");
   const auto names = std::make_shared<std::vector<std::string>>();
   app.add_option("CHECK", *names, "What to look at, by its name; may be repeated")->type_name("");

@@ -16,7 +16,7 @@ struct HostCheck {
 /// The checks of every host, in the order in which they are shown.
 inline constexpr const char* kCheckNames[] = {
     "rights",   "eventLog",  "journal",      "store",   "devices",
-    "timeZone", "libraries", "messageTable", "speaker", "pciNames",
+    "timeZone", "libraries", "messageTable", "language", "speaker", "pciNames",
 };
 
 /// Makes one check. Nothing is changed on the host. `storePath` is the file of the event store.

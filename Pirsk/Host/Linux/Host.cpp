@@ -5,8 +5,10 @@
 #include <array>
 #include <cerrno>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <langinfo.h>
+#include <pthread.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -67,7 +69,7 @@ private:
 
 std::uint64_t ThreadNumber() { return static_cast<std::uint64_t>(gettid()); }
 
-std::string FolderOfModule(const void* address) {
+std::string PathOfModule(const void* address) {
   Dl_info info{};
   if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) return {};
   std::filesystem::path file = info.dli_fname;
@@ -75,8 +77,24 @@ std::string FolderOfModule(const void* address) {
   // The program itself goes by the name that it was called with; libraries go by their path.
   if (!file.has_parent_path()) file = std::filesystem::read_symlink("/proc/self/exe", error);
   if (!error) file = std::filesystem::absolute(file, error);
-  return error ? std::string() : file.lexically_normal().parent_path().string();
+  return error ? std::string() : file.lexically_normal().string();
 }
+
+std::string RealPath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path real = std::filesystem::canonical(path, error);
+  return error ? std::string() : real.string();
+}
+
+void MakePrivateFile(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  if (!folder.empty()) std::filesystem::create_directories(folder, error);
+  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0600);
+  if (file >= 0) ::close(file);
+}
+
+void AroundFork(void (*before)(), void (*after)()) { ::pthread_atfork(before, after, after); }
 
 std::string NarrowToUtf8(const std::string& text) {
   Converter converter(nl_langinfo(CODESET));

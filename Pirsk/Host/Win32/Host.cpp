@@ -68,7 +68,7 @@ std::string ConvertWhatIsCharacters(const std::string& text) {
 
 std::uint64_t ThreadNumber() { return GetCurrentThreadId(); }
 
-std::string FolderOfModule(const void* address) {
+std::string PathOfModule(const void* address) {
   HMODULE module = nullptr;
   if (GetModuleHandleExA(
           GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
@@ -76,9 +76,16 @@ std::string FolderOfModule(const void* address) {
     return {};
   std::string path(kLongestPath, '\0');
   path.resize(GetModuleFileNameA(module, path.data(), static_cast<DWORD>(path.size())));
-  const std::size_t separator = path.find_last_of("\\/");
-  return separator == std::string::npos ? std::string() : path.substr(0, separator);
+  return path;
 }
+
+// The folder that a module was loaded from is the only one that is looked in here.
+std::string RealPath(const std::string& path) { return path; }
+
+// The folder says who may read a file here.
+void MakePrivateFile(const std::string&) {}
+
+void AroundFork(void (*)(), void (*)()) {}
 
 std::string NarrowToUtf8(const std::string& text) {
   if (text.empty() || text.size() > kLongestPart) return ConvertWhatIsCharacters(text);

@@ -2,12 +2,14 @@
 #include "Unit/Pirsk/Host/Host.h"
 
 #include <Pirsk/LanguageFile.h>
+#include <Pirsk/LanguageState.h>
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace Pirsk::Testing {
 namespace {
@@ -105,6 +107,95 @@ TEST_F(LanguageFile, DataDirectoryStandsInForABrokenFileBesideTheModule) {
   EXPECT_EQ(file.Text(0), "data directory");
 
   std::filesystem::remove(beside);
+}
+
+// What a module of this number and a language file of this name say of themselves.
+class NamedModule {
+public:
+  explicit NamedModule(const char* fileName, const char* encoding = "utf-8")
+      : m_file(fileName, encoding), m_module(kNumber, "named", "1", &m_file, kNoErrors) {}
+
+  static constexpr std::uint32_t kNumber = 0x0C1;
+  static constexpr std::uint32_t kError = 0x20C10001;
+
+private:
+  static constexpr CLanguageSupport::ERROR_MSG_LIST kNoErrors[] = {{0, 0}};
+
+  Bound m_file;
+  Misc::CModuleInfo m_module;
+};
+
+// The trace lines while a text is asked for twice.
+std::vector<std::string> TracedWhenAskedTwice(std::uint32_t mask) {
+  std::vector<std::string> lines;
+  Trace::SetSink([&lines](const Trace::Line& line) {
+    lines.push_back(std::string(line.module) + ": " + line.text);
+  });
+  Misc::SetTraceMask(NamedModule::kNumber, mask);
+  Misc::ErrorText(NamedModule::kError);
+  Misc::ErrorText(NamedModule::kError);
+  Trace::SetSink(nullptr);
+  return lines;
+}
+
+TEST_F(LanguageFile, BrokenFileIsNamedInOneTraceLineWithItsReason) {
+  WriteFile(m_folder / "broken.nls", "0 = good\nnot a line\n");
+  const NamedModule module("broken.nls");
+
+  EXPECT_EQ(TracedWhenAskedTwice(Misc::kTraceError),
+            std::vector<std::string>{"named: Language file not used: " + (m_folder / "broken.nls") +
+                                     ": line 2 is not of the form index = text"});
+}
+
+TEST_F(LanguageFile, BrokenFileIsNotTracedWhileErrorsAreNot) {
+  WriteFile(m_folder / "broken.nls", "0 = good\nnot a line\n");
+  const NamedModule module("broken.nls");
+
+  EXPECT_TRUE(TracedWhenAskedTwice(Misc::kTraceEntry).empty());
+  EXPECT_EQ(TracedWhenAskedTwice(Misc::kTraceError).size(), 1u);
+}
+
+TEST_F(LanguageFile, StateNamesEveryFaultByItsReason) {
+  const struct {
+    const char* content;
+    const char* reason;
+  } rows[] = {
+      {"0 = good\n1 : bad\n", "line 2 is not of the form index = text"},
+      {"7 = beyond\n", "line 1 has no index of a text"},
+      {"x = none\n", "line 1 has no index of a text"},
+      {"0 = one\n\n0 = two\n", "line 3 has an index once more"},
+      {"0 = \xFF\n", "it is not UTF-8"},
+  };
+  for (const auto& row : rows) {
+    WriteFile(m_folder / "state.nls", row.content);
+    const NamedModule module("state.nls");
+
+    const auto state = Language_Support::LanguageStateOf(NamedModule::kNumber);
+
+    EXPECT_EQ(state.path, "") << row.reason;
+    EXPECT_EQ(state.faults, std::vector<std::string>{(m_folder / "state.nls") + ": " + row.reason});
+  }
+}
+
+TEST_F(LanguageFile, StateOfAGoodFileOfNoneAndOfAnUnknownForm) {
+  WriteFile(m_folder / "good.nls", "0 = null\n");
+  {
+    const NamedModule module("good.nls");
+    const auto state = Language_Support::LanguageStateOf(NamedModule::kNumber);
+    EXPECT_EQ(state.path, m_folder / "good.nls");
+    EXPECT_TRUE(state.faults.empty());
+  }
+  {
+    const NamedModule module("missing.nls");
+    const auto state = Language_Support::LanguageStateOf(NamedModule::kNumber);
+    EXPECT_EQ(state.path, "");
+    EXPECT_TRUE(state.faults.empty());
+  }
+  const NamedModule module("good.nls", "utf-16");
+  const auto state = Language_Support::LanguageStateOf(NamedModule::kNumber);
+  EXPECT_EQ(state.path, "");
+  EXPECT_EQ(state.faults, std::vector<std::string>{
+                              "good.nls: its encoding or the version of its form is not known"});
 }
 
 TEST_F(LanguageFile, OtherEncodingOrFormIsNotRead) {
