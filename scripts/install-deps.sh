@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing for one purpose: build, demo, test, bench, windows or vm. test and bench include
-# what stands before them; windows is what the Windows build and its tests take besides test, vm what
-# the tests in the virtual machine do.
-# Usage: scripts/install-deps.sh [build|demo|test|bench|windows|vm]
+# Installs what is missing for one purpose: build, demo, test, bench, windows, vm or package. test and
+# bench include what stands before them; windows is what the Windows build and its tests take besides
+# test, vm what the tests in the virtual machine do, package what the Debian packages do.
+# Usage: scripts/install-deps.sh [build|demo|test|bench|windows|vm|package]
 set -euo pipefail
 
 buildPackages=(
@@ -22,7 +22,7 @@ testPackages=(
   binutils elfutils sqlite3 git graphviz
   postfix systemd systemd-journal-remote tzdata pciutils
   libpcre2-dev perl
-  groff-base zsh fish tmux
+  groff-base zsh fish tmux doxygen
 )
 benchPackages=(
   libbenchmark-dev valgrind
@@ -32,6 +32,9 @@ windowsPackages=(
   g++-mingw-w64-x86-64-posix
   wine64 wine libgnutls30
   dpkg-dev icoutils unzip zip
+)
+packagePackages=(
+  dpkg-dev debhelper fakeroot lintian debootstrap abigail-tools python3-aiosmtpd
 )
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static
@@ -47,7 +50,8 @@ case "$purpose" in
   bench) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${benchPackages[@]}") ;;
   windows) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${windowsPackages[@]}") ;;
   vm) wanted=("${buildPackages[@]}" "${testPackages[@]}" "${vmPackages[@]}") ;;
-  *) echo "usage: $0 [build|demo|test|bench|windows|vm]" >&2; exit 2 ;;
+  package) wanted=("${buildPackages[@]}" "${packagePackages[@]}") ;;
+  *) echo "usage: $0 [build|demo|test|bench|windows|vm|package]" >&2; exit 2 ;;
 esac
 
 isInstalled() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
@@ -90,9 +94,37 @@ for package in "${wanted[@]}"; do
   isInstalled "$package" || missing+=("$package")
 done
 
+isMissing() { [[ " ${missing[*]} " == *" $1 "* ]]; }
+
+# What a package does to the machine besides lying there.
+effects=()
+! isMissing postfix ||
+  effects+=("postfix is a mail server. It gets no configuration, so that none runs.")
+for package in "${missing[@]}"; do
+  [[ $package != linux-image-* ]] ||
+    effects+=("$package is a kernel, for virtual machines. A boot loader of this machine may offer it.")
+done
+[ "$purpose" != windows ] || knowsCurlSource ||
+  effects+=("Entries for source packages are added in /etc/apt/sources.list.d/ondrel-deb-src.*")
+
+# Asks whoever sits in front of it; a machine that builds by itself has been given the task.
+askBeforeEffects() {
+  local answer
+  [ ${#effects[@]} -gt 0 ] || return 0
+  printf 'This changes more than packages on this machine:\n'
+  printf '  %s\n' "${effects[@]}"
+  [ -t 0 ] && [ "${ONDREL_INSTALL:-}" != yes ] || return 0
+  read -r -p "Go on? The Dockerfile keeps all of it in a container. [y/N] " answer
+  [[ $answer == [yY]* ]] || { echo "$0: nothing was installed" >&2; exit 1; }
+}
+[ ${#missing[@]} -eq 0 ] || echo "To install with apt: ${missing[*]}"
+askBeforeEffects
+
 if [ ${#missing[@]} -gt 0 ]; then
   requireRoot "install ${missing[*]}"
-  echo "Installing: ${missing[*]}"
+  # Tests start mail servers of their own.
+  ! isMissing postfix || echo "postfix postfix/main_mailer_type select No configuration" |
+    "${asRoot[@]}" debconf-set-selections
   "${asRoot[@]}" apt-get update -q
   "${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -q --no-install-recommends "${missing[@]}"

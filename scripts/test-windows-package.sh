@@ -20,6 +20,19 @@ for file in bin/{ondrel,pirsk,libcurl,libstdc++-6,libgcc_s_seh-1,libwinpthread-1
   [ -f "$package/$file" ] || { echo "the archive lacks $file" >&2; exit 1; }
 done
 
+# What MinGW-w64 hardens: addresses of 64 bits at random, data that cannot be run. Debug information
+# stays with the build.
+for file in "$package"/bin/{ondrel,pirsk}.dll "$package/bin/ondrel.exe"; do
+  flags=$(x86_64-w64-mingw32-objdump -p "$file")
+  for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
+    [[ $flags == *$flag* ]] || { echo "${file##*/} lacks $flag" >&2; exit 1; }
+  done
+  ! x86_64-w64-mingw32-objdump -h "$file" | grep -q '\.debug_info' ||
+    { echo "${file##*/} is not stripped" >&2; exit 1; }
+  ! strings -a "$file" | grep -F "$PWD" ||
+    { echo "${file##*/} names the folder it was built in" >&2; exit 1; }
+done
+
 runPacked() { (cd / && WINEPATH='' "$OLDPWD/scripts/run-wine.sh" "$package/bin/$1" "${@:2}"); }
 
 answer=$(runPacked ondrel.exe --json status pd OPERATIONAL FAILED | tr -d '\r')

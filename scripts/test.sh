@@ -160,6 +160,7 @@ testLint() {
   local status=0
   check checkFormat || status=1
   check checkScripts || status=1
+  check scripts/check-reference.sh || status=1
   check checkWithCppcheck || status=1
   check checkWithClangTidy || status=1
   return "$status"
@@ -336,6 +337,10 @@ for part in "${parts[@]}"; do
 done
 
 scripts/install-deps.sh "test"
+# Whoever sits in front is asked here: later steps run side by side, without a terminal.
+for part in "${parts[@]}"; do
+  case $part in vm | windows) scripts/install-deps.sh "$part" ;; esac
+done
 mkdir -p "$logs"
 trap 'stop 2' INT
 trap 'stop 15' TERM

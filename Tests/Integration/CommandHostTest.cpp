@@ -32,9 +32,9 @@ TEST_F(CommandHost, DoctorMakesAllChecksAndMissesNothingThatNobodyAskedFor) {
     EXPECT_NE(check["finding"], "") << check;
     EXPECT_EQ(check["remedy"].is_null(), check["ok"].get<bool>()) << check;
   }
-  EXPECT_EQ(names,
-            (std::set<std::string>{"rights", "eventLog", "journal", "store", "devices", "timeZone",
-                                   "libraries", "messageTable", "language", "speaker", "pciNames"}));
+  EXPECT_EQ(names, (std::set<std::string>{"rights", "eventLog", "journal", "store", "devices",
+                                          "timeZone", "libraries", "messageTable", "language",
+                                          "speaker", "pciNames"}));
   EXPECT_EQ(shown["ok"], areAllOk);
 }
 

@@ -15,8 +15,8 @@ struct HostCheck {
 
 /// The checks of every host, in the order in which they are shown.
 inline constexpr const char* kCheckNames[] = {
-    "rights",   "eventLog",  "journal",      "store",   "devices",
-    "timeZone", "libraries", "messageTable", "language", "speaker", "pciNames",
+    "rights",    "eventLog",     "journal",  "store",   "devices",  "timeZone",
+    "libraries", "messageTable", "language", "speaker", "pciNames",
 };
 
 /// Makes one check. Nothing is changed on the host. `storePath` is the file of the event store.
