@@ -80,6 +80,8 @@ TEST(Settings, EachMistakeNamesFileAndLine) {
   const Row rows[] = {
       {"[log]\n\nnmae=x\n", "watch.conf:3: there is no key \"nmae\" in [log]"},
       {"\n[lgo]\nname=x\n", "watch.conf:2: there is no section [lgo]"},
+      {"[log]\n[healht]\n", "watch.conf:2: there is no section [healht]"},
+      {"[log]\nname=R\x1b[31m\n", "watch.conf:2: name: \"R\x1b[31m\" has a control character"},
       {"name=x\n", "watch.conf:1: name has no section"},
       {"[log]\nname=\n", "watch.conf:2: name: \"\" is empty"},
       {"[log]\nthis is nothing\n", "watch.conf:2: "},

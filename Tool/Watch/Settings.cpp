@@ -82,8 +82,8 @@ std::uint16_t Temperature(const std::string& text) {
 }
 
 struct Key {
-  const char* section;
-  const char* name;
+  std::string section;
+  std::string name;
   std::function<void(Settings& settings, const std::string& value)> set;
 };
 
@@ -121,6 +121,11 @@ const std::vector<Key>& Keys() {
   return keys;
 }
 
+bool IsControl(char character) {
+  const auto code = static_cast<unsigned char>(character);
+  return code < 0x20 || code == 0x7F;
+}
+
 bool IsSpace(char character) { return kSpaces.find(character) != std::string_view::npos; }
 
 // A comment takes a line of its own: the parser would take this one for a part of the value.
@@ -146,6 +151,7 @@ public:
     } catch (const boost::property_tree::ini_parser_error& error) {
       throw Error(error.line(), error.message());
     }
+    RefuseUnknownSections();
     for (const auto& [section, keys] : tree) {
       if (keys.empty()) throw Error(LineOf("", section), section + " has no section");
       for (const auto& [name, value] : keys) Set(section, name, value.data());
@@ -155,16 +161,27 @@ public:
   }
 
 private:
+  // The parser leaves out sections without keys.
+  void RefuseUnknownSections() const {
+    std::istringstream lines(m_text);
+    std::string text;
+    for (unsigned long number = 1; std::getline(lines, text); ++number) {
+      const std::string_view line = Trimmed(text);
+      if (!line.starts_with('[') || !line.ends_with(']')) continue;
+      const std::string section(Trimmed(line.substr(1, line.size() - 2)));
+      if (std::ranges::find(Keys(), section, &Key::section) == Keys().end())
+        throw Error(number, "there is no section [" + section + "]");
+    }
+  }
+
   void Set(const std::string& section, const std::string& name, const std::string& value) {
-    bool isSection = false;
     for (const Key& key : Keys()) {
-      if (section != key.section) continue;
-      isSection = true;
-      if (name != key.name) continue;
+      if (section != key.section || name != key.name) continue;
       try {
         // Addresses may be separated in this way; what is not an address is refused there.
         if (name != "to" && HasComment(value))
           throw BadValue{"has a comment, which needs a line of its own"};
+        if (std::ranges::any_of(value, IsControl)) throw BadValue{"has a control character"};
         return key.set(m_settings, value);
       } catch (const BadValue& bad) {
         std::string words = name;
@@ -172,7 +189,6 @@ private:
         throw Error(LineOf(section, name), words);
       }
     }
-    if (!isSection) throw Error(LineOf(section, ""), "there is no section [" + section + "]");
     throw Error(LineOf(section, name), "there is no key \"" + name + "\" in [" + section + "]");
   }
 

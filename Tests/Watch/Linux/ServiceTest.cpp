@@ -311,6 +311,15 @@ TEST_F(WatchService, AMailWhoseSenderCannotBeStartedWaits) {
   EXPECT_EQ(0, status);
 }
 
+TEST_F(WatchService, AStateFileThatIsRemovedUnderItIsSaid) {
+  Configure();
+  const auto service = Start();
+  std::filesystem::remove(Path("watch.db"));
+  service->Signal(SIGHUP);  // Which makes it look again.
+  ASSERT_TRUE(service->WaitForErrors("watch.db was removed or replaced"));
+  EXPECT_EQ(0, service->EndBy(SIGTERM).exitStatus);
+}
+
 TEST_F(WatchService, AtRestItTakesLittle) {
   Configure();
   const auto service = Start();

@@ -1,5 +1,7 @@
 #include "Tool/Watch/Linux/Database.h"
 
+#include <cstring>
+
 namespace Tool::Watch {
 
 namespace {
@@ -21,7 +23,15 @@ Database::Database(const std::string& path, Access access) {
   sqlite3_busy_timeout(connection, kPatience);
 }
 
-void Database::Throw() const { throw DatabaseError(sqlite3_errmsg(m_connection.get())); }
+// "disk I/O error" and "unable to open" leave open why.
+void Database::Throw() const {
+  std::string words = sqlite3_errmsg(m_connection.get());
+  const int kind = sqlite3_errcode(m_connection.get()) & 0xFF;
+  const int system = sqlite3_system_errno(m_connection.get());
+  if ((kind == SQLITE_IOERR || kind == SQLITE_CANTOPEN) && system != 0)
+    words.append(" (").append(std::strerror(system)).append(")");
+  throw DatabaseError(words);
+}
 
 void Database::Execute(const char* sql) {
   if (sqlite3_exec(m_connection.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Throw();

@@ -20,6 +20,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace Tool::Watch {
 
@@ -258,6 +259,9 @@ void Service::Look(bool isForHealth) {
   m_state = std::move(step.state);
   m_lastLook = Now();
   m_lock.Sign(m_lastLook);
+  if (!m_store.IsInPlace() && !std::exchange(m_hasSaidOfPlace, true))
+    Say("the state file " + m_settings.stateFile +
+        " was removed or replaced; what is kept now is lost at the end: start the service again");
   WriteMetrics();
   if (!m_isReady) NotifyManager("READY=1");
   m_isReady = true;

@@ -84,6 +84,7 @@ private:
   std::int64_t m_lastLook = 0;
   std::vector<Sender> m_senders;
   std::optional<Program> m_program;
+  bool m_hasSaidOfPlace = false;
   std::string m_saidOfStore;
   std::string m_saidOfLog;
   std::string m_saidOfMetrics;

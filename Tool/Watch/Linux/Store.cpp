@@ -119,7 +119,13 @@ std::int64_t BackOff(int tries) {
   return std::min(delay, kLongestDelay);
 }
 
-Store::Store(const std::string& path, bool isCreated) : m_database(Open(path, isCreated)) {
+Store::Store(const std::string& path, bool isCreated)
+    : m_path(path), m_database(Open(path, isCreated)) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) == 0) {
+    m_device = status.st_dev;
+    m_inode = status.st_ino;
+  }
   const std::int64_t layout = m_database.Integer("PRAGMA user_version");
   const std::int64_t mark = m_database.Integer("PRAGMA application_id");
   if (layout > kLayout && mark == kMark) throw DatabaseError("the file is of a later version");
@@ -223,9 +229,11 @@ void Store::SetExecState(std::int64_t event, ExecState state) {
 std::vector<StoredMail> Store::DueMails(std::int64_t now, int most) {
   std::vector<StoredMail> mails;
   const std::string sql =
-      std::string(kMailColumns) + "WHERE state = 0 AND due <= ?1 ORDER BY due, id LIMIT ?2";
+      std::string(kMailColumns) +
+      "WHERE state = 0 AND (due <= ?1 OR due > ?1 + ?3) ORDER BY due, id LIMIT ?2";
   Query query(m_database, sql.c_str());
-  query.With(now, most);
+  // No mail waits longer: the clock was set back since.
+  query.With(now, most, kLongestDelay);
   while (query.Step()) mails.push_back(MailOf(query));
   return mails;
 }
@@ -253,7 +261,8 @@ void Store::SetSent(std::int64_t mail, std::int64_t now) {
 
 bool Store::SetFailed(const StoredMail& mail, const std::string& error, bool mayHaveArrived,
                       std::int64_t now) {
-  const bool isGivenUp = now - mail.created >= kMailPatience;
+  // The clock may have been wrong when the mail was made, or the machine off for days since.
+  const bool isGivenUp = now - mail.created >= kMailPatience && mail.tries + 1 >= kLeastTries;
   Change change(m_database);
   Query(m_database,
         "UPDATE mails SET state = ?2, due = ?3, error = ?4, is_repeat = is_repeat OR ?5, "
@@ -324,6 +333,12 @@ ServiceCounts Store::Counts() {
   counts.eventsUnlogged = static_cast<std::uint64_t>(
       m_database.Integer("SELECT count(*) FROM events WHERE log_state < 2"));
   return counts;
+}
+
+bool Store::IsInPlace() const {
+  struct stat status {};
+  return ::stat(m_path.c_str(), &status) == 0 && status.st_dev == m_device &&
+         status.st_ino == m_inode;
 }
 
 void Store::Prune(std::int64_t now) {

@@ -94,6 +94,10 @@ public:
 
   ServiceCounts Counts();
 
+  /// Whether the file is still where it was opened. What is committed to a file that was removed
+  /// or replaced is gone with the process.
+  bool IsInPlace() const;
+
   /// Removes what was finished long ago.
   void Prune(std::int64_t now);
 
@@ -101,14 +105,18 @@ private:
   std::int64_t AddEvent(const WatchEvent& event, bool hasProgram, std::int64_t now);
   int ChangeQueued(const char* sql, const std::vector<std::int64_t>& mails, std::int64_t now);
 
+  std::string m_path;
   Database m_database;
+  std::uint64_t m_device = 0;
+  std::uint64_t m_inode = 0;
 };
 
 /// Seconds until a mail that failed `tries` times is tried again: from a minute, doubled, to an
 /// hour.
 std::int64_t BackOff(int tries);
 
-/// A mail is given up when it is older than this, in seconds.
+/// A mail is given up when it is older than this, in seconds, and was tried this often.
 inline constexpr std::int64_t kMailPatience = std::int64_t{4} * 24 * 3600;
+inline constexpr int kLeastTries = 24;
 
 }  // namespace Tool::Watch
