@@ -45,7 +45,6 @@ bool ReadEventRecord(const std::byte* bytes, std::size_t size, EventLogRecord& r
   record.eventID = fields.EventID;
   record.eventType = fields.EventType;
   record.category = fields.EventCategory;
-  record.message.clear();
   record.data.clear();
   record.strings.resize(fields.NumStrings);
 

@@ -1,11 +1,15 @@
 #include "EventHistoryFixture.h"
+#include "Host/Linux/FileDescriptor.h"
 
 #include <gmock/gmock.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
+#include <sys/inotify.h>
+#include <unistd.h>
 #include <vector>
 
 namespace Ondrel {
@@ -109,6 +113,41 @@ TEST_F(EventHistory, AReportThatIsNotKeptSaysWhy) {
   Host::UseEventStore(Folder().Path("missing/events.db"));
   EXPECT_EQ(writer.Open("Log"), ERROR_PATH_NOT_FOUND);
   EXPECT_EQ(Host::EventLogErrorText(ERROR_PATH_NOT_FOUND), "the folder does not exist");
+}
+
+TEST_F(EventHistory, EveryErrorThatALogMayGiveHasWords) {
+  struct Row {
+    ULong error;
+    const char* words;
+  };
+  for (const Row& row : {
+           Row{ERROR_SUCCESS, "done"},
+           Row{ERROR_FILE_NOT_FOUND,
+               "the file is not there, or nobody takes entries at the journal's socket"},
+           Row{ERROR_TOO_MANY_OPEN_FILES, "too many files are open"},
+           Row{ERROR_ACCESS_DENIED, "access is denied"},
+           Row{ERROR_INVALID_HANDLE, "the log is not open"},
+           Row{ERROR_NOT_ENOUGH_MEMORY, "there is not enough memory"},
+           Row{ERROR_WRITE_PROTECT, "the file system may only be read"},
+           Row{ERROR_GEN_FAILURE, "the host failed for a reason that it does not say"},
+           Row{ERROR_SHARING_VIOLATION, "the file is in use"},
+           Row{ERROR_LOCK_VIOLATION, "another program kept the store locked for too long"},
+           Row{ERROR_HANDLE_EOF, "the log has no further records"},
+           Row{ERROR_NOT_SUPPORTED, "this kind of event log cannot do that"},
+           Row{ERROR_FILE_EXISTS, "the file is there already"},
+           Row{ERROR_INVALID_PARAMETER, "a wrong argument, or a record that is not there"},
+           Row{ERROR_DISK_FULL, "the disk is full, or a quota or file size limit is reached"},
+           Row{ERROR_INSUFFICIENT_BUFFER, "the record is too large"},
+           Row{ERROR_IO_DEVICE, "the disk fails to read or write"},
+           Row{ERROR_EVENTLOG_FILE_CORRUPT,
+               "damaged, or not an event log, or one of a later version"},
+           Row{ERROR_EVENTLOG_CANT_START, "the journal took the event and did not keep it"},
+           Row{ERROR_LOG_FILE_FULL,
+               "the record cannot fit, or the log has given out its last number"},
+           Row{ERROR_EVENTLOG_FILE_CHANGED, "the log was cleared while it was read"},
+           Row{4711, "error 4711"},
+       })
+    EXPECT_EQ(Host::EventLogErrorText(row.error), row.words);
 }
 
 TEST_F(EventHistory, NewOnlyBeginsWithTheFirstRecordOfAnEmptyLog) {
@@ -425,6 +464,42 @@ TEST_F(EventHistory, AWaitSeesAStoreThatIsCreatedAndOneThatIsReplaced) {
   }
   std::filesystem::remove(Path());
   EXPECT_TRUE(wait.Wait(milliseconds(5000)));
+}
+
+TEST_F(EventHistory, AWaitIsNotEndedByOtherFilesOfTheFolder) {
+  CEventLogWait wait;
+  ASSERT_EQ(wait.Open("Log"), 0u);
+  const std::string other = Path() + ".other";
+  std::ofstream(other) << "text";
+  std::filesystem::rename(other, other + "-wal");
+  std::filesystem::remove(other + "-wal");
+  EXPECT_FALSE(wait.Wait(milliseconds(0)));
+}
+
+TEST_F(EventHistory, WhatWritesALogAnnouncesItByTheFilesAttributes) {
+  ReportSome(1);
+  const Host::FileDescriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  ASSERT_GE(inotify_add_watch(watch.Number(), Path().c_str(), IN_ATTRIB), 0);
+  const auto isAnnounced = [&] {
+    inotify_event event;
+    return read(watch.Number(), &event, sizeof event) == sizeof event;
+  };
+  ASSERT_FALSE(isAnnounced());
+  ReportSome(1);
+  EXPECT_TRUE(isAnnounced());
+
+  CEventLogImport import;
+  ASSERT_EQ(import.Open("Log"), 0u);
+  while (isAnnounced()) {
+  }
+  ASSERT_EQ(import.Add(std::vector<EventLogRecord>(1)), 0u);
+  EXPECT_TRUE(isAnnounced());
+
+  while (isAnnounced()) {
+  }
+  std::uint64_t removed = 0;
+  ASSERT_EQ(Host::ClearEventRecords("Log", std::nullopt, removed), 0u);
+  EXPECT_TRUE(isAnnounced());
 }
 
 TEST_F(EventHistory, AWaitSeesWhatAWriterDidNotAnnounce) {

@@ -155,7 +155,6 @@ private:
     record.category = event.category;
     record.strings.swap(event.strings);
     record.data.swap(event.data);
-    record.message.clear();
   }
 
   // Looks whether entries went away that stood after the one read last. The oldest that is left of

@@ -1,9 +1,15 @@
+#include "Host/EventHistory.h"
 #include "Host/Linux/EventLog/EventRecord.h"
+#include "Host/Linux/EventLog/JournalEntry.h"
 #include "Support/EventStoreFixture.h"
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <ctime>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -188,6 +194,70 @@ TEST_F(StoredEventRecord, WhatIsReadIsTheRecordThatWasReportedByteForByte) {
   EXPECT_GE(header.TimeGenerated, before);
   EXPECT_LE(header.TimeGenerated, header.TimeWritten);
   EXPECT_LE(header.TimeWritten, after);
+}
+
+// What stands in stores: another result would make every record of theirs look damaged.
+TEST(EventRecord, TheChecksumsAreThoseOfStoresThatThereAre) {
+  const auto checksum = [](std::string_view bytes) {
+    return static_cast<std::uint64_t>(Host::RecordChecksum(std::as_bytes(std::span(bytes))));
+  };
+  EXPECT_EQ(checksum(""), 0u);
+  EXPECT_EQ(checksum("abc"), 0xBF8142005D377223u);
+  EXPECT_EQ(checksum("12345678"), 0xE739A9234CB57980u);
+  EXPECT_EQ(checksum("123456789"), 0x468DC4F312C13D46u);
+  EXPECT_EQ(static_cast<std::uint64_t>(Host::LogChecksum(1, "Log")), 0xC7D73D14F5B3E566u);
+  EXPECT_EQ(static_cast<std::uint64_t>(Host::LogChecksum(2, "Log")), 0xEB1258D41AF1FAB7u);
+}
+
+TEST(EventRecord, ARecordThatLeavesItsImageIsNotTakenApart) {
+  Host::EventRecord composed;
+  composed.source = "Demo";
+  composed.computer = "host";
+  composed.strings = {"first", "last"};
+  composed.data = {std::byte{1}, std::byte{2}};
+  const std::vector<std::byte> whole = Host::ComposeEventRecord(composed);
+  Host::EventLogRecord record;
+  ASSERT_TRUE(Host::ReadEventRecord(whole.data(), whole.size(), record));
+  EXPECT_EQ(record.strings, (std::vector<std::string>{"first", "last"}));
+  EXPECT_EQ(record.data, "\1\2");
+
+  const auto isRead = [&](std::size_t offset, DWORD value) {
+    std::vector<std::byte> image = whole;
+    std::memcpy(image.data() + offset, &value, sizeof value);
+    return Host::ReadEventRecord(image.data(), image.size(), record);
+  };
+  const auto size = static_cast<DWORD>(whole.size());
+  EXPECT_FALSE(Host::ReadEventRecord(whole.data(), 0, record));
+  EXPECT_FALSE(Host::ReadEventRecord(whole.data(), sizeof(EVENTLOGRECORD) - 1, record));
+  EXPECT_FALSE(Host::ReadEventRecord(whole.data(), whole.size() - 1, record));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, Length), size + 1));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, Length), sizeof(EVENTLOGRECORD) - 1));
+  // Of the head alone there are no names, and of one byte less than both the second has no end.
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, Length), sizeof(EVENTLOGRECORD)));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, Length), sizeof(EVENTLOGRECORD) + 9));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, StringOffset), size));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, StringOffset), size + 1));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, DataOffset), size + 1));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, DataOffset), size - 1));
+  EXPECT_TRUE(isRead(offsetof(EVENTLOGRECORD, DataOffset), size - 2));
+  EXPECT_FALSE(isRead(offsetof(EVENTLOGRECORD, DataLength), size));
+}
+
+TEST(JournalPlace, TakesNumberingNumberAndTimeFromACursor) {
+  const std::string id(32, 'a');
+  const auto place = Host::PlaceOfCursor("s=" + id + ";i=1f;b=0;m=2;t=ff;x=3");
+  ASSERT_TRUE(place.has_value());
+  EXPECT_EQ(std::string(place->numbering.begin(), place->numbering.end()), id);
+  EXPECT_EQ(place->sequence, 0x1Fu);
+  EXPECT_EQ(place->time, 0xFFu);
+
+  EXPECT_TRUE(Host::PlaceOfCursor("i=1;s=" + id).has_value());
+  EXPECT_FALSE(Host::PlaceOfCursor("s=" + id + ";t=1").has_value());
+  EXPECT_FALSE(Host::PlaceOfCursor("i=1;t=1").has_value());
+  EXPECT_FALSE(Host::PlaceOfCursor("s=" + id + "a;i=1").has_value());
+  EXPECT_FALSE(Host::PlaceOfCursor("s=" + id + ";i=x").has_value());
+  EXPECT_FALSE(Host::PlaceOfCursor("s=" + id + ";i=1;t=").has_value());
+  EXPECT_FALSE(Host::PlaceOfCursor("").has_value());
 }
 
 }  // namespace

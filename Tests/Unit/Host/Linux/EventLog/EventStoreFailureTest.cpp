@@ -362,6 +362,27 @@ TEST_F(EventStoreFailure, AStoreThatAnotherProgramLocksIsALockViolationAfterTenS
   EXPECT_EQ(source.Report("text"), 0u);
 }
 
+TEST_F(EventStoreFailure, TheRestsBeforeALockedStoreGrowToAMillisecond) {
+  std::chrono::nanoseconds rested{0};
+  std::vector<long long> rests;
+  Host::ClockOperations clock = ClockPassingByRests(rested);
+  clock.Rest = [&](std::chrono::nanoseconds duration) {
+    rested += duration;
+    rests.push_back(std::chrono::duration_cast<std::chrono::microseconds>(duration).count());
+  };
+  const PreparedOperations prepared(Host::Clock(), clock);
+  Write("Log", {"text"});
+  const SourceHandle source(Operations(), "Log");
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(Path().c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  rests.clear();
+  EXPECT_EQ(source.Report("text"), 33u);
+  rests.resize(7);
+  EXPECT_EQ(rests, (std::vector<long long>{200, 400, 600, 800, 1000, 1000, 1000}));
+  sqlite3_close(other);
+}
+
 TEST_F(EventStoreFailure, AStoreThatAnotherProgramKeepsToItselfIsALockViolationAfterTenSeconds) {
   std::chrono::nanoseconds rested{0};
   const PreparedOperations clock(Host::Clock(), ClockPassingByRests(rested));
