@@ -108,16 +108,6 @@ TEST_F(CommandHost, DriverThatIsAPartOfTheKernelIsBuiltIn) {
             "printk is built into the kernel and has no version\n");
 }
 
-TEST_F(CommandHost, BeepOfAHostWithoutASpeakerSaysSo) {
-  const json speaker = Shown({"--json", "doctor"}, 0)["checks"][8];
-  if (speaker["ok"]) GTEST_SKIP() << "this host has a speaker";
-  const ProcessResult result = Run({"beep", "440", "10"});
-
-  EXPECT_EQ(result.exitStatus, 3);
-  EXPECT_EQ(result.output, "");
-  EXPECT_THAT(result.errors, HasSubstr("cannot sound the speaker: "));
-}
-
 TEST_F(CommandHost, BeepOutsideTheSpeakersRangeIsWrongUsage) {
   EXPECT_EQ(Run({"beep", "36", "10"}).exitStatus, 2);
   EXPECT_EQ(Run({"beep", "32768", "10"}).exitStatus, 2);

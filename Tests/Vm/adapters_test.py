@@ -28,6 +28,8 @@ class AdaptersTest(MachineTestCase):
             "-device", "nvme,serial=A2,drive=second,bus=bridge,addr=0x0.0x0,multifunction=on",
         ],
         "programs": ["lspci"],
+        # The list of names that lspci and the command both read.
+        "files": {"/usr/share/misc/pci.ids": "/usr/share/misc/pci.ids"},
     }
 
     def expected(self):
@@ -68,6 +70,13 @@ class AdaptersTest(MachineTestCase):
             reported = re.search("Kernel driver in use: (.*)",
                              self.machine.check(f"lspci -Dk -s {row['location']}"))
             self.assertEqual(reported.group(1) if reported else None, row["driver"], row)
+
+    def test_names_are_those_of_lspci(self):
+        for row in self.machine.run("ondrel --json adapters").json()["adapters"]:
+            told = dict(line.split(":\t", 1) for line in self.machine.check(
+                f"lspci -Dvmm -s {row['location']}").splitlines() if ":\t" in line)
+            self.assertEqual(told["Vendor"], row["vendorName"], row)
+            self.assertEqual(told["Device"], row["deviceName"], row)
 
     def test_each_nvme_controller_has_its_disk(self):
         disks = [row["disks"] for row in self.machine.run("ondrel --json adapters").json()["adapters"]

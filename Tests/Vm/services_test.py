@@ -69,6 +69,15 @@ class RestartTest(unittest.TestCase):
             self.assertEqual("here\n", machine.check("sleep 1; echo here"))
 
 
+class NoSpeakerTest(MachineTestCase):
+    def test_a_machine_without_a_speaker_says_so(self):
+        result = self.machine.run("ondrel beep 440 10")
+        self.assertEqual(3, result.exit_status, result)
+        self.assertEqual("", result.stdout)
+        self.assertIn("cannot sound the speaker: there is no speaker", result.stderr)
+        self.assertEqual(1, self.machine.run("ondrel doctor speaker").exit_status)
+
+
 class BeepTest(MachineTestCase):
     machine_arguments = {
         # What the speaker sounds goes to a file.
