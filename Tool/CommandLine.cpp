@@ -119,12 +119,12 @@ void ReadFront(const Subcommand* group, const std::vector<std::string>& words, C
     choice.work = Showing(HelpOf(app, choice.path, members, {}));
     return;
   }
+  std::vector<std::string> rest = OwnWords(app);
   if (isVersionAsked) {
+    if (!rest.empty()) throw UsageError("\"" + rest.front() + "\" is one word too many");
     choice.work = PrintVersion;
     return;
   }
-
-  std::vector<std::string> rest = OwnWords(app);
   if (rest.empty()) throw UsageError("a subcommand is required");
   const std::string name = rest.front();
   rest.erase(rest.begin());

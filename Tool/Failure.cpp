@@ -34,10 +34,11 @@ std::string Hexadecimal(std::uint32_t number) {
   return text;
 }
 
-Json DetailsOfHostError(const std::string& what, std::uint32_t number) {
+Json DetailsOfHostError(const std::string& what, std::uint32_t number, const std::string& hint) {
   Json details = {{"kind", "host"}};
   details.update(JsonOfHostError(number));
   details["what"] = what;
+  if (!hint.empty()) details["hint"] = hint;
   return details;
 }
 
@@ -53,8 +54,9 @@ UsageError::UsageError(const std::string& words)
     : Failure(kWrongUsage, words,
               {{"kind", "usage"}, {"number", 2}, {"name", "WRONG_USAGE"}, {"text", words}}) {}
 
-HostFailure::HostFailure(const std::string& what, std::uint32_t number)
-    : Failure(kFailed, what + ": " + HostErrorWords(number), DetailsOfHostError(what, number)) {}
+HostFailure::HostFailure(const std::string& what, std::uint32_t number, const std::string& hint)
+    : Failure(kFailed, what + ": " + HostErrorWords(number) + (hint.empty() ? "" : "; " + hint),
+              DetailsOfHostError(what, number, hint)) {}
 
 HostFailure::HostFailure(const std::string& what, const std::string& reason)
     : Failure(kFailed, what + ": " + reason,

@@ -55,7 +55,8 @@ class HostFailure : public Failure {
 public:
   /// `what` says what was tried and on what: "cannot read /dev/nvme0"; `number` is the host's last
   /// error, whose published text is added.
-  HostFailure(const std::string& what, std::uint32_t number);
+  /// `hint` says what may be the reason; it may be empty.
+  HostFailure(const std::string& what, std::uint32_t number, const std::string& hint = "");
 
   /// The same where the host gave no number but a reason in words.
   HostFailure(const std::string& what, const std::string& reason);

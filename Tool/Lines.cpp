@@ -1,6 +1,7 @@
 #include "Tool/Lines.h"
 
 #include "Tool/Host/StandardInput.h"
+#include "Tool/Host/Terminal.h"
 
 #include <cstring>
 
@@ -37,6 +38,12 @@ bool InputLines::Fill(const std::function<void()>& beforeWaiting) {
   m_end = ReadStandardInput(m_bytes.data(), m_bytes.size());
   m_isAtEnd = m_end == 0;
   return !m_isAtEnd;
+}
+
+AnsweringLines::AnsweringLines() {
+  if (IsInputTerminal()) return;
+  m_progress.emplace("answering");
+  m_progress->SetUnit("lines");
 }
 
 void InputLines::Keep(std::string_view part) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Tool/Progress.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -41,6 +43,19 @@ private:
   bool m_isTooLong = false;
   bool m_isAtEnd = false;
   std::uint64_t m_number = 0;
+};
+
+/// Shows how many lines were answered, where nobody types them.
+class AnsweringLines {
+public:
+  AnsweringLines();
+
+  void Answered(std::uint64_t number) {
+    if (m_progress) m_progress->SetCount(number);
+  }
+
+private:
+  std::optional<Progress> m_progress;
 };
 
 }  // namespace Tool

@@ -1,12 +1,11 @@
 #include "Tool/MailOptions.h"
 
-#include "Tool/Host/StandardInput.h"
+#include "Tool/Files.h"
+#include "Tool/Progress.h"
 
 #include <CLI/App.hpp>
 
 #include <chrono>
-#include <fstream>
-#include <system_error>
 
 namespace Tool {
 
@@ -208,6 +207,7 @@ MailOutcome SendMail(const MailRoute& route, const MailContent& content) {
   mail.SetUserName(route.user);
   mail.SetPassword(route.password);
   mail.SetTimeout(static_cast<long>(route.timeout.count()));
+  const Progress progress("sending the mail through " + OneLine(route.server));
   const auto start = std::chrono::steady_clock::now();
   const bool isSent = AddRecipients(mail, route.to, &CSmtp::AddTO, &CSmtp::AddTO) &&
                       AddRecipients(mail, route.cc, &CSmtp::AddCC, &CSmtp::AddCC) &&
@@ -218,26 +218,6 @@ MailOutcome SendMail(const MailRoute& route, const MailContent& content) {
           .error = mail.GetLastError(),
           .isTimedOut = isTimedOut,
           .serverAnswer = mail.GetServerAnswer()};
-}
-
-std::string ReadWholeFile(const std::string& path) {
-  std::string content;
-  char bytes[4096];
-  if (path == "-") {
-    try {
-      while (const std::size_t size = ReadStandardInput(bytes, sizeof bytes))
-        content.append(bytes, size);
-    } catch (const std::system_error& error) {
-      throw UsageError(std::string("cannot read ") + error.what());
-    }
-    return content;
-  }
-  std::ifstream file(path, std::ios::binary);
-  while (file.read(bytes, sizeof bytes) || file.gcount() > 0)
-    content.append(bytes, static_cast<std::size_t>(file.gcount()));
-  // Opening a folder succeeds on some hosts; reading it then fails.
-  if (!file.eof() || file.bad()) throw UsageError("cannot read " + path);
-  return content;
 }
 
 }  // namespace Tool

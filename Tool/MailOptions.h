@@ -91,14 +91,12 @@ MailOutcome SendMail(const MailRoute& route, const MailContent& content);
 /// "CSMTP_ERROR_NO_RECIPIENTS".
 std::string_view MailErrorName(Ondrel::CSmtpError error);
 
-/// {"sent","error","errorName","serverCode","serverText","retry"}; the code and text are null
-/// where no answer came, "retry" is whether trying again may help, null for a mail that was sent.
-Json JsonOfOutcome(const MailOutcome& outcome);
+/// {"sent","error","errorName","serverCode","serverText","timedOut","retry","text"}; the code and
+/// text of the server are null where no answer came, "retry" is whether trying again may help, null
+/// for a mail that was sent, and "text" is `OutcomeText`.
+Json JsonOfOutcome(const MailRoute& route, const MailOutcome& outcome);
 
 /// "sent through localhost port 25, which answered: 250 OK" or "not sent through ...: ...".
 std::string OutcomeText(const MailRoute& route, const MailOutcome& outcome);
-
-/// All bytes of a file; "-" is standard input. Throws `UsageError` when it cannot be read.
-std::string ReadWholeFile(const std::string& path);
 
 }  // namespace Tool

@@ -79,14 +79,16 @@ std::string_view MailErrorName(Ondrel::CSmtpError error) {
   return known != kErrors.end() ? known->name : "CSMTP_ERROR";
 }
 
-Json JsonOfOutcome(const MailOutcome& outcome) {
+Json JsonOfOutcome(const MailRoute& route, const MailOutcome& outcome) {
   const std::optional<ServerReply> answer = AnswerOf(outcome.serverAnswer);
   return {{"sent", outcome.isSent},
           {"error", static_cast<int>(outcome.error)},
           {"errorName", MailErrorName(outcome.error)},
           {"serverCode", answer ? Json(answer->code) : Json()},
           {"serverText", answer ? Json(answer->text) : Json()},
-          {"retry", outcome.isSent ? Json() : Json(MayRetryHelp(outcome))}};
+          {"timedOut", outcome.isTimedOut},
+          {"retry", outcome.isSent ? Json() : Json(MayRetryHelp(outcome))},
+          {"text", OutcomeText(route, outcome)}};
 }
 
 std::string OutcomeText(const MailRoute& route, const MailOutcome& outcome) {

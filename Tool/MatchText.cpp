@@ -1,6 +1,7 @@
 #include "Tool/MatchText.h"
 
 #include "Tool/DiskBar.h"
+#include "Tool/Output.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -77,7 +78,7 @@ std::string PictureOf(const std::string& text, const Pirsk::Regex::CMatchResult&
     const std::size_t width = WidthOf(std::string_view(text).substr(from, to - from));
     picture += std::string(
         prefix.size() + WidthOf(std::string_view(text).substr(lineBegin, from - lineBegin)), ' ');
-    picture += width == 0 ? std::string("|") : std::string(width, '^');
+    picture += Coloured(width == 0 ? std::string("|") : std::string(width, '^'), Colour::kGreen);
     picture += ' ' + label + " [" + std::to_string(begin) + ", " + std::to_string(end) + ")\n";
   }
   return picture;

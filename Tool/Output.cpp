@@ -1,5 +1,8 @@
 #include "Tool/Output.h"
 
+#include "Tool/Host/Terminal.h"
+#include "Tool/Progress.h"
+
 #include <Pirsk/Exceptions.h>
 #include <Pirsk/Strings.h>
 
@@ -43,9 +46,16 @@ void PrintErrorReport(unsigned int number) {
 
 std::ostream& StandardOutputStream() { return std::cout; }
 
+std::string Coloured(std::string_view text, Colour colour) {
+  static const bool isShown = ShowsColours();
+  if (!isShown) return std::string(text);
+  return Print("\033[%dm", static_cast<int>(colour)) + std::string(text) + "\033[0m";
+}
+
 void Say(std::string_view text) {
   // What was printed before stands before it where both go to one place.
   if (std::cout.good()) std::cout << std::flush;
+  const NoProgress noProgress;
   std::cerr << "ondrel: " << text << std::endl;
 }
 

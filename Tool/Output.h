@@ -38,6 +38,13 @@ void PrintErrorReport(unsigned int number);
 /// Standard output, which throws when it cannot be written.
 std::ostream& StandardOutputStream();
 
+/// The colours of text on a terminal.
+enum class Colour { kRed = 31, kGreen = 32, kYellow = 33 };
+
+/// The text in a colour, where standard output is a terminal that shows colours and NO_COLOR is
+/// not set; else as it is.
+std::string Coloured(std::string_view text, Colour colour);
+
 /// Prints "ondrel: " and `text` as a line on standard error.
 void Say(std::string_view text);
 

@@ -74,6 +74,13 @@ std::vector<std::string> WithEmptyValues(const CLI::App& app,
 /// The parser's complaint in the words of the others.
 std::string WordsOf(const CLI::App& app, const CLI::ParseError& error) {
   const std::string words = error.what();
+  // Only numbers are converted: "Could not convert: MAIL = one,two".
+  constexpr std::string_view kNotConverted = "Could not convert: ";
+  constexpr std::string_view kSign = " = ";
+  if (const std::size_t sign = words.find(kSign);
+      words.starts_with(kNotConverted) && sign != std::string::npos)
+    return words.substr(kNotConverted.size(), sign - kNotConverted.size()) + ": \"" +
+           words.substr(sign + kSign.size()) + "\" is not a number";
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) == nullptr) return words;
   const std::string name = words.substr(0, words.find(':'));
   const CLI::Option* const option = app.get_option_no_throw(name);

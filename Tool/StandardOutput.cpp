@@ -1,8 +1,13 @@
 #include "Tool/StandardOutput.h"
 
+#include "Tool/Failure.h"
+#include "Tool/Progress.h"
+
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace Tool {
@@ -16,7 +21,7 @@ int workComesFirstCount = 0;
 }  // namespace
 
 StandardOutput::StandardOutput()
-    : m_replaced(std::cout.rdbuf(this)), m_isTerminal(isatty(STDOUT_FILENO) != 0) {
+    : m_replaced(std::cout.rdbuf(this)), m_isTerminal(IsOutputTerminal()) {
   m_block.reserve(kBlockSize);
   // A message would flush what may have failed already; `Say` keeps the two in order.
   std::cerr.tie(nullptr);
@@ -55,6 +60,8 @@ int StandardOutput::sync() {
 }
 
 void StandardOutput::Write() {
+  std::optional<NoProgress> noProgress;
+  if (m_isTerminal) noProgress.emplace();
   std::size_t written = 0;
   while (written < m_block.size() && m_failure.empty()) {
     const auto count = write(STDOUT_FILENO, m_block.data() + written,
@@ -83,5 +90,7 @@ void StandardOutput::Throw() const {
 WorkComesFirst::WorkComesFirst() { ++workComesFirstCount; }
 
 WorkComesFirst::~WorkComesFirst() { --workComesFirstCount; }
+
+EndsWithReader::EndsWithReader() : m_watch([] { std::_Exit(kReaderGone); }) {}
 
 }  // namespace Tool

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Tool/Host/Terminal.h"
+
 #include <ostream>
 #include <stdexcept>
 #include <streambuf>
@@ -64,6 +66,17 @@ public:
 
   WorkComesFirst(const WorkComesFirst&) = delete;
   WorkComesFirst& operator=(const WorkComesFirst&) = delete;
+};
+
+/// While one lives, the command ends at once with `kReaderGone` when nobody reads standard output
+/// any more, also while it waits for something else. For commands that answer one input after the
+/// other and have nothing to put in order; on Windows the next write notices it.
+class EndsWithReader {
+public:
+  EndsWithReader();
+
+private:
+  ReaderWatch m_watch;
 };
 
 }  // namespace Tool

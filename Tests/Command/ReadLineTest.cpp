@@ -199,6 +199,7 @@ TEST(ReadLine, ComplaintsAreInTheCommandsOwnWords) {
       {{"--json=", "uptime"}, "--json takes no value"},
       {{"--help=x"}, "--help takes no value"},
       {{"status", "pd", "FAILED"}, "NEW is required"},
+      {{"--version", "uptime"}, "\"uptime\" is one word too many"},
       {{"beep", "440", "4294967296"}, "MS: \"4294967296\" is not a number of 0 to 4294967295"},
       {{"beep", "440", "18446744073709551616"},
        "MS: \"18446744073709551616\" is not a number of 0 to 4294967295"},

@@ -3,7 +3,7 @@
 
 Usage: check_help.py COMMAND...
 
-No line may be wider than 80 columns, and 'help X', 'X --help' and 'X -h' have to show the same.
+No line may be wider than 80 columns or end early, and 'help X', 'X --help' and 'X -h' have to show the same.
 """
 
 import subprocess
@@ -31,6 +31,14 @@ def members_of(text):
     return [row.split()[0] for row in rows if row.startswith("  ") and row[2] != " "]
 
 
+def wrapped_twice(text):
+    """Lines after which the next one's first word would have had room: the text was cut twice."""
+    lines = text.splitlines()
+    return [line for line, following in zip(lines, lines[1:])
+            if line and following and line[-1] not in ".:;" and following[0].islower()
+            and not line.startswith(" ") and len(line) + 1 + len(following.split()[0]) <= WIDEST]
+
+
 def main(command):
     pages, queue = 0, [[]]
     while queue:
@@ -40,6 +48,8 @@ def main(command):
         wide = [line for line in text.splitlines() if len(line) > WIDEST]
         if wide or "Usage: ondrel" not in text:
             sys.exit(f"help of {words} is too wide or has no usage: {wide}")
+        if wrapped_twice(text):
+            sys.exit(f"help of {words} is wrapped twice: {wrapped_twice(text)}")
         queue += [[*words, name] for name in members_of(text)]
     print(f"{pages} pages")
     if pages < LEAST_PAGES:

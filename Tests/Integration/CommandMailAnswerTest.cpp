@@ -113,6 +113,9 @@ TEST_F(CommandMailAnswer, ServerThatReadsNoFurtherIsLeftAfterTheTimeout) {
   EXPECT_GE(time, std::chrono::milliseconds(1500));
   EXPECT_LT(time, std::chrono::seconds(20));
   EXPECT_EQ(ParseAnswer(result.output)["retry"], true);
+  EXPECT_EQ(ParseAnswer(result.output)["timedOut"], true);
+  EXPECT_THAT(ParseAnswer(result.output)["text"].get<std::string>(),
+              HasSubstr("; the time of 1500 ms was over; "));
 }
 
 TEST_F(CommandMailAnswer, TimeoutIsSaidInWords) {

@@ -34,6 +34,8 @@ protected:
     return mails.empty() ? ReceivedMail() : mails.front();
   }
 
+  std::string Port() const { return std::to_string(m_server.Port()); }
+
   bool HasMail() const { return !m_server.Mails().empty(); }
 
 private:
@@ -89,12 +91,15 @@ TEST_F(CommandMail, TakesItsBodyFromStandardInputAndShowsTheOutcomeAsJson) {
           "From standard input\n");
 
   EXPECT_EQ(result.exitStatus, 0) << result.errors;
-  EXPECT_EQ(ParseAnswer(result.output), json({{"sent", true},
-                                              {"error", 0},
-                                              {"errorName", "CSMTP_ERROR_NONE"},
-                                              {"serverCode", 250},
-                                              {"serverText", "OK"},
-                                              {"retry", nullptr}}));
+  EXPECT_EQ(ParseAnswer(result.output),
+            json({{"sent", true},
+                  {"error", 0},
+                  {"errorName", "CSMTP_ERROR_NONE"},
+                  {"serverCode", 250},
+                  {"serverText", "OK"},
+                  {"timedOut", false},
+                  {"retry", nullptr},
+                  {"text", "sent through 127.0.0.1 port " + Port() + ", which answered: 250 OK"}}));
   EXPECT_THAT(Mail().data, HasSubstr("X-Priority: 3 (Normal)\r\n"));
   EXPECT_THAT(Mail().data, EndsWith("\r\n\r\nFrom standard input\r\n"));
 }
@@ -172,12 +177,16 @@ TEST_P(CommandMailFailure, IsNamedWithItsNumber) {
   EXPECT_THAT(text.output, HasSubstr(std::string(GetParam().errorName) + " (" +
                                      std::to_string(GetParam().error) + "); trying again "));
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(ParseAnswer(result.output), json({{"sent", false},
-                                              {"error", GetParam().error},
-                                              {"errorName", GetParam().errorName},
-                                              {"serverCode", nullptr},
-                                              {"serverText", nullptr},
-                                              {"retry", GetParam().mayRetryHelp}}));
+  EXPECT_EQ(ParseAnswer(result.output),
+            json({{"sent", false},
+                  {"error", GetParam().error},
+                  {"errorName", GetParam().errorName},
+                  {"serverCode", nullptr},
+                  {"serverText", nullptr},
+                  {"timedOut", false},
+                  {"retry", GetParam().mayRetryHelp},
+                  {"text", text.output.substr(std::string("Mail ").size(),
+                                              text.output.size() - std::string("Mail \n").size())}}));
 }
 
 // Port 1 of the loopback address has no server.
@@ -265,7 +274,10 @@ TEST_F(CommandAlert, ShowsTheOutcomeOfEachStepAsJson) {
                            {"errorName", "CSMTP_ERROR_NONE"},
                            {"serverCode", 250},
                            {"serverText", "OK"},
-                           {"retry", nullptr}}},
+                           {"timedOut", false},
+                           {"retry", nullptr},
+                           {"text", "sent through 127.0.0.1 port " + Port() +
+                                        ", which answered: 250 OK"}}},
                          {"readBack",
                           {{"ok", true},
                            {"record",
@@ -364,7 +376,11 @@ TEST_F(CommandAlert, WritesAndReadsBackWhenTheMailFails) {
                                  {"errorName", "CSMTP_ERROR_CONNECTION_REFUSED"},
                                  {"serverCode", nullptr},
                                  {"serverText", nullptr},
-                                 {"retry", true}}));
+                                 {"timedOut", false},
+                                 {"retry", true},
+                                 {"text",
+                                  "not sent through 127.0.0.1 port 1: "
+                                  "CSMTP_ERROR_CONNECTION_REFUSED (25); trying again may help"}}));
   EXPECT_EQ(shown["log"]["ok"], true);
   EXPECT_EQ(shown["readBack"]["ok"], true);
   EXPECT_EQ(shown["ok"], false);

@@ -192,8 +192,10 @@ TEST_F(CommandNVMe, PlaceThatCannotBeWrittenIsAFailure) {
   const ProcessResult result = Run({"nvme", "smart", "--raw", WriteFile("image", HealthImage()),
                                     "--save", Path("missing/saved")});
 
-  EXPECT_EQ(result.exitStatus, 1);
+  EXPECT_EQ(result.exitStatus, 3);
   EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors,
+            "ondrel: cannot write " + Path("missing/saved") + ": No such file or directory\n");
 }
 
 struct RefusedLine {
@@ -214,11 +216,16 @@ TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
        2,
        "is not a number of 0 to"},
       {"both sources", {"smart", "/dev/null", "--raw", longImage}, 2, "DEVICE excludes --raw"},
-      {"image that is not there", {"smart", "--raw", Path("none")}, 2, "cannot read"},
+      {"image that is not there", {"smart", "--raw", Path("none")}, 2, ": No such file or directory"},
+      {"folder as image", {"smart", "--raw", Path("")}, 2, ": Is a directory"},
+      {"endless image", {"smart", "--raw", "/dev/zero"}, 2, "more than 67108864 bytes"},
       {"image too short", {"smart", "--raw", shortImage}, 2, "is not an image of 512 bytes"},
       {"image too long", {"smart", "--raw", longImage}, 2, "is not an image of 512 bytes"},
-      {"missing device", {"smart", Path("none")}, 1, "error 2, no such device"},
-      {"no NVMe device", {"id-ctrl", "/dev/null"}, 1, "error 1, no such function"},
+      {"missing device", {"smart", Path("none")}, 3, "(error 2, ERROR_FILE_NOT_FOUND)"},
+      {"no NVMe device",
+       {"id-ctrl", "/dev/null"},
+       3,
+       "(error 1, ERROR_INVALID_FUNCTION); is it an NVMe device?"},
       {"no subcommand", {}, 2, "a subcommand is required"},
       {"code too large", {"status", "256", "0"}, 2, "is not a number of 0 to 255"},
       {"type too large", {"status", "0", "8"}, 2, "is not a number of 0 to 7"},
@@ -231,6 +238,20 @@ TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
     EXPECT_EQ(result.output, "") << line.name;
     EXPECT_THAT(result.errors, HasSubstr(line.reason)) << line.name;
   }
+}
+
+TEST_F(CommandNVMe, DeviceThatIsNotThereIsAFailureInJson) {
+  const ProcessResult result = Run({"--json", "nvme", "smart", Path("none")});
+
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(ParseAnswer(result.output),
+            nlohmann::json({{"error",
+                             {{"kind", "host"},
+                              {"number", 2},
+                              {"name", "ERROR_FILE_NOT_FOUND"},
+                              {"text", "The system cannot find the file specified."},
+                              {"what", "cannot read " + Path("none")}}},
+                            {"exitStatus", 3}}));
 }
 
 TEST_F(CommandNVMe, StatusIsExplained) {

@@ -163,7 +163,7 @@ TEST_F(CommandRun, JsonNamesTheSignal) {
 
   EXPECT_EQ(result.exitStatus, 139);
   EXPECT_EQ(ParseAnswer(result.output), json({{"started", true},
-                                              {"exitStatus", nullptr},
+                                              {"exitStatus", 139},
                                               {"signal", "SIGSEGV"},
                                               {"timedOut", false},
                                               {"reason", "sh was ended by SIGSEGV"},
@@ -176,6 +176,7 @@ TEST_F(CommandRun, JsonOfATimeoutHasWhatCameBefore) {
 
   EXPECT_EQ(result.exitStatus, 124);
   EXPECT_EQ(ParseAnswer(result.output)["timedOut"], true);
+  EXPECT_EQ(ParseAnswer(result.output)["exitStatus"], 124);
   EXPECT_EQ(ParseAnswer(result.output)["lines"], json({"x"}));
 }
 
@@ -186,6 +187,32 @@ TEST_F(CommandRun, JsonSaysWhyAProgramIsNotStarted) {
   EXPECT_EQ(ParseAnswer(result.output)["started"], false);
   EXPECT_EQ(ParseAnswer(result.output)["reason"],
             "cannot run no-such-program: No such file or directory");
+  EXPECT_EQ(ParseAnswer(result.output)["exitStatus"], 127);
+  EXPECT_EQ(ParseAnswer(result.output)["error"],
+            json({{"kind", "host"},
+                  {"number", nullptr},
+                  {"name", "HOST_FAILURE"},
+                  {"text", "no-such-program: No such file or directory"},
+                  {"what", "cannot run no-such-program"}}));
+}
+
+TEST_F(CommandRun, JsonOfAnEndlessOutputIsAFailureAndEndsTheProgram) {
+  const ProcessResult result = Run({"--json", "run", "yes"});
+
+  EXPECT_EQ(result.exitStatus, 3);
+  const json error = ParseAnswer(result.output)["error"];
+  EXPECT_EQ(error["what"], "cannot keep what yes writes");
+  EXPECT_THAT(error["text"].get<std::string>(), HasSubstr("it is more than 16777216 bytes"));
+}
+
+TEST_F(CommandRun, ReaderOfTheJsonThatGoesAwayEndsTheProgram) {
+  const auto running = Start({"--json", "run", "sh", "-c", "echo $$ >&2; exec sleep 600"});
+  ASSERT_TRUE(running->WaitForErrors("\n"));
+  running->CloseOutput();
+  const ProcessResult result = running->Wait();
+
+  EXPECT_EQ(result.exitStatus, 141);
+  EXPECT_EQ(::kill(std::stoi(result.errors), 0), -1);
 }
 
 TEST_F(CommandRun, WantsAProgram) {

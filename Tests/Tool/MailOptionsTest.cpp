@@ -176,8 +176,14 @@ void PrintTo(const Outcome& row, std::ostream* out) { *out << row.name; }
 class MailOutcomes : public testing::TestWithParam<Outcome> {};
 
 TEST_P(MailOutcomes, SayWhatTheServerAnsweredAndWhetherToTryAgain) {
-  Json shown = JsonOfOutcome(GetParam().outcome);
-  for (const char* const other : {"sent", "error", "errorName"}) shown.erase(other);
+  MailRoute route{};
+  route.server = "host";
+  route.port = 25;
+  Json shown = JsonOfOutcome(route, GetParam().outcome);
+  EXPECT_EQ(shown["text"], OutcomeText(route, GetParam().outcome));
+  EXPECT_EQ(shown["timedOut"], GetParam().outcome.isTimedOut);
+  for (const char* const other : {"sent", "error", "errorName", "timedOut", "text"})
+    shown.erase(other);
 
   EXPECT_EQ(shown, GetParam().expected);
 }

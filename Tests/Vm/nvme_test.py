@@ -98,8 +98,8 @@ class NVMeTestCase(MachineTestCase):
         """The error and the trace of a command that the device does not answer."""
         command = f"ondrel --json --trace error,entry,detail nvme {arguments}"
         result = self.machine.run(f'su {user} -s /bin/sh -c "{command}"')
-        self.assertEqual(1, result.exit_status, result)
-        return result.json()["systemError"], lines_of(result.stderr)
+        self.assertEqual(3, result.exit_status, result)
+        return result.json()["error"]["number"], lines_of(result.stderr)
 
 
 class AgreementTest(NVMeTestCase):

@@ -2,6 +2,7 @@
 #include "Tool/Host/AdapterDetails.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <Ondrel/ConfigManager.h>
 
@@ -46,6 +47,7 @@ std::string LineOf(const Ondrel::CDevNode& node, const AdapterDetails& details) 
 }
 
 int ShowAdapters(const GlobalOptions& globals) {
+  const Progress progress("asking the host");
   // The first object takes the list from the host.
   const Ondrel::CConfigManager manager;
   const std::vector<Ondrel::CDevNode> adapters = Ondrel::StorageAdapters();

@@ -132,7 +132,7 @@ private:
       const MailRoute route = PrepareMail(m_options.mail);
       const MailOutcome outcome = SendMail(route, content);
       m_result["mail"] = {{"ok", outcome.isSent}};
-      m_result["mail"].update(JsonOfOutcome(outcome));
+      m_result["mail"].update(JsonOfOutcome(route, outcome));
       m_isFailed |= !outcome.isSent;
       Tell("Mail: " + OutcomeText(route, outcome));
     } catch (const UsageError& error) {

@@ -2,6 +2,7 @@
 #include "Tool/Host/Speaker.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <CLI/App.hpp>
 
@@ -20,6 +21,7 @@ struct Tone {
 };
 
 int SoundSpeaker(const GlobalOptions& globals, const Tone& tone) {
+  const Progress progress("sounding the speaker");
   const std::string problem = SoundTone(tone.hertz, tone.milliseconds);
   if (!problem.empty()) throw HostFailure("cannot sound the speaker", problem);
   if (globals.json)

@@ -78,10 +78,24 @@ Rows RowsOfName(const Vocabularies& vocabularies, std::string_view wanted, bool 
   return rows;
 }
 
+/// Whether a text can only be meant as a number: no name is one.
+bool IsWrittenAsNumber(std::string_view text) {
+  if (text.starts_with('-')) text.remove_prefix(1);
+  const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  if (isHexadecimal) text.remove_prefix(2);
+  return (isHexadecimal || !text.empty()) &&
+         text.find_first_not_of(isHexadecimal ? "0123456789abcdefABCDEF" : "0123456789") ==
+             std::string_view::npos;
+}
+
 /// The rows that a code, a full event id, a name or a part of one stands for. No name is a number.
 Rows RowsOf(const Vocabulary& vocabulary, const std::string& wanted) {
-  auto code = ParseNumber(wanted, std::numeric_limits<std::int32_t>::min(),
-                          std::numeric_limits<std::int32_t>::max());
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+  constexpr std::int64_t kGreatest = std::numeric_limits<std::uint32_t>::max();
+  auto code = ParseNumber(wanted, kLeast, kGreatest);
+  if (!code && IsWrittenAsNumber(wanted))
+    throw UsageError("\"" + wanted + "\" is not a number of " + std::to_string(kLeast) + " to " +
+                     std::to_string(kGreatest));
   if (!code) {
     Rows rows = RowsOfName({&vocabulary}, wanted, false);
     if (rows.empty() && !wanted.empty()) rows = RowsOfName({&vocabulary}, wanted, true);
@@ -89,6 +103,7 @@ Rows RowsOf(const Vocabulary& vocabulary, const std::string& wanted) {
   }
   if (vocabulary.kind == "event" && (*code & ~std::int64_t{0xFFFF}) == kEventIdBits)
     *code &= ~kEventIdBits;
+  if (*code > std::numeric_limits<std::int32_t>::max()) return {};
   const auto row = vocabulary.names.find(static_cast<std::int32_t>(*code));
   if (row == vocabulary.names.end()) return {};
   return {{&vocabulary, row->first, row->second}};

@@ -2,6 +2,7 @@
 #include "Tool/Host/Checks.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <Ondrel/Host.h>
 #include <Ondrel/ModuleError.h>
@@ -57,6 +58,11 @@ std::string CheckNamed(const std::string& name) {
   throw UsageError("there is no check \"" + OneLine(name) + "\": there are " + names);
 }
 
+HostCheck Checked(const std::string& name, const std::string& storePath) {
+  const Progress progress("checking " + name);
+  return name == "language" ? Language() : CheckHost(name, storePath);
+}
+
 int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked) {
   std::vector<std::string> names;
   names.reserve(asked.size());
@@ -67,7 +73,7 @@ int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked
   Json rows = Json::array();
   bool areAllOk = true;
   for (const std::string& name : names) {
-    const HostCheck check = name == "language" ? Language() : CheckHost(name, storePath);
+    const HostCheck check = Checked(name, storePath);
     areAllOk = areAllOk && check.isOk;
     rows.push_back({{"name", check.name},
                     {"ok", check.isOk},
@@ -75,8 +81,9 @@ int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked
                     {"remedy", check.remedy.empty() ? Json() : Json(check.remedy)}});
     if (globals.json) continue;
     std::cout << Padded(check.name, kNameWidth)
-              << Padded(check.isOk ? "ok" : "missing", kStateWidth) << OneLine(check.finding)
-              << '\n';
+              << Coloured(Padded(check.isOk ? "ok" : "missing", kStateWidth),
+                          check.isOk ? Colour::kGreen : Colour::kRed)
+              << OneLine(check.finding) << '\n';
     if (!check.remedy.empty())
       std::cout << std::string(kNameWidth + kStateWidth, ' ') << "help: " << OneLine(check.remedy)
                 << '\n';

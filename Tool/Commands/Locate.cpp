@@ -77,7 +77,11 @@ bool Find(LocateOptions options, Ondrel::CDevNode& node) {
   }
   const std::size_t index = options.index.value_or(1);
   if (!options.ids.empty()) {
-    for (const std::string& id : options.ids) RequireDigits(id, "--id", 2 * kIdDigits);
+    for (std::string& id : options.ids) {
+      // "8086:2922", as `adapters` prints it.
+      if (id.size() == 2 * kIdDigits + 1 && id[kIdDigits] == ':') id.erase(kIdDigits, 1);
+      RequireDigits(id, "--id", 2 * kIdDigits);
+    }
     return manager.GetLocation(options.ids, index, node.m_Segment, node.m_Bus, node.m_Device,
                                node.m_Function);
   }
@@ -120,9 +124,10 @@ Work AddLocateCommand(CLI::App& app) {
   CLI::Option* const device =
       app.add_option("DEVICE", options->device, "Four hexadecimal digits in any case")
           ->type_name("");
-  AddRepeated(app, "--id", options->ids,
-              "Count adapters of this type, eight digits of vendor and device; may be repeated")
-      ->type_name("VVVVDDDD")
+  AddRepeated(
+      app, "--id", options->ids,
+      "Count adapters of this type, vendor and device as 8086:2922 or 80862922; may be repeated")
+      ->type_name("VENDOR:DEVICE")
       ->excludes(vendor)
       ->excludes(device);
   AddNumber(

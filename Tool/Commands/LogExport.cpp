@@ -3,6 +3,7 @@
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <Pirsk/Strings.h>
 
@@ -137,6 +138,7 @@ int ExportLog(const ExportOptions& options) {
   const RecordFilter filter(options.choice);
   const EventLogPlace place = KnownPlace();
   Say("exporting " + options.choice.log + " of " + PlaceText(place));
+  const Progress progress("exporting " + OneLine(options.choice.log));
   const std::string what = "cannot read the log " + options.choice.log;
   CEventLogReader reader;
   CheckLog(reader.Open(options.choice.log, RangeOf(options.choice, place)), what);
@@ -297,6 +299,7 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
   std::istream& input = isStandardInput ? std::cin : file;
   if (!input) throw UsageError("cannot read " + options.file);
 
+  const Progress progress("importing " + OneLine(options.file));
   Importer importer(options);
   std::uint64_t number = 0;
   errno = 0;

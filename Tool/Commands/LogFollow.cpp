@@ -2,6 +2,7 @@
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/StandardOutput.h"
 
 #include <algorithm>
 #include <chrono>
@@ -227,6 +228,8 @@ private:
 int FollowLog(const GlobalOptions& globals, const FollowOptions& options) {
   std::signal(SIGINT, NoteInterrupt);
   std::signal(SIGTERM, NoteInterrupt);
+  // The file of --state stays as it is then: what was not written out comes again.
+  const EndsWithReader end;
   return Follower(globals, options).Run();
 }
 

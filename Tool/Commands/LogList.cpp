@@ -2,6 +2,7 @@
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <iostream>
 #include <memory>
@@ -54,6 +55,7 @@ int ClearLog(const GlobalOptions& globals, const ClearOptions& options) {
   const EventLogPlace place = KnownPlace();
   const std::string where = options.log + " in " + PlaceText(place);
   std::uint64_t removed = 0;
+  const Progress progress("clearing " + OneLine(options.log));
   CheckLog(Ondrel::Host::ClearEventRecords(options.log, options.before, removed),
            "cannot clear the log " + where);
   if (globals.json)

@@ -2,6 +2,7 @@
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <deque>
 #include <iostream>
@@ -28,6 +29,7 @@ int ShowLog(const GlobalOptions& globals, const ShowOptions& options) {
   const RecordFilter filter(options.choice);
   const EventLogPlace place = KnownPlace();
   Say("showing " + options.choice.log + " in " + PlaceText(place));
+  const Progress progress("reading " + OneLine(options.choice.log));
   auto range = RangeOf(options.choice, place);
   const bool isTurned = options.last && !range.isNewestFirst;
   if (isTurned) range.isNewestFirst = true;

@@ -1,4 +1,5 @@
 #include "Tool/Command.h"
+#include "Tool/Files.h"
 #include "Tool/MailOptions.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
@@ -36,7 +37,7 @@ int Send(const GlobalOptions& globals, const LetterOptions& options) {
 
   const MailOutcome outcome = SendMail(route, content);
   if (globals.json)
-    PrintJson(JsonOfOutcome(outcome));
+    PrintJson(JsonOfOutcome(route, outcome));
   else
     std::cout << "Mail " << OutcomeText(route, outcome) << '\n';
   return outcome.isSent ? kDone : kNegativeAnswer;

@@ -1,13 +1,16 @@
+#include "Tool/Files.h"
 #include "Tool/Lines.h"
-#include "Tool/MailOptions.h"
 #include "Tool/MatchText.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
+#include "Tool/StandardOutput.h"
 #include "Tool/TimeLimit.h"
 
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <system_error>
 
 namespace Tool {
 
@@ -19,6 +22,7 @@ using Pirsk::Regex::CPatternT;
 
 // The letters of --flags, in the order of the flags' bits.
 constexpr std::string_view kFlagLetters = "smgirx";
+constexpr std::uint32_t kAllFlags = (1U << kFlagLetters.size()) - 1;
 
 struct MatchOptions {
   std::string pattern;
@@ -90,11 +94,15 @@ Json JsonOf(const Question& question, const CMatchResult& match) {
 }
 
 Json JsonOf(const Question& question) {
-  if (!question.all)
-    return JsonOf(question, question.matches.empty() ? CMatchResult() : question.matches.front());
-  Json matches = Json::array();
-  for (const CMatchResult& match : question.matches) matches.push_back(JsonOf(question, match));
-  return {{"matches", matches}};
+  if (question.all) {
+    Json matches = Json::array();
+    for (const CMatchResult& match : question.matches) matches.push_back(JsonOf(question, match));
+    return {{"matches", matches}};
+  }
+  Json json =
+      JsonOf(question, question.matches.empty() ? CMatchResult() : question.matches.front());
+  if (question.compiled.IsUnbalanced()) json["unbalanced"] = true;
+  return json;
 }
 
 int MatchText(const GlobalOptions& globals, const MatchOptions& options) {
@@ -105,9 +113,12 @@ int MatchText(const GlobalOptions& globals, const MatchOptions& options) {
   Compile(*question);
   if (question->compiled.IsUnbalanced())
     throw UsageError("PATTERN: a group or class is not closed, or a \")\" closes nothing");
+  const EndsWithReader end;
   question->text = options.file.empty() ? options.text : ReadWholeFile(options.file);
-
-  FindWithin(options.limit, question);
+  {
+    const Progress progress("searching");
+    FindWithin(options.limit, question);
+  }
   Answer(
       globals, [&] { return JsonOf(*question); },
       [&](std::ostream& out) {
@@ -145,18 +156,28 @@ std::shared_ptr<Question> QuestionOf(std::string_view line) {
   question->pattern = BytesOf(json, "pattern");
   question->text = BytesOf(json, "text");
   if (json.contains("flags")) {
-    if (!json["flags"].is_number_unsigned()) throw UsageError("\"flags\" is not a number");
-    question->flags = json["flags"].get<std::uint32_t>();
+    const Json& flags = json["flags"];
+    if (!flags.is_number_unsigned() || flags.get<std::uint64_t>() > kAllFlags)
+      throw UsageError("\"flags\" is not a number of 0 to " + std::to_string(kAllFlags));
+    question->flags = flags.get<std::uint32_t>();
   }
   return question;
 }
 
+std::optional<InputLine> NextLine(InputLines& input) {
+  try {
+    return input.Next([] { std::cout << std::flush; });
+  } catch (const std::system_error& error) {
+    throw HostFailure("cannot read standard input", error.code().message());
+  }
+}
+
 int MatchLines(const MatchOptions& options) {
+  const EndsWithReader end;
+  AnsweringLines progress;
   int status = kDone;
   InputLines input;
-  while (const auto line = input.Next([] { std::cout << std::flush; })) {
-    if (!line->isTooLong && line->text.find_first_not_of(" \t\r") == std::string_view::npos)
-      continue;
+  while (const auto line = NextLine(input)) {
     try {
       if (line->isTooLong) throw UsageError("the line is longer than 1 MiB");
       const std::shared_ptr<Question> question = QuestionOf(line->text);
@@ -167,6 +188,7 @@ int MatchLines(const MatchOptions& options) {
       std::cout << JsonLine({{"error", failure.Details()}, {"line", line->number}}) << '\n';
       status = std::max<int>(status, failure.Status());
     }
+    progress.Answered(line->number);
   }
   return status;
 }
@@ -193,7 +215,9 @@ Work AddMatchCommand(CLI::App& app) {
       "With --jsonl each line is {\"pattern\",\"flags\",\"text\"}, flags as a number (s 1, m 2, g "
       "4, i 8, r 16, x 32), a character \\u00XX for each byte; each is answered with "
       "{\"jsonVersion\":1,\"matched\":true,\"groups\":[[begin,end],...]}, -1 for a group that took "
-      "no part, or with {\"error\":{...},\"line\":N}.\n"
+      "no part, or with {\"error\":{...},\"line\":N}. A pattern with a group or class that is not "
+      "closed, or a \")\" that closes nothing, is answered as the engine reads it, with "
+      "\"unbalanced\":true.\n"
       "Exit status: 0 there is a match, 1 there is none, 2 the pattern is malformed, 3 the limit "
       "passed.\n");
   const auto options = std::make_shared<MatchOptions>();

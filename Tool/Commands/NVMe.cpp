@@ -1,12 +1,15 @@
 #include "Tool/Command.h"
+#include "Tool/Files.h"
 #include "Tool/NVMeFields.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 
 #include <Ondrel/NVMeQuery.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -168,55 +171,40 @@ constexpr RecordKind kErrors{kErrorEntries * sizeof(Ondrel::NVME_ERROR_INFORMATI
                              FetchErrors, ShowErrors};
 constexpr RecordKind kPage{512, FetchPage, ShowPage};
 
-struct ErrorText {
+/// What a host error of a query may come from.
+struct ErrorHint {
   unsigned int number;
   const char* text;
 };
 
-constexpr std::array kErrorTexts = {
-    ErrorText{1, "no such function: is it an NVMe device?"},
-    ErrorText{2, "no such device"},
-    ErrorText{3, "no such path"},
-    ErrorText{5, "access denied"},
-    ErrorText{24, "the answer's lengths do not fit"},
-    ErrorText{32, "in use"},
-    ErrorText{55, "the device is gone"},
-    ErrorText{87, "the controller does not have it"},
-    ErrorText{1117, "input or output failed"},
+constexpr std::array kErrorHints = {
+    ErrorHint{1, "is it an NVMe device?"},
+    ErrorHint{24, "the lengths in the device's answer do not fit"},
+    ErrorHint{87, "the controller may not have it"},
 };
 
-std::string ExplanationOf(unsigned int number) {
-  const auto known = std::find_if(kErrorTexts.begin(), kErrorTexts.end(),
-                                  [&](const ErrorText& row) { return row.number == number; });
-  return known != kErrorTexts.end() ? std::string(", ") + known->text : std::string();
-}
-
-int RefuseDevice(const GlobalOptions& globals, const RecordOptions& options, unsigned int number) {
-  Say("cannot read " + options.device + ": error " + std::to_string(number) +
-      ExplanationOf(number));
-  if (globals.json) PrintJson({{"device", options.device}, {"systemError", number}});
-  return kNegativeAnswer;
+[[noreturn]] void RefuseDevice(const RecordOptions& options, unsigned int number) {
+  const auto* const known = std::ranges::find(kErrorHints, number, &ErrorHint::number);
+  throw HostFailure("cannot read " + OneLine(options.device), number,
+                    known != kErrorHints.end() ? known->text : "");
 }
 
 Image ReadImage(const RecordKind& kind, const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw UsageError("cannot read " + path);
-  // One byte more than is wanted shows a longer file.
-  Image image(kind.size + 1);
-  file.read(reinterpret_cast<char*>(image.data()), static_cast<std::streamsize>(image.size()));
-  if (static_cast<std::size_t>(file.gcount()) != kind.size)
+  const std::string bytes = ReadWholeFile(path);
+  if (bytes.size() != kind.size)
     throw UsageError(path + " is not an image of " + std::to_string(kind.size) + " bytes");
-  image.resize(kind.size);
-  return image;
+  return {bytes.begin(), bytes.end()};
 }
 
-bool SaveImage(const Image& image, const std::string& path) {
+void SaveImage(const Image& image, const std::string& path) {
+  errno = 0;
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(image.data()),
              static_cast<std::streamsize>(image.size()));
   file.flush();
-  if (!file) Say("cannot write " + path);
-  return file.good();
+  if (!file)
+    throw HostFailure("cannot write " + OneLine(path),
+                      errno != 0 ? std::strerror(errno) : "the file is not complete");
 }
 
 int ShowRecord(const GlobalOptions& globals, const RecordOptions& options, const RecordKind& kind) {
@@ -225,21 +213,20 @@ int ShowRecord(const GlobalOptions& globals, const RecordOptions& options, const
     image = ReadImage(kind, options.raw);
   } else {
     const Image before = image;
+    const Progress progress("asking " + OneLine(options.device));
     const unsigned int error = kind.fetch(options, image);
-    if (error != 0) return RefuseDevice(globals, options, error);
+    if (error != 0) RefuseDevice(options, error);
     // The library's 0 does not prove that it wrote the record.
-    if (image == before) {
-      Say("cannot read " + options.device + ": its answer is not valid");
-      return kNegativeAnswer;
-    }
+    if (image == before)
+      throw HostFailure("cannot read " + OneLine(options.device), "its answer is not valid");
   }
-  if (!options.save.empty() && !SaveImage(image, options.save)) return kNegativeAnswer;
+  if (!options.save.empty()) SaveImage(image, options.save);
   kind.show(globals, options, image);
   return kDone;
 }
 
 Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
-  app.footer("Exit status: 0 shown, 1 the device did not give it.\n");
+  app.footer("Exit status: 0 shown, 3 the device did not give it, and why is said.\n");
   const auto options = std::make_shared<RecordOptions>();
   CLI::Option* const device = app.add_option("DEVICE", options->device, "Path of the device");
   const bool isPage = kind.fetch == FetchPage;

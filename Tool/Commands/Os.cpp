@@ -1,9 +1,12 @@
 #include "Tool/Command.h"
 #include "Tool/Facts.h"
+#include "Tool/Files.h"
 #include "Tool/Host/HostName.h"
 #include "Tool/Lines.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
+#include "Tool/StandardOutput.h"
 
 #include <Ondrel/OSInfo.h>
 
@@ -11,10 +14,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <system_error>
 
 namespace Tool {
@@ -186,6 +187,8 @@ std::optional<InputLine> NextLine(InputLines& input, const std::function<void()>
 
 /// Answers each line of standard input with a line of JSON.
 int NameLines(const OsOptions& options) {
+  const EndsWithReader end;
+  AnsweringLines progress;
   bool isClean = true;
   InputLines input;
   std::string answers;
@@ -211,6 +214,7 @@ int NameLines(const OsOptions& options) {
     } else {
       AppendAnswer(answers, COSInfo_Win(facts), options);
     }
+    progress.Answered(line->number);
     answers += '\n';
     if (answers.size() >= kAnswersAtOnce) flush();
   }
@@ -228,10 +232,7 @@ std::string PlacedText(const std::string& path, const std::string& text, const F
 }
 
 OS_FACTS ReadFactsFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream content;
-  if (!file || !(content << file.rdbuf())) throw UsageError("cannot read " + path);
-  const std::string text = content.str();
+  const std::string text = ReadWholeFile(path);
   OS_FACTS facts;
   if (const auto error = ReadFacts(text, facts)) throw UsageError(PlacedText(path, text, *error));
   return facts;

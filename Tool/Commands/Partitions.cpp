@@ -2,6 +2,7 @@
 #include "Tool/DiskBar.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/Progress.h"
 #include "Tool/Suggestion.h"
 
 #include <Ondrel/Disks.h>
@@ -42,6 +43,7 @@ std::string SizeText(std::uint64_t bytes) {
 }
 
 std::vector<CSystemPartition> PartitionsOf(const std::string& deviceName) {
+  const Progress progress("asking the host");
   std::vector<CSystemPartition> partitions;
   Ondrel::CSystemPartitionTable(deviceName).GetPartitions(partitions);
   return partitions;
@@ -141,7 +143,10 @@ int ShowPartitions(const GlobalOptions& globals, const std::string& deviceName) 
 }
 
 int ShowDisks(const GlobalOptions& globals) {
-  const std::vector<Ondrel::Host::Disk> disks = Ondrel::Host::Disks();
+  const std::vector<Ondrel::Host::Disk> disks = [] {
+    const Progress progress("asking the host");
+    return Ondrel::Host::Disks();
+  }();
   if (globals.json) {
     Json list = Json::array();
     for (const Ondrel::Host::Disk& disk : disks)

@@ -3,6 +3,7 @@
 #include "Tool/Host/Program.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
+#include "Tool/StandardOutput.h"
 
 #include <CLI/App.hpp>
 
@@ -21,17 +22,26 @@ struct RunOptions {
   std::optional<std::chrono::milliseconds> timeout;
 };
 
+// What one object of JSON holds of a program's output, in bytes.
+constexpr std::size_t kLargestOutput = std::size_t{16} << 20;
+
 /// Cuts what a program writes into lines, without their ends.
 class GatheredLines {
 public:
-  void Take(std::string_view text) {
+  /// False when it would be too much to keep.
+  bool Take(std::string_view text) {
+    m_size += text.size();
+    if (IsFull()) return false;
     for (const char character : text) {
       if (character == '\n')
         EndLine();
       else
         m_line += character;
     }
+    return true;
   }
+
+  bool IsFull() const { return m_size > kLargestOutput; }
 
   std::vector<std::string> Finish() {
     if (!m_line.empty()) EndLine();
@@ -47,12 +57,14 @@ private:
 
   std::string m_line;
   std::vector<std::string> m_lines;
+  std::size_t m_size = 0;
 };
 
 /// What is said of an end that is not the program's own; empty for one that is.
 std::string WordsOf(const ProgramEnd& end, const RunOptions& options) {
   switch (end.kind) {
     case ProgramEnd::Kind::kExited:
+    case ProgramEnd::Kind::kUnread:
       return "";
     case ProgramEnd::Kind::kSignalled:
       return options.program + " was ended by " + end.name;
@@ -72,12 +84,15 @@ Json JsonOfEnd(const ProgramEnd& end, const RunOptions& options, std::vector<std
   const bool isStarted =
       end.kind == Kind::kExited || end.kind == Kind::kSignalled || end.kind == Kind::kTimedOut;
   const std::string words = WordsOf(end, options);
-  return {{"started", isStarted},
-          {"exitStatus", end.kind == Kind::kExited ? Json(end.number) : Json()},
-          {"signal", end.kind == Kind::kSignalled ? Json(end.name) : Json()},
-          {"timedOut", end.kind == Kind::kTimedOut},
-          {"reason", words.empty() ? Json() : Json(words)},
-          {"lines", lines}};
+  Json json = {{"started", isStarted}};
+  if (!isStarted)
+    json["error"] = Tool::HostFailure("cannot run " + options.program, end.reason).Details();
+  json.update(Json{{"exitStatus", ExitStatusOf(end, kFailed)},
+                   {"signal", end.kind == Kind::kSignalled ? Json(end.name) : Json()},
+                   {"timedOut", end.kind == Kind::kTimedOut},
+                   {"reason", words.empty() ? Json() : Json(words)},
+                   {"lines", lines}});
+  return json;
 }
 
 int Run(const GlobalOptions& globals, const RunOptions& options) {
@@ -86,11 +101,17 @@ int Run(const GlobalOptions& globals, const RunOptions& options) {
   call.program = options.program;
   call.arguments = options.arguments;
   call.timeout = options.timeout;
-  if (globals.json) call.takeOutput = [&](std::string_view text) { lines.Take(text); };
+  if (globals.json) call.takeOutput = [&](std::string_view text) { return lines.Take(text); };
   std::cout.flush();
   const ProgramEnd end = RunProgram(call);
   if (end.kind == ProgramEnd::Kind::kHostFailure)
     throw HostFailure("cannot run " + options.program, end.reason);
+  if (end.kind == ProgramEnd::Kind::kUnread) {
+    if (!lines.IsFull()) throw ReaderGone();
+    throw HostFailure("cannot keep what " + options.program + " writes",
+                      "it is more than " + std::to_string(kLargestOutput) +
+                          " bytes; without --json it comes through as it is written");
+  }
   const std::string words = WordsOf(end, options);
   if (globals.json)
     PrintJson(JsonOfEnd(end, options, lines.Finish()));
@@ -112,7 +133,8 @@ Work AddRunCommand(CLI::App& app) {
   const auto timeout = std::make_shared<std::optional<std::chrono::milliseconds>>();
   AddDuration(
       app, "--timeout", [timeout](std::chrono::milliseconds time) { *timeout = time; },
-      "End the program, and what it has started, after this time; without it there is no limit");
+      "End the program, and what it has started, after this time; what has begun a session of its "
+      "own (Linux) goes on. Without it there is no limit");
   return [timeout, &app](const GlobalOptions& globals) {
     const std::vector<std::string> words = OwnWords(app);
     if (words.empty()) throw UsageError("a program is required");

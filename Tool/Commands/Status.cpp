@@ -9,10 +9,17 @@ namespace Tool {
 
 namespace {
 
+std::string ColouredEvent(const Ondrel::CStateChangeEvent& event) {
+  const std::string text = EventText(event);
+  if (event.Severity == Ondrel::kSeverityError) return Coloured(text, Colour::kRed);
+  if (event.Severity == Ondrel::kSeverityWarning) return Coloured(text, Colour::kYellow);
+  return text;
+}
+
 int ShowEvent(const GlobalOptions& globals, const StatusChange& change) {
   const std::optional<Ondrel::CStateChangeEvent> event = FindEvent(change);
   Answer(globals, JsonOfChange(change, event),
-         ChangeText(change) + ": " + (event ? EventText(*event) : "there is no event for it"));
+         ChangeText(change) + ": " + (event ? ColouredEvent(*event) : "there is no event for it"));
   return event ? kDone : kNegativeAnswer;
 }
 

@@ -15,9 +15,9 @@ struct ProgramCall {
   std::vector<std::string> arguments;  ///< What follows the program's name.
   std::optional<std::chrono::milliseconds> timeout;
 
-  /// Takes what the program writes to its standard output, as it comes. Empty: the program writes
-  /// to the standard output of the command.
-  std::function<void(std::string_view)> takeOutput;
+  /// Takes what the program writes to its standard output, as it comes; false ends the program.
+  /// Empty: the program writes to the standard output of the command.
+  std::function<bool(std::string_view)> takeOutput;
 };
 
 /// How a program ended.
@@ -26,6 +26,7 @@ struct ProgramEnd {
     kExited,       ///< `number` is its exit status.
     kSignalled,    ///< `number` and `name` are the signal or exception that ended it.
     kTimedOut,     ///< The time was over; the program and what it started were ended.
+    kUnread,       ///< Its output was not taken, or nobody reads the command's; it was ended.
     kNotFound,     ///< There is no such program; `reason` says so.
     kNotRunnable,  ///< It is there and cannot be run; `reason` says why.
     kHostFailure,  ///< The host could not do it; `reason` says why.
@@ -47,13 +48,16 @@ struct ProgramEnd {
 /// When the time is over the program is asked to end (Linux: SIGTERM to its process group) and
 /// after `kProgramGrace` is ended without a question. With a timeout it runs in a process group
 /// (Windows: a job) of its own.
+///
+/// With `takeOutput`, the program is ended in the same way when its output is not taken any more,
+/// or (Linux) when nobody reads the standard output of the command; its own is closed then.
 ProgramEnd RunProgram(const ProgramCall& call);
 
 inline constexpr std::chrono::milliseconds kProgramGrace{2000};
 
 /// The exit status by which the command passes the end of a program on: its own number, 128 and the
-/// number of a signal, 124 after the timeout, 126 and 127 for one that could not be started.
-/// `otherwise` is that of a host failure.
+/// number of a signal, 124 after the timeout, 126 and 127 for one that could not be started, 141
+/// for one whose output nobody reads. `otherwise` is that of a host failure.
 int ExitStatusOf(const ProgramEnd& end, int otherwise);
 
 }  // namespace Tool

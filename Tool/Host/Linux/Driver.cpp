@@ -72,6 +72,7 @@ DriverState DriverStateFrom(const std::string& root, const std::string& release,
   if (name.empty() || name.find('/') != std::string::npos || name.starts_with('.'))
     return {.kind = Kind::kUnknown, .name = name, .version = ""};
 
+  const auto lastWord = [](std::string_view line) { return line.substr(line.rfind('\t') + 1); };
   const auto firstWord = [](std::string_view line) { return line.substr(0, line.find(' ')); };
   if (std::string found = FindName(root + "/proc/modules", name, firstWord); !found.empty())
     return {.kind = Kind::kLoaded, .name = found, .version = ""};
@@ -79,8 +80,10 @@ DriverState DriverStateFrom(const std::string& root, const std::string& release,
   const std::string modules = root + "/lib/modules/" + release;
   std::string found = FindName(modules + "/modules.builtin", name, NameOfFile);
   const std::string own = root + "/sys/module/" + Underscored(name);
-  // Without the kernel's lists its own folder says that it is there.
+  // Without the kernel's lists its own folder says that it is there, or what it has registered.
   if (found.empty() && ::access(own.c_str(), F_OK) == 0) found = Underscored(name);
+  if (found.empty() && ::access((modules + "/modules.builtin").c_str(), F_OK) != 0)
+    found = FindName(root + "/proc/filesystems", name, lastWord);
   if (!found.empty()) {
     std::string version = BuiltInVersion(modules, name);
     if (version.empty()) version = KernelsVersion(own);

@@ -118,6 +118,7 @@ std::string AskDetector(const std::string& question) {
   call.timeout = 5s;
   call.takeOutput = [&](std::string_view text) {
     if (answer.size() < kLongestText) answer += text;
+    return true;
   };
   RunProgram(call);  // It ends with 1 where it answers "none".
   return answer;

@@ -151,15 +151,19 @@ public:
 
   ProgramEnd Await() {
     while (IsAnythingLeft()) {
-      std::array<pollfd, 2> files{};
+      std::array<pollfd, 3> files{};
       files[0] = {.fd = m_signals.Number(), .events = POLLIN, .revents = 0};
       files[1] = {.fd = m_output.Number(), .events = POLLIN, .revents = 0};
-      if (::poll(files.data(), m_output.IsOpen() ? 2 : 1, PollTime()) < 0 && errno != EINTR)
+      // Without events: that its reader has gone is reported all the same.
+      files[2] = {.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+      if (::poll(files.data(), m_output.IsOpen() ? 3 : 1, PollTime()) < 0 && errno != EINTR)
         return HostFailure("cannot wait for the program", errno);
       if (files[0].revents != 0) TakeSignals();
       if (files[1].revents != 0) TakeOutput();
+      if ((files[2].revents & (POLLERR | POLLHUP)) != 0) EndUnread();
       if (m_deadline && Clock::now() >= *m_deadline && !TakeTimeOut()) break;
     }
+    if (m_isUnread) return {.kind = ProgramEnd::Kind::kUnread};
     if (m_isTimedOut) return {.kind = ProgramEnd::Kind::kTimedOut};
     return EndOf(m_status.value_or(0));
   }
@@ -196,10 +200,22 @@ private:
   void TakeOutput() {
     char bytes[16384];
     const ssize_t size = ::read(m_output.Number(), bytes, sizeof bytes);
-    if (size > 0)
-      m_call.takeOutput({bytes, static_cast<std::size_t>(size)});
-    else if (size == 0 || (errno != EINTR && errno != EAGAIN))
+    if (size > 0) {
+      if (!m_call.takeOutput({bytes, static_cast<std::size_t>(size)})) EndUnread();
+    } else if (size == 0 || (errno != EINTR && errno != EAGAIN)) {
       m_output.Close();
+    }
+  }
+
+  /// Ends the program as one that writes to a pipe whose reader has gone, and with a question.
+  void EndUnread() {
+    if (m_isUnread) return;
+    m_isUnread = true;
+    m_output.Close();
+    m_isAsked = true;
+    m_deadline = Clock::now() + kProgramGrace;
+    Send(SIGTERM);
+    Send(SIGCONT);
   }
 
   /// Ends the program, at first with a question. False when nothing is left to wait for.
@@ -230,6 +246,7 @@ private:
   std::optional<int> m_status;
   std::optional<Clock::time_point> m_deadline;
   bool m_isTimedOut = false;
+  bool m_isUnread = false;
   bool m_isAsked = false;
   bool m_isKilled = false;
 };
@@ -266,6 +283,8 @@ int ExitStatusOf(const ProgramEnd& end, int otherwise) {
       return kSignalBase + static_cast<int>(end.number);
     case ProgramEnd::Kind::kTimedOut:
       return 124;
+    case ProgramEnd::Kind::kUnread:
+      return 141;
     case ProgramEnd::Kind::kNotRunnable:
       return 126;
     case ProgramEnd::Kind::kNotFound:

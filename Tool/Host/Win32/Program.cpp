@@ -138,11 +138,18 @@ HANDLE MakeJob() {
   return job;
 }
 
-void PassOutput(HANDLE pipe, const ProgramCall& call) {
+/// Passes the output on; ends the process when it is not taken, and yields false then.
+bool PassOutput(Handle& pipe, const ProgramCall& call, HANDLE process) {
   char bytes[16384];
   DWORD size = 0;
-  while (::ReadFile(pipe, bytes, sizeof bytes, &size, nullptr) && size > 0)
-    call.takeOutput({bytes, size});
+  while (::ReadFile(pipe.Get(), bytes, sizeof bytes, &size, nullptr) && size > 0) {
+    if (call.takeOutput({bytes, size})) continue;
+    pipe.Close();
+    constexpr UINT kEndedUnread = 141;
+    ::TerminateProcess(process, kEndedUnread);
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -186,7 +193,9 @@ ProgramEnd RunProgram(const ProgramCall& call) {
   writeEnd.Close();
 
   std::jthread reader;
-  if (call.takeOutput) reader = std::jthread([&] { PassOutput(readEnd.Get(), call); });
+  bool isTaken = true;
+  if (call.takeOutput)
+    reader = std::jthread([&] { isTaken = PassOutput(readEnd, call, process.hProcess); });
   const DWORD patience =
       call.timeout ? static_cast<DWORD>(std::min<long long>(call.timeout->count(), INFINITE - 1))
                    : INFINITE;
@@ -198,6 +207,7 @@ ProgramEnd RunProgram(const ProgramCall& call) {
     ::WaitForSingleObject(process.hProcess, INFINITE);
   }
   if (reader.joinable()) reader.join();
+  if (!isTaken) return {.kind = ProgramEnd::Kind::kUnread};
   if (isTimedOut) return {.kind = ProgramEnd::Kind::kTimedOut};
   DWORD status = 0;
   ::GetExitCodeProcess(process.hProcess, &status);
@@ -212,6 +222,8 @@ int ExitStatusOf(const ProgramEnd& end, int otherwise) {
       return static_cast<int>(end.number);
     case ProgramEnd::Kind::kTimedOut:
       return 124;
+    case ProgramEnd::Kind::kUnread:
+      return 141;
     case ProgramEnd::Kind::kNotRunnable:
       return 126;
     case ProgramEnd::Kind::kNotFound:

@@ -55,6 +55,17 @@ TEST_F(Drivers, VersionOfABuiltInDriverComesFromItsTexts) {
   EXPECT_EQ(State("md-mod").version, "1.2 beta");
 }
 
+TEST_F(Drivers, FileSystemOfAKernelWithoutListsIsBuiltIn) {
+  m_folder.Write("proc/filesystems", "nodev\tsysfs\n\text4\nnodev\tmqueue\n");
+  EXPECT_EQ(State("ext4").kind, Kind::kUnknown);  // The list of this kernel does not have it.
+
+  std::filesystem::remove(m_folder.Path("lib/modules/6.1.0/modules.builtin"));
+  EXPECT_EQ(State("ext4").kind, Kind::kBuiltIn);
+  EXPECT_EQ(State("EXT4").name, "ext4");
+  EXPECT_EQ(State("sysfs").kind, Kind::kBuiltIn);
+  EXPECT_EQ(State("nodev").kind, Kind::kUnknown);
+}
+
 TEST_F(Drivers, BuiltInDriverWithoutAListHasItsOwnFolder) {
   EXPECT_EQ(State("printk").kind, Kind::kBuiltIn);
   EXPECT_EQ(State("printk").version, "3.4");

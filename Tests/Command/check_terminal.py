@@ -1,0 +1,90 @@
+#!/usr/bin/python3
+"""Runs the command on a terminal of its own: colours and progress stand there and nowhere else.
+
+Usage: check_terminal.py COMMAND...
+"""
+
+import os
+import pty
+import subprocess
+import sys
+
+# No machine searches this through in the time that it is given.
+LONG_SEARCH = ["match", "(a*)(a*)(a*)(a*)(a*)[bc]", "a" * 1000, "--limit", "3s"]
+FAILED_DRIVE = ["status", "pd", "OPERATIONAL", "FAILED"]
+
+
+def read_all(terminal):
+    """What was written to a terminal whose other end is closed."""
+    content = b""
+    while True:
+        try:
+            part = os.read(terminal, 65536)
+        except OSError:  # The last writer has gone.
+            return content.decode()
+        if not part:
+            return content.decode()
+        content += part
+
+
+def run(command, words, terminals, **environment):
+    """Runs a line with these streams on terminals; yields all streams as text, by name."""
+    streams, terminal_ends = {}, {}
+    for name in ("stdout", "stderr"):
+        if name in terminals:
+            terminal_ends[name], streams[name] = pty.openpty()
+        else:
+            streams[name] = subprocess.PIPE
+    own = {name: value for name, value in os.environ.items() if name not in ("NO_COLOR", "TERM")}
+    process = subprocess.Popen([*command, *words], stdin=subprocess.DEVNULL, **streams,
+                               env={**own, **environment})
+    for name in terminals:
+        os.close(streams[name])
+    texts = {name: read_all(end) for name, end in terminal_ends.items()}
+    output, errors = process.communicate(timeout=120)
+    texts.setdefault("stdout", output.decode() if output is not None else "")
+    texts.setdefault("stderr", errors.decode() if errors is not None else "")
+    for end in terminal_ends.values():
+        os.close(end)
+    return texts
+
+
+def main(command):
+    wrong = []
+
+    def expect(holds, what):
+        print("ok" if holds else "FAILED", what)
+        if not holds:
+            wrong.append(what)
+
+    red = "\033[31mevent 10471"
+    coloured = run(command, FAILED_DRIVE, ["stdout"], TERM="xterm")["stdout"]
+    plain = run(command, FAILED_DRIVE, [], TERM="xterm")["stdout"]
+    expect(red in coloured and "\033[0m" in coloured, "a terminal shows colours")
+    expect("\033" not in plain and "event 10471" in plain, "a pipe has none")
+    for name, words, environment in (
+            ("NO_COLOR", FAILED_DRIVE, {"TERM": "xterm", "NO_COLOR": "1"}),
+            ("a terminal without colours", FAILED_DRIVE, {"TERM": "dumb"}),
+            ("a terminal of no type", FAILED_DRIVE, {}),
+            ("JSON", ["--json", *FAILED_DRIVE], {"TERM": "xterm"})):
+        shown = run(command, words, ["stdout"], **environment)["stdout"]
+        expect("\033" not in shown and "10471" in shown, f"{name} has no colours")
+    empty = run(command, FAILED_DRIVE, ["stdout"], TERM="xterm", NO_COLOR="")["stdout"]
+    expect(red in empty, "an empty NO_COLOR asks for nothing")
+    doctor = run(command, ["doctor", "messageTable"], ["stdout"], TERM="xterm")["stdout"]
+    expect("\033[3" in doctor, "the doctor's states are coloured")
+
+    progress = run(command, LONG_SEARCH, ["stderr"], TERM="xterm")
+    expect("ondrel: searching, 1 s" in progress["stderr"], "a terminal shows progress")
+    last = progress["stderr"].rstrip("\r\n").split("\r")[-1]
+    expect("ondrel: cannot answer: the limit" in progress["stderr"].split(" s\r")[-1],
+           "progress goes before the failure is shown: " + repr(last))
+    expect(progress["stdout"] == "", "progress stays away from standard output")
+    piped = run(command, LONG_SEARCH, ["stdout"], TERM="xterm")["stderr"]
+    expect("searching" not in piped and "cannot answer" in piped, "a pipe shows no progress")
+    quick = run(command, ["match", "a", "a"], ["stderr"], TERM="xterm")["stderr"]
+    expect(quick == "", "quick work shows no progress")
+    return 1 if wrong else 0
+
+
+sys.exit(main(sys.argv[1:]))
