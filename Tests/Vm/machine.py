@@ -256,7 +256,9 @@ class Machine:
                 "-accel", "tcg", "-machine", self._chipset, "-cpu", "max", "-m", self._memory,
                 "-nographic", "-no-reboot", "-nodefaults", "-monitor", "none",
                 "-kernel", str(kernel), "-initrd", str(image),
-                "-append", "console=ttyS0 panic=-1 quiet loglevel=5 tsc=unstable random.trust_cpu=on",
+                # Without no_timer_check a busy host makes the kernel give up at its start.
+                "-append", "console=ttyS0 panic=-1 quiet loglevel=5 tsc=unstable no_timer_check "
+                "random.trust_cpu=on",
                 "-serial", f"file:{self._console}",
                 "-chardev", f"socket,id=frames,path={self.folder / 'frames'}",
                 "-serial", "chardev:frames",
@@ -274,7 +276,9 @@ class Machine:
         image.add_file("/usr/bin/busybox", pathlib.Path(_program("busybox")).read_bytes(), 0o755)
         image.add_program(_built_command(), "/usr/bin/ondrel")
         for program in self._programs:
-            image.add_program(_program(program))
+            path = pathlib.Path(_program(program))
+            # What was built stands where the command does.
+            image.add_program(path, f"/usr/bin/{path.name}" if BUILD_FOLDER in path.parents else None)
         self._add_modules(image, kernel)
         for path, content in self._files.items():
             is_path = isinstance(content, (str, pathlib.Path))

@@ -1,0 +1,136 @@
+"""The watch service in trouble: full disks, lost notices, drives that are reset, memory over time."""
+
+import sys
+import time
+import unittest
+
+from machine import BUILD_FOLDER, MachineTestCase
+from watch_machine import CONFIGURATION, WatchTestCase, watch_machine
+
+HEALTH_POLLS = BUILD_FOLDER / "Tests" / "Support" / "ondrel-test-health-polls"
+POLLS = 1000
+
+
+class WatchFaultsTest(WatchTestCase):
+    machine_arguments = watch_machine(
+        4, programs=["mdadm", "sqlite3", "nvme"],
+        modules=["virtio_pci", "virtio_net", "raid1"])
+    configuration = CONFIGURATION.replace("/root/events.db", "/root/log/events.db").replace(
+        "/root/watch.db", "/root/state/watch.db")
+    database = "/root/state/watch.db"
+
+    @classmethod
+    def prepare(cls):
+        for folder in ("log", "state"):
+            cls.machine.check(f"mkdir /root/{folder}; "
+                              f"mount -t tmpfs -o size=4m tmpfs /root/{folder}")
+
+    def fill(self, folder):
+        self.machine.run(f"dd if=/dev/zero of=/root/{folder}/filler bs=4k")
+        # Pages that the databases have in their files already would still take a record.
+        self.assertNotEqual(0, self.machine.run(
+            f"dd if=/dev/zero of=/root/{folder}/more bs=4k count=1").exit_status)
+
+    def drain(self, folder):
+        self.machine.check(f"rm /root/{folder}/filler /root/{folder}/more")
+
+    def wait_for_words(self, words):
+        self.machine.wait_for(f"grep -q '{words}' /root/watch.log")
+
+    def test_a_an_event_on_a_full_disk_reaches_the_log_when_there_is_room(self):
+        self.create("md1", 1, 0, 1)
+        self.idle("md1")
+        self.fill("log")
+        after = self.last_event()
+        self.machine.check(f"mdadm /dev/md1 --fail {self.node(1)}")
+        # The mail does not wait for the log.
+        self.server.wait_for("admin@example.com", "SN1 ")
+        self.wait_for_words("event log: ")
+        self.assertNotEqual(["0"], self.query(
+            f"SELECT count(*) FROM events WHERE id > {after} AND log_state < 2"))
+        self.drain("log")
+        start = time.monotonic()
+        self.wait_for_events(after, (10471, 4, "SN1"), limit=60)
+        print(f"\nin the log {time.monotonic() - start:.1f} s after there was room",
+              file=sys.stderr)
+        self.wait_for_words("event log: works again")
+        shown = self.machine.check("ondrel --store /root/log/events.db log show RAID")
+        self.assertEqual(1, sum("10471 " in line and "SN1" in line for line in shown.splitlines()))
+
+    def test_b_an_event_that_the_full_state_file_does_not_take_comes_later(self):
+        self.create("md2", 1, 2, 3)
+        self.idle("md2")
+        self.fill("state")
+        after = self.last_event()
+        self.machine.check(f"mdadm /dev/md2 --fail {self.node(3)}")
+        self.wait_for_words("state file: ")
+        self.assertEqual([], self.events(after))
+        self.drain("state")
+        self.wait_for_events(after, (10471, 4, "SN3"), limit=60)
+        self.wait_for_words("state file: works again")
+
+    def feature(self, number):
+        controller = self.node(number).removesuffix("n1")
+        said = self.machine.check(f"nvme get-feature {controller} -f 0x0b")
+        return int(said.strip().rsplit(":", 1)[1], 16)
+
+    def test_c_an_armed_drive_says_itself_that_its_health_is_bad(self):
+        self.assertNotEqual(0x1F, self.feature(0) & 0x1F)
+        controller = self.node(0).removesuffix("n1").removeprefix("/dev/")
+        self.machine.check("cp /root/watch.conf /root/fast.conf; sed -i "
+                           "'s/interval=1/interval=3600\\narm-events=yes/' /root/watch.conf; "
+                           "kill -HUP $(cat /root/pid)")
+        deadline = time.monotonic() + 60
+        while self.feature(0) & 0x1F != 0x1F:
+            self.assertLess(time.monotonic(), deadline, "the drive is not armed")
+            time.sleep(0.2)
+        after = self.last_event()
+        self.machine.monitor("qom-set", path="/machine/peripheral/n0",
+                             property="smart_critical_warning", value=4)
+        # The next question for health is an hour away.
+        self.wait_for_events(after, (10045, 4, "SN0"), limit=60)
+        self.machine.monitor("qom-set", path="/machine/peripheral/n0",
+                             property="smart_critical_warning", value=0)
+
+        # A reset undoes it; the next question for health does it again.
+        self.machine.check("sed -i s/interval=3600/interval=1/ /root/watch.conf; "
+                           f"echo 1 >/sys/class/nvme/{controller}/reset_controller; "
+                           "kill -HUP $(cat /root/pid)")
+        deadline = time.monotonic() + 60
+        while self.feature(0) & 0x1F != 0x1F:
+            self.assertLess(time.monotonic(), deadline, "the drive is not armed again")
+            time.sleep(0.2)
+        self.machine.check("cp /root/fast.conf /root/watch.conf; kill -HUP $(cat /root/pid)")
+
+    def test_d_after_lost_notices_everything_is_looked_at(self):
+        after = self.last_event()
+        self.machine.check("kill -STOP $(cat /root/pid)")
+        self.machine.remove_device("n3")
+        # More notices than the kernel keeps for one who does not read them.
+        self.machine.check("i=0; while [ $i -lt 4000 ]; do "
+                           "echo change >/sys/class/block/nvme0n1/uevent; i=$((i+1)); done; "
+                           "kill -CONT $(cat /root/pid)")
+        self.wait_for_words("notices of the kernel were lost")
+        self.wait_for_events(after, (10033, 3, "SN3"))
+        # And it hears of what comes later.
+        after = self.last_event()
+        self.machine.remove_device("n2")
+        self.wait_for_events(after, (10033, 3, "SN2"))
+
+
+class HealthPollsTest(MachineTestCase):
+    machine_arguments = watch_machine(1, programs=[str(HEALTH_POLLS)])
+
+    def test_memory_is_flat_over_a_thousand_questions_for_health(self):
+        self.machine.wait_for("[ -e /dev/nvme0n1 ]")
+        said = self.machine.check([HEALTH_POLLS.name, "100", str(POLLS)])
+        drives, first, last = map(int, said.split())
+        print(f"\n{POLLS} polls of {drives} drive: {first} kB, then {last} kB resident",
+              file=sys.stderr)
+        self.assertEqual(1, drives)
+        # An answer that is kept for each question would be 4 MB.
+        self.assertLessEqual(last - first, 256)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
