@@ -53,6 +53,21 @@ TEST(View, TheTableNamesEachDriveAndArrayWithItsStatus) {
   EXPECT_EQ(false, JsonOfAll(*world.state)["well"]);
 }
 
+TEST(View, SizesOfArraysHaveTheLargestUnitThatFits) {
+  World world = WorldWithArray("raid1", 2);
+  struct Row {
+    std::uint64_t bytes;
+    const char* text;
+  };
+  for (const Row& row :
+       {Row{1023, "1023 B"}, Row{1024, "1.0 KiB"}, Row{1536, "1.5 KiB"},
+        Row{std::uint64_t{1} << 20, "1.0 MiB"}, Row{std::uint64_t{1} << 50, "1.0 PiB"},
+        Row{std::uint64_t{1} << 62, "4096.0 PiB"}}) {
+    world.state->arrays.at(0).array.size = row.bytes;
+    EXPECT_THAT(TableOf(*world.state), HasSubstr(row.text));
+  }
+}
+
 TEST(Metrics, HoldTheStatusesAndEscapeLabels) {
   const World world = FullWorld();
   ServiceCounts counts;
@@ -69,6 +84,38 @@ TEST(Metrics, HoldTheStatusesAndEscapeLabels) {
               HasSubstr("ondrel_array_action_progress_ratio{array=\"A\",action=\"check\"} 0.25\n"));
   EXPECT_THAT(text, HasSubstr("ondrel_watch_mails_queued 3\n"));
   EXPECT_THAT(text, HasSubstr("ondrel_watch_last_look_timestamp_seconds 1700000000\n"));
+}
+
+TEST(Metrics, EachHealthValueHasItsSeriesInItsUnit) {
+  World world = FullWorld();
+  Ondrel::Host::DriveHealth& health = world.AskHealth("N \"1\"");
+  health.criticalWarning = 4;
+  health.availableSpare = 75;
+  health.percentageUsed = 50;
+  health.mediaErrors = 6;
+  health.powerOnHours = 2;
+  health.unsafeShutdowns = 9;
+  world.Look();
+  const std::string text = MetricsText(*world.state, {});
+  struct Row {
+    const char* name;
+    const char* type;
+    const char* help;
+    const char* value;
+  };
+  for (const Row& row : {
+           Row{"critical_warning", "gauge", "Bits of the critical warning.", "4"},
+           Row{"available_spare_ratio", "gauge", "Spare capacity that is left.", "0.75"},
+           Row{"life_used_ratio", "gauge", "Part of the expected life that is used.", "0.5"},
+           Row{"media_errors_total", "counter", "Media and data integrity errors.", "6"},
+           Row{"power_on_seconds_total", "counter", "Time that the drive was powered.", "7200"},
+           Row{"unsafe_shutdowns_total", "counter", "Losses of power without notice.", "9"},
+       }) {
+    const std::string name = std::string("ondrel_drive_") + row.name;
+    EXPECT_THAT(text,
+                HasSubstr("# HELP " + name + " " + row.help + "\n# TYPE " + name + " " + row.type +
+                          "\n" + name + "{drive=\"N \\\"1\\\"\"} " + row.value + "\n"));
+  }
 }
 
 TEST(MailText, SaysWhatHappenedWhereAndWhen) {

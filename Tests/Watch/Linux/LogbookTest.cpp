@@ -6,7 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <ctime>
+#include <string>
+#include <vector>
 
 namespace Tool::Watch {
 namespace {
@@ -42,6 +45,25 @@ TEST_F(Logbook, AnEventThatWasWrittenIsInTheLog) {
   EXPECT_TRUE(IsInLog("RAID", EventOf("it failed")));
   EXPECT_FALSE(IsInLog("RAID", EventOf("another")));
   EXPECT_FALSE(IsInLog("Other", EventOf("it failed")));
+}
+
+TEST_F(Logbook, TheTypeFollowsFromTheSeverity) {
+  for (int severity = 1; severity <= 5; ++severity) {
+    StoredEvent event = EventOf("severity " + std::to_string(severity));
+    event.event.severity = severity;
+    ASSERT_EQ("", WriteEvent("RAID", event));
+  }
+  Ondrel::Host::CEventLogReader reader;
+  ASSERT_EQ(0u, reader.Open("RAID", {}));
+  std::vector<Ondrel::Host::EventLogItem> items;
+  ASSERT_EQ(0u, reader.Read(items));
+  ASSERT_EQ(5u, items.size());
+  // Information, warning and error of the published numbering.
+  constexpr unsigned kTypes[] = {4, 4, 2, 1, 1};
+  for (std::size_t index = 0; index < items.size(); ++index) {
+    EXPECT_EQ(kTypes[index], static_cast<unsigned>(items[index].record.eventType)) << index + 1;
+    EXPECT_EQ(10471u, items[index].record.eventID & 0xFFFF);
+  }
 }
 
 TEST_F(Logbook, AnEventOfLongAgoIsNotTakenForThisOne) {

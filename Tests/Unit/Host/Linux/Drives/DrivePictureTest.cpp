@@ -1,5 +1,6 @@
 #include "Host/Linux/Drives/DriveFiles.h"
 #include "Host/Linux/Drives/DrivePicture.h"
+#include "Host/Linux/Drives/Notifications.h"
 #include "Unit/Host/Linux/Drives/DriveTree.h"
 
 #include <Ondrel/StatusTransition.h>
@@ -274,6 +275,18 @@ TEST(DrivePicture, AHotSpareOfAnArrayWithASpareGroupIsGlobal) {
   const DriveSnapshot snapshot = tree.Read();
   EXPECT_EQ(kStatusGlobalHotspare, DriveOf(snapshot, "A").status);
   EXPECT_EQ(kStatusDedicatedHotspare, DriveOf(snapshot, "B").status);
+}
+
+TEST(DriveNotifications, NothingIsLostWhereNothingHappened) {
+  const DriveTree tree;
+  tree.AddArray("md0", "raid1", 1);
+  DriveNotifications notifications(
+      {.sysfs = tree.Path("sys"), .processes = tree.Path("proc"), .arrayConfigurations = {}});
+  EXPECT_GE(notifications.Descriptor(), 0);
+  notifications.FollowArrays();
+  // Twice: what is taken may be that of another device of this machine.
+  notifications.Take();
+  EXPECT_TRUE(notifications.Take());
 }
 
 TEST(SpareGroups, AreFoundInEveryFormOfALine) {
