@@ -171,18 +171,17 @@ class WatchTest(WatchTestCase):
             time.sleep(10)
             spent.append(ticks(pid) - before[0])
             woken.append(wakes() - before[1])
-        # What the machine takes to look twice, as a program of its own each time.
-        looks = int(self.machine.check(
-            "ondrel watch --once >/dev/null; ondrel watch --once >/dev/null; "
-            "cat /proc/$$/stat").rsplit(")", 1)[1].split()[13]) + int(self.machine.check(
-                "ondrel watch --once >/dev/null; ondrel watch --once >/dev/null; "
-                "cat /proc/$$/stat").rsplit(")", 1)[1].split()[14])
+        # What the machine takes to look four times, as a program of its own each time.
+        times = self.machine.check("for i in 1 2 3 4; do ondrel watch --once >/dev/null; done; "
+                                   "cat /proc/$$/stat").rsplit(")", 1)[1].split()
+        looks = int(times[13]) + int(times[14])
         resident = int(self.machine.check(f"grep VmRSS /proc/{pid}/status").split()[1])
         print(f"\nat rest: {spent} ticks in 10 s, {woken} times awake, {resident} kB resident; "
-              f"two looks by hand take {looks} ticks", file=sys.stderr)
+              f"four looks by hand take {looks} ticks", file=sys.stderr)
         self.machine.check(f"cp /root/fast.conf /root/watch.conf; kill -HUP {pid}")
-        self.assertLessEqual(min(woken), 40)
-        self.assertLessEqual(min(spent), max(5, looks))
+        self.assertLessEqual(min(woken), 15)
+        # On a host too busy for that, still little in terms of the machine's own speed.
+        self.assertLessEqual(min(spent), max(5, looks // 8))
         self.assertLessEqual(resident, 16 * 1024)
 
     def test_j_it_ends_in_time_with_everything_kept(self):
