@@ -76,7 +76,7 @@ def complaints_about(command, line):
     if text.returncode != 2:
         yield f"exit status {text.returncode}: {text.stderr}"
         return
-    words = text.stderr.decode()
+    words = text.stderr.decode().replace("\r\n", "\n")
     if text.stdout or not words.startswith("ondrel: ") or "--help' for its usage.\n" not in words:
         yield f"said {text.stdout} and {words}"
     yield from (f"says {words}" for raw in RAW_WORDS if raw in words)

@@ -204,6 +204,7 @@ TEST_P(CommandAlertWrongMail, KeepsNoEventOutOfTheLog) {
   EXPECT_EQ(shown["readBack"]["ok"], true);
   EXPECT_EQ(shown["mail"]["ok"], false);
   EXPECT_THAT(shown["mail"]["reason"].get<std::string>(), HasSubstr(GetParam().reason));
+  EXPECT_EQ(shown["mail"]["error"]["name"], "WRONG_USAGE");
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -136,7 +136,8 @@ private:
       m_isFailed |= !outcome.isSent;
       Tell("Mail: " + OutcomeText(route, outcome));
     } catch (const UsageError& error) {
-      Fail("mail", "Mail", error.what());
+      Fail("mail", "Mail", OneLine(error.what()));
+      m_result["mail"]["error"] = error.Details();
     }
   }
 
