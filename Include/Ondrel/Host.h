@@ -97,9 +97,11 @@ struct EventLogRecord {
 
 /// What a reader comes upon in a log.
 enum class EventLogItemKind {
-  kRecord,   ///< A record.
-  kMissed,   ///< The records `first` to `last` went away before they were read.
-  kDamaged,  ///< The records `first` to `last` cannot be read any more.
+  kRecord,  ///< A record.
+  kMissed,  ///< The records `first` to `last` went away before they were read.
+  /// The records `first` to `last` cannot be read any more; where `file` is not empty, this file
+  /// of the journal or of the store, whose records nobody can number.
+  kDamaged,
   /// The log is another one than before: its file was replaced, or its numbers went back. The
   /// reader goes on with the oldest record of what is there now, so that records may come again.
   kReplaced,
@@ -111,6 +113,7 @@ struct EventLogItem {
   EventLogRecord record;                              ///< The record.
   std::uint64_t first = 0;                            ///< First number that is missing or damaged.
   std::uint64_t last = 0;                             ///< Last number that is missing or damaged.
+  std::string file;                                   ///< File that is damaged, else empty.
 };
 
 /// Which records a reader is to give, and in which order. Without any choice: all, oldest first.
@@ -147,11 +150,13 @@ public:
   /// Replaces `items` with the next ones, about `most` of them at most. Yields 0, or the error.
   ///
   /// No items mean the end of the range; oldest first, later calls give what has come since. After
-  /// an error the next call tries again at the same place.
+  /// an error the next call tries again at the same place. A store that was there and is gone is
+  /// error 2, until there is one again.
   ULong Read(std::vector<EventLogItem>& items, std::size_t most = 256);
 
-  /// The place after the last item that was read, as text for `EventLogRange::after`; it is good
-  /// for this log in this store or journal. Empty while there is none.
+  /// The place after the last item that was read or, before the first, where reading begins, as
+  /// text for `EventLogRange::after`; it is good for this log in this store or journal. Empty where
+  /// the range alone says where that is.
   std::string Position() const;
 
   /// Distinguishes this store from every other one, as 32 hexadecimal digits; of a journal, the

@@ -38,11 +38,11 @@ public:
   void AddNote(EventLogItemKind kind, std::uint64_t first = 0, std::uint64_t last = 0) {
     if (m_count > 0 && kind != EventLogItemKind::kReplaced) {
       EventLogItem& before = m_items[m_count - 1];
-      if (before.kind == kind && before.last + 1 == first) {
+      if (before.kind == kind && before.file.empty() && before.last + 1 == first) {
         before.last = last;
         return;
       }
-      if (before.kind == kind && last + 1 == before.first) {
+      if (before.kind == kind && before.file.empty() && last + 1 == before.first) {
         before.first = first;
         return;
       }
@@ -53,12 +53,20 @@ public:
     item.last = last;
   }
 
+  /// Adds a file that cannot be read.
+  void AddDamagedFile(const std::string& file) {
+    EventLogItem& item = Add(EventLogItemKind::kDamaged);
+    item.record = {};
+    item.file = file;
+  }
+
 private:
   EventLogItem& Add(EventLogItemKind kind) {
     if (m_count == m_items.size()) m_items.emplace_back();
     EventLogItem& item = m_items[m_count++];
     item.kind = kind;
     item.first = item.last = 0;
+    item.file.clear();
     return item;
   }
 

@@ -43,11 +43,15 @@ public:
       : m_name(std::move(log)), m_range(range), m_buffer(kBufferSize) {}
 
   ULong Begin() {
+    const bool isNewOnly = m_range.isNewOnly;
     if (!m_range.after.empty() && !TakePosition()) return ERROR_INVALID_PARAMETER;
     const ULong error = Reopen();
-    if (error != ERROR_SUCCESS || !m_range.isNewOnly) return error;
+    if (error != ERROR_SUCCESS || !isNewOnly) return error;
     const ULong outcome = ReadBuffer(EVENTLOG_SEQUENTIAL_READ | kBackwards, 0);
-    if (outcome == ERROR_HANDLE_EOF) return Reopen();
+    if (outcome == ERROR_HANDLE_EOF) {
+      m_range.firstNumber = 1;  // What comes and goes before it is read is missed.
+      return Reopen();
+    }
     if (outcome != ERROR_SUCCESS) return outcome;
     if (const std::optional<EVENTLOGRECORD> newest = RecordAt(0)) SetMark(*newest);
     return Reopen();
@@ -58,7 +62,9 @@ public:
   }
 
   std::string Position() const override {
-    if (!m_mark || m_range.isNewestFirst) return {};
+    if (m_range.isNewestFirst) return {};
+    // Of a log without records, its beginning: nothing of what comes is old.
+    if (!m_mark) return m_range.isNewOnly ? std::string(kPositionMark) + "0:0" : std::string();
     return std::string(kPositionMark) + std::to_string(m_mark->number) + ":" +
            std::to_string(m_mark->time.value_or(0));
   }
@@ -83,7 +89,12 @@ private:
     if (first.ec != std::errc() || first.ptr == end || *first.ptr != ':') return false;
     const auto second = std::from_chars(first.ptr + 1, end, time);
     if (second.ec != std::errc() || second.ptr != end) return false;
-    m_mark = Mark{number, time};
+    if (number > 0) {
+      m_mark = Mark{number, time};
+    } else {
+      m_range.isNewOnly = true;
+      m_range.firstNumber = 1;
+    }
     return true;
   }
 

@@ -300,5 +300,42 @@ TEST_F(EventHistoryFaults, ThreeHundredDamagedStoresLoseNothingInSilence) {
   }
 }
 
+TEST_F(EventHistoryFaults, ADamagedWriteAheadLogIsNamedUnlessNothingIsLostByIt) {
+  constexpr std::size_t kRecords = 60;
+  const SourceHandle source(Operations(), "Log");
+  for (std::size_t i = 0; i < kRecords; ++i) ASSERT_EQ(source.Report("0 " + std::to_string(i)), 0u);
+  const auto bytesOf = [](const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  const std::string store = bytesOf(Path());
+  const std::string log = bytesOf(Path() + "-wal");
+  ASSERT_GT(log.size(), 50'000u);
+  int losses = 0;
+  for (std::size_t at = 0; at < log.size(); at += log.size() / 100) {
+    const std::string name = "damaged" + std::to_string(at) + ".db";
+    const std::string path = Folder().Write(name, store);
+    std::string damaged = log;
+    damaged[at] ^= '\x10';
+    const std::string damagedLog = Folder().Write(name + "-wal", damaged);
+    Host::UseEventStore(path);
+    const std::vector<std::string> words = WordsOf();
+    const bool isNamed = std::ranges::find(words, "damaged " + damagedLog) != words.end();
+    EXPECT_TRUE(isNamed || words.size() == kRecords) << at << ": " << words.size();
+    losses += isNamed ? 1 : 0;
+    std::filesystem::remove(path);
+  }
+  EXPECT_GT(losses, 50);
+  Host::UseEventStore(Path());
+  EXPECT_EQ(WordsOf().size(), kRecords);
+}
+
+TEST_F(EventHistoryFaults, ALogThatIsWrittenWhileItIsOpenedIsNotDamaged) {
+  ReportSome(1);
+  ChildProcess writer([this] { return WriteAll("Other", 0, 3000); });
+  for (int i = 0; i < 300; ++i) EXPECT_EQ(WordsOf(), std::vector<std::string>{"1"});
+  EXPECT_EQ(writer.Wait(), 0);
+}
+
 }  // namespace
 }  // namespace Ondrel

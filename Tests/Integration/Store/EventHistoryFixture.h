@@ -25,7 +25,7 @@ inline std::vector<std::string> Summary(const std::vector<Host::EventLogItem>& i
         words.push_back("missed " + numbers);
         break;
       case Host::EventLogItemKind::kDamaged:
-        words.push_back("damaged " + numbers);
+        words.push_back("damaged " + (item.file.empty() ? numbers : item.file));
         break;
       case Host::EventLogItemKind::kReplaced:
         words.push_back("replaced");

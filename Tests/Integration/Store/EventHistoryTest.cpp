@@ -1,5 +1,7 @@
 #include "EventHistoryFixture.h"
 #include "Host/Linux/FileDescriptor.h"
+#include "Support/PreparedClock.h"
+#include "Support/PreparedOperations.h"
 
 #include <gmock/gmock.h>
 
@@ -264,6 +266,33 @@ TEST_F(EventHistory, ARemovedStoreIsAFailureUntilThereIsOneAgain) {
   EXPECT_EQ(reader.Read(items), ERROR_FILE_NOT_FOUND);
   ReportSome(1);
   EXPECT_THAT(WordsToEnd(reader), ElementsAre("replaced", "1"));
+}
+
+TEST_F(EventHistory, AStoreThatIsCutToNothingUnderAReaderIsSaid) {
+  ReportSome(3);
+  CEventLogReader reader = Opened();
+  ReadToEnd(reader);
+  std::filesystem::resize_file(Path(), 0);
+  EXPECT_THAT(WordsToEnd(reader), ElementsAre("replaced"));
+  ReportSome(1);
+  EXPECT_THAT(WordsToEnd(reader), ElementsAre("1"));
+}
+
+TEST_F(EventHistory, AStoreThatIsKeptFromAReaderIsALockViolationAfterTenSeconds) {
+  ReportSome(1);
+  std::chrono::nanoseconds rested{0};
+  const Testing::PreparedOperations clock(Host::Clock(), Testing::ClockPassingByRests(rested));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(Path().c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "PRAGMA locking_mode=EXCLUSIVE; DELETE FROM log WHERE id = 99",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  CEventLogReader reader;
+  EXPECT_EQ(reader.Open("Log"), ERROR_LOCK_VIOLATION);
+  EXPECT_GE(rested, std::chrono::seconds(10));
+  EXPECT_LT(rested, std::chrono::seconds(11));
+  sqlite3_close(other);
+  EXPECT_THAT(WordsOf(), ElementsAre("1"));
 }
 
 TEST_F(EventHistory, WhatMadeRoomBeforeTheReadingBeganIsNotMissing) {

@@ -44,8 +44,7 @@ struct ErrorWords {
 
 constexpr ErrorWords kErrorWords[] = {
     {ERROR_SUCCESS, "done"},
-    {ERROR_FILE_NOT_FOUND,
-     "the file is not there, or nobody takes entries at the journal's socket"},
+    {ERROR_FILE_NOT_FOUND, "the file is not there, or a link that leads nowhere"},
     {ERROR_PATH_NOT_FOUND, "the folder does not exist"},
     {ERROR_TOO_MANY_OPEN_FILES, "too many files are open"},
     {ERROR_ACCESS_DENIED, "access is denied"},
@@ -71,6 +70,8 @@ constexpr ErrorWords kErrorWords[] = {
 }  // namespace
 
 std::string EventLogErrorText(ULong error) {
+  if (error == ERROR_FILE_NOT_FOUND && ChosenEventLog().kind == EventLogKind::kJournal)
+    return "nobody takes entries at the journal's socket";
   for (const ErrorWords& row : kErrorWords)
     if (row.error == error) return row.words;
   return "error " + std::to_string(error);

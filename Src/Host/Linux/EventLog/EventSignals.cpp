@@ -170,9 +170,9 @@ class JournalSignal final : public EventSignal {
 public:
   explicit JournalSignal(const std::string& path) {
     const int outcome = OpenJournalAt(path, m_journal);
-    if (outcome < 0) throw SignalError{ErrorFromErrno(-outcome)};
+    if (outcome < 0) throw SignalError{ErrorFromJournal(-outcome)};
     m_descriptor = sd_journal_get_fd(m_journal.get());
-    if (m_descriptor < 0) throw SignalError{ErrorFromErrno(-m_descriptor)};
+    if (m_descriptor < 0) throw SignalError{ErrorFromJournal(-m_descriptor)};
   }
 
   std::intptr_t Handle() const override { return m_descriptor; }

@@ -262,6 +262,15 @@ void EventStoreFile::Announce() const noexcept {
 
 bool EventStoreFile::IsInPlace() const { return m_file && IdentityOf(m_path) == m_file; }
 
+bool EventStoreFile::IsOverwritten() {
+  const std::optional<FileIdentity> log = IdentityOf(WriteAheadLogPath());
+  return ContentOf(m_database) != Content::kEvents || (log && log != m_writeAheadLog);
+}
+
+void EventStoreFile::Forget() noexcept {
+  sqlite3_db_config(m_database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
 bool EventStoreFile::IsWriteAheadLogInPlace() const {
   return m_writeAheadLog && IdentityOf(WriteAheadLogPath()) == m_writeAheadLog;
 }

@@ -49,11 +49,20 @@ public:
   /// Distinguishes this store from every other one; empty where an earlier version made it.
   std::string Identity();
 
+  std::string WriteAheadLogPath() const { return m_database.FilePath() + "-wal"; }
+
   /// Lets those who watch the file know that a record can be read.
   void Announce() const noexcept;
 
   /// True while the path leads to the file.
   bool IsInPlace() const;
+
+  /// True when the file was written over by something else than SQLite: it begins with another
+  /// content, or its write-ahead log is a new one. What the connection holds of it is worthless.
+  bool IsOverwritten();
+
+  /// Lets the end of the connection leave the file and its companions alone.
+  void Forget() noexcept;
 
   /// True while the write-ahead log stands beside the file.
   bool IsWriteAheadLogInPlace() const;
@@ -63,7 +72,6 @@ public:
   void Abandon() noexcept;
 
 private:
-  std::string WriteAheadLogPath() const { return m_database.FilePath() + "-wal"; }
   std::string IndexPath() const { return m_database.FilePath() + "-shm"; }
 
   std::string m_path;

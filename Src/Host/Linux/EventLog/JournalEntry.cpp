@@ -1,6 +1,7 @@
 #include "Host/Linux/EventLog/JournalEntry.h"
 
 #include "Host/Linux/EventLog/JournalFields.h"
+#include "Host/Linux/LastError.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,6 +32,17 @@ ULong Number(std::optional<std::string_view> text, ULong otherwise) {
 }
 
 }  // namespace
+
+ULong ErrorFromJournal(int errnoValue) {
+  switch (errnoValue) {
+    case EBADMSG:          // Damaged.
+    case ENODATA:          // Shorter than a journal file can be.
+    case EPROTONOSUPPORT:  // Of a later version.
+      return ERROR_EVENTLOG_FILE_CORRUPT;
+    default:
+      return ErrorFromErrno(errnoValue);
+  }
+}
 
 int OpenJournalAt(const std::string& path, JournalHandle& journal) {
   sd_journal* opened = nullptr;

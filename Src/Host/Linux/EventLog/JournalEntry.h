@@ -24,6 +24,9 @@ using JournalHandle = std::unique_ptr<sd_journal, CloseJournal>;
 /// folder, or that one file. Negative on failure, with the errno.
 int OpenJournalAt(const std::string& path, JournalHandle& journal);
 
+/// The Win32 number for the errno with which the journal failed.
+ULong ErrorFromJournal(int errnoValue);
+
 /// Which numbering a sequence number belongs to: an id of 128 bits in hexadecimal.
 using Numbering = std::array<char, 32>;
 

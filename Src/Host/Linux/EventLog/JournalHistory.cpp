@@ -2,13 +2,14 @@
 #include "Host/Linux/EventLog/Journal.h"
 #include "Host/Linux/EventLog/JournalEntry.h"
 #include "Host/Linux/EventLog/JournalFields.h"
-#include "Host/Linux/LastError.h"
+#include "Host/Linux/EventLog/JournalFiles.h"
 
 #include <systemd/sd-id128.h>
 
 #include <chrono>
 #include <limits>
 #include <optional>
+#include <set>
 #include <thread>
 #include <utility>
 
@@ -33,7 +34,7 @@ ULong Answer(Operation operation) {
   try {
     return operation();
   } catch (const JournalError& failure) {
-    return ErrorFromErrno(-failure.outcome);
+    return ErrorFromJournal(-failure.outcome);
   }
 }
 
@@ -52,9 +53,7 @@ public:
 
   ULong Read(ItemList& items) override {
     return Answer([&]() -> ULong {
-      const int change = Checked(sd_journal_process(m_journal.get()));
-      // Files came or went, and with them perhaps entries that were not read yet.
-      if (change == SD_JOURNAL_INVALIDATE && m_last) m_isLossPossible = true;
+      NoteChange(items);
       if (m_isLossPossible && !m_range.isNewestFirst) NoteLoss(items);
       while (!items.IsFull() && Step()) {
         const JournalEntry entry(m_journal.get());
@@ -65,12 +64,17 @@ public:
         Take(items, entry, *place);
       }
       if (m_isAtEntry) m_cursor = JournalEntry(m_journal.get()).Cursor();
+      // What was damaged in a file shows when it is read.
+      if (!items.IsFull()) NoteChange(items);
       return ERROR_SUCCESS;
     });
   }
 
   std::string Position() const override {
-    return m_cursor.empty() ? std::string() : std::string(kPositionMark) + m_cursor;
+    if (m_range.isNewestFirst) return {};
+    // Of a journal without entries, its beginning: nothing of what comes is old.
+    if (m_cursor.empty() && !m_range.isNewOnly) return {};
+    return std::string(kPositionMark) + m_cursor;
   }
 
   std::string Identity() const override {
@@ -115,6 +119,11 @@ private:
 
   void BeginAfter(const std::string& cursor) {
     sd_journal* const journal = m_journal.get();
+    if (cursor.empty()) {
+      m_range.isNewOnly = true;
+      Checked(sd_journal_seek_head(journal));
+      return;
+    }
     m_last = PlaceOfCursor(cursor);
     if (!m_last) throw JournalError{-EINVAL};
     m_cursor = cursor;
@@ -157,6 +166,24 @@ private:
     record.data.swap(event.data);
   }
 
+  // Files came, went or cannot be read on, and with them perhaps entries that were not read yet.
+  void NoteChange(ItemList& items) {
+    const bool isFirst = !std::exchange(m_areFilesKnown, true);
+    const bool isInvalid = Checked(sd_journal_process(m_journal.get())) == SD_JOURNAL_INVALIDATE;
+    if (isInvalid && m_last) m_isLossPossible = true;
+    if (m_path.empty() || !(isFirst || isInvalid)) return;
+    const std::vector<std::string> files = JournalFilesAt(m_path);
+    // Where none came or went, it is one that was read so far that gave up.
+    const bool isInFile = isInvalid && files == m_files;
+    for (const std::string& file : files) {
+      if (m_damaged.contains(file)) continue;
+      if (!IsUnreadableJournalFile(file) && !(isInFile && IsDamagedJournalFile(file))) continue;
+      m_damaged.insert(file);
+      items.AddDamagedFile(file);
+    }
+    m_files = files;
+  }
+
   // Looks whether entries went away that stood after the one read last. The oldest that is left of
   // its numbering says so: what goes, goes from that end.
   void NoteLoss(ItemList& items) {
@@ -191,6 +218,9 @@ private:
   bool m_isAtEntry = false;
   bool m_isEntryDue = false;  // The journal stands at an entry that was not given yet.
   bool m_isLossPossible = false;
+  bool m_areFilesKnown = false;
+  std::vector<std::string> m_files;  // Of a path, as last looked at.
+  std::set<std::string> m_damaged;   // Those that were named.
 };
 
 /// Reports, and looks for the entry in the journal.

@@ -1,7 +1,6 @@
 #include "Host/Linux/EventLog/EventRecord.h"
 #include "Host/Linux/EventLog/Journal.h"
 #include "Host/Linux/EventLog/JournalEntry.h"
-#include "Host/Linux/LastError.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -132,10 +131,10 @@ ULong JournalLog::Read(ULong flags, ULong recordOffset, std::span<std::byte> buf
 
   // Takes in files that were rotated, removed or begun since the last call.
   if (const int outcome = sd_journal_process(m_journal.get()); outcome < 0)
-    return ErrorFromErrno(-outcome);
+    return ErrorFromJournal(-outcome);
 
   int outcome = isSeek ? GoToRecord(recordOffset) : GoOn(direction);
-  if (outcome < 0) return ErrorFromErrno(-outcome);
+  if (outcome < 0) return ErrorFromJournal(-outcome);
   if (outcome == 0) return isSeek ? ERROR_INVALID_PARAMETER : ERROR_HANDLE_EOF;
 
   while (outcome > 0) {
@@ -155,7 +154,7 @@ ULong JournalLog::Read(ULong flags, ULong recordOffset, std::span<std::byte> buf
   }
   // What was delivered counts; a failure after it is met again by the next call.
   if (bytesRead > 0) return ERROR_SUCCESS;
-  return outcome < 0 ? ErrorFromErrno(-outcome) : ERROR_HANDLE_EOF;
+  return outcome < 0 ? ErrorFromJournal(-outcome) : ERROR_HANDLE_EOF;
 }
 
 }  // namespace
@@ -164,7 +163,7 @@ std::unique_ptr<OpenedLog> OpenJournal(const std::string& path, ULong& error) {
   JournalHandle journal;
   const int outcome = OpenJournalAt(path, journal);
   if (outcome < 0) {
-    error = ErrorFromErrno(-outcome);
+    error = ErrorFromJournal(-outcome);
     return nullptr;
   }
   return std::make_unique<JournalLog>(std::move(journal), path.empty());

@@ -3,6 +3,7 @@
 #include "Host/Linux/EventLog/EventRecord.h"
 #include "Host/Linux/EventLog/HistoryTables.h"
 #include "Host/Linux/EventLog/StoreConnection.h"
+#include "Host/Linux/EventLog/WriteAheadLog.h"
 #include "Host/Linux/LastError.h"
 
 #include <algorithm>
@@ -108,6 +109,11 @@ public:
   ULong Read(ItemList& items) override {
     return Answer([&]() -> ULong {
       for (int files = 0; files < kMostFiles; ++files) {
+        if (m_connection && m_connection->file.IsInPlace() && m_connection->file.IsOverwritten()) {
+          m_connection->file.Forget();
+          m_connection.reset();
+          Connect();
+        }
         // The file that was read so far is read to its end also when the path leads to another.
         const bool isInPlace = !m_connection || m_connection->file.IsInPlace();
         if (m_connection) {
@@ -140,6 +146,8 @@ private:
   void Connect() {
     if (IsMissing(m_path)) return;
     m_connection = std::make_unique<Connection>(m_path, m_log);
+    const std::string log = m_connection->file.WriteAheadLogPath();
+    if (IsWriteAheadLogDamaged(log)) m_damagedLog = log;
     const std::string identity = m_connection->file.Identity();
     // Known from an earlier connection, or from the position that the reader began with. A store of
     // an earlier version has none until it is written.
@@ -187,6 +195,7 @@ private:
   void ReadConnection(ItemList& items) {
     HistoryTables& tables = m_connection->tables;
     const HistoryTables::Picture picture(tables);
+    if (!m_damagedLog.empty()) items.AddDamagedFile(std::exchange(m_damagedLog, {}));
     if (m_isReplaced) Restart(items);
     const std::optional<LogState> state = tables.State();
     if (!state) {
@@ -364,6 +373,7 @@ private:
   bool m_isKnown = false;     // The identity is that of a store that was there.
   bool m_isStarted = false;   // The mark says where to go on.
   bool m_isReplaced = false;  // Another store has taken the place, which is still to be said.
+  std::string m_damagedLog;   // Holds what nobody can read; still to be said.
   Mark m_mark;
   std::int64_t m_expected = 1;  // The number that comes next where none is missing.
   std::int64_t m_next = 0;      // Downwards: where the next read begins.

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace Ondrel::Host {
+
+/// Whether a write-ahead log has committed frames that SQLite leaves out without a word, since
+/// something before them is damaged. `path` is the log's own. False where it is not there.
+///
+/// After a loss of power the last commit may look the same, though nobody was told that it was
+/// kept: what cannot be told apart counts as damage.
+bool IsWriteAheadLogDamaged(const std::string& path);
+
+}  // namespace Ondrel::Host
