@@ -5,6 +5,7 @@
 #include "Tool/HostErrors.h"
 #include "Tool/Names.h"
 #include "Tool/Options.h"
+#include "Tool/Suggestion.h"
 
 #include <Ondrel/SystemLog.h>
 
@@ -39,26 +40,18 @@ constexpr std::array kTypes = {
     NamedType{"information", Ondrel::kEventTypeInformation},
 };
 
-std::string TypeText(Ondrel::ULong type) {
-  for (const NamedType& known : kTypes)
-    if (known.type == type) return std::string(known.name);
-  return "type-" + std::to_string(type);
+void AppendType(std::string& text, Ondrel::ULong type) {
+  for (const NamedType& known : kTypes) {
+    if (known.type != type) continue;
+    text.append(known.name);
+    return;
+  }
+  text.append("type-").append(std::to_string(type));
 }
 
 std::string Numbers(std::uint64_t first, std::uint64_t last) {
   if (first == last) return "record " + std::to_string(first);
   return "records " + std::to_string(first) + " to " + std::to_string(last);
-}
-
-void AppendNumber(std::string& text, std::uint64_t number) {
-  char digits[24];
-  char* end = digits + sizeof digits;
-  char* begin = end;
-  do {
-    *--begin = static_cast<char>('0' + number % 10);
-    number /= 10;
-  } while (number > 0);
-  text.append(begin, end);
 }
 
 bool IsPlain(std::string_view text) {
@@ -117,10 +110,9 @@ Json JsonOfPlace(const EventLogPlace& place) {
 EventLogPlace KnownPlace() {
   EventLogPlace place = Ondrel::Host::CurrentEventLog();
   if (place.isJournalAway)
-    throw LogError(
-        "the journal of this host is away: nobody takes entries at its socket; --store " +
-            place.path + " uses the event store in its place",
-        2);
+    throw HostFailure("the journal of this host is away",
+                      "nobody takes entries at its socket; --store " + place.path +
+                          " uses the event store in its place");
   return place;
 }
 
@@ -149,6 +141,9 @@ std::string NoteText(const std::string& log, const EventLogItem& item) {
       return log + ": " + Numbers(item.first, item.last) + " went away before " +
              (item.first == item.last ? "it was read" : "they were read");
     case EventLogItemKind::kDamaged:
+      if (!item.file.empty())
+        return log + ": the file " + OneLine(item.file) +
+               " is damaged or cannot be read, and what it has is left out";
       return log + ": " + Numbers(item.first, item.last) +
              (item.first == item.last ? " is damaged and passed over"
                                       : " are damaged and passed over");
@@ -162,14 +157,30 @@ std::string NoteText(const std::string& log, const EventLogItem& item) {
   return {};
 }
 
-void AppendJson(std::string& json, std::string_view text) {
-  const bool isPlain = std::ranges::none_of(text, [](char character) {
+void AppendNumber(std::string& text, std::uint64_t number) {
+  char digits[24];
+  char* end = digits + sizeof digits;
+  char* begin = end;
+  do {
+    *--begin = static_cast<char>('0' + number % 10);
+    number /= 10;
+  } while (number > 0);
+  text.append(begin, end);
+}
+
+bool AppendPlainJson(std::string& json, std::string_view text) {
+  for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte >= 0x7F || byte == '"' || byte == '\\';
-  });
-  if (isPlain)
-    json.append("\"").append(text).append("\"");
-  else
+    if (byte < 0x20 || byte >= 0x7F || byte == '"' || byte == '\\') return false;
+  }
+  json.push_back('"');
+  json.append(text);
+  json.push_back('"');
+  return true;
+}
+
+void AppendJson(std::string& json, std::string_view text) {
+  if (!AppendPlainJson(json, text))
     json.append(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
@@ -193,7 +204,9 @@ void RecordPrinter::Add(const EventLogItem& item) {
   if (!m_asJson) return;
   constexpr std::array kNotes = {"", "missed", "damaged", "replaced"};
   Json note = {{"note", kNotes[static_cast<std::size_t>(item.kind)]}};
-  if (item.kind != EventLogItemKind::kReplaced) {
+  if (!item.file.empty()) {
+    note["file"] = item.file;
+  } else if (item.kind != EventLogItemKind::kReplaced) {
     note["first"] = item.first;
     note["last"] = item.last;
   }
@@ -214,33 +227,54 @@ const std::string& RecordPrinter::NameOf(std::int32_t event) {
   return m_names.emplace(event, name ? std::string(*name) : std::string()).first->second;
 }
 
-const std::string& RecordPrinter::TimeOf(std::uint32_t time) {
-  if (m_timeText.empty() || time != m_time) m_timeText = TimeText(time);
-  m_time = time;
-  return m_timeText;
+void RecordPrinter::SetHead(const EventLogRecord& record) {
+  if (!m_head.empty() && record.timeGenerated == m_time && record.computer == m_computer &&
+      record.source == m_source)
+    return;
+  m_time = record.timeGenerated;
+  m_computer = record.computer;
+  m_source = record.source;
+  m_head = TimeText(m_time) + " ";
+  AppendLine(m_head, m_computer);
+  m_head.append(" ");
+  AppendLine(m_head, m_source);
+  m_head.append(" ");
+}
+
+void RecordPrinter::SetKind(Ondrel::ULong type, std::int32_t event) {
+  if (!m_kind.empty() && type == m_type && event == m_event) return;
+  m_type = type;
+  m_event = event;
+  m_kind = " ";
+  AppendType(m_kind, type);
+  m_kind.append(" ").append(std::to_string(event));
+  if (const std::string& name = NameOf(event); !name.empty()) m_kind.append(" ").append(name);
+  m_kind.append(": ");
+}
+
+std::string RecordPrinter::LineOf(const EventLogRecord& record) {
+  std::string line;
+  AddText(record);
+  line.swap(m_text);
+  line.pop_back();
+  return line;
 }
 
 void RecordPrinter::AddText(const EventLogRecord& record) {
-  const std::int32_t event = static_cast<std::int32_t>(record.eventID & 0xFFFF);
-  m_text.append(TimeOf(record.timeGenerated)).append(" ");
-  AppendLine(m_text, record.computer);
-  m_text.append(" ");
-  AppendLine(m_text, record.source);
-  m_text.append(" ");
+  SetHead(record);
+  SetKind(record.eventType, static_cast<std::int32_t>(record.eventID & 0xFFFF));
+  m_text.append(m_head);
   AppendNumber(m_text, record.number);
-  m_text.append(" ").append(TypeText(record.eventType)).append(" ");
-  AppendNumber(m_text, static_cast<std::uint64_t>(event));
-  if (const std::string& name = NameOf(event); !name.empty()) m_text.append(" ").append(name);
-  m_text.append(": ");
+  m_text.append(m_kind);
   AppendLine(m_text, record.message.empty() ? RecordText(record) : record.message);
   m_text.append("\n");
 }
 
 void RecordPrinter::AddJson(const EventLogRecord& record) {
   const std::int32_t event = static_cast<std::int32_t>(record.eventID & 0xFFFF);
-  m_text.append("{\"jsonVersion\":")
-      .append(std::to_string(kJsonVersion))
-      .append(",\"recordNumber\":");
+  static const std::string kHead =
+      "{\"jsonVersion\":" + std::to_string(kJsonVersion) + ",\"recordNumber\":";
+  m_text.append(kHead);
   AppendNumber(m_text, record.number);
   m_text.append(",\"timeGenerated\":");
   AppendNumber(m_text, record.timeGenerated);
@@ -271,18 +305,8 @@ void RecordPrinter::AddJson(const EventLogRecord& record) {
 }
 
 std::string RecordLine(const EventLogRecord& record) {
-  const std::int32_t event = static_cast<std::int32_t>(record.eventID & 0xFFFF);
-  const auto name = Ondrel::EventCodeNames.Name(event);
-  std::string line = TimeText(record.timeGenerated) + " ";
-  AppendLine(line, record.computer);
-  line.append(" ");
-  AppendLine(line, record.source);
-  line.append(" " + std::to_string(record.number) + " " + TypeText(record.eventType) + " " +
-              std::to_string(event));
-  if (name) line.append(" ").append(*name);
-  line.append(": ");
-  AppendLine(line, RecordText(record));
-  return line;
+  RecordPrinter printer({}, false);
+  return printer.LineOf(record);
 }
 
 Json JsonOfRecord(const EventLogRecord& record) {
@@ -414,6 +438,24 @@ EventLogRange RangeOf(const RecordChoice& choice, const EventLogPlace& place) {
       place.kind == EventLogKind::kJournal || place.kind == EventLogKind::kJournalFiles;
   if (isJournal && range.sources.empty() && choice.log != "journal") range.sources = {choice.log};
   return range;
+}
+
+std::optional<std::string> NoSuchLog(const std::string& log, const EventLogPlace& place) {
+  if (place.kind != EventLogKind::kStore) return std::nullopt;
+  std::vector<Ondrel::Host::EventLogSummary> logs;
+  CheckLog(Ondrel::Host::ListEventLogs(logs), "cannot list the logs of " + PlaceText(place));
+  std::vector<std::string> names;
+  for (const Ondrel::Host::EventLogSummary& known : logs) names.push_back(known.name);
+  if (std::ranges::find(names, log) != names.end()) return std::nullopt;
+  return "there is no log " + OneLine(log) + " in " + PlaceText(place) + Suggestion(log, names);
+}
+
+void ExpectLog(const std::string& log, const EventLogPlace& place) {
+  const std::optional<std::string> words = NoSuchLog(log, place);
+  if (!words) return;
+  throw Failure(
+      kNegativeAnswer, *words,
+      {{"kind", "answer"}, {"number", nullptr}, {"name", "NO_SUCH_LOG"}, {"text", *words}});
 }
 
 void LoadMessages(Ondrel::Host::CEventLogReader& reader, const RecordChoice& choice) {

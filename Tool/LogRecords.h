@@ -75,6 +75,15 @@ private:
 Ondrel::Host::EventLogRange RangeOf(const RecordChoice& choice,
                                     const Ondrel::Host::EventLogPlace& place);
 
+/// Nothing where the log may be there, else that it is not: "there is no log Dmeo in the event
+/// store
+/// ..., did you mean Demo?". Only a store knows its logs by name.
+std::optional<std::string> NoSuchLog(const std::string& log,
+                                     const Ondrel::Host::EventLogPlace& place);
+
+/// Throws a `Failure` with these words and exit status 1, where there is no such log.
+void ExpectLog(const std::string& log, const Ondrel::Host::EventLogPlace& place);
+
 /// Loads the messages that the choice names, or the library's own. Only the former have to load.
 void LoadMessages(Ondrel::Host::CEventLogReader& reader, const RecordChoice& choice);
 
@@ -90,6 +99,9 @@ public:
   /// Writes what was added. False when standard output does not take it.
   bool Flush();
 
+  /// The line of a record, without its line end.
+  std::string LineOf(const Ondrel::Host::EventLogRecord& record);
+
   std::int64_t Records() const { return m_records; }
   bool IsAnythingMissing() const { return m_isAnythingMissing; }
 
@@ -97,7 +109,8 @@ private:
   void AddText(const Ondrel::Host::EventLogRecord& record);
   void AddJson(const Ondrel::Host::EventLogRecord& record);
   const std::string& NameOf(std::int32_t event);
-  const std::string& TimeOf(std::uint32_t time);
+  void SetHead(const Ondrel::Host::EventLogRecord& record);
+  void SetKind(Ondrel::ULong type, std::int32_t event);
 
   std::string m_log;
   bool m_asJson;
@@ -105,12 +118,25 @@ private:
   std::int64_t m_records = 0;
   bool m_isAnythingMissing = false;
   std::unordered_map<std::int32_t, std::string> m_names;
-  std::uint32_t m_time = 0;
-  std::string m_timeText;
+  // What a line has of time, computer and source, and of type and event: mostly those of the line
+  // before.
+  std::string m_head;
+  Ondrel::ULong m_time = 0;
+  std::string m_computer;
+  std::string m_source;
+  std::string m_kind;
+  Ondrel::ULong m_type = 0;
+  std::int32_t m_event = 0;
 };
 
 /// What a note says, in words.
 std::string NoteText(const std::string& log, const Ondrel::Host::EventLogItem& item);
+
+/// Appends a number in decimal.
+void AppendNumber(std::string& text, std::uint64_t number);
+
+/// Appends a text as JSON where that is the text between quotation marks; false where it is not.
+bool AppendPlainJson(std::string& json, std::string_view text);
 
 /// Appends a text as JSON; bytes that are not UTF-8 are replaced.
 void AppendJson(std::string& json, std::string_view text);

@@ -229,7 +229,7 @@ void ApplyGlobalOptions(const GlobalOptions& globals) {
   if (globals.isJournalAsked && !Ondrel::Host::UseJournal())
     throw UsageError("--journal: no journal takes entries on this host");
   if (!globals.journalFiles.empty() && !Ondrel::Host::UseJournalFiles(globals.journalFiles))
-    throw UsageError("--directory: " + globals.journalFiles +
+    throw UsageError("--directory or --file: " + globals.journalFiles +
                      " is neither a folder nor a file, or this host has no journals");
   if (isStoreAsked &&
       !Ondrel::Host::UseEventStore(

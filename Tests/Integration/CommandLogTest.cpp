@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <thread>
@@ -52,12 +53,22 @@ TEST_F(CommandLog, ReportSaysWhatItReportedAsJson) {
   EXPECT_EQ(ParseAnswer(result.output),
             json({{"log", "Demo"},
                   {"event", 536881383},
+                  {"keptEvent", 10471},
                   {"eventName", "PD_STATE_CHANGE_OP_TO_FAIL"},
                   {"type", 2},
                   {"text", "PD 3 failed"},
                   {"place", {{"kind", "store"}, {"path", Path("events.db")}}},
                   {"recordNumber", 1},
                   {"checked", true}}));
+}
+
+TEST_F(CommandLog, ReportNamesTheEventThatIsKept) {
+  EXPECT_THAT(Run({"log", "report", "Demo", "1", "error", "x"}).output,
+              StartsWith("Reported event 10000 (UNKNOWN) in place of 1, which is not an event, of "
+                         "type 1 to the log Demo as record 1 "));
+  EXPECT_EQ(
+      ParseAnswer(Run({"log", "report", "Demo", "1", "error", "x", "--json"}).output)["keptEvent"],
+      10000);
 }
 
 TEST_F(CommandLog, FollowShowsEventsOfAnotherProcessAsTheyCome) {
@@ -337,10 +348,107 @@ TEST_F(CommandLog, ALineThatIsNotARecordEndsTheImportAndSaysWhatWasKept) {
   for (const char* wrong : {"{}", "x", R"({"log":"A","recordNumber":-1})"}) {
     const ProcessResult result =
         Run({"log", "import", "--renumber", WriteFile("export", line + wrong + "\n")});
-    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_THAT(result.errors, HasSubstr("line 2 of "));
     EXPECT_THAT(result.errors, HasSubstr("1 records before it were kept"));
   }
+  const ProcessResult asJson = Run({"--json", "log", "import", WriteFile("export", "{}\n")});
+  EXPECT_EQ(asJson.exitStatus, 2);
+  EXPECT_THAT(ParseAnswer(asJson.output)["error"]["text"], HasSubstr("line 1 of "));
+}
+
+TEST_F(CommandLog, ImportRefusesAnotherVersionAndNamesWhatItDoesNotKnow) {
+  Report("10471", "error", "PD 3 failed");
+  const json record = json::parse(Run({"log", "export", "Demo"}).output);
+  json later = record;
+  later["jsonVersion"] = 2;
+  const ProcessResult refused =
+      Run({"log", "import", "--renumber", WriteFile("export", later.dump() + "\n")});
+  EXPECT_EQ(refused.exitStatus, 2);
+  EXPECT_THAT(refused.errors, HasSubstr("of another version, 2"));
+  json larger = record;
+  larger["colour"] = "red";
+  const ProcessResult kept =
+      Run({"log", "import", "--renumber", WriteFile("export", larger.dump() + "\n")});
+  EXPECT_EQ(kept.exitStatus, 0);
+  EXPECT_THAT(kept.errors, HasSubstr("\"colour\" is not known and is left out"));
+}
+
+TEST_F(CommandLog, AMisspeltLogIsNotAnEmptyOne) {
+  Report("10471", "error", "PD 3 failed");
+  for (const std::vector<std::string>& line : {std::vector<std::string>{"log", "show", "Dmeo"},
+                                               {"log", "export", "Dmeo"},
+                                               {"log", "clear", "Dmeo", "--all"}}) {
+    const ProcessResult result = Run(line);
+    EXPECT_EQ(result.exitStatus, 1) << line[1];
+    EXPECT_THAT(result.errors, HasSubstr("there is no log Dmeo in the event store " +
+                                         Path("events.db") + ", did you mean Demo?"))
+        << line[1];
+    std::vector<std::string> asJson = line;
+    asJson.emplace_back("--json");
+    EXPECT_EQ(ParseAnswer(Run(asJson).output)["error"]["name"], "NO_SUCH_LOG") << line[1];
+  }
+  const ProcessResult followed = Run({"log", "follow", "Dmeo", "--timeout", "1"});
+  EXPECT_EQ(followed.exitStatus, 0);
+  EXPECT_THAT(followed.errors, HasSubstr("did you mean Demo?; waiting for it"));
+  EXPECT_THAT(Run({"log", "show", "Demo", "--event", "10412"}).errors,
+              HasSubstr("no records of Demo that were asked for"));
+}
+
+TEST_F(CommandLog, FollowSaysThatItsStoreIsGoneAndThatAnotherCame) {
+  Report("10471", "error", "One");
+  const auto follower = Follow({"--from-start"});
+  ASSERT_TRUE(follower->WaitForOutput("One"));
+  std::filesystem::remove(Path("events.db"));
+  ASSERT_TRUE(follower->WaitForErrors("cannot read the log Demo: the file is not there"));
+  Report("10471", "error", "Two");
+  ASSERT_TRUE(follower->WaitForErrors("the log is another one than before"));
+  ASSERT_TRUE(follower->WaitForOutput("Two"));
+}
+
+TEST_F(CommandLog, FollowGoesOnAfterItsStoreWasCutToNothing) {
+  for (const char* text : {"One", "Two"}) Report("10471", "error", text);
+  const auto follower = Follow({"--from-start"});
+  ASSERT_TRUE(follower->WaitForOutput("Two"));
+  std::filesystem::resize_file(Path("events.db"), 0);
+  Report("10471", "error", "Three");
+  ASSERT_TRUE(follower->WaitForErrors("the log is another one than before"));
+  ASSERT_TRUE(follower->WaitForOutput("Three"));
+}
+
+TEST_F(CommandLog, StrictFollowOfARemovedStoreEndsWithThree) {
+  Report("10471", "error", "One");
+  const auto follower = Follow({"--from-start", "--strict"});
+  ASSERT_TRUE(follower->WaitForOutput("One"));
+  std::filesystem::remove(Path("events.db"));
+  EXPECT_EQ(follower->Wait().exitStatus, 3);
+}
+
+TEST_F(CommandLog, FollowKilledBeforeTheFirstRecordGoesOnWithIt) {
+  Report("10471", "error", "Zero");
+  Follow({"--state", Path("state")})->EndBy(SIGKILL);
+  Report("10471", "error", "One");
+  const ProcessResult result =
+      Run({"log", "follow", "Demo", "--state", Path("state"), "--timeout", "0"});
+  EXPECT_THAT(result.output, HasSubstr("One"));
+  EXPECT_THAT(result.output, testing::Not(HasSubstr("Zero")));
+}
+
+TEST_F(CommandLog, StateThatCannotBeWrittenIsAFailureBeforeTheFirstRecord) {
+  Report("10471", "error", "One");
+  const ProcessResult result = Run({"log", "follow", "Demo", "--from-start", "--state",
+                                    Path("nosuch/state"), "--timeout", "0", "--json"});
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(ParseAnswer(result.output)["error"]["what"],
+            "--state: cannot write " + Path("nosuch/state"));
+  EXPECT_EQ(Run({"log", "follow", "Demo", "--state", "/dev/null"}).exitStatus, 2);
+}
+
+TEST_F(CommandLog, FollowThatWaitsNoticesThatNobodyReadsItsOutput) {
+  Report("10471", "error", "One");
+  const auto follower = Follow({});
+  follower->CloseOutput();
+  EXPECT_EQ(follower->Wait().exitStatus, 141);
 }
 
 TEST_F(CommandLog, ImportThatCannotBeReadToItsEndSaysSo) {
@@ -380,7 +488,7 @@ TEST_F(CommandLog, StateThatIsAFolderIsWrongUsageInWords) {
   const ProcessResult result =
       Run({"log", "follow", "Demo", "--state", Path(""), "--timeout", "1"});
   EXPECT_EQ(result.exitStatus, 2);
-  EXPECT_THAT(result.errors, HasSubstr("--state: cannot read"));
+  EXPECT_THAT(result.errors, HasSubstr("is not a file"));
 }
 
 TEST_F(CommandLog, ClearRemovesWhatItSays) {

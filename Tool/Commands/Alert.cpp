@@ -170,7 +170,7 @@ private:
     try {
       step();
       return true;
-    } catch (const LogError& error) {
+    } catch (const Failure& error) {
       m_isRaised = true;
       m_result[name] = {{"ok", false}, {"error", error.Details()}};
       Tell(title + ": failed");

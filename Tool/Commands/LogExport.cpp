@@ -72,8 +72,8 @@ std::optional<std::string> BytesOfBase64(std::string_view text) {
 
 // A text as it is; what is not UTF-8 as {"base64": ...}, so that nothing is lost.
 void AppendText(std::string& line, const std::string& text) {
-  const bool isAscii = std::ranges::all_of(text, [](char c) { return (c & 0x80) == 0; });
-  if (isAscii || Pirsk::Strings::UTF8length(text) != std::numeric_limits<std::size_t>::max())
+  if (AppendPlainJson(line, text)) return;
+  if (Pirsk::Strings::UTF8length(text) != std::numeric_limits<std::size_t>::max())
     AppendJson(line, text);
   else
     line.append("{\"base64\":\"").append(Base64(text)).append("\"}");
@@ -81,24 +81,17 @@ void AppendText(std::string& line, const std::string& text) {
 
 class Exporter {
 public:
-  explicit Exporter(const std::string& log) { AppendText(m_log, log); }
+  explicit Exporter(const std::string& log)
+      : m_head("{\"jsonVersion\":" + std::to_string(kJsonVersion) + ",\"log\":") {
+    AppendText(m_head, log);
+    m_head.append(",\"recordNumber\":");
+  }
 
   void Add(const EventLogRecord& record) {
-    m_text.append("{\"jsonVersion\":")
-        .append(std::to_string(kJsonVersion))
-        .append(",\"log\":")
-        .append(m_log);
-    AddNumber(",\"recordNumber\":", record.number);
-    AddNumber(",\"timeGenerated\":", record.timeGenerated);
-    AddNumber(",\"timeWritten\":", record.timeWritten);
-    AddNumber(",\"eventID\":", record.eventID);
-    AddNumber(",\"eventType\":", record.eventType);
-    AddNumber(",\"category\":", record.category);
-    m_text.append(",\"source\":");
-    AppendText(m_text, record.source);
-    m_text.append(",\"computer\":");
-    AppendText(m_text, record.computer);
-    m_text.append(",\"strings\":[");
+    m_text.append(m_head);
+    AppendNumber(m_text, record.number);
+    SetOrigin(record);
+    m_text.append(m_origin);
     for (std::size_t i = 0; i < record.strings.size(); ++i) {
       if (i > 0) m_text.append(",");
       AppendText(m_text, record.strings[i]);
@@ -116,11 +109,36 @@ public:
   }
 
 private:
-  void AddNumber(const char* name, std::uint64_t number) {
-    m_text.append(name).append(std::to_string(number));
+  // What stands between the number and the texts: mostly as in the line before.
+  void SetOrigin(const EventLogRecord& record) {
+    const std::array<Ondrel::ULong, 5> numbers = {record.timeGenerated, record.timeWritten,
+                                                  record.eventID, record.eventType,
+                                                  record.category};
+    if (!m_origin.empty() && numbers == m_numbers && record.source == m_source &&
+        record.computer == m_computer)
+      return;
+    m_numbers = numbers;
+    m_source = record.source;
+    m_computer = record.computer;
+    m_origin.clear();
+    constexpr std::array kNames = {"timeGenerated", "timeWritten", "eventID", "eventType",
+                                   "category"};
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+      m_origin.append(",\"").append(kNames[i]).append("\":");
+      AppendNumber(m_origin, numbers[i]);
+    }
+    m_origin.append(",\"source\":");
+    AppendText(m_origin, m_source);
+    m_origin.append(",\"computer\":");
+    AppendText(m_origin, m_computer);
+    m_origin.append(",\"strings\":[");
   }
 
-  std::string m_log;
+  std::string m_head;  // What every line begins with.
+  std::string m_origin;
+  std::array<Ondrel::ULong, 5> m_numbers{};
+  std::string m_source;
+  std::string m_computer;
   std::string m_text;
 };
 
@@ -134,7 +152,7 @@ struct ExportOptions {
   std::string output;
 };
 
-int ExportLog(const ExportOptions& options) {
+int ExportLog(const GlobalOptions& globals, const ExportOptions& options) {
   const RecordFilter filter(options.choice);
   const EventLogPlace place = KnownPlace();
   Say("exporting " + options.choice.log + " of " + PlaceText(place));
@@ -144,8 +162,9 @@ int ExportLog(const ExportOptions& options) {
   CheckLog(reader.Open(options.choice.log, RangeOf(options.choice, place)), what);
   std::ofstream file;
   if (!options.output.empty()) {
+    errno = 0;
     file.open(options.output, std::ios::binary | std::ios::trunc);
-    if (!file) throw UsageError("cannot write to " + options.output);
+    if (!file) throw HostFailure("cannot write to " + options.output, ReasonOf(errno));
   }
   std::ostream& output = options.output.empty() ? std::cout : file;
   Exporter exporter(options.choice.log);
@@ -175,8 +194,17 @@ int ExportLog(const ExportOptions& options) {
             (options.output.empty() ? std::string("standard output") : options.output),
         ReasonOf(errno));
   }
+  if (count == 0 && !isAnythingMissing) ExpectLog(options.choice.log, place);
   Say("exported " + std::to_string(count) + " records");
-  return isAnythingMissing ? kNegativeAnswer : kDone;
+  if (!isAnythingMissing) return kDone;
+  // Nothing but records goes to standard output where they stand there.
+  if (globals.json && !options.output.empty()) {
+    const std::string words = "records of " + options.choice.log + " are damaged or missing";
+    throw Failure(
+        kNegativeAnswer, words,
+        {{"kind", "answer"}, {"number", nullptr}, {"name", "RECORDS_MISSING"}, {"text", words}});
+  }
+  return kNegativeAnswer;
 }
 
 struct ImportOptions {
@@ -201,6 +229,9 @@ bool TakeText(const Json& value, std::string& text) {
 // Reads an exported record; the words say what is wrong with it.
 std::string TakeRecord(const Json& line, std::string& log, EventLogRecord& record) {
   if (!line.is_object()) return "it is not a JSON object";
+  if (line.contains("jsonVersion") && line["jsonVersion"] != kJsonVersion)
+    return "it is of another version, " + line["jsonVersion"].dump() + ", not " +
+           std::to_string(kJsonVersion);
   if (!line.contains("log") || !TakeText(line["log"], log)) return "\"log\" is not a text";
   constexpr std::uint64_t kMost = std::numeric_limits<Ondrel::ULong>::max();
   constexpr std::uint64_t kMostWord = std::numeric_limits<std::uint16_t>::max();
@@ -239,6 +270,20 @@ std::string TakeRecord(const Json& line, std::string& log, EventLogRecord& recor
     record.data = std::move(*data);
   }
   return {};
+}
+
+// A later version may write more of a record: what of it is left out is said once.
+void NoteUnknownMembers(const Json& line, std::uint64_t number) {
+  constexpr std::array kMembers = {"jsonVersion", "log",      "recordNumber", "timeGenerated",
+                                   "timeWritten", "eventID",  "eventType",    "category",
+                                   "source",      "computer", "strings",      "data"};
+  static bool isSaid = false;
+  for (const auto& [name, value] : line.items()) {
+    if (isSaid || std::ranges::find(kMembers, name) != kMembers.end()) continue;
+    Say("line " + std::to_string(number) + ": \"" + OneLine(name) +
+        "\" is not known and is left out, here and in further lines");
+    isSaid = true;
+  }
 }
 
 /// Adds records in steps: what was kept is known at any moment.
@@ -294,10 +339,11 @@ private:
 int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
   const EventLogPlace place = KnownPlace();
   std::ifstream file;
+  errno = 0;
   const bool isStandardInput = options.file == "-";
   if (!isStandardInput) file.open(options.file, std::ios::binary);
   std::istream& input = isStandardInput ? std::cin : file;
-  if (!input) throw UsageError("cannot read " + options.file);
+  if (!input) throw UsageError("cannot read " + options.file + ": " + ReasonOf(errno));
 
   const Progress progress("importing " + OneLine(options.file));
   Importer importer(options);
@@ -308,13 +354,14 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
     if (text.empty()) continue;
     std::string log;
     EventLogRecord record;
-    const std::string wrong = TakeRecord(Json::parse(text, nullptr, false), log, record);
+    const Json line = Json::parse(text, nullptr, false);
+    const std::string wrong = TakeRecord(line, log, record);
+    if (wrong.empty()) NoteUnknownMembers(line, number);
     if (!wrong.empty()) {
       importer.Keep();
-      Say("line " + std::to_string(number) + " of " + options.file +
-          " is not an exported record: " + wrong + "; " + std::to_string(importer.Kept()) +
-          " records before it were kept");
-      return kNegativeAnswer;
+      throw UsageError("line " + std::to_string(number) + " of " + options.file +
+                       " is not an exported record: " + wrong + "; " +
+                       std::to_string(importer.Kept()) + " records before it were kept");
     }
     importer.Add(log, std::move(record));
   }
@@ -341,20 +388,20 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
 Work AddLogExportCommand(CLI::App& app) {
   app.footer(
       "Each line holds one record with all that it says, for 'log import' or another program.\n"
-      "TIME is as for 'log show'. Exit status 1: records are damaged or missing, or could not be "
-      "written.\n");
+      "TIME is as for 'log show'. Exit status 1: records are damaged or missing, or there is no "
+      "such log.\n");
   const auto options = std::make_shared<ExportOptions>();
   AddRecordChoice(app, options->choice);
   app.add_option("--output", options->output, "Write to this file (default: standard output)")
       ->type_name("FILE");
-  return [options](const GlobalOptions&) { return ExportLog(*options); };
+  return [options](const GlobalOptions& globals) { return ExportLog(globals, *options); };
 }
 
 Work AddLogImportCommand(CLI::App& app) {
   app.footer(
       "Records keep their numbers, times, sources and computers. The numbers have to lie above "
-      "those that a log has given; --renumber gives the next ones instead. Exit status 1: a line "
-      "is not a record, or the oldest records had to make room.\n");
+      "those that a log has given; --renumber gives the next ones instead. Exit status 1: the "
+      "oldest records had to make room; 2: a line is not a record.\n");
   const auto options = std::make_shared<ImportOptions>();
   app.add_option("FILE", options->file, "File of 'log export', or - for standard input")
       ->required();

@@ -1,10 +1,13 @@
 #include "Tool/Command.h"
+#include "Tool/Host/KeptFile.h"
+#include "Tool/Host/OutputReader.h"
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 #include "Tool/StandardOutput.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -15,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace Tool {
@@ -66,13 +70,21 @@ public:
   /// The position; empty where there is no file yet. Throws `UsageError` for a file of anything
   /// else.
   std::string Read() const {
-    std::ifstream file(m_path, std::ios::binary);
-    if (!file) {
-      if (std::filesystem::exists(m_path)) throw UsageError("--state: cannot read " + m_path);
-      return {};
+    std::error_code failure;
+    const std::filesystem::file_type type = std::filesystem::status(m_path, failure).type();
+    if (type == std::filesystem::file_type::not_found) return {};
+    errno = 0;
+    std::ifstream file;
+    if (!failure && type == std::filesystem::file_type::regular) {
+      file.open(m_path, std::ios::binary);
+      file.peek();
+    } else if (!failure) {
+      throw UsageError("--state: " + m_path + " is not a file");
     }
-    file.peek();
-    if (file.bad()) throw UsageError("--state: cannot read " + m_path);
+    if (failure || !file.is_open() || file.bad())
+      throw UsageError(
+          "--state: cannot read " + m_path + ": " +
+          (failure ? failure : std::error_code(errno, std::generic_category())).message());
     const Json state = Json::parse(file, nullptr, false);
     const bool isState = state.is_object() && state.contains("log") && state["log"].is_string() &&
                          state.contains("position") && state["position"].is_string();
@@ -83,25 +95,27 @@ public:
   }
 
   void Write(const std::string& position) {
-    if (position == m_written) return;
-    const std::string beside = m_path + ".new";
-    {
-      std::ofstream file(beside, std::ios::binary | std::ios::trunc);
-      file << Json{{"log", m_log}, {"position", position}}.dump(-1, ' ', false,
-                                                                Json::error_handler_t::replace)
-           << '\n';
-      if (!file.flush()) throw UsageError("--state: cannot write " + beside);
+    m_lastLook = Clock::now();
+    if (m_written == position) return;
+    const Json state = {{"log", m_log}, {"position", position}};
+    try {
+      KeepInFile(m_path, state.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    } catch (const std::system_error& failure) {
+      throw HostFailure("--state: cannot write " + m_path, failure.code().message());
     }
-    std::error_code failure;
-    std::filesystem::rename(beside, m_path, failure);
-    if (failure) throw UsageError("--state: cannot write " + m_path + ": " + failure.message());
     m_written = position;
   }
 
+  /// Whether it is time to write although more is to be read at once: the disk is waited for.
+  bool IsDue() const { return Clock::now() - m_lastLook >= kInterval; }
+
 private:
+  static constexpr milliseconds kInterval{200};
+
   std::string m_path;
   std::string m_log;
-  std::string m_written;
+  std::optional<std::string> m_written;
+  Clock::time_point m_lastLook;
 };
 
 class Follower {
@@ -125,14 +139,22 @@ public:
     Open(what);
     LoadMessages(m_reader, m_options.choice);
     Say("following " + log + " in " + PlaceText(m_place));
+    bool isFirst = true;
     for (;;) {
       const bool isLast = IsOver();
       if (!ReadAll() || isLast || !IsWanted()) break;
+      if (!IsStandardOutputRead()) throw ReaderGone();
+      if (std::exchange(isFirst, false) && m_printer.Records() == 0 && m_failure == 0) NoteNoLog();
       m_wait.Wait(LengthOfWait());
     }
     if (m_isBroken) return kNegativeAnswer;
     const bool isCountMissed = m_options.count && m_printer.Records() < *m_options.count;
-    return isCountMissed && isInterrupted == 0 ? kNegativeAnswer : kDone;
+    if (!isCountMissed || isInterrupted != 0) return kDone;
+    const std::string words = "the time is over after " + std::to_string(m_printer.Records()) +
+                              " of " + std::to_string(*m_options.count) + " events";
+    throw Failure(
+        kNegativeAnswer, words,
+        {{"kind", "answer"}, {"number", nullptr}, {"name", "TIME_IS_OVER"}, {"text", words}});
   }
 
 private:
@@ -148,6 +170,19 @@ private:
       range.isNewOnly = !m_options.isFromStart && !range.firstNumber && !range.since;
     }
     CheckLog(m_reader.Open(m_options.choice.log, range), what);
+    // Before the first record comes: so it is known that it can be kept, and a command that ends
+    // before that goes on here.
+    KeepState();
+  }
+
+  // It may come yet; who has misspelt it would wait in vain.
+  void NoteNoLog() const {
+    if (const auto words = NoSuchLog(m_options.choice.log, m_place))
+      Say(*words + "; waiting for it");
+  }
+
+  void KeepState() {
+    if (m_state.IsAsked()) m_state.Write(m_reader.Position());
   }
 
   bool IsWanted() const { return isInterrupted == 0 && std::cout.good() && Rest() > 0; }
@@ -177,13 +212,18 @@ private:
       // What stands before a place that cannot be read is shown all the same.
       for (const EventLogItem& item : m_items) Show(item);
       if (!m_printer.Flush()) return false;
-      if (m_state.IsAsked() && !m_reader.Position().empty()) m_state.Write(m_reader.Position());
+      if (m_items.empty() || error != 0 || m_state.IsDue() || isInterrupted != 0 || Rest() <= 0)
+        KeepState();
       if (m_options.isStrict && m_printer.IsAnythingMissing()) {
+        KeepState();
         m_isBroken = true;
         return false;
       }
       if (error != 0 || m_items.empty()) break;
-      if (IsOver() && m_items.back().record.timeGenerated > m_lastSecond) break;
+      if (IsOver() && m_items.back().record.timeGenerated > m_lastSecond) {
+        KeepState();
+        break;
+      }
     }
     return true;
   }

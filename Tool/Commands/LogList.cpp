@@ -58,6 +58,7 @@ int ClearLog(const GlobalOptions& globals, const ClearOptions& options) {
   const Progress progress("clearing " + OneLine(options.log));
   CheckLog(Ondrel::Host::ClearEventRecords(options.log, options.before, removed),
            "cannot clear the log " + where);
+  if (removed == 0) ExpectLog(options.log, place);
   if (globals.json)
     PrintJson({{"log", options.log}, {"place", JsonOfPlace(place)}, {"removed", removed}});
   else

@@ -4,6 +4,7 @@
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 
+#include <Ondrel/CodeNames.h>
 #include <Ondrel/SystemLog.h>
 
 #include <CLI/Error.hpp>
@@ -49,28 +50,34 @@ int TypeOf(const std::string& text) {
   return static_cast<int>(*number);
 }
 
+// The event as it is kept: one that is not the product's stands as the catch-all.
+std::int32_t KeptEvent(int event) {
+  constexpr std::uint32_t kCustomerBit = 0x20000000;
+  constexpr std::uint32_t kFirst = 0x20002712;
+  constexpr std::uint32_t kLast = 0x20002B64;
+  const std::uint32_t id = static_cast<std::uint32_t>(event) | kCustomerBit;
+  return id < kFirst || id > kLast ? 10000 : EventCodeOf(event);
+}
+
 int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
-  if (options.log.empty() || options.text.empty()) {
-    // The required classes say what is wrong with these, in their own order.
-    Ondrel::CSystemLog_Win log;
-    log.Open(options.log);
-    log.Report(options.event, options.type, options.text);
-  }
   const CheckedReport reported =
       ReportChecked(options.log, options.event, options.type, options.text);
+  const std::int32_t kept = KeptEvent(options.event);
   if (globals.json) {
     PrintJson({{"log", options.log},
                {"event", options.event},
-               {"eventName", JsonOfName(Ondrel::EventCodeNames, EventCodeOf(options.event))},
+               {"keptEvent", kept},
+               {"eventName", JsonOfName(Ondrel::EventCodeNames, kept)},
                {"type", options.type},
                {"text", options.text},
                {"place", JsonOfPlace(reported.place)},
                {"recordNumber", reported.report.number},
                {"checked", reported.report.isChecked}});
   } else {
-    std::cout << "Reported event " << options.event;
-    if (const auto name = Ondrel::EventCodeNames.Name(EventCodeOf(options.event)))
-      std::cout << " (" << *name << ')';
+    std::cout << "Reported event " << kept;
+    if (const auto name = Ondrel::EventCodeNames.Name(kept)) std::cout << " (" << *name << ')';
+    if (kept != EventCodeOf(options.event))
+      std::cout << " in place of " << options.event << ", which is not an event,";
     std::cout << " of type " << options.type << " to the log " << options.log << ' '
               << ReportedWhere(reported) << '\n';
   }

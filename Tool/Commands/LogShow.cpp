@@ -60,6 +60,10 @@ int ShowLog(const GlobalOptions& globals, const ShowOptions& options) {
   for (const EventLogItem& item : turned) printer.Add(item);
   printer.Flush();
   CheckLog(error, what);
+  if (printer.Records() == 0 && !printer.IsAnythingMissing()) {
+    ExpectLog(options.choice.log, place);
+    Say("no records of " + options.choice.log + " that were asked for");
+  }
   return printer.IsAnythingMissing() ? kNegativeAnswer : kDone;
 }
 

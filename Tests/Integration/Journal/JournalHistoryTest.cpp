@@ -8,9 +8,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -207,28 +209,69 @@ TEST_F(JournalHistory, TheCommandReportsFollowsAndShows) {
 }
 
 TEST_F(JournalHistory, AJournalThatIsAwayIsRefusedUnlessAnotherPlaceIsChosen) {
-  if (access("/run/systemd/system", F_OK) == 0) GTEST_SKIP() << "the host's own daemon stays";
   const Testing::TemporaryFolder folder;
-  s_daemon->End();
-  Host::UseHostEventLog();
-  EXPECT_TRUE(Host::CurrentEventLog().isJournalAway);
   const std::vector<std::string> report = {"log", "report", "Demo", "10471", "error", "PD 3"};
-  const ProcessResult refused = RunCommand(report);
+  // A view of the host in which systemd runs and nothing stands at the journal's socket.
+  const auto runAway = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(),
+                     {"--mount", "/bin/sh", "-c",
+                      "mount -t tmpfs tmpfs /run/systemd && mkdir -p /run/systemd/system && "
+                      "exec \"$0\" \"$@\"",
+                      ONDREL_COMMAND});
+    return RunProcess("/usr/bin/unshare", arguments);
+  };
+  const ProcessResult refused = runAway(report);
   std::vector<std::string> chosen = {"--store", folder.Path("events.db")};
   chosen.insert(chosen.end(), report.begin(), report.end());
-  const ProcessResult kept = RunCommand(chosen);
+  const ProcessResult kept = runAway(chosen);
   std::vector<std::string> journal = {"--journal"};
   journal.insert(journal.end(), report.begin(), report.end());
-  const ProcessResult away = RunCommand(journal);
-
-  // The fixture's journal for the tests that follow.
-  s_daemon.reset();
-  s_daemon = std::make_unique<JournalDaemon>();
+  const ProcessResult away = runAway(journal);
 
   EXPECT_EQ(refused.exitStatus, 3);
   EXPECT_THAT(refused.errors, HasSubstr("the journal of this host is away"));
   EXPECT_EQ(kept.exitStatus, 0) << kept.errors;
   EXPECT_NE(away.exitStatus, 0);
+}
+
+TEST_F(JournalHistory, JournalFilesThatCannotBeReadAreNamed) {
+  for (int i = 0; i < 200; ++i) Report("text " + std::to_string(i));
+  JournalDaemon::Sync();
+  const Testing::TemporaryFolder folder;
+  const std::string sound = folder.Path("a.journal");
+  ASSERT_EQ(
+      RunProcess("/bin/sh", {"-c", "journalctl -o export SYSLOG_IDENTIFIER=" + Source() +
+                                       " | /lib/systemd/systemd-journal-remote -o " + sound + " -"})
+          .exitStatus,
+      0);
+  const std::vector<std::string> show = {"--directory", folder.Path(""), "log", "show", Source()};
+  EXPECT_EQ(RunCommand(show).exitStatus, 0);
+
+  const std::string garbage = folder.Write("b.journal", std::string(10000, 'x'));
+  const ProcessResult beside = RunCommand(show);
+  EXPECT_EQ(beside.exitStatus, 1);
+  EXPECT_THAT(beside.output, HasSubstr("text 199\n"));
+  EXPECT_THAT(beside.errors, HasSubstr("the file " + garbage + " is damaged"));
+  std::vector<std::string> asJson = show;
+  asJson.emplace_back("--json");
+  EXPECT_THAT(RunCommand(asJson).output, HasSubstr("\"file\":\"" + garbage + "\""));
+  const ProcessResult alone = RunCommand({"--file", garbage, "log", "show", Source()});
+  EXPECT_EQ(alone.exitStatus, 3);
+  EXPECT_THAT(alone.errors, HasSubstr("damaged"));
+  std::filesystem::remove(garbage);
+
+  // What of the entries of a file cannot be reached is never left out in silence.
+  const auto size = std::filesystem::file_size(sound);
+  std::string bytes(size, '\0');
+  std::ifstream(sound, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(size));
+  for (std::size_t at = 4096; at + 512 < size; at += size / 40) {
+    std::string damaged = bytes;
+    std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(at), 512, '\xFF');
+    folder.Write("a.journal", damaged);
+    const ProcessResult shown = RunCommand(show);
+    const auto lines = std::count(shown.output.begin(), shown.output.end(), '\n');
+    EXPECT_TRUE(lines == 200 || shown.exitStatus != 0) << at << ": " << lines << " of 200";
+  }
 }
 
 TEST_F(JournalHistory, ACollectorsFilesAreReadMachineByMachine) {

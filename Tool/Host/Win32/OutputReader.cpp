@@ -1,0 +1,7 @@
+#include "Tool/Host/OutputReader.h"
+
+namespace Tool {
+
+bool IsStandardOutputRead() { return true; }
+
+}  // namespace Tool
