@@ -66,17 +66,4 @@ bool IsUnreadableJournalFile(const std::string& file) {
   return true;
 }
 
-bool IsDamagedJournalFile(const std::string& file) {
-  JournalHandle journal;
-  if (OpenJournalAt(file, journal) < 0 || sd_journal_get_fd(journal.get()) < 0) return true;
-  sd_journal_process(journal.get());
-  sd_journal_seek_head(journal.get());
-  int outcome = 0;
-  while ((outcome = sd_journal_next(journal.get())) > 0) {
-    if (!JournalEntry(journal.get()).Where()) return true;
-  }
-  // A file that it cannot go on in is given up.
-  return outcome < 0 || sd_journal_process(journal.get()) == SD_JOURNAL_INVALIDATE;
-}
-
 }  // namespace Ondrel::Host

@@ -12,7 +12,4 @@ std::vector<std::string> JournalFilesAt(const std::string& path);
 /// Whether a journal file cannot be opened. A journal of many files leaves it out without a word.
 bool IsUnreadableJournalFile(const std::string& file);
 
-/// Whether reading a journal file, which takes as long as it is large, ends before its last entry.
-bool IsDamagedJournalFile(const std::string& file);
-
 }  // namespace Ondrel::Host

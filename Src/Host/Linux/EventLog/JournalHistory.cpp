@@ -64,8 +64,6 @@ public:
         Take(items, entry, *place);
       }
       if (m_isAtEntry) m_cursor = JournalEntry(m_journal.get()).Cursor();
-      // What was damaged in a file shows when it is read.
-      if (!items.IsFull()) NoteChange(items);
       return ERROR_SUCCESS;
     });
   }
@@ -166,22 +164,17 @@ private:
     record.data.swap(event.data);
   }
 
-  // Files came, went or cannot be read on, and with them perhaps entries that were not read yet.
+  // Files came or went, and with them perhaps entries that were not read yet.
   void NoteChange(ItemList& items) {
     const bool isFirst = !std::exchange(m_areFilesKnown, true);
     const bool isInvalid = Checked(sd_journal_process(m_journal.get())) == SD_JOURNAL_INVALIDATE;
     if (isInvalid && m_last) m_isLossPossible = true;
     if (m_path.empty() || !(isFirst || isInvalid)) return;
-    const std::vector<std::string> files = JournalFilesAt(m_path);
-    // Where none came or went, it is one that was read so far that gave up.
-    const bool isInFile = isInvalid && files == m_files;
-    for (const std::string& file : files) {
-      if (m_damaged.contains(file)) continue;
-      if (!IsUnreadableJournalFile(file) && !(isInFile && IsDamagedJournalFile(file))) continue;
+    for (const std::string& file : JournalFilesAt(m_path)) {
+      if (m_damaged.contains(file) || !IsUnreadableJournalFile(file)) continue;
       m_damaged.insert(file);
       items.AddDamagedFile(file);
     }
-    m_files = files;
   }
 
   // Looks whether entries went away that stood after the one read last. The oldest that is left of
@@ -219,8 +212,7 @@ private:
   bool m_isEntryDue = false;  // The journal stands at an entry that was not given yet.
   bool m_isLossPossible = false;
   bool m_areFilesKnown = false;
-  std::vector<std::string> m_files;  // Of a path, as last looked at.
-  std::set<std::string> m_damaged;   // Those that were named.
+  std::set<std::string> m_damaged;  // Those that were named.
 };
 
 /// Reports, and looks for the entry in the journal.

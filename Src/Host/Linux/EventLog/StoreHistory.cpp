@@ -146,14 +146,25 @@ private:
   void Connect() {
     if (IsMissing(m_path)) return;
     m_connection = std::make_unique<Connection>(m_path, m_log);
-    const std::string log = m_connection->file.WriteAheadLogPath();
-    if (IsWriteAheadLogDamaged(log)) m_damagedLog = log;
+    LookForDamage();
     const std::string identity = m_connection->file.Identity();
     // Known from an earlier connection, or from the position that the reader began with. A store of
     // an earlier version has none until it is written.
     if (m_isKnown && !m_identity.empty() && identity != m_identity) m_isReplaced = true;
     m_identity = identity;
     m_isKnown = true;
+  }
+
+  void LookForDamage() {
+    const std::string log = m_connection->file.WriteAheadLogPath();
+    if (!LooksWriteAheadLogDamaged(log)) return;
+    try {
+      Transaction::Statements statements(m_connection->file.Connection());
+      const Transaction noWriter(statements);
+      if (LooksWriteAheadLogDamaged(log)) m_damagedLog = log;
+    } catch (const DatabaseError&) {
+      // Who may not write cannot keep writers away, and would name what is only being written.
+    }
   }
 
   // Where the range begins, as of now: what comes from here on and goes away before it is read is

@@ -18,9 +18,6 @@ constexpr std::uint32_t kMagic =
 constexpr std::uint32_t kMinPageSize = 512;
 constexpr std::uint32_t kMaxPageSize = 65536;
 
-// A writer may be at it: what looks like damage is looked at again so often.
-constexpr int kLooks = 3;
-
 using Bytes = std::span<const unsigned char>;
 
 std::uint32_t BigEndianAt(Bytes bytes, std::size_t at) {
@@ -92,12 +89,9 @@ bool LooksDamaged(Bytes log) {
 
 }  // namespace
 
-bool IsWriteAheadLogDamaged(const std::string& path) {
-  for (int looks = 0; looks < kLooks; ++looks) {
-    const std::optional<std::vector<unsigned char>> bytes = BytesOf(path);
-    if (!bytes || !LooksDamaged(*bytes)) return false;
-  }
-  return true;
+bool LooksWriteAheadLogDamaged(const std::string& path) {
+  const std::optional<std::vector<unsigned char>> bytes = BytesOf(path);
+  return bytes && LooksDamaged(*bytes);
 }
 
 }  // namespace Ondrel::Host

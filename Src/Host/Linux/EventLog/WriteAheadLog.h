@@ -8,7 +8,8 @@ namespace Ondrel::Host {
 /// something before them is damaged. `path` is the log's own. False where it is not there.
 ///
 /// After a loss of power the last commit may look the same, though nobody was told that it was
-/// kept: what cannot be told apart counts as damage.
-bool IsWriteAheadLogDamaged(const std::string& path);
+/// kept: what cannot be told apart counts as damage. So does a commit that is being written: only
+/// under the lock of writers the answer is certain.
+bool LooksWriteAheadLogDamaged(const std::string& path);
 
 }  // namespace Ondrel::Host
