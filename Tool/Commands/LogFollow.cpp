@@ -1,6 +1,5 @@
 #include "Tool/Command.h"
 #include "Tool/Host/KeptFile.h"
-#include "Tool/Host/OutputReader.h"
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
@@ -143,7 +142,6 @@ public:
     for (;;) {
       const bool isLast = IsOver();
       if (!ReadAll() || isLast || !IsWanted()) break;
-      if (!IsStandardOutputRead()) throw ReaderGone();
       if (std::exchange(isFirst, false) && m_printer.Records() == 0 && m_failure == 0) NoteNoLog();
       m_wait.Wait(LengthOfWait());
     }
