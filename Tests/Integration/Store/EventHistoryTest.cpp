@@ -124,8 +124,7 @@ TEST_F(EventHistory, EveryErrorThatALogMayGiveHasWords) {
   };
   for (const Row& row : {
            Row{ERROR_SUCCESS, "done"},
-           Row{ERROR_FILE_NOT_FOUND,
-               "the file is not there, or nobody takes entries at the journal's socket"},
+           Row{ERROR_FILE_NOT_FOUND, "the file is not there, or a link that leads nowhere"},
            Row{ERROR_TOO_MANY_OPEN_FILES, "too many files are open"},
            Row{ERROR_ACCESS_DENIED, "access is denied"},
            Row{ERROR_INVALID_HANDLE, "the log is not open"},
