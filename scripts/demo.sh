@@ -2,16 +2,19 @@
 # Builds the command and takes one event the whole way on this machine: a physical drive fails, the
 # event is written to an event log, mailed through a real mail server and read back. Then the watch
 # service does the same by itself: in a virtual machine, a member of a real array fails.
-# Usage: scripts/demo.sh [--no-machine]
+# Usage: scripts/demo.sh [--no-machine|--installed]
+# --no-machine leaves the virtual machine out; --installed too, and takes the command that is installed.
 # ONDREL_BUILD names a build folder whose command is shown as it is, without building.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 withMachine=yes
+isInstalled=
 case ${1:-} in
   "") ;;
   --no-machine) withMachine= ;;
-  *) echo "usage: $0 [--no-machine]" >&2; exit 2 ;;
+  --installed) withMachine= isInstalled=yes ;;
+  *) echo "usage: $0 [--no-machine|--installed]" >&2; exit 2 ;;
 esac
 
 buildFolder=${ONDREL_BUILD:-$PWD/build/demo}
@@ -78,11 +81,16 @@ waitFor() {
   fail "nothing came of: $text"
 }
 
-heading "Build"
-[ -n "${ONDREL_BUILD:-}" ] || buildCommand
 scripts=$PWD/scripts
-export ONDREL_BUILD=$buildFolder
-PATH=$buildFolder/Tool:$PATH
+if [ -z "$isInstalled" ]; then
+  heading "Build"
+  [ -n "${ONDREL_BUILD:-}" ] || buildCommand
+  export ONDREL_BUILD=$buildFolder
+  PATH=$buildFolder/Tool:$PATH
+else
+  heading "The installed command"
+  command -v ondrel >/dev/null || fail "no command ondrel is installed"
+fi
 run ondrel --version
 
 # All that the demo writes stands in a folder of its own, which goes when it ends.

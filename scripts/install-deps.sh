@@ -34,7 +34,7 @@ windowsPackages=(
   dpkg-dev icoutils unzip zip
 )
 packagePackages=(
-  dpkg-dev debhelper fakeroot lintian debootstrap abigail-tools python3-aiosmtpd
+  dpkg-dev debhelper fakeroot lintian debootstrap python3-aiosmtpd
 )
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs the tests; at the end, a table of what each part took.
-# Usage: scripts/test.sh [linux|vm|asan|tsan|windows|consumer|fuzz|lint]...
+# Usage: scripts/test.sh [linux|vm|asan|tsan|windows|consumer|package|fuzz|lint]...
 #        scripts/test.sh quick    the unit tests and the format check
 # Without arguments: all parts but quick.
 #
@@ -11,11 +11,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-allParts=(linux vm asan tsan windows consumer fuzz lint)
+allParts=(linux vm asan tsan windows consumer package fuzz lint)
 partsOnRequest=(quick)
 # Their tests use nothing of the machine that another part's tests use: two parts are tested at the
 # same time when one of them is of these.
-partsApart=(windows consumer fuzz lint)
+partsApart=(windows consumer package fuzz lint)
 # Their tests measure time on an emulated machine: nothing else runs meanwhile.
 partsAlone=(vm)
 
@@ -119,6 +119,15 @@ testWindows() {
 buildConsumer() { buildPreset linux; }
 # The installed build, as programs of strangers use it.
 testConsumer() { check scripts/test-installed.sh; }
+
+preparePackage() { scripts/install-deps.sh package; }
+buildPackage() { scripts/test-package.sh build; }
+# The Debian packages, and what they do in a bare root.
+testPackage() {
+  local status=0 step
+  for step in check root twice; do check scripts/test-package.sh "$step" || status=1; done
+  return "$status"
+}
 
 # Runs one fuzz target for some seconds.
 runFuzzTarget() {
@@ -339,7 +348,7 @@ done
 scripts/install-deps.sh "test"
 # Whoever sits in front is asked here: later steps run side by side, without a terminal.
 for part in "${parts[@]}"; do
-  case $part in vm | windows) scripts/install-deps.sh "$part" ;; esac
+  case $part in vm | windows | package) scripts/install-deps.sh "$part" ;; esac
 done
 mkdir -p "$logs"
 trap 'stop 2' INT

@@ -1,0 +1,237 @@
+#!/usr/bin/env bash
+# Builds the Debian packages and tries them: lintian, how their files are hardened, and in a bare root
+# of Debian's the main job, a program of one's own, and removal.
+# Usage: scripts/test-package.sh [build|check|root|twice]...      (without arguments: one after the other)
+#
+# Everything stands in build/package: the packages, the bare root as an archive, and what was downloaded
+# for it. The root takes rights of root, and sudo is asked for when there are none.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+folder=$PWD/build/package
+project=$PWD
+version=$(sed -nE 's/^  VERSION ([0-9.]+)$/\1/p' CMakeLists.txt)
+source=$folder/ondrel-$version
+packages=(libpirsk7 libondrel7 libondrel-dev ondrel)
+suite=bookworm
+asRoot=()
+[ "$(id -u)" -eq 0 ] || asRoot=(sudo)
+
+fail() { echo "$0: $1" >&2; exit 1; }
+
+package() { echo "$folder/$1_${version}_amd64.deb"; }
+
+# In a copy of the tree: the packages are built as from a source that was just unpacked.
+buildPackages() {
+  local said
+  said=$(dpkg-parsechangelog -l debian/changelog -S Version)
+  [ "$said" = "$version" ] || fail "debian/changelog is of version $said, not $version"
+  rm -rf "$source" "$folder"/*.deb "$folder"/*.changes "$folder"/*.buildinfo
+  mkdir -p "$source"
+  git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$source"
+  # debhelper gives the build a home of its own.
+  (
+    cd "$source"
+    PATH=/usr/lib/ccache:$PATH CCACHE_DIR=$(ccache -k cache_dir) CCACHE_BASEDIR=$source \
+      CCACHE_NOHASHDIR=1 DEB_BUILD_OPTIONS="parallel=$(nproc)" \
+      dpkg-buildpackage -b -us -uc >"$folder/build.log" 2>&1
+  ) || { tail -n 60 "$folder/build.log"; fail "the packages do not build"; }
+  rm -rf "$source"
+  for name in "${packages[@]}" ondrel-dbgsym libondrel7-dbgsym libpirsk7-dbgsym; do
+    [ -f "$(package "$name")" ] || fail "there is no package $name"
+  done
+  echo "built: $(cd "$folder" && du -h --apparent-size ./*.deb | tr '\n' ' ')"
+}
+
+# Fails unless a command's output has a line that fits.
+says() {
+  local pattern=$1 what=$2
+  shift 2
+  # All of it first: a command that nobody reads any more fails.
+  grep -qE "$pattern" <<<"$("$@" 2>/dev/null)" || fail "$what"
+}
+
+checkHardening() {
+  local file=$1 name=${1##*/}
+  says ' GNU_RELRO ' "$name has no RELRO" readelf -lW "$file"
+  says 'BIND_NOW|Flags:.* NOW' "$name binds late" readelf -dW "$file"
+  says 'Type: +DYN ' "$name has a fixed address" readelf -hW "$file"
+  says ' GNU_STACK .* RW ' "$name has a stack that can be run" readelf -lW "$file"
+  # The code has the marks of CET; the file's own note of it is lost, as the distribution's startup
+  # files are built without.
+  [ "$(objdump -d "$file" | grep -c endbr64)" -gt 100 ] || fail "$name is built without CET"
+  says '__stack_chk_fail' "$name has no stack protector" readelf --dyn-syms -W "$file"
+  says '_chk@' "$name is not fortified" readelf --dyn-syms -W "$file"
+  ! readelf -SW "$file" | grep -E ' \.(debug_info|symtab) ' || fail "$name is not stripped"
+  ! readelf -dW "$file" | grep -E 'R(UN)?PATH' || fail "$name has a search path of its own"
+  ! strings "$file" | grep -F "$project" || fail "$name names the folder it was built in"
+}
+
+# The base library built in two folders, by the compiler itself and not from its cache: the files are
+# the same. ONDREL_TWICE="pirsk ondrel" takes more, and longer.
+buildTwice() {
+  local place target first="$folder/twice/one" second="$folder/twice/another folder/two"
+  read -r -a targets <<<"${ONDREL_TWICE:-pirsk}"
+  rm -rf "$folder/twice"
+  for place in "$first" "$second"; do
+    mkdir -p "$place"
+    git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$place"
+    (
+      cd "$place"
+      cmake -S . -B built -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_SKIP_RPATH=ON \
+        -DCMAKE_CXX_FLAGS="-g -O2 -ffile-prefix-map='$place'=."
+      CCACHE_DISABLE=1 cmake --build built --target "${targets[@]}"
+    ) >"$folder/twice.log" 2>&1 || { tail -n 30 "$folder/twice.log"; fail "the second build fails"; }
+  done
+  for target in "${targets[@]}"; do
+    cmp "$first/built/"*"/lib$target.so.$version" "$second/built/"*"/lib$target.so.$version" ||
+      fail "two builds of lib$target differ"
+  done
+  rm -rf "$folder/twice"
+  echo "built twice with the same result: ${targets[*]}"
+}
+
+checkPackages() {
+  local file id licence=debian/copyright
+  # The first packages of a project close no request for packaging, and the maintainer's address is the
+  # owner's to give, as the licence is.
+  lintian --fail-on error,warning --suppress-tags \
+    initial-upload-closes-no-bugs,bogus-mail-host,bogus-mail-host-in-debian-changelog \
+    "$folder"/ondrel_"$version"_amd64.changes || fail "lintian objects"
+  rm -rf "$folder/files" "$folder/debug"
+  for name in "${packages[@]}"; do dpkg-deb -x "$(package "$name")" "$folder/files"; done
+  for name in libpirsk7 libondrel7 ondrel; do
+    dpkg-deb -x "$(package "$name-dbgsym")" "$folder/debug"
+  done
+  for file in "$folder"/files/usr/bin/ondrel \
+    "$folder"/files/usr/lib/x86_64-linux-gnu/lib{ondrel,pirsk}.so."$version"; do
+    checkHardening "$file"
+    # readelf fails at a note of an owner that it does not know.
+    id=$({ readelf -nW "$file" || true; } 2>/dev/null | sed -nE 's/^.*Build ID: ([0-9a-f]+)$/\1/p')
+    [ -f "$folder/debug/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug" ] ||
+      fail "${file##*/} has no separate debug file"
+  done
+  # Opened on demand, so that nothing but this line asks for it.
+  says '^ Depends:.* libcurl4\b' "libondrel7 does not ask for libcurl4" \
+    dpkg-deb -I "$(package libondrel7)"
+  for file in lib/systemd/system/ondrel-watch.service usr/lib/systemd/catalog/ondrel.catalog \
+    usr/share/ondrel/{watch.conf,ondrel-alerts.yml} usr/share/man/man1/ondrel-log-report.1.gz \
+    usr/share/bash-completion/completions/ondrel usr/share/zsh/vendor-completions/_ondrel \
+    usr/share/fish/vendor_completions.d/ondrel.fish usr/share/doc/ondrel/command.md.gz; do
+    [ -e "$folder/files/$file" ] || [ -e "$folder/files/${file%.gz}" ] || fail "there is no /$file"
+  done
+  # One place waits for the owner of the project, and says so; README names it.
+  [ "$(grep -c 'PLACE OF THE LICENCE' $licence)" -eq 1 ] && grep -q "$licence" README.md ||
+    fail "the place of the licence is not marked"
+  echo "lintian and hardening: nothing to object to"
+}
+
+# A bare root, downloaded once.
+makeBase() {
+  local mirror
+  [ ! -f "$folder/base.tar" ] || return 0
+  mirror=$(sed -nE 's/^URIs: +([^ ]+).*/\1/p; s/^deb +(\[[^]]*\] +)?([^ ]+) .*/\2/p' \
+    /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list 2>/dev/null | head -n 1)
+  "${asRoot[@]}" rm -rf "$folder/base"
+  "${asRoot[@]}" debootstrap --variant=minbase "$suite" "$folder/base" \
+    "${mirror:-http://deb.debian.org/debian}" >"$folder/base.log" 2>&1 ||
+    { tail -n 20 "$folder/base.log"; fail "there is no bare root"; }
+  "${asRoot[@]}" tar -C "$folder/base" -cf "$folder/base.part" .
+  mv "$folder/base.part" "$folder/base.tar"
+  "${asRoot[@]}" rm -rf "$folder/base"
+}
+
+root=$folder/root
+inRoot() {
+  "${asRoot[@]}" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    ${http_proxy:+http_proxy="$http_proxy"} chroot "$root" "$@"
+}
+
+installInRoot() {
+  inRoot apt-get install -y -q --no-install-recommends "$@" >"$folder/apt.log" 2>&1 ||
+    { tail -n 30 "$folder/apt.log"; fail "apt does not install $*"; }
+}
+
+# All files but what apt and dpkg keep for themselves.
+filesOfRoot() {
+  "${asRoot[@]}" find "$root" -xdev \( -path "$root/var/cache" -o -path "$root/var/lib/apt" \
+    -o -path "$root/var/lib/dpkg" -o -path "$root/var/log" -o -path "$root/tmp" -o -path "$root/dev" \
+    -o -path "$root/packages" -o -name ld.so.cache \) -prune -o -printf '%P\n' | sort
+}
+
+# The demonstration, with the command of the packages.
+runDemo() {
+  mkdir -p "$folder/commands"
+  cat >"$folder/commands/ondrel" <<COMMAND
+#!/bin/sh
+case \$PWD in "$root"/*) folder=\${PWD#"$root"} ;; *) folder=/ ;; esac
+exec ${asRoot[*]} chroot "$root" env -C "\$folder" LC_ALL=C.UTF-8 ondrel "\$@"
+COMMAND
+  chmod +x "$folder/commands/ondrel"
+  PATH=$folder/commands:$PATH TMPDIR=$root/tmp scripts/demo.sh --installed >"$folder/demo.log" 2>&1 ||
+    { cat "$folder/demo.log"; fail "the demonstration does not work with the packages"; }
+}
+
+# README's program, built as README says, against the packages alone.
+buildProgram() {
+  installInRoot g++ pkg-config "/packages/$(basename "$(package libondrel-dev)")"
+  inRoot sh -ec 'cd /tmp
+    examples=/usr/share/doc/libondrel-dev/examples
+    g++ -std=c++17 -Wall -Wextra -Werror $examples/RoadOfOneEvent.cpp -o program \
+      $(pkg-config --cflags --libs ondrel)
+    ./program' >"$folder/program.log" 2>&1 ||
+    { cat "$folder/program.log"; fail "README's program does not build or run"; }
+  grep -q 'status changed from OPERATIONAL to FAILED' "$folder/program.log" ||
+    { cat "$folder/program.log"; fail "README's program does not read its event back"; }
+}
+
+tryInRoot() {
+  local left
+  makeBase
+  "${asRoot[@]}" rm -rf "$root"
+  mkdir -p "$root" "$folder/archives"
+  "${asRoot[@]}" tar -C "$root" -xf "$folder/base.tar"
+  "${asRoot[@]}" cp /etc/resolv.conf "$root/etc/resolv.conf"
+  # Downloads are kept for the next run.
+  "${asRoot[@]}" mkdir -p "$root/packages" "$root/var/cache/apt/archives/partial"
+  "${asRoot[@]}" cp -n "$folder"/archives/*.deb "$root/var/cache/apt/archives/" 2>/dev/null || true
+  for name in "${packages[@]}"; do "${asRoot[@]}" cp "$(package "$name")" "$root/packages/"; done
+  "${asRoot[@]}" rm -f "$root/etc/apt/apt.conf.d/docker-clean"
+  filesOfRoot >"$folder/files.before"
+
+  installInRoot "/packages/"{libpirsk7,libondrel7,ondrel}"_${version}_amd64.deb"
+  [ "$(inRoot ondrel --version | cut -d' ' -f 2)" = "$version" ] || fail "the command is of another version"
+  inRoot ondrel log report Test 10000 information text >/dev/null
+  says ' Test 1 information 10000 .*text' "the command does not keep an event" inRoot ondrel log show Test
+  inRoot ondrel doctor >"$folder/doctor.log" || true
+  runDemo
+  buildProgram
+  "${asRoot[@]}" cp -n "$root"/var/cache/apt/archives/*.deb "$folder/archives/" 2>/dev/null || true
+
+  inRoot apt-get remove -y -q "${packages[@]}" >"$folder/apt.log" 2>&1 ||
+    { cat "$folder/apt.log"; fail "apt does not remove the packages"; }
+  # The service manager's helper forgets a unit at the purge.
+  left=$(filesOfRoot | grep -E 'ondrel|pirsk' | grep -v '^var/lib/systemd/deb-systemd-helper-' || true)
+  [ "$left" = $'var/lib/ondrel\nvar/lib/ondrel/events.db' ] ||
+    fail "apt remove leaves more, or less, than the events: $left"
+  # The others have left nothing that could be purged, and apt knows them no more.
+  inRoot apt-get purge -y -q libondrel7 ondrel >"$folder/apt.log" 2>&1 ||
+    { cat "$folder/apt.log"; fail "apt does not purge the packages"; }
+  inRoot apt-get autoremove --purge -y -q g++ pkg-config >>"$folder/apt.log" 2>&1
+  left=$(filesOfRoot | comm -13 "$folder/files.before" - || true)
+  [ -z "$left" ] || fail "apt purge leaves: $left"
+  "${asRoot[@]}" rm -rf "$root"
+  echo "installed in a bare root: the demonstration, README's program, removal"
+}
+
+steps=("$@")
+[ ${#steps[@]} -gt 0 ] || steps=(build check root twice)
+for step in "${steps[@]}"; do
+  case $step in
+    build) buildPackages ;;
+    check) checkPackages ;;
+    root) tryInRoot ;;
+    twice) buildTwice ;;
+    *) echo "usage: $0 [build|check|root|twice]..." >&2; exit 2 ;;
+  esac
+done
