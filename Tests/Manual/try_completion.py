@@ -36,7 +36,7 @@ LINES = [
     # Logs are those of the store that the line names.
     ("ondrel --store events.db log show De", "ondrel --store events.db log show Demo "),
     ("ondrel --store events.db log show Two", r"ondrel --store events.db log show Two\ words "),
-    ("ondrel log show De", "ondrel log show De"),
+    ("ondrel --store other.db log show De", "ondrel --store other.db log show De"),
     ("ondrel --store eve", "ondrel --store events.db "),
     ("ondrel nvme smart --raw eve", "ondrel nvme smart --raw events.db "),
     ("ondrel log report Demo 1047", "ondrel log report Demo 1047"),
