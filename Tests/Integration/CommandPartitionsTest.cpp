@@ -62,7 +62,8 @@ TEST_F(CommandPartitions, ADiskThatIsNotThereHasNone) {
 
 TEST_F(CommandPartitions, ADiskMayBeNamedByItsNumberOrItsDevice) {
   EXPECT_EQ(ParseAnswer(Run({"--json", "partitions", "4000000"}).output)["device"], "Disk 4000000");
-  for (const json& disk : ParseAnswer(Run({"--json", "disks"}).output)["disks"]) {
+  const json disks = ParseAnswer(Run({"--json", "disks"}).output);
+  for (const json& disk : disks.at("disks")) {
     EXPECT_EQ(ParseAnswer(Run({"--json", "partitions", disk["device"]}).output)["device"],
               disk["disk"]);
   }

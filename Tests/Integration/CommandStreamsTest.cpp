@@ -77,9 +77,9 @@ TEST_F(CommandStreams, InputThatNeverEndsIsRefused) {
 }
 
 TEST_F(CommandStreams, LineThatNeverEndsIsAnsweredWhenItIsTooLong) {
-  const ProcessResult result =
-      RunProcess("/bin/bash", {"-c", std::string("head -c 3000000 /dev/zero | ") + ONDREL_COMMAND +
-                                         " match --jsonl"});
+  const ProcessResult result = RunProcess(
+      "/bin/bash",
+      {"-c", std::string("head -c 3000000 /dev/zero | ") + ONDREL_COMMAND + " match --jsonl"});
 
   EXPECT_EQ(result.exitStatus, 2);
   EXPECT_THAT(result.output, HasSubstr("the line is longer than"));
@@ -93,11 +93,11 @@ TEST_F(CommandStreams, FilesThatCannotBeReadAreRefusedWithTheReason) {
       {"match", "a", "--from"},
       {"nvme", "smart", "--raw"},
       {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s", "--body"},
-      {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s", "--user", "u",
-       "--password-file"}};
+      {"mail", "--server", "h", "--mail-from", "a@b", "--to", "c@d", "--subject", "s", "--user",
+       "u", "--password-file"}};
   for (const std::vector<std::string>& front : kFronts) {
-    for (const auto& [path, reason] : {std::pair(missing, "No such file or directory"),
-                                       std::pair(folder, "Is a directory")}) {
+    for (const auto& [path, reason] :
+         {std::pair(missing, "No such file or directory"), std::pair(folder, "Is a directory")}) {
       std::vector<std::string> line = front;
       line.push_back(path);
       const ProcessResult result = Run(line);

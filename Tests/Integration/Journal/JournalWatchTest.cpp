@@ -42,11 +42,10 @@ protected:
     seen.drives.push_back(drive);
     Tool::Watch::Store(state, true)
         .Commit(Tool::Watch::Step(std::nullopt, seen, {}).state, {}, {}, "", std::time(nullptr));
-    const std::string configuration =
-        m_folder.Write("watch.conf", "[log]\nname=" + Source() +
-                                         "\njournal=yes\n[state]\nfile=" + state + "\n");
-    return std::make_unique<Process>(
-        ONDREL_COMMAND, std::vector<std::string>{"watch", "--config", configuration});
+    const std::string configuration = m_folder.Write(
+        "watch.conf", "[log]\nname=" + Source() + "\njournal=yes\n[state]\nfile=" + state + "\n");
+    return std::make_unique<Process>(ONDREL_COMMAND,
+                                     std::vector<std::string>{"watch", "--config", configuration});
   }
 
   Testing::TemporaryFolder m_folder;
@@ -71,8 +70,8 @@ TEST_F(JournalWatch, WhatItSeesReachesACollectorByTheJournalsForwarding) {
           std::vector<std::string>{"--url=http://127.0.0.1:" + port,
                                    "--save-state=" + m_folder.Path("upload-state")});
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    shown = RunProcess(ONDREL_COMMAND,
-                       {"--directory", collected, "log", "show", Source(), "--json"});
+    shown =
+        RunProcess(ONDREL_COMMAND, {"--directory", collected, "log", "show", Source(), "--json"});
   }
   ASSERT_THAT(shown.output, HasSubstr("GONE1")) << shown.errors;
   const json record = json::parse(shown.output.substr(0, shown.output.find('\n')));
@@ -82,8 +81,8 @@ TEST_F(JournalWatch, WhatItSeesReachesACollectorByTheJournalsForwarding) {
   EXPECT_EQ(record["computer"], name);
   // And with the journal's own reader, as the document shows it.
   const ProcessResult own =
-      RunProcess("/usr/bin/journalctl", {"-D", collected, "--no-pager", "-o", "json",
-                                         "SYSLOG_IDENTIFIER=" + Source()});
+      RunProcess("/usr/bin/journalctl",
+                 {"-D", collected, "--no-pager", "-o", "json", "SYSLOG_IDENTIFIER=" + Source()});
   EXPECT_THAT(own.output, HasSubstr("GONE1")) << own.errors;
   uploader->EndBy(SIGKILL);
   collector.EndBy(SIGKILL);
