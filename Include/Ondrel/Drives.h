@@ -108,6 +108,11 @@ struct DriveArray {
 struct DriveSnapshot {
   std::vector<Drive> drives;       ///< All drives, those that are gone included.
   std::vector<DriveArray> arrays;  ///< All arrays that run.
+
+  /// Why the look is not whole, as the host's error number: its device tree cannot be read, or
+  /// there were no descriptors or memory to read with. What the look lacks then need not be gone. 0
+  /// when it is whole.
+  std::uint32_t error = 0;
 };
 
 /// What a look is asked for.
@@ -134,7 +139,8 @@ public:
   CDriveMonitor(const CDriveMonitor&) = delete;
   CDriveMonitor& operator=(const CDriveMonitor&) = delete;
 
-  /// The drives and arrays as they are now. What cannot be read is left out.
+  /// The drives and arrays as they are now. What cannot be read is left out; `error` says when that
+  /// is for a reason of the host's and not of the drive's.
   DriveSnapshot Look(const DriveLook& look = {});
 
   /// A descriptor for `poll` that is readable when something may have changed; -1 where there is

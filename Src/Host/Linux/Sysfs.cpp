@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <utility>
 
 namespace Ondrel::Host {
 
@@ -19,18 +21,31 @@ struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
+// What is not there and what could not be opened look the same to those who read.
+thread_local int shortage = 0;
+
+void NoteShortage() {
+  if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) shortage = errno;
+}
+
 }  // namespace
 
 std::optional<std::string> ReadSysfsText(const std::string& path) {
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!file.IsOpen()) return std::nullopt;
+  if (!file.IsOpen()) {
+    NoteShortage();
+    return std::nullopt;
+  }
   std::string text;
   std::array<char, 4096> buffer;
   ssize_t size = 0;
   while (text.size() < kLongestText &&
          (size = ::read(file.Number(), buffer.data(), buffer.size())) > 0)
     text.append(buffer.data(), static_cast<std::size_t>(size));
-  if (size < 0) return std::nullopt;
+  if (size < 0) {
+    NoteShortage();
+    return std::nullopt;
+  }
   if (text.ends_with('\n')) text.pop_back();
   return text;
 }
@@ -52,11 +67,16 @@ std::optional<std::uint64_t> ReadSysfsNumber(const std::string& path, int base) 
 std::vector<std::string> SysfsEntries(const std::string& folder) {
   std::vector<std::string> entries;
   const std::unique_ptr<DIR, CloseFolder> opened(::opendir(folder.c_str()));
-  if (!opened) return entries;
+  if (!opened) {
+    NoteShortage();
+    return entries;
+  }
   while (const dirent* const entry = ::readdir(opened.get()))
     if (entry->d_name[0] != '.') entries.emplace_back(entry->d_name);
   std::ranges::sort(entries);
   return entries;
 }
+
+int TakeSysfsShortage() { return std::exchange(shortage, 0); }
 
 }  // namespace Ondrel::Host

@@ -23,4 +23,8 @@ std::optional<std::uint64_t> ReadSysfsNumber(const std::string& path, int base =
 /// be read.
 std::vector<std::string> SysfsEntries(const std::string& folder);
 
+/// Why the calls above could not read something in this thread for want of descriptors or memory:
+/// an errno, the last one since this was asked before; 0 when nothing was missed for that.
+int TakeSysfsShortage();
+
 }  // namespace Ondrel::Host

@@ -1,6 +1,7 @@
 #include "Tool/Watch/Linux/Service.h"
 
 #include "Tool/Watch/Linux/Logbook.h"
+#include "Tool/Watch/Linux/Looking.h"
 #include "Tool/Watch/Linux/Notify.h"
 #include "Tool/Watch/Linux/Sending.h"
 #include "Tool/Watch/Metrics.h"
@@ -240,8 +241,11 @@ void Service::LookIfDue(Clock::time_point now) {
 
 void Service::Look(bool isForHealth) {
   const bool isArming = isForHealth && m_settings.health.armEvents;
-  const Ondrel::Host::DriveSnapshot seen =
-      m_monitor.Look({.readHealth = isForHealth, .armHealthEvents = isArming});
+  Ondrel::Host::DriveSnapshot seen;
+  const bool isWhole = Guard("drives", m_saidOfDrives, [&] {
+    seen = LookAtAll(m_monitor, {.readHealth = isForHealth, .armHealthEvents = isArming});
+  });
+  if (!isWhole) return;
   StepResult step = Step(m_state, seen, m_settings.health.thresholds);
   const std::string text = TextOfState(EssenceOf(step.state));
   // What cannot be committed is not known yet: the next look finds the same events.

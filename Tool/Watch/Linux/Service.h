@@ -86,6 +86,7 @@ private:
   std::optional<Program> m_program;
   bool m_hasSaidOfPlace = false;
   std::string m_saidOfStore;
+  std::string m_saidOfDrives;
   std::string m_saidOfLog;
   std::string m_saidOfMetrics;
   std::string m_saidOfSenders;

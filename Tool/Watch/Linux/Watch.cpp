@@ -1,6 +1,7 @@
 #include "Tool/Watch/Watch.h"
 
 #include "Tool/Watch/Linux/Logbook.h"
+#include "Tool/Watch/Linux/Looking.h"
 #include "Tool/Watch/Linux/PathChecks.h"
 #include "Tool/Watch/Linux/Sending.h"
 #include "Tool/Watch/Linux/Service.h"
@@ -100,7 +101,7 @@ WatchAnswer LookOnce(const WatchRequest& request) {
   const Settings settings = SettingsOf(request);
   Ondrel::Host::CDriveMonitor monitor;
   const StepResult step =
-      Step(std::nullopt, monitor.Look({.readHealth = true}), settings.health.thresholds);
+      Step(std::nullopt, LookAtAll(monitor, {.readHealth = true}), settings.health.thresholds);
   WatchAnswer answer;
   answer.json = JsonOfAll(step.state);
   answer.text = TableOf(step.state);
@@ -128,7 +129,7 @@ WatchAnswer ShowStatus(const WatchRequest& request) {
   WatchState state = store.State().value_or(WatchState());
   // What the service keeps, brought up to this moment: the progress of a rebuild is not kept.
   Ondrel::Host::CDriveMonitor monitor;
-  if (store.State()) state = Step(state, monitor.Look(), settings.health.thresholds).state;
+  if (store.State()) state = Step(state, LookAtAll(monitor), settings.health.thresholds).state;
 
   WatchAnswer answer;
   answer.json = {{"running", sign.has_value()},

@@ -3,8 +3,12 @@
 #include "Drives/DriveStatus.h"
 #include "Host/Linux/Drives/DriveFiles.h"
 #include "Host/Linux/Drives/DriveList.h"
+#include "Host/Linux/LastError.h"
+#include "Host/Linux/Sysfs.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <unistd.h>
 
 namespace Ondrel::Host {
 
@@ -207,6 +211,8 @@ DriveSnapshot ReadDrives(const DriveSources& sources) {
   DriveList drives(sources);
   ArrayReader reader(sources, drives);
   const std::string disks = sources.sysfs + "/block/";
+  TakeSysfsShortage();
+  if (::access(disks.c_str(), R_OK | X_OK) != 0) snapshot.error = ErrorFromErrno(errno);
   for (const std::string& name : SysfsEntries(disks))
     if (IsRunning(disks + name + "/md"))
       if (auto array = reader.Read(disks + name)) snapshot.arrays.push_back(std::move(*array));
@@ -215,6 +221,7 @@ DriveSnapshot ReadDrives(const DriveSources& sources) {
   snapshot.drives = std::move(drives.Drives());
   std::ranges::sort(snapshot.drives, {}, &Drive::id);
   std::ranges::sort(snapshot.arrays, {}, &DriveArray::id);
+  if (const int shortage = TakeSysfsShortage()) snapshot.error = ErrorFromErrno(shortage);
   return snapshot;
 }
 

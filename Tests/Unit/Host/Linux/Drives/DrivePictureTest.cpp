@@ -8,7 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <sys/resource.h>
 
 namespace Ondrel::Host {
 namespace {
@@ -298,6 +300,26 @@ TEST(SpareGroups, AreFoundInEveryFormOfALine) {
               UnorderedElementsAre("md1"));
   EXPECT_THAT(ArraysWithSpareGroup("DEVICE /dev/md1 spare-group=x"), IsEmpty());
   EXPECT_THAT(ArraysWithSpareGroup("ARRAY /dev/md1 x-spare-group=x"), IsEmpty());
+}
+
+TEST(DrivePicture, ALookThatLacksDescriptorsSaysSo) {
+  const DriveTree tree;
+  tree.AddDisk("sda", "A", "8:0");
+  EXPECT_EQ(tree.Read().error, 0U);
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::uint32_t error = tree.Read().error;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(error, 4U);
+  EXPECT_EQ(tree.Read().error, 0U);
+}
+
+TEST(DrivePicture, ALookWithoutADeviceTreeSaysSo) {
+  const DriveTree tree;
+  std::filesystem::remove(tree.Path("sys/block"));
+  EXPECT_EQ(tree.Read().error, 2U);
 }
 
 TEST(DriveFiles, SmallTextsAreReadExactly) {
