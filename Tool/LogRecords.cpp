@@ -445,6 +445,7 @@ std::optional<std::string> NoSuchLog(const std::string& log, const EventLogPlace
   std::vector<Ondrel::Host::EventLogSummary> logs;
   CheckLog(Ondrel::Host::ListEventLogs(logs), "cannot list the logs of " + PlaceText(place));
   std::vector<std::string> names;
+  names.reserve(logs.size());
   for (const Ondrel::Host::EventLogSummary& known : logs) names.push_back(known.name);
   if (std::ranges::find(names, log) != names.end()) return std::nullopt;
   return "there is no log " + OneLine(log) + " in " + PlaceText(place) + Suggestion(log, names);
