@@ -547,16 +547,6 @@ TEST_F(WatchService, NumbersThatAreNoMailsAreRefused) {
   }
 }
 
-TEST_F(WatchService, WhatCannotBeSeenForWantOfDescriptorsIsNotGone) {
-  m_folder.Write("watch.conf", "");
-  const ProcessResult result =
-      RunProcess("/bin/sh", {"-c", "ulimit -n 4; exec \"$0\" watch --once --config \"$1\"",
-                             ONDREL_COMMAND, Path("watch.conf")});
-  EXPECT_EQ(3, result.exitStatus) << result.output;
-  EXPECT_THAT(result.errors, HasSubstr("cannot see all drives and arrays: "));
-  EXPECT_THAT(result.errors, HasSubstr("ERROR_TOO_MANY_OPEN_FILES"));
-}
-
 TEST_F(WatchService, AnEmptyConfigurationIsTheDefaultOne) {
   m_folder.Write("watch.conf", "");
   EXPECT_EQ(0, Run({"--check-config"}).exitStatus);
