@@ -115,7 +115,7 @@ for component in runtime development command documents; do
 done
 [ -e "$folder/runtime/${libraries#"$place"/}/libondrel.so.7" ] || fail "no library in runtime"
 [ ! -e "$folder/runtime/include" ] || fail "headers in runtime"
-[ -e "$folder/development/${libraries#"$place"/}/libondrel.so" ] || fail "no link in development"
+[ -L "$folder/development/${libraries#"$place"/}/libondrel.so" ] || fail "no link in development"
 [ -e "$folder/development/include/Ondrel/Ondrel.h" ] || fail "no headers in development"
 [ -x "$folder/command/bin/ondrel" ] || fail "no command in command"
 for file in man/man1/ondrel-log-report.1 bash-completion/completions/ondrel \
