@@ -186,6 +186,12 @@ int ReadAndRun(const std::vector<std::string>& words) {
   }
 }
 
+std::string NoMemberText(const std::string& name, const std::string& group,
+                         std::span<const Subcommand> members) {
+  return "\"" + name + "\" is not a subcommand of '" + group + "'" +
+         Suggestion(name, NamesOf(members));
+}
+
 }  // namespace
 
 std::vector<std::string> OwnWords(const CLI::App& app) {
@@ -218,10 +224,7 @@ int ShowHelp(const GlobalOptions& globals, const std::vector<std::string>& names
   std::span<const Subcommand> members = Subcommands();
   for (const std::string& name : names) {
     const Subcommand* const subcommand = Find(members, name);
-    if (subcommand == nullptr) {
-      throw UsageError("\"" + name + "\" is not a subcommand of '" + path + "'" +
-                       Suggestion(name, NamesOf(members)));
-    }
+    if (subcommand == nullptr) throw UsageError(NoMemberText(name, path, members));
     members = subcommand->members;
     path += ' ' + name;
   }
