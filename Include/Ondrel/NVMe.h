@@ -5,6 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 
+// Records declare their assignment, which is the compiler's own, only to export it.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-copy"
+#endif
+
 /// The data structures that an NVMe device delivers, byte for byte.
 ///
 /// Source: NVM Express, revision 1.3. The records are plain memory: a device's answer, or a saved
@@ -716,3 +722,7 @@ static_assert(sizeof(NVME_ERROR_INFORMATION_LOG_ENTRY::Remainder) == 35);
 static_assert(sizeof(NVME_STATUS_FIELD) == 2);
 
 }  // namespace Ondrel
+
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif

@@ -4,6 +4,12 @@
 
 #include <string>
 
+// Records declare their assignment, which is the compiler's own, only to export it.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-copy"
+#endif
+
 namespace Ondrel {
 
 /// A date and time of day of the host's local time, broken down.
@@ -62,3 +68,7 @@ public:
 ONDREL_API std::string timeStampToStrDateTime(unsigned long long timeStamp);
 
 }  // namespace Ondrel
+
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
