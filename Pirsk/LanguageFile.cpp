@@ -76,7 +76,7 @@ std::string FolderOf(const std::string& file) {
 std::string FolderOfModule(const char* fileName) {
   const std::string loaded = Host::PathOfModule(fileName);
   const std::string real = Host::RealPath(loaded);
-  const std::string folder = FolderOf(loaded);
+  std::string folder = FolderOf(loaded);
   if (real.empty() || real == loaded) return folder;
   std::error_code error;
   return std::filesystem::exists(folder + "/" + fileName, error) ? folder : FolderOf(real);
@@ -130,7 +130,7 @@ const CLanguageSupport::CLngFile::Contents& CLanguageSupport::CLngFile::Load() c
       const std::optional<std::string> text = ReadFile(path, fault);
       std::optional<LanguageTexts> parsed;
       if (text) parsed = ParseLanguageFile(*text, m_count, &fault);
-      if (!fault.empty()) faults.push_back(path + ": " + fault);
+      if (!fault.empty()) faults.emplace_back(path).append(": ").append(fault);
       if (!parsed) continue;
       contents = {std::move(path), std::move(*parsed)};
       break;
