@@ -73,7 +73,7 @@ std::vector<std::string> WithEmptyValues(const CLI::App& app,
 
 /// The parser's complaint in the words of the others.
 std::string WordsOf(const CLI::App& app, const CLI::ParseError& error) {
-  const std::string words = error.what();
+  std::string words = error.what();
   // Only numbers are converted: "Could not convert: MAIL = one,two".
   constexpr std::string_view kNotConverted = "Could not convert: ";
   constexpr std::string_view kSign = " = ";
