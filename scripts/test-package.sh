@@ -130,8 +130,9 @@ checkPackages() {
 makeBase() {
   local mirror
   [ ! -f "$folder/base.tar" ] || return 0
-  mirror=$(sed -nE 's/^URIs: +([^ ]+).*/\1/p; s/^deb +(\[[^]]*\] +)?([^ ]+) .*/\2/p' \
-    /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list 2>/dev/null | head -n 1)
+  # Where apt itself gets the packages of this system.
+  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $suite" 2>/dev/null |
+    sort -u | sed -n 1p)
   "${asRoot[@]}" rm -rf "$folder/base"
   "${asRoot[@]}" debootstrap --variant=minbase "$suite" "$folder/base" \
     "${mirror:-http://deb.debian.org/debian}" >"$folder/base.log" 2>&1 ||
@@ -217,7 +218,8 @@ tryInRoot() {
   # The others have left nothing that could be purged, and apt knows them no more.
   inRoot apt-get purge -y -q libondrel7 ondrel >"$folder/apt.log" 2>&1 ||
     { cat "$folder/apt.log"; fail "apt does not purge the packages"; }
-  inRoot apt-get autoremove --purge -y -q g++ pkg-config >>"$folder/apt.log" 2>&1
+  inRoot apt-get autoremove --purge -y -q g++ pkg-config >>"$folder/apt.log" 2>&1 ||
+    { cat "$folder/apt.log"; fail "apt does not remove what the program was built with"; }
   left=$(filesOfRoot | comm -13 "$folder/files.before" - || true)
   [ -z "$left" ] || fail "apt purge leaves: $left"
   "${asRoot[@]}" rm -rf "$root"

@@ -196,8 +196,6 @@ testQuick() {
   return "$status"
 }
 
-# --- Steps of parts, one after the other or side by side ---
-
 declare -A running=()    # process of a step to its part and kind
 declare -A ended=()      # step to its exit status
 declare -A began=() took=()

@@ -92,7 +92,14 @@ class Terminal:
         sys.exit(f"nothing came of: {what}\n" + "\n".join(self.lines()))
 
     def close(self):
+        """Waits for the shell too, which may write files of its own at its end."""
+        shown = subprocess.run([*self.tmux, "display-message", "-p", "#{pane_pid}"], check=True,
+                               stdout=subprocess.PIPE, text=True).stdout
+        shell = pathlib.Path("/proc") / shown.strip()
         subprocess.run([*self.tmux, "kill-server"], check=False)
+        end = time.monotonic() + SECONDS
+        while shell.exists() and time.monotonic() < end:
+            time.sleep(0.02)
 
 
 def try_line(terminal, typed, expected, mark):

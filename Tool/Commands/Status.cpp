@@ -10,7 +10,7 @@ namespace Tool {
 namespace {
 
 std::string ColouredEvent(const Ondrel::CStateChangeEvent& event) {
-  const std::string text = EventText(event);
+  std::string text = EventText(event);
   if (event.Severity == Ondrel::kSeverityError) return Coloured(text, Colour::kRed);
   if (event.Severity == Ondrel::kSeverityWarning) return Coloured(text, Colour::kYellow);
   return text;

@@ -132,14 +132,22 @@ TEST_F(WatchService, AProgramThatCannotBeRunIsNamed) {
   ASSERT_TRUE(service->WaitForErrors("program: /no/such/program"));
 }
 
-TEST_F(WatchService, TheManagerHearsOfReadinessLifeAndEnd) {
-  Configure();
+// A socket at which a service manager would listen; closed when there is none to be had.
+Ondrel::Host::FileDescriptor ManagerAt(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  const std::string path = Path("notify");
   path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const Ondrel::Host::FileDescriptor manager(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  ASSERT_EQ(0, ::bind(manager.Number(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+  Ondrel::Host::FileDescriptor manager(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (::bind(manager.Number(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    return Ondrel::Host::FileDescriptor();
+  return manager;
+}
+
+TEST_F(WatchService, TheManagerHearsOfReadinessLifeAndEnd) {
+  Configure();
+  const std::string path = Path("notify");
+  const Ondrel::Host::FileDescriptor manager = ManagerAt(path);
+  ASSERT_TRUE(manager.IsOpen());
   const timeval patience{60, 0};
   ::setsockopt(manager.Number(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   const auto next = [&] {
@@ -163,12 +171,9 @@ TEST_F(WatchService, TheManagerHearsOfReadinessLifeAndEnd) {
 
 TEST_F(WatchService, AWatchdogOfAnotherProcessIsNotFed) {
   Configure();
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
   const std::string path = Path("notify");
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const Ondrel::Host::FileDescriptor manager(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  ASSERT_EQ(0, ::bind(manager.Number(), reinterpret_cast<sockaddr*>(&address), sizeof address));
+  const Ondrel::Host::FileDescriptor manager = ManagerAt(path);
+  ASSERT_TRUE(manager.IsOpen());
   const auto service = Start({"NOTIFY_SOCKET=" + path, "WATCHDOG_USEC=100000", "WATCHDOG_PID=1"});
   std::this_thread::sleep_for(500ms);
   service->EndBy(SIGTERM);
