@@ -62,17 +62,35 @@ sideBySide() {
   return "$status"
 }
 
+# Counts the tests of a run of ctest: those of the programs that count theirs, and what else was run.
+countTestsOf() {
+  awk '
+    /^[0-9]+\/[0-9]+ Testing: / { own = 0 }
+    /^\[  PASSED  \] [0-9]+ tests?\.$/ { passed += $4; own = 1 }
+    /^\[  FAILED  \] [0-9]+ tests?, listed below:$/ { failed += $4; failures = 1; own = 1 }
+    /^Test Passed\.$/ { if (!own) passed++ }
+    /^Test (Failed|timed out)/ { if (!own || !failures) failed++; failures = 0 }
+    END { print passed + 0, failed + 0 }' "$1"
+}
+
+# Of each program, without the lines of tests that passed; the test in which a program ended stays.
+withoutPassed() {
+  awk '
+    /^\[ RUN      \] / { held = $0; next }
+    /^\[       OK \] / { held = ""; next }
+    / Passed +[0-9.]+ sec$/ || / Start +[0-9]+: / { next }
+    { if (held != "") print held; held = ""; print }' "$1"
+}
+
 # Runs the tests of a preset; what follows its name chooses among them.
 runTests() {
-  local preset=$1 status=0 failed total
+  local preset=$1 status=0
   shift
   ctest --test-dir "build/$preset" "$@" -j "$jobs" --output-on-failure --no-tests=error \
     --output-log "$logs/$part-ctest.log" >"$logs/$part-ctest.out" || status=$?
-  read -r failed total < <(sed -nE \
-    's/^[0-9]+% tests passed, ([0-9]+) tests failed out of ([0-9]+)$/\1 \2/p' "$logs/$part-ctest.out") ||
-    { failed=1 total=1; }
-  countTests $((total - failed)) "$failed"
-  [ "$status" -eq 0 ] || grep -vE ' (Start +[0-9]+: |.* Passed +[0-9.]+ sec)' "$logs/$part-ctest.out"
+  # shellcheck disable=SC2046 # two numbers
+  countTests $(countTestsOf "build/$preset/Testing/Temporary/LastTest.log")
+  [ "$status" -eq 0 ] || withoutPassed "$logs/$part-ctest.out"
   [ "$status" -ne 0 ] || tail -n 6 "$logs/$part-ctest.out"
   return "$status"
 }
@@ -239,6 +257,7 @@ startStep() {
   set -m
   (
     set -euo pipefail
+    trap 'times >"$logs/$step.processor"' EXIT
     "$kind${part^}"
   ) >"$logs/$step.log" 2>&1 </dev/null &
   set +m
@@ -288,12 +307,19 @@ runSteps() {
   done
 }
 
+# Seconds that the processors worked for the steps of a part.
+processorTime() {
+  cat "$logs/$1"-*.processor 2>/dev/null |
+    awk -F '[ms ]+' '{all += ($1 + $3) * 60 + $2 + $4} END {printf "%d", all}'
+}
+
 # The table of the parts, and as the last line the sum of their tests. A part that did not get
 # through counts as a failed test at least.
 report() {
   local part passed failed allPassed=0 allFailed=0 verdict kind
   echo
-  printf '%-10s %11s %11s %11s %8s %8s  %s\n' part preparing building testing passed failed result
+  printf '%-10s %11s %11s %11s %11s %8s %8s  %s\n' part preparing building testing processor passed \
+    failed result
   for part in "${parts[@]}"; do
     read -r passed failed < <(awk '{p += $1; f += $2} END {print p + 0, f + 0}' "$logs/$part.count")
     verdict=passed
@@ -310,8 +336,9 @@ report() {
       [ "$failed" -gt 0 ] || failed=1
     fi
     allPassed=$((allPassed + passed)) allFailed=$((allFailed + failed))
-    printf '%-10s %9s s %9s s %9s s %8s %8s  %s\n' "$part" "${took[$part-prepare]:-0}" \
-      "${took[$part-build]:-0}" "${took[$part-test]:-0}" "$passed" "$failed" "$verdict"
+    printf '%-10s %9s s %9s s %9s s %9s s %8s %8s  %s\n' "$part" "${took[$part-prepare]:-0}" \
+      "${took[$part-build]:-0}" "${took[$part-test]:-0}" "$(processorTime "$part")" "$passed" "$failed" \
+      "$verdict"
   done
   echo "all of it in $SECONDS s"
   echo
@@ -354,6 +381,7 @@ trap 'stop 15' TERM
 trap 'stop 1' HUP
 for part in "${parts[@]}"; do
   : >"$logs/$part.count"
+  rm -f "$logs/$part"-*.processor
   for kind in prepare build; do
     isFunction "$kind${part^}" || ended[$part-$kind]=0
   done
