@@ -10,6 +10,8 @@
 #include <Ondrel/Host.h>
 #include <Ondrel/ModuleError.h>
 #include <Ondrel/NVMe.h>
+#include <Ondrel/NVMeIdentify.h>
+#include <Ondrel/NVMeLogs.h>
 #include <Ondrel/NVMeQuery.h>
 #include <Ondrel/OSFlags.h>
 #include <Ondrel/OSInfo.h>
