@@ -10,6 +10,7 @@
 #include <Ondrel/Host.h>
 #include <Ondrel/ModuleError.h>
 #include <Ondrel/NVMe.h>
+#include <Ondrel/NVMeDevices.h>
 #include <Ondrel/NVMeIdentify.h>
 #include <Ondrel/NVMeLogs.h>
 #include <Ondrel/NVMeQuery.h>

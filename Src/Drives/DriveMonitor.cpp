@@ -45,10 +45,22 @@ std::uint32_t AskHealth(const std::string& device, DriveHealth& health) {
   health.unsafeShutdowns = log.UnsafeShutdowns[0];
   health.dataUnitsRead = log.DataUnitsRead[0];
   health.dataUnitsWritten = log.DataUnitsWritten[0];
+  health.errorLogEntries = log.ErrorLogEntries[0];
+  health.criticalTemperatureTime = log.CriticalTemperatureTime;
   return 0;
 }
 
 }  // namespace
+
+std::uint32_t ReadDriveHealth(const std::string& device, DriveHealth& health) {
+  DriveHealth found;
+  if (const std::uint32_t error = AskHealth(device, found); error != 0) return error;
+  const Temperatures temperatures = AskTemperatures(device);
+  found.warningTemperature = temperatures.warning;
+  found.criticalTemperature = temperatures.critical;
+  health = found;
+  return 0;
+}
 
 struct CDriveMonitor::State {
   void* watch = nullptr;

@@ -34,6 +34,11 @@ struct DeviceOperations {
 
   /// Reason of the calling thread's last failed operation.
   std::function<ULong()> GetLastError;
+
+  /// The status, without its phase tag, with which an NVMe controller refused the calling thread's
+  /// last `CreateFileA` or `DeviceIoControl`; 0 when that did not end so. Absent on a host that
+  /// does not report it; its name is not one of Win32.
+  std::function<std::uint16_t()> LastNVMeStatus = nullptr;
 };
 
 /// The operations in force. A test may put another table in place; nothing else writes it.

@@ -3,13 +3,14 @@
 #include "Host/Types.h"
 
 #include <Ondrel/Drives.h>
+#include <Ondrel/NVMeDevices.h>
 
 #include <functional>
 #include <string>
 
 namespace Ondrel::Host {
 
-/// The host operations on the statuses of drives and arrays.
+/// The host operations on the statuses of drives and arrays, and on what is known of NVMe devices.
 ///
 /// On a host that has none, all members are empty. The watch that `Open` yields belongs to one
 /// thread at a time. None of the operations throws but for want of memory.
@@ -32,6 +33,13 @@ struct DrivesOperations {
   std::function<ULong(const std::string& device)> ArmHealthEvents;
 
   std::function<void(void* watch)> Close;
+
+  /// The NVMe controllers and namespaces as they are now. Asks no device.
+  std::function<NVMeDevices()> ListNVMeDevices = nullptr;
+
+  /// Finds the namespace that the node `device` stands for. Yields 0, or the host's error number
+  /// and leaves `id` as it was: 1 for a node that is not a namespace.
+  std::function<ULong(const char* device, ULong& id)> FindNVMeNamespaceId = nullptr;
 };
 
 /// The operations in force. A test may put another table in place; nothing else writes it.

@@ -250,6 +250,37 @@ TEST(DriveMonitor, HealthThatCannotBeReadHasItsError) {
   EXPECT_EQ(0, host.identifies);
 }
 
+TEST(ReadDriveHealth, HasTheLogAndTheThresholds) {
+  PreparedDrives host;
+  host.controller.WCTEMP = 343;
+  host.controller.CCTEMP = 353;
+  host.log.CompositeTemperature = 310;
+  host.log.MediaErrors[0] = 4;
+  host.log.ErrorLogEntries[0] = 9;
+  host.log.CriticalTemperatureTime = 7;
+  DriveHealth health;
+
+  EXPECT_EQ(0u, ReadDriveHealth("/dev/nvme0", health));
+
+  EXPECT_EQ(310, health.temperature);
+  EXPECT_EQ(343, health.warningTemperature);
+  EXPECT_EQ(353, health.criticalTemperature);
+  EXPECT_EQ(4u, health.mediaErrors);
+  EXPECT_EQ(9u, health.errorLogEntries);
+  EXPECT_EQ(7u, health.criticalTemperatureTime);
+}
+
+TEST(ReadDriveHealth, LeavesTheHealthOfADriveThatRefuses) {
+  PreparedDrives host;
+  host.openError = kDenied;
+  DriveHealth health;
+  health.temperature = 77;
+
+  EXPECT_EQ(kDenied, ReadDriveHealth("/dev/nvme0", health));
+
+  EXPECT_EQ(77, health.temperature);
+}
+
 TEST(DriveMonitor, AnAnswerWithoutARecordIsInvalidData) {
   PreparedDrives host;
   host.snapshot.drives = {NVMeDrive("nvme0")};

@@ -27,7 +27,6 @@ public:
     passed.opcode = command.opcode;
     passed.nsid = command.nameSpace;
     passed.cdw10 = command.dword10;
-    passed.cdw11 = command.dword11;
     passed.addr = reinterpret_cast<std::uintptr_t>(data.data());
     passed.data_len = static_cast<std::uint32_t>(data.size());
     const int outcome = ::ioctl(m_file.Number(), NVME_IOCTL_ADMIN_CMD, &passed);
@@ -41,6 +40,8 @@ private:
 
 using DeviceTable = HandleTable<DeviceNode>;
 
+thread_local std::uint16_t t_lastStatus = 0;
+
 DeviceTable& Nodes() {
   static Immortal<DeviceTable> nodes;
   return nodes.Get();
@@ -52,6 +53,7 @@ int AccessModeOf(ULong access) {
 }
 
 void* OpenNode(const char* name, ULong access, ULong disposition) {
+  t_lastStatus = 0;
   if (name == nullptr || disposition != OPEN_EXISTING)
     return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
   // A name that is not a device's must not keep the caller waiting, or become its terminal.
@@ -66,13 +68,16 @@ void* OpenNode(const char* name, ULong access, ULong disposition) {
 
 int Control(const void* device, ULong controlCode, std::span<const std::byte> input,
             std::span<std::byte> output, ULong& bytesReturned) {
+  t_lastStatus = 0;
   const std::shared_ptr<DeviceNode> node = Nodes().Find(device);
   if (node == nullptr) return Fail(ERROR_INVALID_HANDLE);
   if (controlCode != IOCTL_STORAGE_QUERY_PROPERTY) return Fail(ERROR_INVALID_FUNCTION);
   const ULong error =
       AnswerStorageQuery(input, output, bytesReturned,
                          [&](const NVMeAdminCommand& command, std::span<std::byte> data) {
-                           return node->Submit(command, data);
+                           const NVMeAdminResult result = node->Submit(command, data);
+                           t_lastStatus = result.status;
+                           return result;
                          });
   return error == ERROR_SUCCESS ? 1 : Fail(error);
 }
@@ -94,6 +99,7 @@ DeviceOperations MakeDeviceOperations() {
             return Nodes().Remove(handle) != nullptr ? 1 : Fail(ERROR_INVALID_HANDLE);
           },
       .GetLastError = LastError,
+      .LastNVMeStatus = [] { return t_lastStatus; },
   };
 }
 

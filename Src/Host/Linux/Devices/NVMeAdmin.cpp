@@ -19,7 +19,8 @@ constexpr std::uint8_t kGetLogPage = 0x02;
 constexpr std::uint8_t kIdentify = 0x06;
 constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
 constexpr std::uint32_t kIdentifyBytes = 4096;
-constexpr std::uint32_t kMaxLogBytes = 1 << 20;
+constexpr std::uint32_t kShortLogBytes = 512;
+constexpr std::uint32_t kErrorLogBytes = 4096;
 constexpr std::uint32_t kHeadBytes = sizeof(STORAGE_PROTOCOL_DATA_DESCRIPTOR);
 
 struct Query {
@@ -41,17 +42,14 @@ bool IsOfNVMe(const Query& query) {
 
 bool HasLengthOfCommand(const STORAGE_PROTOCOL_SPECIFIC_DATA& part) {
   if (part.DataType == NVMeDataTypeIdentify) return part.ProtocolDataLength == kIdentifyBytes;
-  // A log page is read in whole words.
-  return part.ProtocolDataLength != 0 && part.ProtocolDataLength % 4 == 0 &&
-         part.ProtocolDataLength <= kMaxLogBytes;
+  return part.ProtocolDataLength == kShortLogBytes || part.ProtocolDataLength == kErrorLogBytes;
 }
 
 NVMeAdminCommand CommandOf(const STORAGE_PROTOCOL_SPECIFIC_DATA& part) {
   if (part.DataType == NVMeDataTypeIdentify) {
     return {.opcode = kIdentify,
             .nameSpace = part.ProtocolDataRequestSubValue,
-            .dword10 = part.ProtocolDataRequestValue & 0xFF,
-            .dword11 = 0};
+            .dword10 = part.ProtocolDataRequestValue & 0xFF};
   }
   // The page of the whole controller is asked for; some controllers know it under this number
   // alone.
@@ -59,8 +57,7 @@ NVMeAdminCommand CommandOf(const STORAGE_PROTOCOL_SPECIFIC_DATA& part) {
   return {.opcode = kGetLogPage,
           .nameSpace = part.ProtocolDataRequestSubValue != 0 ? part.ProtocolDataRequestSubValue
                                                              : kAllNamespaces,
-          .dword10 = (part.ProtocolDataRequestValue & 0xFF) | (lastWord & 0xFFFF) << 16,
-          .dword11 = lastWord >> 16};
+          .dword10 = (part.ProtocolDataRequestValue & 0xFF) | lastWord << 16};
 }
 
 struct RefusalRow {

@@ -14,7 +14,6 @@ struct NVMeAdminCommand {
   std::uint8_t opcode;
   std::uint32_t nameSpace;
   std::uint32_t dword10;
-  std::uint32_t dword11;
 
   bool operator==(const NVMeAdminCommand&) const = default;
 };
@@ -33,7 +32,7 @@ using NVMeSubmit =
 /// Answers `IOCTL_STORAGE_QUERY_PROPERTY` by an Identify or a Get Log Page command.
 ///
 /// Yields 0 and the bytes written to `output`, or the number of the error: 87 for a query that is
-/// too short, asks in another way or for a length that no such command has; 50 for another
+/// too short, asks in another way or for a length that no query of the library has; 50 for another
 /// property, protocol or kind of data; 122 when the data does not fit into `output` after the
 /// descriptor; the number of `errno`; and when the controller refuses the command, 1 for an
 /// operation that it does not know, 87 for a field, namespace or log page that it does not have,

@@ -1,5 +1,6 @@
 #include "Host/DrivesOperations.h"
 #include "Host/Linux/Drives/DrivePicture.h"
+#include "Host/Linux/Drives/NVMeList.h"
 #include "Host/Linux/Drives/Notifications.h"
 #include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
@@ -36,6 +37,16 @@ ULong ArmHealthEvents(const std::string& device) {
   return result < 0 ? ErrorFromErrno(errno) : result > 0 ? ERROR_IO_DEVICE : ERROR_SUCCESS;
 }
 
+ULong FindNamespaceId(const char* device, ULong& id) {
+  // A name that is not a device's must not keep the caller waiting, or become its terminal.
+  const FileDescriptor file(::open(device, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  if (!file.IsOpen()) return ErrorFromErrno(errno);
+  const int result = ::ioctl(file.Number(), NVME_IOCTL_ID);
+  if (result < 0) return ErrorFromErrno(errno);
+  id = static_cast<ULong>(result);
+  return ERROR_SUCCESS;
+}
+
 Watch& WatchOf(void* watch) { return *static_cast<Watch*>(watch); }
 
 }  // namespace
@@ -54,6 +65,8 @@ DrivesOperations MakeDrivesOperations() {
       .TakeNotifications = [](void* watch) { return WatchOf(watch).notifications.Take(); },
       .ArmHealthEvents = ArmHealthEvents,
       .Close = [](void* watch) { delete static_cast<Watch*>(watch); },
+      .ListNVMeDevices = [] { return ReadNVMeDevices(HostDriveSources().sysfs); },
+      .FindNVMeNamespaceId = FindNamespaceId,
   };
 }
 
