@@ -98,6 +98,8 @@ Work AddUptimeCommand(CLI::App& app);
 Work AddModuleVersionCommand(CLI::App& app);
 Work AddRebootCommand(CLI::App& app);
 Work AddBeepCommand(CLI::App& app);
+Work AddNVMeListCommand(CLI::App& app);
+Work AddNVMeCheckCommand(CLI::App& app);
 Work AddNVMeControllerCommand(CLI::App& app);
 Work AddNVMeNamespaceCommand(CLI::App& app);
 Work AddNVMeHealthCommand(CLI::App& app);

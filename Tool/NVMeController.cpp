@@ -1,6 +1,8 @@
 #include "Tool/NVMeFields.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace Tool {
 
@@ -14,9 +16,15 @@ std::string VersionText(const NVME_IDENTIFY_CONTROLLER& controller) {
          std::to_string(controller.VER.TER);
 }
 
+/// The unit of a power scale in ten-thousandths of a watt; 0 for a scale that reports none.
+unsigned int PowerUnitOf(unsigned int scale) {
+  constexpr std::array<unsigned int, 4> kUnits = {0, 1, 100, 0};
+  return kUnits[scale];
+}
+
 Fields FieldsOf(const NVME_POWER_STATE_DESCRIPTOR& state) {
   Fields fields;
-  fields.Number("MP", "Maximum power", state.MP, state.MPS != 0 ? "x 0.0001 W" : "x 0.01 W");
+  fields.Power("MP", "MPWatts", "Maximum power", state.MP, state.MPS != 0 ? 1 : 100);
   fields.Number("MPS", "Maximum power scale", state.MPS);
   fields.Number("NOPS", "Non-operational state", state.NOPS);
   fields.Number("ENLAT", "Entry latency", state.ENLAT, "us");
@@ -25,9 +33,9 @@ Fields FieldsOf(const NVME_POWER_STATE_DESCRIPTOR& state) {
   fields.Number("RRL", "Relative read latency", state.RRL);
   fields.Number("RWT", "Relative write throughput", state.RWT);
   fields.Number("RWL", "Relative write latency", state.RWL);
-  fields.Number("IDLP", "Idle power", state.IDLP);
+  fields.Power("IDLP", "IDLPWatts", "Idle power", state.IDLP, PowerUnitOf(state.IPS));
   fields.Number("IPS", "Idle power scale", state.IPS);
-  fields.Number("ACTP", "Active power", state.ACTP);
+  fields.Power("ACTP", "ACTPWatts", "Active power", state.ACTP, PowerUnitOf(state.APS));
   fields.Number("APW", "Active power workload", state.APW);
   fields.Number("APS", "Active power scale", state.APS);
   return fields;
@@ -174,7 +182,7 @@ Fields FieldsOf(NVME_IDENTIFY_CONTROLLER& controller) {
       std::min<std::size_t>(controller.NPSS, std::size(controller.PSD) - 1) + 1;
   for (std::size_t index = 0; index < count; ++index)
     states.push_back(FieldsOf(controller.PSD[index]));
-  fields.List("PSD", "Power state", states);
+  fields.List("PSD", "Power state", std::move(states));
   fields.Area("VS", "Vendor specific", controller.VS);
   return fields;
 }

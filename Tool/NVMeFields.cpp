@@ -13,7 +13,12 @@ namespace {
 constexpr int kKelvinOfZeroCelsius = 273;
 constexpr std::size_t kNameWidth = 9;
 
-std::string Print(const char* format, double value, const char* unit) {
+// Both hosts' compilers have it; standard C++ does not.
+__extension__ typedef unsigned __int128 Wide128;
+
+Wide128 WideOf(std::uint64_t low, std::uint64_t high) { return Wide128{high} << 64 | low; }
+
+std::string Formatted(const char* format, double value, const char* unit) {
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), format, value, unit);
   return text.data();
@@ -26,34 +31,19 @@ std::string HexNumber(std::uint64_t value, int digits) {
   return text.data();
 }
 
-std::string WithUnit(const std::string& number, const char* unit) {
-  return *unit == '\0' ? number : number + " " + unit;
-}
-
-}  // namespace
-
-std::string DecimalOf(std::uint64_t low, std::uint64_t high) {
-  // Long division by ten, from the highest of four digits of 32 bits each down.
-  std::array<std::uint64_t, 4> digits = {high >> 32, high & 0xFFFFFFFF, low >> 32,
-                                         low & 0xFFFFFFFF};
+std::string DecimalText(Wide128 value) {
   std::string text;
   do {
-    std::uint64_t rest = 0;
-    for (std::uint64_t& digit : digits) {
-      const std::uint64_t dividend = (rest << 32) | digit;
-      digit = dividend / 10;
-      rest = dividend % 10;
-    }
-    text += static_cast<char>('0' + rest);
-  } while (
-      std::any_of(digits.begin(), digits.end(), [](std::uint64_t digit) { return digit != 0; }));
+    text += static_cast<char>('0' + static_cast<int>(value % 10));
+    value /= 10;
+  } while (value != 0);
   std::reverse(text.begin(), text.end());
   return text;
 }
 
-std::string SizeText(std::uint64_t bytes) {
-  constexpr std::array kUnits = {"kB", "MB", "GB", "TB", "PB", "EB"};
-  std::string text = std::to_string(bytes) + " bytes";
+std::string SizeTextOf(Wide128 bytes) {
+  constexpr std::array kUnits = {"kB", "MB", "GB", "TB", "PB", "EB", "ZB", "YB"};
+  std::string text = DecimalText(bytes) + " bytes";
   if (bytes < 1000) return text;
   double value = static_cast<double>(bytes) / 1000;
   std::size_t unit = 0;
@@ -61,8 +51,20 @@ std::string SizeText(std::uint64_t bytes) {
     value /= 1000;
     ++unit;
   }
-  return text + Print(" (%.2f %s)", value, kUnits[unit]);
+  return text + Formatted(" (%.2f %s)", value, kUnits[unit]);
 }
+
+std::string WithUnit(const std::string& number, const char* unit) {
+  return *unit == '\0' ? number : number + " " + unit;
+}
+
+}  // namespace
+
+std::string DecimalOf(std::uint64_t low, std::uint64_t high) {
+  return DecimalText(WideOf(low, high));
+}
+
+std::string SizeText(std::uint64_t bytes) { return SizeTextOf(bytes); }
 
 std::string HexOf(std::span<const std::uint8_t> bytes) {
   constexpr const char* kDigits = "0123456789abcdef";
@@ -87,6 +89,27 @@ void Fields::Wide(const char* name, const char* meaning, std::uint64_t low, std:
                   const char* unit) {
   const std::string number = DecimalOf(low, high);
   Add(name, meaning, number, WithUnit(number, unit));
+}
+
+void Fields::DataUnits(const char* name, const char* bytesName, const char* meaning,
+                       std::uint64_t low, std::uint64_t high) {
+  constexpr unsigned int kUnitBytes = 512000;
+  const Wide128 units = WideOf(low, high);
+  const bool isHeld = units <= ~Wide128{0} / kUnitBytes;
+  const std::string text = DecimalText(units);
+  const std::string counted = text + " x " + std::to_string(kUnitBytes) + " bytes";
+  Add(name, meaning, text, isHeld ? counted + " = " + SizeTextOf(units * kUnitBytes) : counted);
+  m_json[bytesName] = isHeld ? Json(DecimalText(units * kUnitBytes)) : Json(nullptr);
+}
+
+void Fields::Power(const char* name, const char* wattsName, const char* meaning,
+                   std::uint16_t value, unsigned int unit) {
+  constexpr double kParts = 10000;
+  const bool isReported = value != 0 && unit != 0;
+  const double watts = static_cast<double>(value) * unit / kParts;
+  Add(name, meaning, value,
+      isReported ? Formatted(unit == 1 ? "%.4f %s" : "%.2f %s", watts, "W") : "not reported");
+  m_json[wattsName] = isReported ? Json(watts) : Json(nullptr);
 }
 
 void Fields::Kelvin(const char* name, const char* meaning, std::uint16_t value) {
@@ -130,14 +153,16 @@ void Fields::Bits(const char* name, const char* meaning, std::uint64_t value,
 
 void Fields::Add(const char* name, const char* meaning, Json value, std::string text) {
   m_json[name] = std::move(value);
-  m_lines.push_back({name, meaning, std::move(text), {}});
+  m_lines.push_back({name, meaning, std::move(text), {}, kNoEntry});
 }
 
-void Fields::List(const char* name, const char* meaning, const std::vector<Fields>& entries) {
+void Fields::List(const char* name, const char* meaning, std::vector<Fields> entries,
+                  std::size_t inUse) {
   Json list = Json::array();
   for (const Fields& entry : entries) list.push_back(entry.AsJson());
+  if (inUse < list.size()) list[inUse]["inUse"] = true;
   m_json[name] = std::move(list);
-  m_lines.push_back({name, meaning, "", entries});
+  m_lines.push_back({name, meaning, "", std::move(entries), inUse});
 }
 
 void Fields::Print(std::ostream& out, bool withNames, const std::string& indent) const {
@@ -157,7 +182,7 @@ void Fields::Print(std::ostream& out, bool withNames, const std::string& indent)
       continue;
     }
     for (std::size_t index = 0; index < line.entries.size(); ++index) {
-      out << start << ' ' << index << '\n';
+      out << start << ' ' << index << (index == line.inUse ? ", in use" : "") << '\n';
       line.entries[index].Print(out, withNames, indent + "    ");
     }
   }

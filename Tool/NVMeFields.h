@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
@@ -43,6 +44,17 @@ public:
   /// A number of 128 bits; in JSON it is text, because few readers keep it exact as a number.
   void Wide(const char* name, const char* meaning, std::uint64_t low, std::uint64_t high,
             const char* unit = "");
+  /// A number of 128 bits that counts 1000 blocks of 512 bytes each; also in bytes, which JSON has
+  /// under `bytesName` as text, or null where 128 bits do not hold them.
+  void DataUnits(const char* name, const char* bytesName, const char* meaning, std::uint64_t low,
+                 std::uint64_t high);
+  /// A power of `value` times `unit` ten-thousandths of a watt; in watts under `wattsName` too,
+  /// where JSON has null and a person "not reported" for a value or unit of 0.
+  void Power(const char* name, const char* wattsName, const char* meaning, std::uint16_t value,
+             unsigned int unit);
+  /// A number whose value of all ones stands for none; a person sees "none" then.
+  template <class Value>
+  void NumberOrNone(const char* name, const char* meaning, Value value);
   /// A temperature; a person sees Celsius too, and of 0 that it is not reported.
   void Kelvin(const char* name, const char* meaning, std::uint16_t value);
   void Text(const char* name, const char* meaning, const std::string& value);
@@ -57,12 +69,16 @@ public:
   void Add(const char* name, const char* meaning, Json value, std::string text);
 
   /// Shows lines of other fields below, moved to the right, and their objects as one array.
-  void List(const char* name, const char* meaning, const std::vector<Fields>& entries);
+  /// The entry `inUse` is marked so; it may lie after the last.
+  void List(const char* name, const char* meaning, std::vector<Fields> entries,
+            std::size_t inUse = kNoEntry);
 
   const Json& AsJson() const { return m_json; }
 
   /// The lines, each with the name, the meaning and the value, or without the name.
   void Print(std::ostream& out, bool withNames) const { Print(out, withNames, ""); }
+
+  static constexpr std::size_t kNoEntry = std::numeric_limits<std::size_t>::max();
 
 private:
   struct Line {
@@ -70,6 +86,7 @@ private:
     std::string meaning;
     std::string text;
     std::vector<Fields> entries;
+    std::size_t inUse = kNoEntry;
   };
 
   void Print(std::ostream& out, bool withNames, const std::string& indent) const;
@@ -77,6 +94,12 @@ private:
   Json m_json = Json::object();
   std::vector<Line> m_lines;
 };
+
+template <class Value>
+void Fields::NumberOrNone(const char* name, const char* meaning, Value value) {
+  Add(name, meaning, value,
+      value == std::numeric_limits<Value>::max() ? "none" : std::to_string(value));
+}
 
 /// The whole value of a field of bits.
 template <class Field>

@@ -1,11 +1,15 @@
+#include "Tool/NVMeDevice.h"
 #include "Tool/NVMeFields.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace Tool {
 
 namespace {
+
+constexpr std::uint64_t kNoLocation = 0xFFFF;
 
 using Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY;
 using Ondrel::NVME_IDENTIFY_LBA_FORMAT_DATA;
@@ -70,7 +74,7 @@ Fields FieldsOf(NVME_IDENTIFY_NAMESPACE& nameSpace) {
       std::min<std::size_t>(nameSpace.NLBAF, std::size(nameSpace.LBAF) - 1) + 1;
   for (std::size_t index = 0; index < count; ++index)
     formats.push_back(FieldsOf(nameSpace.LBAF[index]));
-  fields.List("LBAF", "Block format", formats);
+  fields.List("LBAF", "Block format", std::move(formats), nameSpace.FLBAS.Format);
   fields.Area("VS", "Vendor specific", nameSpace.VS);
   return fields;
 }
@@ -83,7 +87,6 @@ Fields FieldsOf(NVME_SMART_HEALTH_INFORMATION_LOG& log) {
                                           "Temperature sensor 3", "Temperature sensor 4",
                                           "Temperature sensor 5", "Temperature sensor 6",
                                           "Temperature sensor 7", "Temperature sensor 8"};
-  constexpr const char* kUnits = "x 512000 bytes";
   const auto& warning = log.CriticalWarningFlags;
 
   Fields fields;
@@ -98,10 +101,10 @@ Fields FieldsOf(NVME_SMART_HEALTH_INFORMATION_LOG& log) {
   fields.Number("AvailableSpareThreshold", "Available spare threshold", log.AvailableSpareThreshold,
                 "%");
   fields.Number("PercentageUsed", "Percentage used", log.PercentageUsed, "%");
-  fields.Wide("DataUnitsRead", "Data units read", log.DataUnitsRead[0], log.DataUnitsRead[1],
-              kUnits);
-  fields.Wide("DataUnitsWritten", "Data units written", log.DataUnitsWritten[0],
-              log.DataUnitsWritten[1], kUnits);
+  fields.DataUnits("DataUnitsRead", "BytesRead", "Data units read", log.DataUnitsRead[0],
+                   log.DataUnitsRead[1]);
+  fields.DataUnits("DataUnitsWritten", "BytesWritten", "Data units written",
+                   log.DataUnitsWritten[0], log.DataUnitsWritten[1]);
   fields.Wide("HostReadCommands", "Host read commands", log.HostReadCommands[0],
               log.HostReadCommands[1]);
   fields.Wide("HostWriteCommands", "Host write commands", log.HostWriteCommands[0],
@@ -134,26 +137,27 @@ Fields FieldsOf(NVME_SMART_HEALTH_INFORMATION_LOG& log) {
 }
 
 Fields FieldsOf(NVME_ERROR_INFORMATION_LOG_ENTRY& entry) {
-  auto& status = entry.StatusField;
+  const std::uint64_t location = WholeOf(entry.ParameterErrorLocation);
   Fields fields;
   fields.Number("ErrorCount", "Error", entry.ErrorCount);
-  fields.Number("SubmissionQueueId", "Submission queue", entry.SubmissionQueueId);
-  fields.Number("CommandId", "Command", entry.CommandId);
-  fields.Add("StatusField", "Status",
-             {{"value", WholeOf(status)},
-              {"P", status.P != 0},
-              {"SC", unsigned{status.SC}},
-              {"SCT", unsigned{status.SCT}},
-              {"M", status.M != 0},
-              {"DNR", status.DNR != 0},
-              {"type", status.sStatusCodeType()},
-              {"text", status.sStatusCode()}},
-             std::string(status.sStatusCodeType()) + ": " + status.sStatusCode());
-  fields.Bits("ParameterErrorLocation", "Parameter in error", WholeOf(entry.ParameterErrorLocation),
-              {Part("Byte", entry.ParameterErrorLocation.Byte),
-               Part("Bit", entry.ParameterErrorLocation.Bit)});
-  fields.Number("LogicalBlockAddress", "Block", entry.LogicalBlockAddress);
-  fields.Number("Namespace", "Namespace", entry.Namespace);
+  fields.NumberOrNone("SubmissionQueueId", "Submission queue",
+                      std::uint16_t{entry.SubmissionQueueId});
+  fields.NumberOrNone("CommandId", "Command", std::uint16_t{entry.CommandId});
+  fields.Add("StatusField", "Status", JsonOfStatus(entry.StatusField),
+             StatusWords(entry.StatusField));
+  if (location == kNoLocation) {
+    fields.Add("ParameterErrorLocation", "Parameter in error",
+               {{"value", location},
+                {"Byte", unsigned{entry.ParameterErrorLocation.Byte}},
+                {"Bit", unsigned{entry.ParameterErrorLocation.Bit}}},
+               "none");
+  } else {
+    fields.Bits("ParameterErrorLocation", "Parameter in error", location,
+                {Part("Byte", entry.ParameterErrorLocation.Byte),
+                 Part("Bit", entry.ParameterErrorLocation.Bit)});
+  }
+  fields.NumberOrNone("LogicalBlockAddress", "Block", std::uint64_t{entry.LogicalBlockAddress});
+  fields.NumberOrNone("Namespace", "Namespace", std::uint32_t{entry.Namespace});
   fields.Number("VendorSpecificInformationAvailable", "Vendor specific log page",
                 entry.VendorSpecificInformationAvailable);
   fields.Area("Remainder", "Remainder", entry.Remainder);

@@ -15,8 +15,10 @@ constexpr Subcommand kLogSubcommands[] = {
 };
 
 constexpr Subcommand kNVMeSubcommands[] = {
+    {"list", "List the NVMe controllers and namespaces", AddNVMeListCommand},
+    {"check", "Judge the health of NVMe drives, and report what is wrong", AddNVMeCheckCommand},
     {"id-ctrl", "Show the identify data of a controller", AddNVMeControllerCommand},
-    {"id-ns", "Show the identify data of namespace 1", AddNVMeNamespaceCommand},
+    {"id-ns", "Show the identify data of a namespace", AddNVMeNamespaceCommand},
     {"smart", "Show the SMART / health information of a controller", AddNVMeHealthCommand},
     {"error-log", "Show the errors that a controller keeps", AddNVMeErrorsCommand},
     {"log-page", "Show the first 512 bytes of a log page", AddNVMePageCommand},

@@ -50,9 +50,9 @@ def pages(command):
 
 def lines_of(words, page):
     """Lines that the subcommand has to refuse."""
-    own_words = page["usage"].endswith("PROGRAM [ARGUMENT]...")
     yield [*words, "--no-such-option"]
-    if not own_words and not any(row["name"].endswith("...") for row in page["arguments"]):
+    # The last argument may stand several times, or the words are another program's.
+    if not page["usage"].endswith("..."):
         yield [*words, *["word"] * (len(page["arguments"]) + 1)]
     # The global options are the same everywhere.
     for row in page["options"] + (page["globalOptions"] if words == GLOBALS_OF else []):

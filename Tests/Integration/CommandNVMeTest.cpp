@@ -11,6 +11,7 @@ namespace Ondrel::Testing {
 namespace {
 
 using nlohmann::json;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 class CommandNVMe : public CommandFixture {
@@ -60,7 +61,8 @@ TEST_F(CommandNVMe, HealthShowsUnitsAndCountersInFullDecimal) {
   EXPECT_THAT(text, HasSubstr("Available spare                   97 %\n"));
   EXPECT_THAT(text, HasSubstr("Data units read                   "
                               "340282366920938463463374607431768211455 x 512000 bytes\n"));
-  EXPECT_THAT(text, HasSubstr("Data units written                18446744073709551616 x 512000"));
+  EXPECT_THAT(text, HasSubstr("Data units written                18446744073709551616 x 512000 "
+                              "bytes = 9444732965739290427392000 bytes (9.44 YB)\n"));
   EXPECT_THAT(text, HasSubstr("Power on hours                    8760 h\n"));
   EXPECT_THAT(text, HasSubstr("Temperature sensor 1              not reported\n"));
   EXPECT_THAT(text, HasSubstr("Temperature sensor 2              273 K (0 C)\n"));
@@ -80,11 +82,13 @@ TEST_F(CommandNVMe, HealthHasEveryFieldInJson) {
   EXPECT_EQ(health["PercentageUsed"], 3);
   EXPECT_EQ(health["DataUnitsRead"], "340282366920938463463374607431768211455");
   EXPECT_EQ(health["DataUnitsWritten"], "18446744073709551616");
+  EXPECT_TRUE(health["BytesRead"].is_null());
+  EXPECT_EQ(health["BytesWritten"], "9444732965739290427392000");
   EXPECT_EQ(health["HostReadCommands"], "0");
   EXPECT_EQ(health["PowerOnHours"], "8760");
   EXPECT_EQ(health["WarningTemperatureTime"], 7);
   EXPECT_EQ(health["TemperatureSensor2"], 273);
-  EXPECT_EQ(health.size(), 29U);
+  EXPECT_EQ(health.size(), 31U);
 }
 
 TEST_F(CommandNVMe, ControllerIsDecodedFromAnImage) {
@@ -138,8 +142,59 @@ TEST_F(CommandNVMe, NamespaceShowsItsSizes) {
 
   EXPECT_EQ(nameSpace["LBASize"], 4096);
   EXPECT_EQ(nameSpace["Capacity"], 8001639088128);
-  EXPECT_EQ(nameSpace["LBAF"][1], json({{"MS", 8}, {"LBADS", 12}, {"RP", 0}}));
-  EXPECT_THAT(TextOfImage("id-ns", image), HasSubstr("8001639088128 bytes (8.00 TB)\n"));
+  EXPECT_EQ(nameSpace["LBAF"][0], json({{"MS", 0}, {"LBADS", 0}, {"RP", 0}}));
+  EXPECT_EQ(nameSpace["LBAF"][1], json({{"MS", 8}, {"LBADS", 12}, {"RP", 0}, {"inUse", true}}));
+  const std::string text = TextOfImage("id-ns", image);
+  EXPECT_THAT(text, HasSubstr("8001639088128 bytes (8.00 TB)\n"));
+  EXPECT_THAT(text, HasSubstr("LBAF     Block format 0\n"));
+  EXPECT_THAT(text, HasSubstr("LBAF     Block format 1, in use\n"));
+}
+
+TEST_F(CommandNVMe, NamespaceOfZerosIsNotThere) {
+  const std::string path = WriteFile("image", std::string(4096, '\0'));
+
+  const ProcessResult text = Run({"nvme", "id-ns", "--raw", path});
+  const ProcessResult inJson = Run({"--json", "nvme", "id-ns", "--raw", path});
+
+  EXPECT_EQ(text.exitStatus, 1);
+  EXPECT_EQ(text.output, "the namespace is not there: the image is all zeros\n");
+  EXPECT_EQ(inJson.exitStatus, 1);
+  EXPECT_TRUE(ParseAnswer(inJson.output)["namespace"].is_null());
+}
+
+struct PowerRow {
+  std::uint16_t value;
+  unsigned int scale;
+  const char* text;
+};
+
+TEST_F(CommandNVMe, PowerIsShownInWatts) {
+  std::string image(4096, '\0');
+  Put(image, 2048, 2, 2500);
+  Put(image, 2048 + 16, 2, 4000);
+  Put(image, 2048 + 18, 1, 1 << 6);
+  Put(image, 2048 + 20, 2, 850);
+  Put(image, 2048 + 22, 1, 2 << 6);
+
+  const std::string text = TextOfImage("id-ctrl", image);
+  const json state = JsonOfImage("id-ctrl", image)["controller"]["PSD"][0];
+
+  EXPECT_THAT(text, ContainsRegex("Maximum power  +25\\.00 W\n"));
+  EXPECT_THAT(text, ContainsRegex("Idle power  +0\\.4000 W\n"));
+  EXPECT_THAT(text, ContainsRegex("Active power  +8\\.50 W\n"));
+  EXPECT_EQ(state["MP"], 2500);
+  EXPECT_EQ(state["MPWatts"], 25.0);
+  EXPECT_EQ(state["IDLPWatts"], 0.4);
+  EXPECT_EQ(state["ACTPWatts"], 8.5);
+
+  Put(image, 2051, 1, 1);
+  Put(image, 2048 + 18, 1, 0);
+  Put(image, 2048 + 20, 2, 0);
+  const std::string other = TextOfImage("id-ctrl", image);
+  EXPECT_THAT(other, ContainsRegex("Maximum power  +0\\.2500 W\n"));
+  EXPECT_THAT(other, ContainsRegex("Idle power  +not reported\n"));
+  EXPECT_THAT(other, ContainsRegex("Active power  +not reported\n"));
+  EXPECT_TRUE(JsonOfImage("id-ctrl", image)["controller"]["PSD"][0]["IDLPWatts"].is_null());
 }
 
 TEST_F(CommandNVMe, ErrorsAreShownWithTheirStatus) {
@@ -160,7 +215,58 @@ TEST_F(CommandNVMe, ErrorsAreShownWithTheirStatus) {
   EXPECT_EQ(errors[0]["StatusField"]["DNR"], true);
   EXPECT_THAT(TextOfImage("error-log", image),
               HasSubstr("Media and Data Integrity Errors: Unrecovered Read Error: The read data "
-                        "could not be recovered from the media.\n"));
+                        "could not be recovered from the media (type 2, code 0x81, do not "
+                        "retry)\n"));
+}
+
+TEST_F(CommandNVMe, FieldsOfAllOnesOfAnErrorAreNone) {
+  std::string image(4096, '\xFF');
+  Put(image, 0, 8, 12);
+  Put(image, 12, 2, 0x8E02);  // Do not retry, type 7, code 1.
+  image.resize(64);
+
+  const std::string text = TextOfImage("error-log", image);
+
+  EXPECT_THAT(text, ContainsRegex("Submission queue  +none\n"));
+  EXPECT_THAT(text, ContainsRegex("Command  +none\n"));
+  EXPECT_THAT(text, ContainsRegex("Parameter in error  +none\n"));
+  EXPECT_THAT(text, ContainsRegex("Block  +none\n"));
+  EXPECT_THAT(text, ContainsRegex("Namespace  +none\n"));
+  EXPECT_THAT(text, HasSubstr("Vendor Specific: vendor specific code (type 7, code 0x01, do not "
+                              "retry)\n"));
+  const json error = JsonOfImage("error-log", image)["errors"][0];
+  EXPECT_EQ(error["SubmissionQueueId"], 0xFFFF);
+  EXPECT_EQ(error["Namespace"], 0xFFFFFFFF);
+}
+
+TEST_F(CommandNVMe, ImageOfAnyCountOfErrorEntriesIsRead) {
+  for (const std::size_t entries : {1, 4, 64, 256}) {
+    std::string image(entries * 64, '\0');
+    for (std::size_t entry = 0; entry < entries; ++entry) Put(image, entry * 64, 8, entry + 1);
+    EXPECT_EQ(JsonOfImage("error-log", image)["errors"].size(), entries);
+  }
+}
+
+TEST_F(CommandNVMe, ImageComesFromStandardInputToo) {
+  const ProcessResult result = Run({"--json", "nvme", "smart", "--raw", "-"}, HealthImage());
+
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_EQ(ParseAnswer(result.output)["file"], "-");
+  EXPECT_EQ(ParseAnswer(result.output)["health"]["PercentageUsed"], 3);
+}
+
+TEST_F(CommandNVMe, OneDeviceThatFailsDoesNotKeepTheOthersFromBeingAsked) {
+  const ProcessResult text = Run({"nvme", "smart", Path("one"), "/dev/null"});
+  EXPECT_EQ(text.exitStatus, 3);
+  EXPECT_EQ(text.output, Path("one") + "\n\n/dev/null\n");
+  EXPECT_THAT(text.errors, HasSubstr("cannot read " + Path("one")));
+  EXPECT_THAT(text.errors, HasSubstr("cannot read /dev/null"));
+
+  const json devices =
+      ParseAnswer(Run({"--json", "nvme", "smart", Path("one"), "/dev/null"}).output)["devices"];
+  ASSERT_EQ(devices.size(), 2U);
+  EXPECT_EQ(devices[0]["error"]["number"], 2);
+  EXPECT_EQ(devices[1]["error"]["number"], 1);
 }
 
 TEST_F(CommandNVMe, LogWithoutErrorsSaysSo) {
@@ -224,6 +330,22 @@ TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
       {"endless image", {"smart", "--raw", "/dev/zero"}, 2, "more than 67108864 bytes"},
       {"image too short", {"smart", "--raw", shortImage}, 2, "is not an image of 512 bytes"},
       {"image too long", {"smart", "--raw", longImage}, 2, "is not an image of 512 bytes"},
+      {"part of an entry",
+       {"error-log", "--raw", shortImage},
+       2,
+       "is not an image of 1 to 256 entries of 64 bytes"},
+      {"no entry",
+       {"error-log", "--raw", WriteFile("empty", "")},
+       2,
+       "is not an image of 1 to 256 entries of 64 bytes"},
+      {"two places to save",
+       {"smart", "/dev/null", "/dev/zero", "--save", Path("saved")},
+       2,
+       "--save takes one device"},
+      {"namespace of no number",
+       {"id-ns", "/dev/null", "--namespace", "0"},
+       2,
+       "is not a number of 1 to 4294967294"},
       {"missing device", {"smart", Path("none")}, 3, "(error 2, ERROR_FILE_NOT_FOUND)"},
       {"no NVMe device",
        {"id-ctrl", "/dev/null"},
@@ -232,6 +354,9 @@ TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
       {"no subcommand", {}, 2, "a subcommand is required"},
       {"code too large", {"status", "256", "0"}, 2, "is not a number of 0 to 255"},
       {"type too large", {"status", "0", "8"}, 2, "is not a number of 0 to 7"},
+      {"word with its phase", {"status", "0x8004"}, 2, "is not a number of 0 to 32767"},
+      {"word too large", {"status", "65536"}, 2, "is not a number of 0 to 65535"},
+      {"phase of a code", {"status", "1", "1", "--with-phase"}, 2, "takes a whole word"},
   };
   for (const RefusedLine& line : kLines) {
     std::vector<std::string> arguments = {"nvme"};
@@ -263,14 +388,93 @@ TEST_F(CommandNVMe, StatusIsExplained) {
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.output,
             "Generic Command Status: LBA Out of Range: The command references an LBA that exceeds "
-            "the size of the namespace.\n");
+            "the size of the namespace (type 0, code 0x80)\n");
+}
+
+TEST_F(CommandNVMe, WholeStatusIsExplained) {
+  const ProcessResult result = Run({"nvme", "status", "0x6109"});
+
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(result.output,
+            "Command Specific Status: Invalid Log Page - Get Log Page (type 1, code 0x09, more, do "
+            "not retry)\n");
+  // The same with the phase tag in front, as a saved error log has it.
+  EXPECT_EQ(Run({"nvme", "status", "0xC213", "--with-phase"}).output, result.output);
+  EXPECT_EQ(ParseAnswer(Run({"--json", "nvme", "status", "0x6109"}).output)["DNR"], true);
 }
 
 TEST_F(CommandNVMe, StatusWithoutATextIsANo) {
   const ProcessResult result = Run({"nvme", "status", "0", "2"});
 
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.output, "Media and Data Integrity Errors: ?\n");
+  EXPECT_EQ(result.output, "Media and Data Integrity Errors: unknown code (type 2, code 0x00)\n");
+}
+
+TEST_F(CommandNVMe, ListOfAHostHasItsControllersAndNamespaces) {
+  const ProcessResult result = Run({"--json", "nvme", "list"});
+  const json list = ParseAnswer(result.output);
+
+  EXPECT_EQ(result.exitStatus, list["controllers"].empty() ? 1 : 0);
+  EXPECT_TRUE(list["namespaces"].is_array());
+  if (list["controllers"].empty()) {
+    EXPECT_EQ(Run({"nvme", "list"}).output, "there is no NVMe device\n");
+  }
+}
+
+TEST_F(CommandNVMe, CheckOfADeviceThatIsNotThereIsAnEventInTheLog) {
+  const ProcessResult result = Run({"nvme", "check", Path("none"), "--log", "Demo"});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.output, HasSubstr(Path("none") +
+                                       ": cannot be read\n  it cannot be asked: "
+                                       "cannot read " +
+                                       Path("none")));
+  EXPECT_THAT(Run({"log", "show", "Demo"}).output,
+              HasSubstr("10713 DEVICE_OPEN_ERROR: Drive " + Path("none") +
+                        " (none): health cannot be read, error 2"));
+}
+
+TEST_F(CommandNVMe, CheckRemembersWhatItReported) {
+  const std::string state = Path("state");
+  for (const std::size_t events : {1U, 0U}) {
+    const ProcessResult result = Run({"--json", "nvme", "check", Path("none"), "--state", state});
+    EXPECT_EQ(result.exitStatus, 2);
+    const json answer = ParseAnswer(result.output);
+    EXPECT_EQ(answer["devices"][0]["events"].size(), events);
+    EXPECT_EQ(answer["devices"][0]["verdict"], "cannot be read");
+    EXPECT_EQ(answer["devices"][0]["error"]["number"], 2);
+    EXPECT_EQ(answer["well"], false);
+    EXPECT_EQ(answer["exitStatus"], 2);
+  }
+}
+
+TEST_F(CommandNVMe, CheckThatReachesNobodyIsNewsAgain) {
+  const std::string state = Path("state");
+  for (int time = 0; time < 2; ++time) {
+    const ProcessResult result =
+        Run({"--json", "nvme", "check", Path("none"), "--state", state, "--server", "127.0.0.1",
+             "--port", "1", "--mail-from", "raid@example.com", "--to", "admin@example.com"});
+    EXPECT_EQ(result.exitStatus, 3);
+    const json answer = ParseAnswer(result.output);
+    EXPECT_EQ(answer["mail"]["ok"], false);
+    EXPECT_EQ(answer["devices"][0]["events"].size(), 1U);
+  }
+}
+
+TEST_F(CommandNVMe, CheckRefusesMailOptionsThatCannotBeUsed) {
+  const ProcessResult result = Run({"nvme", "check", Path("none"), "--server", "localhost"});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.output, "");
+  EXPECT_THAT(result.errors, HasSubstr("--mail-from is required"));
+}
+
+TEST_F(CommandNVMe, StateThatIsNotOneIsRefused) {
+  const ProcessResult result =
+      Run({"nvme", "check", Path("none"), "--state", WriteFile("other", "text")});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.errors, HasSubstr("is not a state that nvme check has written"));
 }
 
 }  // namespace

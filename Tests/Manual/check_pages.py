@@ -12,7 +12,7 @@ import re
 import subprocess
 import sys
 
-LEAST_PAGES = 39
+LEAST_PAGES = 41
 
 
 def help_pages(command):

@@ -95,7 +95,7 @@ class NVMeTestCase(MachineTestCase):
         return result.json()
 
     def refused(self, arguments, user="root"):
-        """The error and the trace of a command that the device does not answer."""
+        """The number of the error and the trace of a command that the device does not answer."""
         command = f"ondrel --json --trace error,entry,detail nvme {arguments}"
         result = self.machine.run(f'su {user} -s /bin/sh -c "{command}"')
         self.assertEqual(3, result.exit_status, result)
@@ -148,10 +148,57 @@ class AgreementTest(NVMeTestCase):
         self.assertTrue(third["FLBAS"]["MetadataAtEnd"])
         self.assertEqual("0123456789abcdef", third["EUI64"])
 
-    def test_every_node_of_a_controller_shows_its_first_namespace(self):
-        first = self.ondrel(f"id-ns {ONE}")["namespace"]
-        self.assertEqual(first, self.ondrel(f"id-ns {ONE}n1")["namespace"])
-        self.assertEqual(first, self.ondrel(f"id-ns {ONE}n2")["namespace"])
+    def test_controller_shows_its_first_namespace_and_a_namespace_itself(self):
+        first = self.ondrel(f"id-ns {ONE}")
+        self.assertEqual(1, first["namespaceId"])
+        self.assertEqual(first["namespace"], self.ondrel(f"id-ns {ONE}n1")["namespace"])
+        second = self.ondrel(f"id-ns {ONE}n2")
+        self.assertEqual((2, 4096), (second["namespaceId"], second["namespace"]["LBASize"]))
+        self.assertEqual(second["namespace"],
+                         self.ondrel(f"id-ns {ONE} --namespace 2")["namespace"])
+        theirs = self.nvme(f"id-ns {ONE}n2")
+        self.assertEqual((theirs["nsze"], theirs["flbas"]),
+                         (second["namespace"]["NSZE"], second["namespace"]["FLBAS"]["value"]))
+
+    def test_list_agrees_with_nvme_cli(self):
+        listed = self.ondrel("list")
+        self.assertEqual([(ONE, "ONDREL-0001", "live"), (TWO, 'ODD "2" x', "live")],
+                         [(one["device"], one["serial"], one["state"])
+                          for one in listed["controllers"]])
+        theirs = {one["DevicePath"]: one for one in self.nvme("list")["Devices"]}
+        for one in listed["namespaces"]:
+            other = theirs[one["device"]]
+            self.assertEqual((other["PhysicalSize"], other["SectorSize"], other["UsedBytes"]),
+                             (one["size"], one["blockSize"], one["used"]))
+        self.assertEqual([(1, 512, 0), (2, 4096, 0), (1, 4096, 8)],
+                         [(one["id"], one["blockSize"], one["metadataSize"])
+                          for one in listed["namespaces"]])
+        # The kernel makes no disk of a format with metadata that it does not know.
+        self.assertEqual([64 << 20, 32 << 20, 0],
+                         [one["diskSize"] for one in listed["namespaces"]])
+        self.assertIn("4096 bytes + 8 of metadata, no disk", self.machine.check("ondrel nvme list"))
+
+    def test_check_fails_what_smartctl_fails(self):
+        for device, failing in ((ONE, 0), (TWO, 8)):
+            with self.subTest(device):
+                checked = self.machine.run(f"ondrel --json nvme check {device}")
+                theirs = self.machine.run(f"smartctl -H {device}")
+                self.assertEqual((failing, failing),
+                                 (checked.exit_status & 8, theirs.exit_status & 8))
+        self.assertEqual("failing", checked.json()["devices"][0]["verdict"])
+        self.assertIn("FAILED", theirs.stdout)
+
+    def test_check_is_an_event_in_the_log(self):
+        store = "--store /tmp/check.db"
+        result = self.machine.run(f"ondrel {store} nvme check {TWO} --log Demo --state /tmp/check")
+        self.assertEqual(8, result.exit_status, result)
+        self.assertIn("failing\n  reliability is degraded\n", result.stdout)
+        # Not news the second time.
+        again = self.machine.run(f"ondrel {store} nvme check {TWO} --log Demo --state /tmp/check")
+        self.assertEqual(8, again.exit_status, again)
+        lines = self.machine.check(f"ondrel {store} log show Demo").splitlines()
+        self.assertEqual(1, len(lines), lines)
+        self.assertIn("10045 SMART_ERROR: Drive ODD _2_ x (nvme1): reliability is degraded", lines[0])
 
     def test_health_agrees_with_nvme_cli(self):
         for device in (ONE, TWO):
@@ -215,6 +262,8 @@ class AgreementTest(NVMeTestCase):
         for name in ("id-ctrl", "id-ns", "smart", "error-log"):
             with self.subTest(name):
                 shown = self.machine.check(f"ondrel nvme {name} {TWO} --save /tmp/image")
+                # An image does not know which namespace it is of.
+                shown = shown.removeprefix(f"namespace 1 of {TWO}\n")
                 self.assertEqual(shown, self.machine.check(f"ondrel nvme {name} --raw /tmp/image"))
 
 
@@ -254,6 +303,17 @@ class RefusalTest(NVMeTestCase):
             "error GetLogPageSMARTHealthInfo: DeviceIoControl failed. Error Code 1."), lines)
         for name in ("id-ctrl", "id-ns", "error-log", "log-page --log-id 2"):
             self.assertEqual(1, self.refused(f"{name} /dev/sda")[0], name)
+
+    def test_refusal_is_worded_with_the_status_of_the_controller(self):
+        result = self.machine.run(f"ondrel nvme log-page {ONE} --log-id 0xC0")
+        self.assertEqual(3, result.exit_status)
+        self.assertIn("(error 87, ERROR_INVALID_PARAMETER); the controller refused it: Generic "
+                      "Command Status: Invalid Field in Command: ", result.stderr)
+        self.assertRegex(result.stderr, r"\(type 0, code 0x02(, more)?, do not retry\)")
+        error = self.machine.run(f"ondrel --json nvme log-page {ONE} --log-id 0xC0").json()["error"]
+        self.assertEqual((0, 2), (error["nvmeStatus"]["SCT"], error["nvmeStatus"]["SC"]))
+        missing = self.machine.run("ondrel --json nvme smart /dev/nvme9").json()["error"]
+        self.assertNotIn("nvmeStatus", missing)
 
     def test_log_page_that_the_controller_does_not_have(self):
         error, lines = self.refused(f"log-page {ONE} --log-id 0xC0")

@@ -1,5 +1,6 @@
 #include "Tool/Command.h"
 #include "Tool/DriveStatus.h"
+#include "Tool/EventRank.h"
 #include "Tool/LogRecords.h"
 #include "Tool/MailOptions.h"
 #include "Tool/Options.h"
@@ -31,25 +32,6 @@ struct AlertOptions {
   bool isTest = false;
   MailOptions mail;
 };
-
-/// What an event of each severity is in the event log and in mail.
-struct EventRank {
-  Ondrel::Severity severity;
-  Ondrel::EventType eventType;
-  Ondrel::CSmtpXPriority priority;
-};
-
-constexpr std::array kRanks = {
-    EventRank{Ondrel::kSeverityInformation, Ondrel::kEventTypeInformation, Ondrel::XPRIORITY_LOW},
-    EventRank{Ondrel::kSeverityWarning, Ondrel::kEventTypeWarning, Ondrel::XPRIORITY_NORMAL},
-    EventRank{Ondrel::kSeverityError, Ondrel::kEventTypeError, Ondrel::XPRIORITY_HIGH},
-};
-
-const EventRank& RankOf(std::int32_t severity) {
-  for (const EventRank& rank : kRanks)
-    if (rank.severity == severity) return rank;
-  return kRanks.back();
-}
 
 /// The path of one status change. A step that fails does not keep the others from happening.
 class Alert {

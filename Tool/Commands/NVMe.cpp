@@ -1,22 +1,25 @@
 #include "Tool/Command.h"
 #include "Tool/Files.h"
+#include "Tool/NVMeDevice.h"
 #include "Tool/NVMeFields.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 #include "Tool/Progress.h"
 
+#include <Ondrel/NVMeDevices.h>
 #include <Ondrel/NVMeQuery.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <iterator>
 #include <memory>
+#include <optional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -25,115 +28,197 @@ namespace Tool {
 
 namespace {
 
-using Image = std::vector<std::uint8_t>;
+using Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY;
+using Ondrel::NVME_IDENTIFY_CONTROLLER;
+using Ondrel::NVME_IDENTIFY_NAMESPACE;
+using Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG;
 
-constexpr std::size_t kErrorEntries = 64;
-constexpr std::uint8_t kUnlikelyByte = 0xEE;
+constexpr std::size_t kEntryBytes = sizeof(NVME_ERROR_INFORMATION_LOG_ENTRY);
+constexpr Ondrel::ULong kNamespaceOne = 1;
 
 struct RecordOptions {
-  std::string device;
+  std::vector<std::string> devices;
   std::string raw;
   std::string save;
   std::uint8_t logId = 0;
+  std::optional<Ondrel::ULong> nameSpace;
+};
+
+/// Where an image comes from.
+struct Source {
+  std::string device;  ///< Empty for a file.
+  std::string file;
+  std::uint8_t logId = 0;
+  Ondrel::ULong nameSpace = 0;  ///< Of the identify data of a namespace; 0 for a file.
 };
 
 /// What a subcommand shows: how its bytes are fetched, and how they are shown.
 struct RecordKind {
   std::size_t size;
-  unsigned int (*fetch)(const RecordOptions& options, Image& image);
-  void (*show)(const GlobalOptions& globals, const RecordOptions& options, Image& image);
+  NVMeImage (*fetch)(const RecordOptions& options, Source& source);
+  Json (*json)(const Source& source, NVMeImage& image);
+  void (*print)(const Source& source, NVMeImage& image);
+  /// Whether there is anything in the image; null where there always is.
+  bool (*isThere)(const NVMeImage& image) = nullptr;
 };
 
-template <class Record>
-Record& RecordIn(Image& image) {
-  return *reinterpret_cast<Record*>(image.data());
+Json JsonOfSource(const Source& source) {
+  if (source.file.empty()) return {{"device", source.device}};
+  return {{"file", source.file}};
 }
 
-Json JsonOfSource(const RecordOptions& options) {
-  if (options.raw.empty()) return {{"device", options.device}};
-  return {{"file", options.raw}};
-}
-
-/// Shows one record under `name` in JSON; `withNames` shows a person the mnemonics too.
-void ShowFields(const GlobalOptions& globals, const RecordOptions& options, const char* name,
-                const Fields& fields, bool withNames) {
-  if (!globals.json) {
-    fields.Print(std::cout, withNames);
-    return;
-  }
-  Json json = JsonOfSource(options);
+Json JsonOfRecord(const Source& source, const char* name, const Fields& fields) {
+  Json json = JsonOfSource(source);
   json[name] = fields.AsJson();
-  PrintJson(json);
+  return json;
 }
 
-unsigned int FetchController(const RecordOptions& options, Image& image) {
-  return Ondrel::NVMeStorageQueryPropertyIdentifyController(
-      options.device.c_str(), &RecordIn<Ondrel::NVME_IDENTIFY_CONTROLLER>(image));
+NVMeImage FetchController(const RecordOptions&, Source& source) {
+  return AskNVMe(source.device, sizeof(NVME_IDENTIFY_CONTROLLER), [&](NVMeImage& image) {
+    return Ondrel::NVMeStorageQueryPropertyIdentifyController(
+        source.device.c_str(), &RecordIn<NVME_IDENTIFY_CONTROLLER>(image));
+  });
 }
 
-void ShowController(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
-  ShowFields(globals, options, "controller",
-             FieldsOf(RecordIn<Ondrel::NVME_IDENTIFY_CONTROLLER>(image)), true);
+Json JsonOfController(const Source& source, NVMeImage& image) {
+  return JsonOfRecord(source, "controller", FieldsOf(RecordIn<NVME_IDENTIFY_CONTROLLER>(image)));
 }
 
-unsigned int FetchNamespace(const RecordOptions& options, Image& image) {
-  return Ondrel::NVMeStorageQueryPropertyIdentifyNamespace(
-      options.device.c_str(), &RecordIn<Ondrel::NVME_IDENTIFY_NAMESPACE>(image));
+void PrintController(const Source&, NVMeImage& image) {
+  FieldsOf(RecordIn<NVME_IDENTIFY_CONTROLLER>(image)).Print(std::cout, true);
 }
 
-void ShowNamespace(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
-  ShowFields(globals, options, "namespace",
-             FieldsOf(RecordIn<Ondrel::NVME_IDENTIFY_NAMESPACE>(image)), true);
+/// The namespace that is asked for, else the one that the node stands for, else the first.
+Ondrel::ULong NamespaceFor(const RecordOptions& options, const std::string& device) {
+  if (options.nameSpace) return *options.nameSpace;
+  Ondrel::ULong id = kNamespaceOne;
+  Ondrel::Host::FindNVMeNamespaceId(device.c_str(), id);
+  return id;
 }
 
-unsigned int FetchHealth(const RecordOptions& options, Image& image) {
-  return Ondrel::NVMeStorageQueryPropertyGetLogPageSMARTHealthInfo(
-      options.device.c_str(), &RecordIn<Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG>(image));
+NVMeImage FetchNamespace(const RecordOptions& options, Source& source) {
+  source.nameSpace = NamespaceFor(options, source.device);
+  return AskNVMe(source.device, sizeof(NVME_IDENTIFY_NAMESPACE), [&](NVMeImage& image) {
+    auto& record = RecordIn<NVME_IDENTIFY_NAMESPACE>(image);
+    return source.nameSpace == kNamespaceOne
+               ? Ondrel::NVMeStorageQueryPropertyIdentifyNamespace(source.device.c_str(), &record)
+               : Ondrel::Host::IdentifyNVMeNamespace(source.device.c_str(), source.nameSpace,
+                                                     &record);
+  });
 }
 
-void ShowHealth(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
-  ShowFields(globals, options, "health",
-             FieldsOf(RecordIn<Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG>(image)), false);
+/// What a controller delivers of a namespace that is not there are zeros.
+bool IsNamespaceThere(const NVMeImage& image) {
+  return std::ranges::any_of(image, [](std::uint8_t byte) { return byte != 0; });
 }
 
-unsigned int FetchErrors(const RecordOptions& options, Image& image) {
-  Ondrel::ULong count = 0;
-  const unsigned int error = Ondrel::NVMeStorageQueryPropertyGetLogPageErrorInfo(
-      options.device.c_str(), count, &RecordIn<Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY>(image));
-  // Entries that the device did not report are none.
-  if (error == 0 && count < kErrorEntries) {
-    std::fill(image.begin() + static_cast<std::ptrdiff_t>(
-                                  count * sizeof(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY)),
-              image.end(), std::uint8_t{0});
+/// The namespaces of the controllers that a node leads to, as far as the host knows them.
+std::set<Ondrel::ULong> NamespacesBeside(const std::string& device) {
+  std::error_code error;
+  const std::filesystem::path real = std::filesystem::canonical(device, error);
+  const std::string name = error ? device : real.filename().string();
+  const Ondrel::Host::NVMeDevices known = Ondrel::Host::ListNVMeDevices();
+  std::set<std::string> controllers = {name};
+  for (const Ondrel::Host::NVMeNamespace& nameSpace : known.namespaces)
+    if (nameSpace.name == name)
+      controllers.insert(nameSpace.controllers.begin(), nameSpace.controllers.end());
+  std::set<Ondrel::ULong> ids;
+  for (const Ondrel::Host::NVMeNamespace& nameSpace : known.namespaces)
+    for (const std::string& controller : nameSpace.controllers)
+      if (controllers.contains(controller) && nameSpace.id != 0) ids.insert(nameSpace.id);
+  return ids;
+}
+
+Json JsonOfNamespace(const Source& source, NVMeImage& image) {
+  Json json = JsonOfSource(source);
+  if (source.file.empty()) json["namespaceId"] = source.nameSpace;
+  if (IsNamespaceThere(image)) {
+    json["namespace"] = FieldsOf(RecordIn<NVME_IDENTIFY_NAMESPACE>(image)).AsJson();
+  } else {
+    json["namespace"] = nullptr;
+    if (source.file.empty()) json["namespaces"] = NamespacesBeside(source.device);
   }
-  return error;
+  return json;
 }
 
-void ShowErrors(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
-  auto* const entries = &RecordIn<Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY>(image);
-  std::vector<Fields> errors;
-  for (std::size_t index = 0; index < kErrorEntries; ++index)
-    if (entries[index].ErrorCount != 0) errors.push_back(FieldsOf(entries[index]));
-  if (!globals.json) {
-    if (errors.empty()) std::cout << "there are no errors in the log\n";
-    for (const Fields& error : errors) {
-      if (&error != &errors.front()) std::cout << '\n';
-      error.Print(std::cout, false);
+void PrintNamespace(const Source& source, NVMeImage& image) {
+  const bool isThere = IsNamespaceThere(image);
+  if (!source.file.empty()) {
+    if (!isThere) std::cout << "the namespace is not there: the image is all zeros\n";
+  } else {
+    std::cout << "namespace " << source.nameSpace << " of " << OneLine(source.device)
+              << (isThere ? "" : " is not there");
+    if (!isThere) {
+      std::string ids;
+      for (const Ondrel::ULong id : NamespacesBeside(source.device))
+        ids += (ids.empty() ? "; there are " : ", ") + std::to_string(id);
+      std::cout << ids;
     }
-    return;
+    std::cout << '\n';
   }
-  Json json = JsonOfSource(options);
+  if (isThere) FieldsOf(RecordIn<NVME_IDENTIFY_NAMESPACE>(image)).Print(std::cout, true);
+}
+
+NVMeImage FetchHealth(const RecordOptions&, Source& source) {
+  return AskNVMe(source.device, sizeof(NVME_SMART_HEALTH_INFORMATION_LOG), [&](NVMeImage& image) {
+    return Ondrel::NVMeStorageQueryPropertyGetLogPageSMARTHealthInfo(
+        source.device.c_str(), &RecordIn<NVME_SMART_HEALTH_INFORMATION_LOG>(image));
+  });
+}
+
+Json JsonOfHealth(const Source& source, NVMeImage& image) {
+  return JsonOfRecord(source, "health",
+                      FieldsOf(RecordIn<NVME_SMART_HEALTH_INFORMATION_LOG>(image)));
+}
+
+void PrintHealth(const Source&, NVMeImage& image) {
+  FieldsOf(RecordIn<NVME_SMART_HEALTH_INFORMATION_LOG>(image)).Print(std::cout, false);
+}
+
+NVMeImage FetchErrors(const RecordOptions&, Source& source) {
+  return AskErrorLog(source.device, Ondrel::NVMeStorageQueryPropertyGetLogPageErrorInfo);
+}
+
+std::vector<Fields> ErrorsIn(NVMeImage& image) {
+  auto* const entries = &RecordIn<NVME_ERROR_INFORMATION_LOG_ENTRY>(image);
+  std::vector<Fields> errors;
+  for (std::size_t index = 0; index < image.size() / kEntryBytes; ++index)
+    if (entries[index].ErrorCount != 0) errors.push_back(FieldsOf(entries[index]));
+  return errors;
+}
+
+Json JsonOfErrors(const Source& source, NVMeImage& image) {
+  Json json = JsonOfSource(source);
   json["errors"] = Json::array();
-  for (const Fields& error : errors) json["errors"].push_back(error.AsJson());
-  PrintJson(json);
+  for (const Fields& error : ErrorsIn(image)) json["errors"].push_back(error.AsJson());
+  return json;
 }
 
-unsigned int FetchPage(const RecordOptions& options, Image& image) {
-  return Ondrel::NVMeStorageQueryPropertyGetVendorSpecificLogPage(options.device.c_str(),
-                                                                  options.logId, image.data());
+void PrintErrors(const Source&, NVMeImage& image) {
+  const std::vector<Fields> errors = ErrorsIn(image);
+  if (errors.empty()) std::cout << "there are no errors in the log\n";
+  for (const Fields& error : errors) {
+    if (&error != &errors.front()) std::cout << '\n';
+    error.Print(std::cout, false);
+  }
 }
 
-void PrintDump(const Image& image) {
+NVMeImage FetchPage(const RecordOptions&, Source& source) {
+  constexpr std::size_t kPageBytes = 512;
+  return AskNVMe(source.device, kPageBytes, [&](NVMeImage& image) {
+    return Ondrel::NVMeStorageQueryPropertyGetVendorSpecificLogPage(source.device.c_str(),
+                                                                    source.logId, image.data());
+  });
+}
+
+Json JsonOfPage(const Source& source, NVMeImage& image) {
+  Json json = JsonOfSource(source);
+  if (source.file.empty()) json["logId"] = source.logId;
+  json["bytes"] = HexOf(image);
+  return json;
+}
+
+void PrintPage(const Source&, NVMeImage& image) {
   constexpr std::size_t kLineBytes = 16;
   std::ostringstream dump;
   dump << std::hex << std::setfill('0');
@@ -150,53 +235,32 @@ void PrintDump(const Image& image) {
   std::cout << dump.str();
 }
 
-void ShowPage(const GlobalOptions& globals, const RecordOptions& options, Image& image) {
-  if (!globals.json) {
-    PrintDump(image);
-    return;
-  }
-  Json json = JsonOfSource(options);
-  if (options.raw.empty()) json["logId"] = options.logId;
-  json["bytes"] = HexOf(image);
-  PrintJson(json);
+constexpr RecordKind kController{sizeof(NVME_IDENTIFY_CONTROLLER), FetchController,
+                                 JsonOfController, PrintController};
+constexpr RecordKind kNamespace{sizeof(NVME_IDENTIFY_NAMESPACE), FetchNamespace, JsonOfNamespace,
+                                PrintNamespace, IsNamespaceThere};
+constexpr RecordKind kHealth{sizeof(NVME_SMART_HEALTH_INFORMATION_LOG), FetchHealth, JsonOfHealth,
+                             PrintHealth};
+constexpr RecordKind kErrors{kEntryBytes, FetchErrors, JsonOfErrors, PrintErrors};
+constexpr RecordKind kPage{512, FetchPage, JsonOfPage, PrintPage};
+
+/// The size of an image in words.
+std::string SizeOf(const RecordKind& kind) {
+  if (kind.fetch != FetchErrors) return std::to_string(kind.size) + " bytes";
+  return "1 to " + std::to_string(kMostErrorEntries) + " entries of " + std::to_string(kind.size) +
+         " bytes";
 }
 
-constexpr RecordKind kController{sizeof(Ondrel::NVME_IDENTIFY_CONTROLLER), FetchController,
-                                 ShowController};
-constexpr RecordKind kNamespace{sizeof(Ondrel::NVME_IDENTIFY_NAMESPACE), FetchNamespace,
-                                ShowNamespace};
-constexpr RecordKind kHealth{sizeof(Ondrel::NVME_SMART_HEALTH_INFORMATION_LOG), FetchHealth,
-                             ShowHealth};
-constexpr RecordKind kErrors{kErrorEntries * sizeof(Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY),
-                             FetchErrors, ShowErrors};
-constexpr RecordKind kPage{512, FetchPage, ShowPage};
-
-/// What a host error of a query may come from.
-struct ErrorHint {
-  unsigned int number;
-  const char* text;
-};
-
-constexpr std::array kErrorHints = {
-    ErrorHint{1, "is it an NVMe device?"},
-    ErrorHint{24, "the lengths in the device's answer do not fit"},
-    ErrorHint{87, "the controller may not have it"},
-};
-
-[[noreturn]] void RefuseDevice(const RecordOptions& options, unsigned int number) {
-  const auto* const known = std::ranges::find(kErrorHints, number, &ErrorHint::number);
-  throw HostFailure("cannot read " + OneLine(options.device), number,
-                    known != kErrorHints.end() ? known->text : "");
-}
-
-Image ReadImage(const RecordKind& kind, const std::string& path) {
+NVMeImage ReadImage(const RecordKind& kind, const std::string& path) {
   const std::string bytes = ReadWholeFile(path);
-  if (bytes.size() != kind.size)
-    throw UsageError(path + " is not an image of " + std::to_string(kind.size) + " bytes");
+  const std::size_t most = kind.fetch == FetchErrors ? kMostErrorEntries : 1;
+  if (bytes.empty() || bytes.size() % kind.size != 0 || bytes.size() / kind.size > most)
+    throw UsageError((path == "-" ? "standard input" : path) + " is not an image of " +
+                     SizeOf(kind));
   return {bytes.begin(), bytes.end()};
 }
 
-void SaveImage(const Image& image, const std::string& path) {
+void SaveImage(const NVMeImage& image, const std::string& path) {
   errno = 0;
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(image.data()),
@@ -207,29 +271,69 @@ void SaveImage(const Image& image, const std::string& path) {
                       errno != 0 ? std::strerror(errno) : "the file is not complete");
 }
 
-int ShowRecord(const GlobalOptions& globals, const RecordOptions& options, const RecordKind& kind) {
-  Image image(kind.size, kUnlikelyByte);
-  if (!options.raw.empty()) {
-    image = ReadImage(kind, options.raw);
-  } else {
-    const Image before = image;
-    const Progress progress("asking " + OneLine(options.device));
-    const unsigned int error = kind.fetch(options, image);
-    if (error != 0) RefuseDevice(options, error);
-    // The library's 0 does not prove that it wrote the record.
-    if (image == before)
-      throw HostFailure("cannot read " + OneLine(options.device), "its answer is not valid");
-  }
+NVMeImage Fetch(const RecordKind& kind, const RecordOptions& options, Source& source) {
+  const Progress progress("asking " + OneLine(source.device));
+  return kind.fetch(options, source);
+}
+
+int StatusOf(const RecordKind& kind, const NVMeImage& image) {
+  return kind.isThere == nullptr || kind.isThere(image) ? kDone : kNegativeAnswer;
+}
+
+int ShowOne(const GlobalOptions& globals, const RecordOptions& options, const RecordKind& kind) {
+  Source source;
+  source.logId = options.logId;
+  source.file = options.raw;
+  if (options.raw.empty()) source.device = options.devices.front();
+  NVMeImage image =
+      options.raw.empty() ? Fetch(kind, options, source) : ReadImage(kind, options.raw);
   if (!options.save.empty()) SaveImage(image, options.save);
-  kind.show(globals, options, image);
-  return kDone;
+  if (globals.json)
+    PrintJson(kind.json(source, image));
+  else
+    kind.print(source, image);
+  return StatusOf(kind, image);
+}
+
+/// One device that fails does not keep the others from being shown.
+int ShowEach(const GlobalOptions& globals, const RecordOptions& options, const RecordKind& kind) {
+  int status = kDone;
+  Json list = Json::array();
+  for (const std::string& device : options.devices) {
+    if (!globals.json)
+      std::cout << (&device == &options.devices.front() ? "" : "\n") << OneLine(device) << '\n';
+    Source source;
+    source.device = device;
+    source.logId = options.logId;
+    try {
+      NVMeImage image = Fetch(kind, options, source);
+      if (globals.json)
+        list.push_back(kind.json(source, image));
+      else
+        kind.print(source, image);
+      status = std::max(status, StatusOf(kind, image));
+    } catch (const Failure& failure) {
+      status = kFailed;
+      std::cout << std::flush;
+      if (globals.json)
+        list.push_back({{"device", device}, {"error", failure.Details()}});
+      else
+        Say(failure.what());
+    }
+  }
+  if (globals.json) PrintJson({{"devices", list}});
+  return status;
 }
 
 Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
-  app.footer("Exit status: 0 shown, 3 the device did not give it, and why is said.\n");
-  const auto options = std::make_shared<RecordOptions>();
-  CLI::Option* const device = app.add_option("DEVICE", options->device, "Path of the device");
   const bool isPage = kind.fetch == FetchPage;
+  const bool isNamespace = kind.fetch == FetchNamespace;
+  app.footer(std::string("Exit status: 0 shown, ") +
+             (isNamespace ? "1 the namespace is not there, " : "") +
+             "3 a device did not give it, and why is said.\n");
+  const auto options = std::make_shared<RecordOptions>();
+  CLI::Option* const device =
+      app.add_option("DEVICE", options->devices, "Paths of devices")->type_name("");
   CLI::Option* logId = nullptr;
   if (isPage) {
     logId = AddNumber(
@@ -237,59 +341,31 @@ Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
         [options](std::int64_t id) { options->logId = static_cast<std::uint8_t>(id); },
         "Identifier of the log page");
   }
+  if (isNamespace) {
+    AddNumber(
+        app, "--namespace", 1, 0xFFFFFFFE,
+        [options](std::int64_t id) { options->nameSpace = static_cast<Ondrel::ULong>(id); },
+        "Identifier of the namespace (default: the one that the device stands for, else 1)")
+        ->type_name("N");
+  }
   app.add_option("--raw", options->raw,
-                 "Decode this image of " + std::to_string(kind.size) + " bytes instead")
+                 "Decode this image of " + SizeOf(kind) + " instead, - for standard input")
       ->type_name("FILE")
       ->excludes(device);
-  app.add_option("--save", options->save, "Write the image to this file")->type_name("FILE");
+  app.add_option("--save", options->save, "Write the image of one device to this file")
+      ->type_name("FILE");
   return [options, &kind, isPage, logId](const GlobalOptions& globals) {
-    if (options->device.empty() && options->raw.empty())
+    if (options->devices.empty() && options->raw.empty())
       throw UsageError("a device or --raw is required");
     if (isPage && options->raw.empty() && logId->count() == 0)
       throw UsageError("--log-id is required");
-    return ShowRecord(globals, *options, kind);
+    if (options->devices.size() < 2) return ShowOne(globals, *options, kind);
+    if (!options->save.empty()) throw UsageError("--save takes one device");
+    return ShowEach(globals, *options, kind);
   };
 }
 
-struct StatusOptions {
-  std::uint8_t code = 0;
-  std::uint8_t type = 0;
-};
-
-int ShowStatus(const GlobalOptions& globals, const StatusOptions& options) {
-  Ondrel::NVME_STATUS_FIELD status{};
-  status.SC = options.code;
-  status.SCT = static_cast<std::uint16_t>(options.type & 7);
-  const std::string text = status.sStatusCode();
-  if (globals.json) {
-    PrintJson({{"SC", options.code},
-               {"SCT", options.type},
-               {"type", status.sStatusCodeType()},
-               {"text", text},
-               {"success", status.SuccessfulCompletion()}});
-  } else {
-    std::cout << status.sStatusCodeType() << ": " << text << '\n';
-  }
-  return text == "?" ? kNegativeAnswer : kDone;
-}
-
 }  // namespace
-
-Work AddNVMeStatusCommand(CLI::App& app) {
-  app.footer("Exit status: 0 it is known, 1 it is not.\n");
-  const auto options = std::make_shared<StatusOptions>();
-  AddNumber(
-      app, "SC", 0, 0xFF,
-      [options](std::int64_t code) { options->code = static_cast<std::uint8_t>(code); },
-      "Status code")
-      ->required();
-  AddNumber(
-      app, "SCT", 0, 7,
-      [options](std::int64_t type) { options->type = static_cast<std::uint8_t>(type); },
-      "Status code type")
-      ->required();
-  return [options](const GlobalOptions& globals) { return ShowStatus(globals, *options); };
-}
 
 Work AddNVMeControllerCommand(CLI::App& app) { return AddRecordCommand(app, kController); }
 
