@@ -21,6 +21,7 @@ namespace {
 
 using Host::CEventLogReader;
 using Host::CEventLogWait;
+using Host::CEventLogWriter;
 using Host::EventLogItem;
 using Host::EventLogItemKind;
 using Host::EventLogRange;
@@ -158,6 +159,81 @@ TEST_F(EventHistoryFaults, CapacityTurnedOverUnderAFollowerIsNamedToTheLastNumbe
   EXPECT_EQ(next, kReports + 1u);
   // At each of the waits for more than the store holds, and perhaps in between.
   EXPECT_GE(timesOutrun, 3);
+}
+
+// As a snapshot, a saved copy or a container's view of the host has it.
+TEST_F(EventHistoryFaults, AStoreOnAReadOnlyMountIsReadAndWhatIsWrittenBesideItComes) {
+  ChildProcess child([this]() -> int {
+    const std::string real = Folder().Path("real?#%20");
+    const std::string view = Folder().Path("view");
+    std::filesystem::create_directories(real);
+    std::filesystem::create_directories(view);
+    const auto report = [&](CEventLogWriter& writer, const char* text) {
+      return writer.Report(10471, 1, text).error == 0;
+    };
+    Host::UseEventStore(real + "/events ?.db");
+    {
+      CEventLogWriter writer;
+      if (writer.Open("Log") != 0 || !report(writer, "0 1") || !report(writer, "0 2")) return 10;
+    }
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount(real.c_str(), view.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+        mount(nullptr, view.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
+      return 11;
+    Host::UseEventStore(view + "/events ?.db");
+    CEventLogReader reader;
+    std::vector<EventLogItem> items;
+    if (reader.Open("Log", {}) != 0) return 12;
+    if (reader.Read(items) != 0 || items.size() != 2) return 13;
+    if (std::filesystem::exists(real + "/events ?.db-shm")) return 14;
+    CEventLogWriter here;
+    if (here.Open("Log") == 0 && report(here, "0 x")) return 15;
+
+    // Through the other mount, first while it is open there and then closed.
+    Host::UseEventStore(real + "/events ?.db");
+    auto writer = std::make_unique<CEventLogWriter>();
+    if (writer->Open("Log") != 0 || !report(*writer, "0 3")) return 16;
+    if (reader.Read(items) != 0 || items.size() != 1 || items[0].record.number != 3) return 17;
+    if (!report(*writer, "0 4")) return 18;
+    writer.reset();
+    if (reader.Read(items) != 0 || items.size() != 1 || items[0].record.number != 4) return 19;
+    return reader.Read(items) == 0 && items.empty() ? 0 : 20;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(EventHistoryFaults, AStoreThatNobodyHasOpenIsReadOnAFullFileSystem) {
+  ChildProcess child([this]() -> int {
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", Folder().Path().c_str(), "tmpfs", 0, "size=400k") != 0)
+      return 10;
+    const auto report = [&](const char* text) {
+      CEventLogWriter writer;
+      const ULong error = writer.Open("Log");
+      return error != 0 ? error : writer.Report(10471, 1, text).error;
+    };
+    if (report("0 1") != 0 || report("0 2") != 0) return 11;
+    const std::string ballast = Folder().Path("ballast");
+    std::ofstream(ballast, std::ios::binary) << std::string(500'000, 'b');
+    if (report("0 full") != ERROR_DISK_FULL) return 12;
+
+    CEventLogReader reader;
+    std::vector<EventLogItem> items;
+    if (reader.Open("Log", {}) != 0) return 13;
+    if (reader.Read(items) != 0 || items.size() != 2) return 14;
+    std::vector<Host::EventLogSummary> logs;
+    if (Host::ListEventLogs(logs) != 0 || logs.size() != 1 || logs[0].records != 2) return 15;
+    if (report("0 full") != ERROR_DISK_FULL) return 16;
+    if (reader.Read(items) != 0 || !items.empty()) return 17;
+
+    std::filesystem::remove(ballast);
+    if (report("0 3") != 0) return 18;
+    if (reader.Read(items) != 0 || items.size() != 1 || items[0].record.number != 3) return 19;
+    return 0;
+  });
+  EXPECT_EQ(child.Wait(), 0);
 }
 
 TEST_F(EventHistoryFaults, AFullFileSystemUnderAFollowerLosesNothingThatWasKept) {

@@ -4,6 +4,7 @@
 #include "Host/Linux/LastError.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 
 namespace Ondrel::Host {
@@ -12,6 +13,21 @@ namespace {
 
 constexpr std::chrono::microseconds kFirstPause{200};
 constexpr std::chrono::microseconds kLongestPause{1000};
+
+// The path as a URI with the option by which SQLite takes no locks and needs no companions.
+std::string UnchangingName(const std::string& path) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string name = "file:";
+  for (const char character : path) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (std::isalnum(byte) != 0 || character == '/' || character == '.') {
+      name += character;
+    } else {
+      name.append("%").append(1, kDigits[byte >> 4]).append(1, kDigits[byte & 0xF]);
+    }
+  }
+  return name + "?immutable=1";
+}
 
 }  // namespace
 
@@ -51,13 +67,14 @@ ULong ErrorFromSqlite(int result, int systemErrno) {
   }
 }
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& path, bool isUnchanging) {
   sqlite3* connection = nullptr;
   errno = 0;
-  const int result = sqlite3_open_v2(path.c_str(), &connection,
-                                     SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
-                                         SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE,
-                                     nullptr);
+  const int access = isUnchanging ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
+  const std::string name = isUnchanging ? UnchangingName(path) : path;
+  const int result = sqlite3_open_v2(
+      name.c_str(), &connection,
+      access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
   m_connection.reset(connection);
   if (connection == nullptr) throw DatabaseError{ERROR_NOT_ENOUGH_MEMORY};
   if (result != SQLITE_OK) Throw(result);

@@ -79,7 +79,9 @@ private:
 /// reading.
 class Database {
 public:
-  explicit Database(const std::string& path);
+  /// With `isUnchanging` the file is only read, without locks and companions: nobody may write it
+  /// meanwhile.
+  explicit Database(const std::string& path, bool isUnchanging = false);
 
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;

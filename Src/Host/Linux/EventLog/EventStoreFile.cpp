@@ -9,11 +9,14 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace Ondrel::Host {
@@ -63,6 +66,16 @@ constexpr std::size_t kWriteVersionOffset = 18;
 constexpr std::uint8_t kWriteAheadLogVersion = 2;
 constexpr std::size_t kUserVersionOffset = 60;
 constexpr std::size_t kApplicationIdOffset = 68;
+
+struct Companion {
+  const char* ending;
+  off_t leastInUse;  // Size from which on it holds something.
+};
+
+// The index has a first page of 32 KiB as soon as the store is in use; an attempt for which there
+// was no room leaves a shorter one.
+constexpr std::array kCompanions = {Companion{"-wal", 1}, Companion{"-shm", 32 * 1024},
+                                    Companion{"-journal", 1}};
 
 constexpr std::chrono::milliseconds kLockPause{2};
 constexpr std::chrono::seconds kLockPatience{10};
@@ -119,7 +132,7 @@ const std::string& CreatedWhenMissing(const std::string& path) {
   if (IsThere(path)) return path;
 
   // What remains of a removed store is not the new one's.
-  for (const char* companion : {"-wal", "-shm", "-journal"}) unlink((path + companion).c_str());
+  for (const Companion& companion : kCompanions) unlink((path + companion.ending).c_str());
   // Not by open: closing that would give up the locks that this process has on the file by then.
   if (mknod(path.c_str(), S_IFREG | 0600, 0) != 0) {
     // A link that leads nowhere is in the way.
@@ -192,10 +205,10 @@ bool IsInWriteAheadLogMode(Database& database) {
   return statement.Step() && statement.Text(0) == "wal";
 }
 
-void PrepareConnection(Database& database) {
+void PrepareConnection(Database& database, bool isUnchanging) {
   const Content content = ContentOf(database);
   if (content == Content::kForeign) throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
-  if (content == Content::kUnfinished || !IsInWriteAheadLogMode(database)) {
+  if (content == Content::kUnfinished || (!isUnchanging && !IsInWriteAheadLogMode(database))) {
     if (database.IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};
     CreateTables(database);
     EnterWriteAheadLogMode(database);
@@ -209,6 +222,34 @@ void PrepareConnection(Database& database) {
   // The header may be older than what the write-ahead log says.
   if (database.Integer("PRAGMA user_version") != kLayoutVersion)
     throw DatabaseError{ERROR_EVENTLOG_FILE_CORRUPT};
+}
+
+std::optional<FileStamp> StampOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  return FileStamp{status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+}
+
+// Whether the file itself has all that was written to it, and nobody has it open: the companions
+// are not there, or hold nothing.
+bool IsQuiet(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> file(realpath(path.c_str(), nullptr),
+                                                         &std::free);
+  if (!file) return false;
+  return std::ranges::all_of(kCompanions, [&](const Companion& companion) {
+    struct stat status {};
+    const std::string name = std::string(file.get()) + companion.ending;
+    return stat(name.c_str(), &status) == 0 ? status.st_size < companion.leastInUse
+                                            : errno == ENOENT;
+  });
+}
+
+// Whether an attempt failed only because the companions cannot be made.
+bool IsReadableAsItStands(const std::string& path, ULong error) {
+  struct statvfs system {};
+  const bool hasNoRoom = error == ERROR_DISK_FULL;
+  const bool isReadOnly = statvfs(path.c_str(), &system) == 0 && (system.f_flag & ST_RDONLY) != 0;
+  return (hasNoRoom || isReadOnly) && IsQuiet(path);
 }
 
 bool HasAllColumns(Database& database) { return database.Integer(kHasAllColumns) != 0; }
@@ -227,31 +268,49 @@ std::optional<FileIdentity> IdentityOf(const std::string& path) {
   return FileIdentity{status.st_dev, status.st_ino};
 }
 
-EventStoreFile::EventStoreFile(const std::string& path)
-    : m_path(path), m_database(CreatedWhenMissing(path)) {
-  m_database.SetPatience(kLockPatience);
-  PrepareConnection(m_database);
+EventStoreFile::EventStoreFile(const std::string& path, Purpose purpose) : m_path(path) {
+  const std::optional<FileStamp> stamp = StampOf(path);
+  try {
+    m_database = std::make_unique<Database>(CreatedWhenMissing(path));
+    m_database->SetPatience(kLockPatience);
+    PrepareConnection(*m_database, false);
+  } catch (const DatabaseError& failure) {
+    m_database.reset();
+    if (purpose != Purpose::kReading || !IsReadableAsItStands(path, failure.error)) throw;
+    m_stamp = stamp;
+    OpenAsItStands(failure);
+  }
 
   m_writeAheadLog = IdentityOf(WriteAheadLogPath());
   m_index = IdentityOf(IndexPath());
   m_file = IdentityOf(path);
   // Replaced since it was opened: then this is not the file that is open.
-  if (m_database.HasMoved()) m_file.reset();
+  if (m_database->HasMoved()) m_file.reset();
+}
+
+void EventStoreFile::OpenAsItStands(const DatabaseError& failure) {
+  try {
+    m_database = std::make_unique<Database>(m_path, true);
+    PrepareConnection(*m_database, true);
+  } catch (const DatabaseError&) {
+    // It is not a whole store: then the first failure is the one to report.
+    throw DatabaseError(failure);
+  }
 }
 
 void EventStoreFile::AddColumns() {
-  if (HasAllColumns(m_database)) return;
-  Transaction::Statements statements(m_database);
+  if (HasAllColumns(*m_database)) return;
+  Transaction::Statements statements(*m_database);
   Transaction transaction(statements);
-  if (!HasAllColumns(m_database)) m_database.Execute(kAddColumns);
+  if (!HasAllColumns(*m_database)) m_database->Execute(kAddColumns);
   transaction.Commit();
 }
 
 bool EventStoreFile::HasChecks(Database& database) { return HasAllColumns(database); }
 
 std::string EventStoreFile::Identity() {
-  if (!HasAllColumns(m_database)) return {};
-  Statement statement(m_database, "SELECT identity FROM store");
+  if (!HasAllColumns(*m_database)) return {};
+  Statement statement(*m_database, "SELECT identity FROM store");
   return statement.Step() ? std::string(statement.Text(0)) : std::string();
 }
 
@@ -263,12 +322,13 @@ void EventStoreFile::Announce() const noexcept {
 bool EventStoreFile::IsInPlace() const { return m_file && IdentityOf(m_path) == m_file; }
 
 bool EventStoreFile::IsOverwritten() {
+  if (m_stamp) return StampOf(m_path) != m_stamp || !IsQuiet(m_path);
   const std::optional<FileIdentity> log = IdentityOf(WriteAheadLogPath());
-  return ContentOf(m_database) != Content::kEvents || (log && log != m_writeAheadLog);
+  return ContentOf(*m_database) != Content::kEvents || (log && log != m_writeAheadLog);
 }
 
 void EventStoreFile::Forget() noexcept {
-  sqlite3_db_config(m_database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  sqlite3_db_config(m_database->Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
 bool EventStoreFile::IsWriteAheadLogInPlace() const {
@@ -276,8 +336,8 @@ bool EventStoreFile::IsWriteAheadLogInPlace() const {
 }
 
 void EventStoreFile::Abandon() noexcept {
-  sqlite3_db_config(m_database.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  sqlite3_wal_checkpoint_v2(m_database.Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr,
+  sqlite3_db_config(m_database->Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  sqlite3_wal_checkpoint_v2(m_database->Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr,
                             nullptr);
   try {
     const FolderLock lock(FolderOf(m_path));

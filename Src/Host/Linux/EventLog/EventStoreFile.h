@@ -3,6 +3,7 @@
 #include "Host/Linux/EventLog/Database.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -15,6 +16,15 @@ struct FileIdentity {
   ino_t number;
 
   bool operator==(const FileIdentity&) const = default;
+};
+
+/// What changes with every write to a file.
+struct FileStamp {
+  std::int64_t seconds;
+  std::int64_t nanoseconds;
+  off_t size;
+
+  bool operator==(const FileStamp&) const = default;
 };
 
 /// The file that a path leads to now, if any.
@@ -35,21 +45,26 @@ public:
   /// The host's own state folder is created as well, with mode 0700.
   ///
   /// A file of another kind or of a later layout is a failure with 1500 and stays as it is.
-  explicit EventStoreFile(const std::string& path);
+  ///
+  /// For reading, a store that nobody has open is read as it stands where its companions cannot be
+  /// made: on a full disk, and on a file system that is mounted for reading only. `IsOverwritten`
+  /// says when it is written after all.
+  enum class Purpose { kReadingAndWriting, kReading };
+  explicit EventStoreFile(const std::string& path, Purpose purpose = Purpose::kReadingAndWriting);
 
-  Database& Connection() { return m_database; }
+  Database& Connection() { return *m_database; }
 
   /// Gives a store of an earlier version the columns that it lacks.
   void AddColumns();
 
   /// True when the store has an identity, checksums of its records and a mark of what was removed.
-  bool HasChecks() { return HasChecks(m_database); }
+  bool HasChecks() { return HasChecks(*m_database); }
   static bool HasChecks(Database& database);
 
   /// Distinguishes this store from every other one; empty where an earlier version made it.
   std::string Identity();
 
-  std::string WriteAheadLogPath() const { return m_database.FilePath() + "-wal"; }
+  std::string WriteAheadLogPath() const { return m_database->FilePath() + "-wal"; }
 
   /// Lets those who watch the file know that a record can be read.
   void Announce() const noexcept;
@@ -72,10 +87,13 @@ public:
   void Abandon() noexcept;
 
 private:
-  std::string IndexPath() const { return m_database.FilePath() + "-shm"; }
+  void OpenAsItStands(const DatabaseError& failure);
+
+  std::string IndexPath() const { return m_database->FilePath() + "-shm"; }
 
   std::string m_path;
-  Database m_database;
+  std::optional<FileStamp> m_stamp;  ///< Of a file that is read as it stands.
+  std::unique_ptr<Database> m_database;
   std::optional<FileIdentity> m_file;
   std::optional<FileIdentity> m_writeAheadLog;
   std::optional<FileIdentity> m_index;

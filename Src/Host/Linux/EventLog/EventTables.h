@@ -25,6 +25,7 @@ struct RecordIds {
 /// All operations throw `DatabaseError`.
 class RecordReader {
 public:
+  static constexpr EventStoreFile::Purpose kPurpose = EventStoreFile::Purpose::kReadingAndWriting;
   static Database& Prepared(EventStoreFile& file) { return file.Connection(); }
 
   RecordReader(Database& database, std::string logName);
@@ -55,6 +56,7 @@ private:
 /// Adds records to one log over one connection. All operations throw `DatabaseError`.
 class RecordWriter {
 public:
+  static constexpr EventStoreFile::Purpose kPurpose = EventStoreFile::Purpose::kReadingAndWriting;
   /// The file's connection, for the constructor: it may be written, and has all columns.
   static Database& Prepared(EventStoreFile& file) {
     if (file.Connection().IsReadOnly()) throw DatabaseError{ERROR_ACCESS_DENIED};

@@ -30,6 +30,7 @@ struct StoredRecord {
 /// `DatabaseError`.
 class HistoryTables {
 public:
+  static constexpr EventStoreFile::Purpose kPurpose = EventStoreFile::Purpose::kReading;
   static Database& Prepared(EventStoreFile& file) { return file.Connection(); }
 
   HistoryTables(Database& database, std::string logName);

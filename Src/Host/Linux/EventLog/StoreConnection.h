@@ -31,7 +31,7 @@ class StoreConnection {
 public:
   template <class... Arguments>
   explicit StoreConnection(const std::string& path, const Arguments&... arguments)
-      : file(path), tables(Tables::Prepared(file), arguments...) {}
+      : file(path, Tables::kPurpose), tables(Tables::Prepared(file), arguments...) {}
   ~StoreConnection() {
     if (!file.IsInPlace()) file.Abandon();
   }

@@ -464,7 +464,7 @@ std::unique_ptr<RecordImport> OpenStoreImport(const EventStoreChoice& choice,
 ULong ListStoredLogs(const EventStoreChoice& choice, std::vector<EventLogSummary>& logs) {
   return Answer([&]() -> ULong {
     if (IsMissing(choice.path)) return ERROR_SUCCESS;
-    EventStoreFile file(choice.path);
+    EventStoreFile file(choice.path, EventStoreFile::Purpose::kReading);
     Database& database = file.Connection();
     const bool hasChecks = file.HasChecks();
     Statement all(database, hasChecks ? "SELECT id, name, checksum FROM log ORDER BY name"
