@@ -67,6 +67,13 @@ TEST(Settings, AMarkOfTheEncodingIsSkipped) {
   EXPECT_EQ("Disks", ReadSettings("\xEF\xBB\xBF[log]\nname=Disks\n", "f").log.name);
 }
 
+TEST(Settings, ACommentBeginsWithASemicolonOrANumberSign) {
+  const Settings settings =
+      ReadSettings("# first\n; [mail]\n[log]\n  # name=A\n;name=B\nname=C\n#name=D\n", "f");
+  EXPECT_EQ("C", settings.log.name);
+  EXPECT_EQ("", settings.mail.server);
+}
+
 TEST(Settings, SmtpsHasAPortOfItsOwn) {
   EXPECT_EQ(465,
             ReadSettings("[mail]\nserver=m\nprotocol=smtps\nfrom=a@b\nto=c@d\n", "f").mail.port);

@@ -58,9 +58,10 @@ std::string CheckNamed(const std::string& name) {
   throw UsageError("there is no check \"" + OneLine(name) + "\": there are " + names);
 }
 
-HostCheck Checked(const std::string& name, const std::string& storePath) {
+HostCheck Checked(const std::string& name, const Ondrel::Host::EventLogPlace& place,
+                  const std::string& storePath) {
   const Progress progress("checking " + name);
-  return name == "language" ? Language() : CheckHost(name, storePath);
+  return name == "language" ? Language() : CheckHost(name, place, storePath);
 }
 
 int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked) {
@@ -69,11 +70,13 @@ int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked
   for (const std::string& name : asked) names.push_back(CheckNamed(name));
   if (names.empty()) names.assign(std::begin(kCheckNames), std::end(kCheckNames));
 
+  // Before the store's path is asked for, which chooses the store.
+  const Ondrel::Host::EventLogPlace place = Ondrel::Host::CurrentEventLog();
   const std::string storePath = StorePath();
   Json rows = Json::array();
   bool areAllOk = true;
   for (const std::string& name : names) {
-    const HostCheck check = Checked(name, storePath);
+    const HostCheck check = Checked(name, place, storePath);
     areAllOk = areAllOk && check.isOk;
     rows.push_back({{"name", check.name},
                     {"ok", check.isOk},

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Ondrel/Host.h>
+
 #include <string>
 #include <vector>
 
@@ -19,7 +21,9 @@ inline constexpr const char* kCheckNames[] = {
     "libraries", "messageTable", "language", "speaker", "pciNames",
 };
 
-/// Makes one check. Nothing is changed on the host. `storePath` is the file of the event store.
-HostCheck CheckHost(const std::string& name, const std::string& storePath);
+/// Makes one check. Nothing is changed on the host. `place` is where events go, `storePath` the
+/// file of the event store.
+HostCheck CheckHost(const std::string& name, const Ondrel::Host::EventLogPlace& place,
+                    const std::string& storePath);
 
 }  // namespace Tool

@@ -1,4 +1,5 @@
 #include "Integration/Journal/JournalFixture.h"
+#include "Integration/Journal/JournalForwarding.h"
 #include "Support/Process.h"
 #include "Support/TemporaryFolder.h"
 
@@ -9,12 +10,9 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace Ondrel {
@@ -206,30 +204,61 @@ TEST_F(JournalHistory, TheCommandReportsFollowsAndShows) {
   EXPECT_THAT(RunCommand({"--journal", "log", "list"}).output, HasSubstr("journal: "));
 }
 
+// The command in a view of the host in which systemd runs and nothing stands at the journal's
+// socket.
+ProcessResult RunWithoutJournal(const std::vector<std::string>& front,
+                                const std::vector<std::string>& line) {
+  std::vector<std::string> arguments = {
+      "--mount", "/bin/sh", "-c",
+      "mount -t tmpfs tmpfs /run/systemd && mkdir -p /run/systemd/system && exec \"$0\" \"$@\"",
+      ONDREL_COMMAND};
+  arguments.insert(arguments.end(), front.begin(), front.end());
+  arguments.insert(arguments.end(), line.begin(), line.end());
+  return RunProcess("/usr/bin/unshare", arguments);
+}
+
 TEST_F(JournalHistory, AJournalThatIsAwayIsRefusedUnlessAnotherPlaceIsChosen) {
   const Testing::TemporaryFolder folder;
-  const std::vector<std::string> report = {"log", "report", "Demo", "10471", "error", "PD 3"};
-  // A view of the host in which systemd runs and nothing stands at the journal's socket.
-  const auto runAway = [](std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(),
-                     {"--mount", "/bin/sh", "-c",
-                      "mount -t tmpfs tmpfs /run/systemd && mkdir -p /run/systemd/system && "
-                      "exec \"$0\" \"$@\"",
-                      ONDREL_COMMAND});
-    return RunProcess("/usr/bin/unshare", arguments);
-  };
-  const ProcessResult refused = runAway(report);
-  std::vector<std::string> chosen = {"--store", folder.Path("events.db")};
-  chosen.insert(chosen.end(), report.begin(), report.end());
-  const ProcessResult kept = runAway(chosen);
-  std::vector<std::string> journal = {"--journal"};
-  journal.insert(journal.end(), report.begin(), report.end());
-  const ProcessResult away = runAway(journal);
+  const std::vector<std::string> lines[] = {
+      {"log", "report", "Demo", "10471", "error", "PD 3"},
+      {"alert", "pd", "OPERATIONAL", "FAILED", "--object", "PD 3", "--log", "Demo"},
+      {"log", "list"},
+      {"log", "show", "Demo"},
+      {"log", "follow", "Demo", "--timeout", "0"},
+      {"log", "export", "Demo"},
+      {"log", "clear", "Demo", "--before", "30d"}};
+  for (const std::vector<std::string>& line : lines) {
+    const ProcessResult refused = RunWithoutJournal({}, line);
+    const ProcessResult kept = RunWithoutJournal({"--store", folder.Path("events.db")}, line);
+    const ProcessResult away = RunWithoutJournal({"--journal"}, line);
 
-  EXPECT_EQ(refused.exitStatus, 3);
-  EXPECT_THAT(refused.errors, HasSubstr("the journal of this host is away"));
-  EXPECT_EQ(kept.exitStatus, 0) << kept.errors;
-  EXPECT_NE(away.exitStatus, 0);
+    EXPECT_EQ(refused.exitStatus, 3) << line[1];
+    EXPECT_THAT(refused.errors, HasSubstr("the journal of this host is away"));
+    EXPECT_EQ(kept.exitStatus, 0) << kept.errors;
+    EXPECT_EQ(away.exitStatus, 3) << line[1];
+    EXPECT_THAT(away.errors, HasSubstr("cannot use the journal: none takes entries on this host"));
+  }
+}
+
+TEST_F(JournalHistory, AJournalThatIsAwayIsMissingForTheDoctorAndNamedByTheWatch) {
+  const Testing::TemporaryFolder folder;
+  const std::string store = folder.Path("events.db");
+  const std::vector<std::string> doctor = {"doctor", "eventLog"};
+  EXPECT_EQ(RunWithoutJournal({}, doctor).exitStatus, 1);
+  EXPECT_THAT(RunWithoutJournal({}, doctor).output, HasSubstr("the journal of this host is away"));
+  EXPECT_EQ(RunWithoutJournal({"--store", store}, doctor).exitStatus, 0);
+  // A store that was asked for is where events go, also beside a journal.
+  EXPECT_THAT(RunCommand({"--store", store, "doctor", "eventLog"}).output,
+              HasSubstr("events go to " + store));
+  EXPECT_THAT(RunCommand(doctor).output, HasSubstr("events go to the journal"));
+
+  const std::string configuration =
+      folder.Write("watch.conf", "[state]\nfile=" + folder.Path("watch.db") + "\n");
+  const std::vector<std::string> check = {"watch", "--check-config", "--config", configuration};
+  EXPECT_THAT(RunWithoutJournal({}, check).output,
+              HasSubstr("the log RAID in the journal, which is away: they wait"));
+  EXPECT_THAT(RunWithoutJournal({"--store", store}, check).output,
+              HasSubstr("the log RAID in the event store " + store));
 }
 
 TEST_F(JournalHistory, JournalFilesThatCannotBeReadAreNamed) {
@@ -261,51 +290,29 @@ TEST_F(JournalHistory, JournalFilesThatCannotBeReadAreNamed) {
 TEST_F(JournalHistory, ACollectorsFilesAreReadMachineByMachine) {
   Report("PD 3 failed");
   JournalDaemon::Sync();
-  const Testing::TemporaryFolder folder;
-  const std::string port = std::to_string(20000 + getpid() % 20000);
-  const std::string collected = folder.Path("collected");
-  std::filesystem::create_directories(collected);
-  Process collector("/lib/systemd/systemd-journal-remote",
-                    {"--listen-http=127.0.0.1:" + port, "--output=" + collected});
-  // Uploads what this machine's journal holds, and goes on until it is ended.
-  std::unique_ptr<Process> uploader;
-  ProcessResult shown;
-  for (int tries = 0; tries < 100 && shown.output.find("PD 3 failed") == std::string::npos;
-       ++tries) {
-    if (tries % 20 == 0)
-      uploader = std::make_unique<Process>(
-          "/lib/systemd/systemd-journal-upload",
-          std::vector<std::string>{"--url=http://127.0.0.1:" + port,
-                                   "--save-state=" + folder.Path("upload-state")});
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    shown = RunCommand({"--directory", collected, "log", "show", Source(), "--json"});
-  }
+  Testing::JournalForwarding forwarding;
+  const ProcessResult shown = forwarding.Await(Source(), "PD 3 failed");
   ASSERT_THAT(shown.output, HasSubstr("PD 3 failed")) << shown.errors;
   const json record = json::parse(shown.output.substr(0, shown.output.find('\n')));
   EXPECT_EQ(record["eventID"], 10471);
   EXPECT_EQ(record["eventType"], 1);
   EXPECT_EQ(record["args"], json({"PD 3 failed"}));
-  char name[256] = {};
-  gethostname(name, sizeof name - 1);
+  const std::string name = Testing::JournalForwarding::HostName();
   EXPECT_EQ(record["computer"], name);
-  EXPECT_EQ(
-      RunCommand({"--directory", collected, "log", "show", Source(), "--computer", "other"}).output,
-      "");
-  EXPECT_NE(
-      RunCommand({"--directory", collected, "log", "show", Source(), "--computer", name}).output,
-      "");
+  const auto showOf = [&](const std::string& computer) {
+    return forwarding.RunCommand({"log", "show", Source(), "--computer", computer}).output;
+  };
+  EXPECT_EQ(showOf("other"), "");
+  EXPECT_NE(showOf(name), "");
 
-  Process follower(ONDREL_COMMAND, {"--directory", collected, "log", "follow", Source(), "--count",
-                                    "1", "--timeout", "60"});
+  Process follower(ONDREL_COMMAND, {"--directory", forwarding.Collected(), "log", "follow",
+                                    Source(), "--count", "1", "--timeout", "60"});
   ASSERT_TRUE(follower.WaitForErrors("ondrel: following"));
   Report("PD 4 failed");
   EXPECT_THAT(follower.Wait().output, HasSubstr("PD 4 failed"));
-  const ProcessResult written =
-      RunCommand({"--directory", collected, "log", "report", Source(), "1", "1", "x"});
+  const ProcessResult written = forwarding.RunCommand({"log", "report", Source(), "1", "1", "x"});
   EXPECT_EQ(written.exitStatus, 3);
   EXPECT_THAT(written.errors, HasSubstr("cannot do that"));
-  uploader->EndBy(SIGKILL);
-  collector.EndBy(SIGKILL);
 }
 #endif
 

@@ -1,6 +1,8 @@
 #include "Integration/Journal/JournalFixture.h"
+#include "Integration/Journal/JournalForwarding.h"
 #include "Support/Process.h"
 #include "Support/TemporaryFolder.h"
+#include "Tool/Watch/Linux/Logbook.h"
 #include "Tool/Watch/Linux/Store.h"
 
 #include <Ondrel/StatusTransition.h>
@@ -9,13 +11,14 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <memory>
+#include <sched.h>
 #include <string>
-#include <thread>
+#include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -55,38 +58,46 @@ protected:
 TEST_F(JournalWatch, WhatItSeesReachesACollectorByTheJournalsForwarding) {
   const auto service = StartWatch("GONE1");
   ASSERT_TRUE(service->WaitForErrors("GONE1"));
-  const std::string port = std::to_string(40000 + getpid() % 20000);
-  const std::string collected = m_folder.Path("collected");
-  std::filesystem::create_directories(collected);
-  Process collector("/lib/systemd/systemd-journal-remote",
-                    {"--listen-http=127.0.0.1:" + port, "--output=" + collected});
-  std::unique_ptr<Process> uploader;
-  ProcessResult shown;
-  for (int tries = 0; tries < 150 && shown.output.find("GONE1") == std::string::npos; ++tries) {
-    // An uploader that comes before the collector is ready gives up.
-    if (tries % 20 == 0)
-      uploader = std::make_unique<Process>(
-          "/lib/systemd/systemd-journal-upload",
-          std::vector<std::string>{"--url=http://127.0.0.1:" + port,
-                                   "--save-state=" + m_folder.Path("upload-state")});
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    shown =
-        RunProcess(ONDREL_COMMAND, {"--directory", collected, "log", "show", Source(), "--json"});
-  }
+  Testing::JournalForwarding forwarding;
+  const ProcessResult shown = forwarding.Await(Source(), "GONE1");
   ASSERT_THAT(shown.output, HasSubstr("GONE1")) << shown.errors;
   const json record = json::parse(shown.output.substr(0, shown.output.find('\n')));
   EXPECT_EQ(record["eventID"], 10033);
-  char name[256] = {};
-  gethostname(name, sizeof name - 1);
-  EXPECT_EQ(record["computer"], name);
+  EXPECT_EQ(record["computer"], Testing::JournalForwarding::HostName());
   // And with the journal's own reader, as the document shows it.
-  const ProcessResult own =
-      RunProcess("/usr/bin/journalctl",
-                 {"-D", collected, "--no-pager", "-o", "json", "SYSLOG_IDENTIFIER=" + Source()});
+  const ProcessResult own = RunProcess(
+      "/usr/bin/journalctl",
+      {"-D", forwarding.Collected(), "--no-pager", "-o", "json", "SYSLOG_IDENTIFIER=" + Source()});
   EXPECT_THAT(own.output, HasSubstr("GONE1")) << own.errors;
-  uploader->EndBy(SIGKILL);
-  collector.EndBy(SIGKILL);
   EXPECT_EQ(0, service->EndBy(SIGTERM).exitStatus);
+}
+
+// The store would be the host's own choice then, where nobody looks for the event.
+TEST_F(JournalWatch, AnEventWaitsWhileTheHostsJournalIsAway) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const std::string run = "/run/systemd";
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", run.c_str(), "tmpfs", 0, nullptr) != 0)
+      _exit(10);
+    std::filesystem::create_directory(run + "/system");
+    Tool::Watch::StoredEvent event;
+    event.event.code = 10471;
+    event.event.severity = 4;
+    event.event.text = "it failed";
+    const auto write = [&](const Tool::Watch::LogSettings& settings) {
+      Tool::Watch::UseEventLog(settings);
+      return Tool::Watch::WriteEvent(settings.name, event);
+    };
+    Tool::Watch::LogSettings store;
+    store.store = m_folder.Path("events.db");
+    const bool isRight = write({}) == "the journal of this host is away" && write(store).empty();
+    _exit(isRight ? 0 : 11);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(JournalWatch, AJournalThatTakesNothingIsNamedAtTheStart) {

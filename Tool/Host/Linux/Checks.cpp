@@ -22,6 +22,8 @@ namespace Tool {
 namespace {
 
 namespace fs = std::filesystem;
+using Ondrel::Host::EventLogKind;
+using Ondrel::Host::EventLogPlace;
 
 constexpr const char* kJournalSocket = "/run/systemd/journal/socket";
 constexpr const char* kZones = "/usr/share/zoneinfo";
@@ -74,8 +76,13 @@ Finding Store(const std::string& path) {
   return {true, path + " can be written", ""};
 }
 
-Finding EventLog(const std::string& storePath) {
-  if (IsJournalThere()) return {true, "events go to the journal", ""};
+Finding EventLog(const EventLogPlace& place, const std::string& storePath) {
+  if (place.isJournalAway)
+    return {false, "the journal of this host is away: nobody takes entries at its socket",
+            "start systemd-journald, or name a file with --store"};
+  if (place.kind == EventLogKind::kJournal) return {true, "events go to the journal", ""};
+  if (place.kind == EventLogKind::kJournalFiles)
+    return {true, "events are read from " + place.path + "; none is written there", ""};
   Finding store = Store(storePath);
   if (store.isOk) store.finding = "events go to " + storePath;
   return store;
@@ -147,9 +154,9 @@ Finding PciNames() {
   return {false, "adapters are shown without names", "apt install pci.ids"};
 }
 
-Finding Find(const std::string& name, const std::string& storePath) {
+Finding Find(const std::string& name, const EventLogPlace& place, const std::string& storePath) {
   if (name == "rights") return Rights();
-  if (name == "eventLog") return EventLog(storePath);
+  if (name == "eventLog") return EventLog(place, storePath);
   if (name == "journal") return Journal();
   if (name == "store") return Store(storePath);
   if (name == "devices") return Devices();
@@ -162,8 +169,9 @@ Finding Find(const std::string& name, const std::string& storePath) {
 
 }  // namespace
 
-HostCheck CheckHost(const std::string& name, const std::string& storePath) {
-  const Finding found = Find(name, storePath);
+HostCheck CheckHost(const std::string& name, const EventLogPlace& place,
+                    const std::string& storePath) {
+  const Finding found = Find(name, place, storePath);
   return {.name = name, .isOk = found.isOk, .finding = found.finding, .remedy = found.remedy};
 }
 

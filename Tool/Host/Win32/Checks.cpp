@@ -100,7 +100,8 @@ Finding Find(const std::string& name) {
 
 }  // namespace
 
-HostCheck CheckHost(const std::string& name, const std::string&) {
+HostCheck CheckHost(const std::string& name, const Ondrel::Host::EventLogPlace&,
+                    const std::string&) {
   const Finding found = Find(name);
   return {.name = name, .isOk = found.isOk, .finding = found.finding, .remedy = found.remedy};
 }

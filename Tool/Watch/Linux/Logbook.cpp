@@ -34,7 +34,18 @@ void UseEventLog(const LogSettings& settings) {
   }
 }
 
+std::string PlaceOfEvents(const LogSettings& settings) {
+  const Ondrel::Host::EventLogPlace place = Ondrel::Host::CurrentEventLog();
+  const std::string log = "the log " + settings.name + " in ";
+  if (place.isJournalAway)
+    return log +
+           "the journal, which is away: they wait until it is back, or until [log] names a store";
+  return log + (place.path.empty() ? "the journal" : "the event store " + place.path);
+}
+
 std::string WriteEvent(const std::string& log, const StoredEvent& event) {
+  // The host's own choice would be the store then, where nobody looks for it.
+  if (Ondrel::Host::CurrentEventLog().isJournalAway) return "the journal of this host is away";
   Ondrel::Host::CEventLogWriter writer;
   if (const Ondrel::ULong error = writer.Open(log); error != 0)
     return Ondrel::Host::EventLogErrorText(error);

@@ -11,6 +11,9 @@ namespace Tool::Watch {
 /// `WatchError` when it is not to be had.
 void UseEventLog(const LogSettings& settings);
 
+/// Where events of that log go, as "the log RAID in the journal".
+std::string PlaceOfEvents(const LogSettings& settings);
+
 /// Writes one event and reads it back. Empty when it is in the log, else why it is not.
 std::string WriteEvent(const std::string& log, const StoredEvent& event);
 

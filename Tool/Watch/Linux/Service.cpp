@@ -146,6 +146,7 @@ bool Service::Guard(const char* what, std::string& said, Work work) {
 }
 
 void Service::Run() {
+  Say("watching; events go to " + PlaceOfEvents(m_settings.log));
   m_nextPrune = Clock::now();
   while (!m_isEnding) {
     const Clock::time_point now = Clock::now();
@@ -213,7 +214,7 @@ void Service::Reload() {
     UseEventLog(settings.log);
     m_settings = std::move(settings);
     m_nextHealth = Clock::now();
-    Say("the configuration was read again");
+    Say("the configuration was read again; events go to " + PlaceOfEvents(m_settings.log));
   } catch (const std::exception& error) {
     Say(std::string("the configuration stays as it was: ") + error.what());
   }

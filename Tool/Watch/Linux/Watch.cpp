@@ -152,26 +152,23 @@ WatchAnswer ShowStatus(const WatchRequest& request) {
   return answer;
 }
 
-const char* NameOfKind(Ondrel::Host::EventLogKind kind) {
-  return kind == Ondrel::Host::EventLogKind::kJournal ? "journal" : "store";
-}
-
 WatchAnswer CheckConfiguration(const WatchRequest& request) {
   const Configuration read = ReadConfiguration(request);
   const Settings& s = read.settings;
   CheckPaths(s, read.text, read.path);
   UseEventLog(s.log);
   const Ondrel::Host::EventLogPlace place = Ondrel::Host::CurrentEventLog();
+  const bool isStore = place.kind == Ondrel::Host::EventLogKind::kStore && !place.isJournalAway;
   WatchAnswer answer;
   answer.json = {{"ok", true},
                  {"log", s.log.name},
-                 {"logKind", NameOfKind(place.kind)},
-                 {"logFile", place.path.empty() ? Json(nullptr) : Json(place.path)},
+                 {"logKind", isStore ? "store" : "journal"},
+                 {"logFile", isStore ? Json(place.path) : Json(nullptr)},
+                 {"logAway", place.isJournalAway},
                  {"mailServer", s.mail.server.empty() ? Json(nullptr) : Json(s.mail.server)},
                  {"mailTo", s.mail.to},
                  {"stateFile", s.stateFile}};
-  answer.text = "The configuration is good: events go to the log " + s.log.name + " in " +
-                (place.path.empty() ? "the journal" : "the event store " + place.path);
+  answer.text = "The configuration is good: events go to " + PlaceOfEvents(s.log);
   if (s.mail.server.empty()) {
     answer.text += ", nothing is mailed\n";
   } else {
