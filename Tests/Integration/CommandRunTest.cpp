@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
 #include <thread>
@@ -190,10 +191,25 @@ TEST_F(CommandRun, JsonSaysWhyAProgramIsNotStarted) {
   EXPECT_EQ(ParseAnswer(result.output)["exitStatus"], 127);
   EXPECT_EQ(ParseAnswer(result.output)["error"],
             json({{"kind", "host"},
-                  {"number", nullptr},
-                  {"name", "HOST_FAILURE"},
+                  {"number", 2},
+                  {"name", "ERROR_FILE_NOT_FOUND"},
                   {"text", "no-such-program: No such file or directory"},
                   {"what", "cannot run no-such-program"}}));
+  struct Row {
+    std::string program;
+    int exitStatus;
+    const char* name;
+  };
+  const std::string text = WriteFile("text", "no program");
+  const std::string broken = WriteFile("broken", "no program");
+  std::filesystem::permissions(broken, std::filesystem::perms::owner_all);
+  for (const Row& row :
+       {Row{text, 126, "ERROR_ACCESS_DENIED"}, Row{broken, 126, "ERROR_BAD_EXE_FORMAT"},
+        Row{text + "/x", 127, "ERROR_PATH_NOT_FOUND"}}) {
+    const ProcessResult refused = Run({"--json", "run", row.program});
+    EXPECT_EQ(refused.exitStatus, row.exitStatus) << row.program;
+    EXPECT_EQ(ParseAnswer(refused.output)["error"]["name"], row.name) << row.program;
+  }
 }
 
 TEST_F(CommandRun, JsonOfAnEndlessOutputIsAFailureAndEndsTheProgram) {

@@ -1,6 +1,7 @@
 #include "Tool/Command.h"
 #include "Tool/DurationText.h"
 #include "Tool/Host/Program.h"
+#include "Tool/HostErrors.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
 #include "Tool/StandardOutput.h"
@@ -60,6 +61,26 @@ private:
   std::size_t m_size = 0;
 };
 
+/// The exit status by which the command passes the end of a program on.
+int ExitStatusOf(const ProgramEnd& end) {
+  switch (end.kind) {
+    case ProgramEnd::Kind::kExited:
+    case ProgramEnd::Kind::kSignalled:
+      return static_cast<int>(end.number);
+    case ProgramEnd::Kind::kTimedOut:
+      return 124;
+    case ProgramEnd::Kind::kNotRunnable:
+      return 126;
+    case ProgramEnd::Kind::kNotFound:
+      return 127;
+    case ProgramEnd::Kind::kUnread:
+      return kReaderGone;
+    case ProgramEnd::Kind::kHostFailure:
+      break;
+  }
+  return kFailed;
+}
+
 /// What is said of an end that is not the program's own; empty for one that is.
 std::string WordsOf(const ProgramEnd& end, const RunOptions& options) {
   switch (end.kind) {
@@ -85,9 +106,12 @@ Json JsonOfEnd(const ProgramEnd& end, const RunOptions& options, std::vector<std
       end.kind == Kind::kExited || end.kind == Kind::kSignalled || end.kind == Kind::kTimedOut;
   const std::string words = WordsOf(end, options);
   Json json = {{"started", isStarted}};
-  if (!isStarted)
+  if (!isStarted) {
     json["error"] = Tool::HostFailure("cannot run " + options.program, end.reason).Details();
-  json.update(Json{{"exitStatus", ExitStatusOf(end, kFailed)},
+    if (end.hostError != 0)
+      json["error"].update(Json{{"number", end.hostError}, {"name", HostErrorName(end.hostError)}});
+  }
+  json.update(Json{{"exitStatus", ExitStatusOf(end)},
                    {"signal", end.kind == Kind::kSignalled ? Json(end.name) : Json()},
                    {"timedOut", end.kind == Kind::kTimedOut},
                    {"reason", words.empty() ? Json() : Json(words)},
@@ -117,7 +141,7 @@ int Run(const GlobalOptions& globals, const RunOptions& options) {
     PrintJson(JsonOfEnd(end, options, lines.Finish()));
   else if (!words.empty())
     Say(OneLine(words));
-  return ExitStatusOf(end, kFailed);
+  return ExitStatusOf(end);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,7 +25,8 @@ struct ProgramCall {
 struct ProgramEnd {
   enum class Kind {
     kExited,       ///< `number` is its exit status.
-    kSignalled,    ///< `number` and `name` are the signal or exception that ended it.
+    kSignalled,    ///< `name` is the signal or exception that ended it, `number` the exit status
+                   ///< that this is passed on by: 128 and the signal, or that of the exception.
     kTimedOut,     ///< The time was over; the program and what it started were ended.
     kUnread,       ///< Its output was not taken, or nobody reads the command's; it was ended.
     kNotFound,     ///< There is no such program; `reason` says so.
@@ -36,6 +38,9 @@ struct ProgramEnd {
   unsigned int number = 0;
   std::string name{};
   std::string reason{};
+
+  /// Of a program that could not be started: the published Win32 number for the reason, 0 for none.
+  std::uint32_t hostError = 0;
 };
 
 /// Runs a program to its end.
@@ -54,10 +59,5 @@ struct ProgramEnd {
 ProgramEnd RunProgram(const ProgramCall& call);
 
 inline constexpr std::chrono::milliseconds kProgramGrace{2000};
-
-/// The exit status by which the command passes the end of a program on: its own number, 128 and the
-/// number of a signal, 124 after the timeout, 126 and 127 for one that could not be started, 141
-/// for one whose output nobody reads. `otherwise` is that of a host failure.
-int ExitStatusOf(const ProgramEnd& end, int otherwise);
 
 }  // namespace Tool

@@ -84,10 +84,27 @@ ProgramEnd HostFailure(const char* what, int error) {
           .reason = std::string(what) + ": " + std::strerror(error)};
 }
 
+struct StartError {
+  int error;
+  std::uint32_t published;
+};
+
+constexpr StartError kStartErrors[] = {
+    {ENOENT, 2},                  // ERROR_FILE_NOT_FOUND
+    {ENOTDIR, 3},                 // ERROR_PATH_NOT_FOUND
+    {EMFILE, 4},                  // ERROR_TOO_MANY_OPEN_FILES
+    {EACCES, 5},                  // ERROR_ACCESS_DENIED
+    {EPERM, 5},     {ENOMEM, 8},  // ERROR_NOT_ENOUGH_MEMORY
+    {ETXTBSY, 32},                // ERROR_SHARING_VIOLATION
+    {ENOEXEC, 193},               // ERROR_BAD_EXE_FORMAT
+};
+
 ProgramEnd StartFailure(const std::string& program, int error) {
   const bool isMissing = error == ENOENT || error == ENOTDIR;
+  const auto* const known = std::ranges::find(kStartErrors, error, &StartError::error);
   return {.kind = isMissing ? ProgramEnd::Kind::kNotFound : ProgramEnd::Kind::kNotRunnable,
-          .reason = program + ": " + std::strerror(error)};
+          .reason = program + ": " + std::strerror(error),
+          .hostError = known != std::end(kStartErrors) ? known->published : 0};
 }
 
 std::string SignalName(int signal) {
@@ -98,9 +115,10 @@ std::string SignalName(int signal) {
 
 ProgramEnd EndOf(int status) {
   if (WIFSIGNALED(status)) {
+    constexpr int kSignalBase = 128;
     const int signal = WTERMSIG(status);
     return {.kind = ProgramEnd::Kind::kSignalled,
-            .number = static_cast<unsigned int>(signal),
+            .number = static_cast<unsigned int>(kSignalBase + signal),
             .name = SignalName(signal)};
   }
   return {.kind = ProgramEnd::Kind::kExited,
@@ -272,27 +290,6 @@ ProgramEnd RunProgram(const ProgramCall& call) {
     return StartFailure(call.program, error);
   }
   return RunningProgram(call, signals, process, ends[0]).Await();
-}
-
-int ExitStatusOf(const ProgramEnd& end, int otherwise) {
-  constexpr int kSignalBase = 128;
-  switch (end.kind) {
-    case ProgramEnd::Kind::kExited:
-      return static_cast<int>(end.number);
-    case ProgramEnd::Kind::kSignalled:
-      return kSignalBase + static_cast<int>(end.number);
-    case ProgramEnd::Kind::kTimedOut:
-      return 124;
-    case ProgramEnd::Kind::kUnread:
-      return 141;
-    case ProgramEnd::Kind::kNotRunnable:
-      return 126;
-    case ProgramEnd::Kind::kNotFound:
-      return 127;
-    case ProgramEnd::Kind::kHostFailure:
-      break;
-  }
-  return otherwise;
 }
 
 }  // namespace Tool

@@ -73,7 +73,7 @@ std::wstring CommandLine(const ProgramCall& call) {
 }
 
 ProgramEnd Failure(ProgramEnd::Kind kind, const std::string& what, DWORD error) {
-  return {.kind = kind, .reason = what + ": " + SystemErrorText(error)};
+  return {.kind = kind, .reason = what + ": " + SystemErrorText(error), .hostError = error};
 }
 
 /// The file that a name stands for; empty where there is none.
@@ -212,26 +212,6 @@ ProgramEnd RunProgram(const ProgramCall& call) {
   DWORD status = 0;
   ::GetExitCodeProcess(process.hProcess, &status);
   return EndOf(status);
-}
-
-int ExitStatusOf(const ProgramEnd& end, int otherwise) {
-  switch (end.kind) {
-    case ProgramEnd::Kind::kExited:
-    // An exception's status is the exit status of its process here.
-    case ProgramEnd::Kind::kSignalled:
-      return static_cast<int>(end.number);
-    case ProgramEnd::Kind::kTimedOut:
-      return 124;
-    case ProgramEnd::Kind::kUnread:
-      return 141;
-    case ProgramEnd::Kind::kNotRunnable:
-      return 126;
-    case ProgramEnd::Kind::kNotFound:
-      return 127;
-    case ProgramEnd::Kind::kHostFailure:
-      break;
-  }
-  return otherwise;
 }
 
 }  // namespace Tool
