@@ -18,6 +18,11 @@ namespace Tool {
 /// Objects keep the order in which their members are added.
 using Json = nlohmann::ordered_json;
 
+/// What comes from elsewhere is read into this kind: an object of the other kind copies its members
+/// as it grows, one call in another for each level, and what nests deep would overflow the stack.
+/// `dump` does the same.
+using ReadJson = nlohmann::json;
+
 /// How the command ends.
 enum ExitStatus : int {
   kDone = 0,

@@ -40,6 +40,9 @@ constexpr std::array kTypes = {
     NamedType{"information", Ondrel::kEventTypeInformation},
 };
 
+// The published limit of a record's string, in bytes.
+constexpr std::size_t kLongestText = 31839;
+
 void AppendType(std::string& text, Ondrel::ULong type) {
   for (const NamedType& known : kTypes) {
     if (known.type != type) continue;
@@ -88,6 +91,14 @@ void CheckLog(Ondrel::ULong error, const std::string& what) {
   if (error != 0) throw LogError(what, error);
 }
 
+std::optional<Ondrel::ULong> ParseEventType(std::string_view text) {
+  for (const NamedType& known : kTypes)
+    if (IsSameWord(known.name, text)) return known.type;
+  const auto number = ParseNumber(text, 0, std::numeric_limits<std::uint16_t>::max());
+  if (!number) return std::nullopt;
+  return static_cast<Ondrel::ULong>(*number);
+}
+
 std::string PlaceText(const EventLogPlace& place) {
   switch (place.kind) {
     case EventLogKind::kStore:
@@ -123,6 +134,10 @@ CheckedReport ReportChecked(const std::string& log, int event, int type, const s
   CheckLog(writer.Open(log), "cannot write to the log " + where);
   reported.report = writer.Report(event, type, text);
   CheckLog(reported.report.error, "the event was not kept in the log " + where);
+  // Windows refuses such a text, and a journal keeps it whole.
+  if (reported.place.kind == EventLogKind::kStore && text.size() > kLongestText)
+    Say("the text has " + std::to_string(text.size()) + " bytes; at most " +
+        std::to_string(kLongestText) + " of them are kept");
   return reported;
 }
 
@@ -330,20 +345,20 @@ Ondrel::ULong TimeOf(const std::string& option, const std::string& text) {
   const auto refuse = [&] {
     throw CLI::ValidationError(option, "\"" + text +
                                            "\" is not a time: 2026-11-21T20:34:24Z, 2026-11-21, "
-                                           "@SECONDS since 1970, or 30s, 15m, 2h, 3d ago are");
+                                           "@SECONDS since 1970, or 30s, 15min, 2h, 3d ago are");
   };
   constexpr std::int64_t kMost = std::numeric_limits<Ondrel::ULong>::max();
   std::int64_t time = -1;
   if (text.starts_with('@')) {
     time = ParseNumber(std::string_view(text).substr(1), 0, kMost).value_or(-1);
   } else if (text.find('-') == std::string::npos && text.size() > 1) {
-    constexpr std::string_view kUnits = "smhd";
-    constexpr std::array<std::int64_t, 4> kSeconds = {1, 60, 3600, 86400};
-    const std::size_t unit = kUnits.find(text.back());
-    const auto count = ParseNumber(std::string_view(text).substr(0, text.size() - 1), 0, kMost);
-    if (unit == kUnits.npos || !count) refuse();
-    const std::int64_t now = duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-    time = std::max<std::int64_t>(now - *count * kSeconds[unit], 0);
+    const std::optional<milliseconds> ago = ParseDuration(text, "", seconds(kMost));
+    if (!ago) {
+      refuse();
+      return 0;
+    }
+    const auto then = floor<seconds>(system_clock::now().time_since_epoch() - *ago);
+    time = std::max<std::int64_t>(then.count(), 0);
   } else {
     const std::optional<WrittenDate> date = ParseDate(text);
     const std::optional<std::uint64_t> stamp = date ? TimeStampOf(*date) : std::nullopt;
@@ -382,15 +397,12 @@ struct RecordFilter::Pattern {
 };
 
 RecordFilter::RecordFilter(const RecordChoice& choice) {
-  constexpr std::int64_t kMostType = std::numeric_limits<std::uint16_t>::max();
   for (const std::string& text : choice.types) {
-    std::optional<std::int64_t> type = ParseNumber(text, 0, kMostType);
-    for (const NamedType& known : kTypes)
-      if (IsSameWord(known.name, text)) type = known.type;
+    const std::optional<Ondrel::ULong> type = ParseEventType(text);
     if (!type)
       throw UsageError("--type: \"" + text +
                        "\" is neither a number nor error, warning or information");
-    m_types.push_back(static_cast<Ondrel::ULong>(*type));
+    m_types.push_back(*type);
   }
   for (const std::string& text : choice.events) {
     std::optional<std::int64_t> code =

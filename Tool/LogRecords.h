@@ -51,8 +51,8 @@ struct RecordChoice {
 /// Adds LOG and the options that choose among its records.
 void AddRecordChoice(CLI::App& app, RecordChoice& choice);
 
-/// A time as options take it: 2026-11-21T20:34:24Z, 2026-11-21, @SECONDS, or 30s, 15m, 2h, 3d ago.
-/// Throws `CLI::ValidationError`.
+/// A time as options take it: 2026-11-21T20:34:24Z, 2026-11-21, @SECONDS, or 30s, 15min, 2h, 3d
+/// ago. Throws `CLI::ValidationError`.
 Ondrel::ULong TimeOf(const std::string& option, const std::string& text);
 
 /// Says whether a record is wanted, beyond what its range asks of it.
@@ -149,6 +149,9 @@ std::string RecordLine(const Ondrel::Host::EventLogRecord& record);
 
 /// A record of this kind as `log show --json` has it.
 Json JsonOfRecord(const Ondrel::Host::EventLogRecord& record);
+
+/// The type of an event: error, warning, information in any case, or a number of 16 bits.
+std::optional<Ondrel::ULong> ParseEventType(std::string_view text);
 
 /// Reports an event and says what became of it.
 struct CheckedReport {

@@ -43,11 +43,9 @@ struct TimeUnit {
 };
 
 constexpr std::array kTimeUnits = {
-    TimeUnit{"ms", 1},        TimeUnit{"s", 1000},       TimeUnit{"min", 60'000},
-    TimeUnit{"h", 3'600'000}, TimeUnit{"d", 86'400'000},
+    TimeUnit{"ms", 1},     TimeUnit{"s", 1000},      TimeUnit{"min", 60'000},
+    TimeUnit{"m", 60'000}, TimeUnit{"h", 3'600'000}, TimeUnit{"d", 86'400'000},
 };
-
-constexpr double kLongestDuration = 366.0 * 86'400'000;
 
 char LowerCase(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
@@ -152,30 +150,31 @@ CLI::Option* AddFlag(CLI::App& app, const std::string& name, bool& target,
   return app.add_flag(name, target, description)->disable_flag_override();
 }
 
-std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text) {
+std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text, std::string_view unit,
+                                                       std::chrono::milliseconds longest) {
   const std::size_t end = text.find_first_not_of("0123456789.");
   const std::string_view digits = text.substr(0, end);
-  const std::string_view name = end == std::string_view::npos ? "s" : text.substr(end);
-  const auto unit = std::ranges::find(kTimeUnits, name, &TimeUnit::name);
-  if (unit == kTimeUnits.end()) return std::nullopt;
+  const std::string_view name = end == std::string_view::npos ? unit : text.substr(end);
+  const auto known = std::ranges::find(kTimeUnits, name, &TimeUnit::name);
+  if (known == kTimeUnits.end()) return std::nullopt;
 
   double number = 0;
   const auto [rest, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number,
                                              std::chars_format::fixed);
   if (error != std::errc() || rest != digits.data() + digits.size()) return std::nullopt;
-  const double milliseconds = number * unit->milliseconds;
-  if (milliseconds > kLongestDuration) return std::nullopt;
+  const double milliseconds = number * known->milliseconds;
+  if (milliseconds > static_cast<double>(longest.count())) return std::nullopt;
   return std::chrono::milliseconds(std::llround(milliseconds));
 }
 
 CLI::Option* AddDuration(CLI::App& app, const std::string& name,
                          std::function<void(std::chrono::milliseconds)> store,
-                         const std::string& description) {
+                         const std::string& description, const std::string& unit) {
   return app
       .add_option_function<std::string>(
           name,
-          [name, store = std::move(store)](const std::string& text) {
-            const std::optional<std::chrono::milliseconds> duration = ParseDuration(text);
+          [name, unit, store = std::move(store)](const std::string& text) {
+            const std::optional<std::chrono::milliseconds> duration = ParseDuration(text, unit);
             if (!duration) {
               throw CLI::ValidationError(
                   name, "\"" + text + "\" is not a duration such as 5, 0.5, 250ms, 2min or 1h");
@@ -226,8 +225,12 @@ void ApplyGlobalOptions(const GlobalOptions& globals) {
     throw UsageError("--journal excludes --store and --store-capacity");
   if (!globals.journalFiles.empty() && (globals.isJournalAsked || isStoreAsked))
     throw UsageError("--directory and --file exclude --journal, --store and --store-capacity");
-  if (globals.isJournalAsked && !Ondrel::Host::UseJournal())
-    throw UsageError("--journal: no journal takes entries on this host");
+  if (globals.isJournalAsked && !Ondrel::Host::UseJournal()) {
+    // It may be back in a moment: the line is right.
+    if (Ondrel::Host::CurrentEventLog().kind != Ondrel::Host::EventLogKind::kWindows)
+      throw HostFailure("cannot use the journal", "none takes entries on this host");
+    throw UsageError("--journal: this host keeps events in a log of its own");
+  }
   if (!globals.journalFiles.empty() && !Ondrel::Host::UseJournalFiles(globals.journalFiles))
     throw UsageError("--directory or --file: " + globals.journalFiles +
                      " is neither a folder nor a file, or this host has no journals");

@@ -47,14 +47,20 @@ bool IsEmptyAllowed(CLI::Option& option);
 CLI::Option* AddFlag(CLI::App& app, const std::string& name, bool& target,
                      const std::string& description);
 
-/// Adds an option that takes a duration: a decimal number of seconds, or one with the unit ms, s,
-/// min, h or d after it, of at most a year.
+/// The longest duration that an option takes: a year.
+inline constexpr std::chrono::milliseconds kLongestDuration{std::chrono::hours(366 * 24)};
+
+/// Adds an option or positional that takes a duration: a decimal number with the unit ms, s, min
+/// (or m), h or d after it, of at most a year. Without a unit it counts in `unit`.
 CLI::Option* AddDuration(CLI::App& app, const std::string& name,
                          std::function<void(std::chrono::milliseconds)> store,
-                         const std::string& description);
+                         const std::string& description, const std::string& unit = "s");
 
-/// What `AddDuration` takes; nothing when `text` is not that.
-std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text);
+/// What `AddDuration` takes, of at most `longest`; nothing when `text` is not that. With an empty
+/// `unit` a number alone is not a duration.
+std::optional<std::chrono::milliseconds> ParseDuration(
+    std::string_view text, std::string_view unit = "s",
+    std::chrono::milliseconds longest = kLongestDuration);
 
 /// Adds the options of `GlobalOptions`.
 void AddGlobalOptions(CLI::App& app, GlobalOptions& globals);

@@ -85,6 +85,18 @@ TEST_F(CommandStreams, LineThatNeverEndsIsAnsweredWhenItIsTooLong) {
   EXPECT_THAT(result.output, HasSubstr("the line is longer than"));
 }
 
+// A million levels would not fit a stack that takes a call for each.
+TEST_F(CommandStreams, QuestionThatNestsDeepIsAnsweredAsAnyOther) {
+  const std::string nest = std::string(400'000, '[') + std::string(400'000, ']');
+  const ProcessResult result =
+      Run({"match", "--jsonl"}, R"({"pattern":"a","flags":)" + nest + R"(,"text":1,"more":2})" +
+                                    "\n" + R"({"pattern":"a","text":"a"})" + "\n");
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_THAT(result.output, HasSubstr("\"text\\\" is not a text"));
+  EXPECT_THAT(result.output, HasSubstr("\"matched\":true"));
+}
+
 TEST_F(CommandStreams, FilesThatCannotBeReadAreRefusedWithTheReason) {
   const std::string missing = Path("none");
   const std::string folder = Path("");

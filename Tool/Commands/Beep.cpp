@@ -5,7 +5,9 @@
 #include "Tool/Progress.h"
 
 #include <CLI/App.hpp>
+#include <CLI/Error.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -14,6 +16,11 @@
 namespace Tool {
 
 namespace {
+
+// What the operation takes.
+constexpr std::int64_t kLowest = 37;
+constexpr std::int64_t kHighest = 32767;
+constexpr std::chrono::milliseconds kLongest{std::numeric_limits<std::uint32_t>::max()};
 
 struct Tone {
   unsigned int hertz = 0;
@@ -34,18 +41,20 @@ int SoundSpeaker(const GlobalOptions& globals, const Tone& tone) {
 Work AddBeepCommand(CLI::App& app) {
   app.footer("Exit status: 0 the speaker has sounded, 3 it cannot, and why is said.\n");
   const auto tone = std::make_shared<Tone>();
-  // What the operation takes.
-  constexpr std::int64_t kLowest = 37;
-  constexpr std::int64_t kHighest = 32767;
   AddNumber(
       app, "HZ", kLowest, kHighest,
       [tone](std::int64_t number) { tone->hertz = static_cast<unsigned int>(number); },
       "The frequency in hertz")
       ->required();
-  AddNumber(
-      app, "MS", 0, std::numeric_limits<std::uint32_t>::max(),
-      [tone](std::int64_t number) { tone->milliseconds = static_cast<unsigned int>(number); },
-      "The duration in milliseconds")
+  AddDuration(
+      app, "DURATION",
+      [tone](std::chrono::milliseconds duration) {
+        if (duration > kLongest)
+          throw CLI::ValidationError("DURATION",
+                                     "is longer than " + std::to_string(kLongest.count()) + " ms");
+        tone->milliseconds = static_cast<unsigned int>(duration.count());
+      },
+      "How long: milliseconds, unless another unit follows", "ms")
       ->required();
   return [tone](const GlobalOptions& globals) { return SoundSpeaker(globals, *tone); };
 }

@@ -1,5 +1,6 @@
 #include "Tool/Command.h"
 #include "Tool/Failure.h"
+#include "Tool/Lines.h"
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
 #include "Tool/Output.h"
@@ -196,15 +197,17 @@ int ExportLog(const GlobalOptions& globals, const ExportOptions& options) {
   }
   if (count == 0 && !isAnythingMissing) ExpectLog(options.choice.log, place);
   Say("exported " + std::to_string(count) + " records");
-  if (!isAnythingMissing) return kDone;
-  // Nothing but records goes to standard output where they stand there.
-  if (globals.json && !options.output.empty()) {
+  if (isAnythingMissing) {
     const std::string words = "records of " + options.choice.log + " are damaged or missing";
+    if (!globals.json) return kNegativeAnswer;
+    // On standard output it follows the records; an import knows it.
     throw Failure(
         kNegativeAnswer, words,
         {{"kind", "answer"}, {"number", nullptr}, {"name", "RECORDS_MISSING"}, {"text", words}});
   }
-  return kNegativeAnswer;
+  if (globals.json && !options.output.empty())
+    PrintJson({{"exported", count}, {"output", options.output}, {"place", JsonOfPlace(place)}});
+  return kDone;
 }
 
 struct ImportOptions {
@@ -214,7 +217,7 @@ struct ImportOptions {
 };
 
 // Reads a text of an exported record.
-bool TakeText(const Json& value, std::string& text) {
+bool TakeText(const ReadJson& value, std::string& text) {
   if (value.is_string()) {
     text = value.get<std::string>();
     return text.find('\0') == text.npos;
@@ -227,11 +230,13 @@ bool TakeText(const Json& value, std::string& text) {
 }
 
 // Reads an exported record; the words say what is wrong with it.
-std::string TakeRecord(const Json& line, std::string& log, EventLogRecord& record) {
+std::string TakeRecord(const ReadJson& line, std::string& log, EventLogRecord& record) {
   if (!line.is_object()) return "it is not a JSON object";
-  if (line.contains("jsonVersion") && line["jsonVersion"] != kJsonVersion)
-    return "it is of another version, " + line["jsonVersion"].dump() + ", not " +
-           std::to_string(kJsonVersion);
+  if (line.contains("jsonVersion") && line["jsonVersion"] != kJsonVersion) {
+    const ReadJson& version = line["jsonVersion"];
+    return "it is of another version, " + (version.is_number() ? version.dump() + ", " : "") +
+           "not " + std::to_string(kJsonVersion);
+  }
   if (!line.contains("log") || !TakeText(line["log"], log)) return "\"log\" is not a text";
   constexpr std::uint64_t kMost = std::numeric_limits<Ondrel::ULong>::max();
   constexpr std::uint64_t kMostWord = std::numeric_limits<std::uint16_t>::max();
@@ -261,7 +266,7 @@ std::string TakeRecord(const Json& line, std::string& log, EventLogRecord& recor
   if (!line.contains("computer") || !TakeText(line["computer"], record.computer))
     return "\"computer\" is not a text";
   if (!line.contains("strings") || !line["strings"].is_array()) return "\"strings\" is not a list";
-  for (const Json& text : line["strings"])
+  for (const ReadJson& text : line["strings"])
     if (!TakeText(text, record.strings.emplace_back())) return "\"strings\" has what is not a text";
   if (line.contains("data")) {
     std::optional<std::string> data;
@@ -273,7 +278,7 @@ std::string TakeRecord(const Json& line, std::string& log, EventLogRecord& recor
 }
 
 // A later version may write more of a record: what of it is left out is said once.
-void NoteUnknownMembers(const Json& line, std::uint64_t number) {
+void NoteUnknownMembers(const ReadJson& line, std::uint64_t number) {
   constexpr std::array kMembers = {"jsonVersion", "log",      "recordNumber", "timeGenerated",
                                    "timeWritten", "eventID",  "eventType",    "category",
                                    "source",      "computer", "strings",      "data"};
@@ -285,6 +290,43 @@ void NoteUnknownMembers(const Json& line, std::uint64_t number) {
     isSaid = true;
   }
 }
+
+// The last line of an export that failed, under --json.
+bool IsFailureOfExport(const ReadJson& line) {
+  return line.is_object() && line.contains("error") && line["error"].is_object() &&
+         line.contains("exitStatus") && !line.contains("log");
+}
+
+std::string WordsOfFailure(const ReadJson& line) {
+  const ReadJson& error = line["error"];
+  const bool hasWords = error.contains("text") && error["text"].is_string();
+  return hasWords ? OneLine(error["text"].get<std::string>()) : "it failed";
+}
+
+/// The lines of a text, with a bound on memory. What is longer than any record is not read.
+class TextLines {
+public:
+  explicit TextLines(std::istream& input) : m_input(input), m_line(kLongestLine + 1) {}
+
+  /// The next line without its end; nothing at the end of the text, at a line that is too long and
+  /// where it cannot be read.
+  std::optional<std::string_view> Next() {
+    m_input.getline(m_line.data(), static_cast<std::streamsize>(m_line.size()));
+    const auto size = static_cast<std::size_t>(m_input.gcount());
+    if (m_input.fail()) return std::nullopt;
+    // The end of a line is counted, that of the text is not there.
+    return std::string_view(m_line.data(), m_input.eof() ? size : size - 1);
+  }
+
+  bool IsLineTooLong() const {
+    return m_input.fail() && !m_input.bad() &&
+           static_cast<std::size_t>(m_input.gcount()) + 1 == m_line.size();
+  }
+
+private:
+  std::istream& m_input;
+  std::vector<char> m_line;
+};
 
 /// Adds records in steps: what was kept is known at any moment.
 class Importer {
@@ -348,25 +390,39 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
   const Progress progress("importing " + OneLine(options.file));
   Importer importer(options);
   std::uint64_t number = 0;
+  bool isComplete = true;
+  const auto refuse = [&](const std::string& wrong) {
+    importer.Keep();
+    throw UsageError("line " + std::to_string(number) + " of " + options.file +
+                     " is not an exported record: " + wrong + "; " +
+                     std::to_string(importer.Kept()) + " records before it were kept");
+  };
+  TextLines lines(input);
   errno = 0;
-  for (std::string text; std::getline(input, text);) {
+  while (const std::optional<std::string_view> text = lines.Next()) {
     ++number;
-    if (text.empty()) continue;
+    if (text->empty()) continue;
     std::string log;
     EventLogRecord record;
-    const Json line = Json::parse(text, nullptr, false);
-    const std::string wrong = TakeRecord(line, log, record);
-    if (wrong.empty()) NoteUnknownMembers(line, number);
-    if (!wrong.empty()) {
-      importer.Keep();
-      throw UsageError("line " + std::to_string(number) + " of " + options.file +
-                       " is not an exported record: " + wrong + "; " +
-                       std::to_string(importer.Kept()) + " records before it were kept");
+    const ReadJson line = ReadJson::parse(*text, nullptr, false);
+    if (IsFailureOfExport(line)) {
+      Say("line " + std::to_string(number) + ": the export says: " + WordsOfFailure(line));
+      isComplete = false;
+      continue;
     }
+    if (const std::string wrong = TakeRecord(line, log, record); !wrong.empty()) refuse(wrong);
+    NoteUnknownMembers(line, number);
     importer.Add(log, std::move(record));
   }
   const int reason = errno;
+  if (lines.IsLineTooLong()) {
+    ++number;
+    refuse("it is longer than 1 MiB");
+  }
   importer.Keep();
+  // Opening a folder succeeds on some hosts; reading it then fails.
+  if (input.bad() && number == 0)
+    throw UsageError("cannot read " + options.file + ": " + ReasonOf(reason));
   if (input.bad()) {
     throw HostFailure("cannot read " + options.file + " after line " + std::to_string(number) +
                           "; " + std::to_string(importer.Kept()) + " records before it were kept",
@@ -374,13 +430,16 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
   }
   const std::uint64_t dropped = importer.Dropped();
   if (globals.json)
-    PrintJson({{"kept", importer.Kept()}, {"dropped", dropped}, {"place", JsonOfPlace(place)}});
+    PrintJson({{"kept", importer.Kept()},
+               {"dropped", dropped},
+               {"complete", isComplete},
+               {"place", JsonOfPlace(place)}});
   else
     std::cout << "Imported " << importer.Kept() << " records into " << PlaceText(place) << '\n';
-  if (dropped == 0) return kDone;
-  Say(std::to_string(dropped) +
-      " of the oldest records had to make room: the store is at its capacity");
-  return kNegativeAnswer;
+  if (dropped > 0)
+    Say(std::to_string(dropped) +
+        " of the oldest records had to make room: the store is at its capacity");
+  return dropped == 0 && isComplete ? kDone : kNegativeAnswer;
 }
 
 }  // namespace
@@ -401,7 +460,9 @@ Work AddLogImportCommand(CLI::App& app) {
   app.footer(
       "Records keep their numbers, times, sources and computers. The numbers have to lie above "
       "those that a log has given; --renumber gives the next ones instead. Exit status 1: the "
-      "oldest records had to make room; 2: a line is not a record.\n");
+      "oldest records had to make room, or the export says that it is not complete; 2: a line is "
+      "not "
+      "a record.\n");
   const auto options = std::make_shared<ImportOptions>();
   app.add_option("FILE", options->file, "File of 'log export', or - for standard input")
       ->required();

@@ -33,8 +33,6 @@ using Ondrel::Host::EventLogItemKind;
 using Ondrel::Host::EventLogKind;
 using Ondrel::Host::EventLogPlace;
 
-constexpr std::int64_t kMaxTimeoutSeconds = std::int64_t{366} * 24 * 60 * 60;
-
 // A signal that comes just before the wait is noticed this much later at most.
 constexpr milliseconds kLongestWait{1000};
 
@@ -52,7 +50,7 @@ extern "C" void NoteInterrupt(int) { isInterrupted = 1; }
 struct FollowOptions {
   RecordChoice choice;
   std::optional<std::int64_t> count;
-  std::optional<std::int64_t> timeoutSeconds;
+  std::optional<milliseconds> timeout;
   bool isFromStart = false;
   bool isStrict = false;
   std::string state;
@@ -84,7 +82,7 @@ public:
       throw UsageError(
           "--state: cannot read " + m_path + ": " +
           (failure ? failure : std::error_code(errno, std::generic_category())).message());
-    const Json state = Json::parse(file, nullptr, false);
+    const ReadJson state = ReadJson::parse(file, nullptr, false);
     const bool isState = state.is_object() && state.contains("log") && state["log"].is_string() &&
                          state.contains("position") && state["position"].is_string();
     if (!isState) throw UsageError("--state: " + m_path + " is not a state file");
@@ -125,10 +123,10 @@ public:
         m_place(KnownPlace()),
         m_state(options.state, options.choice.log),
         m_printer(options.choice.log, globals.json) {
-    if (!options.timeoutSeconds) return;
-    const std::chrono::seconds length(*options.timeoutSeconds);
-    m_deadline = Clock::now() + length;
-    m_lastSecond = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + length);
+    if (!options.timeout) return;
+    m_deadline = Clock::now() + *options.timeout;
+    m_lastSecond =
+        std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + *options.timeout);
   }
 
   int Run() {
@@ -298,10 +296,9 @@ Work AddLogFollowCommand(CLI::App& app) {
   AddNumber(
       app, "--count", 1, std::numeric_limits<std::int64_t>::max(),
       [options](std::int64_t count) { options->count = count; }, "End after this many events");
-  AddNumber(
-      app, "--timeout", 0, kMaxTimeoutSeconds,
-      [options](std::int64_t seconds) { options->timeoutSeconds = seconds; }, "End after this time")
-      ->type_name("SECONDS");
+  AddDuration(
+      app, "--timeout", [options](milliseconds time) { options->timeout = time; },
+      "End after this time");
   return [options](const GlobalOptions& globals) { return FollowLog(globals, *options); };
 }
 

@@ -25,29 +25,16 @@ struct ReportOptions {
   std::string text;
 };
 
-struct NamedType {
-  std::string_view name;
-  Ondrel::EventType type;
-};
-
-constexpr std::array kTypes = {
-    NamedType{"error", Ondrel::kEventTypeError},
-    NamedType{"warning", Ondrel::kEventTypeWarning},
-    NamedType{"information", Ondrel::kEventTypeInformation},
-};
-
 constexpr int kMinInt = std::numeric_limits<int>::min();
 constexpr int kMaxInt = std::numeric_limits<int>::max();
 
 int TypeOf(const std::string& text) {
-  for (const NamedType& known : kTypes)
-    if (IsSameWord(known.name, text)) return known.type;
-  const auto number = ParseNumber(text, kMinInt, kMaxInt);
-  if (!number) {
-    throw CLI::ValidationError(
-        "TYPE", "\"" + text + "\" is neither a number nor error, warning or information");
-  }
-  return static_cast<int>(*number);
+  const std::optional<Ondrel::ULong> type = ParseEventType(text);
+  if (!type)
+    throw CLI::ValidationError("TYPE", "\"" + text +
+                                           "\" is neither a number of 0 to 65535 nor error, "
+                                           "warning or information");
+  return static_cast<int>(*type);
 }
 
 // The event as it is kept: one that is not the product's stands as the catch-all.

@@ -130,7 +130,7 @@ int MatchText(const GlobalOptions& globals, const MatchOptions& options) {
 }
 
 // The bytes that the characters of a JSON text stand for.
-std::string BytesOf(const Json& question, const char* name) {
+std::string BytesOf(const ReadJson& question, const char* name) {
   if (!question.contains(name) || !question[name].is_string())
     throw UsageError(std::string("\"") + name + "\" is not a text");
   const std::string text = question[name].get<std::string>();
@@ -150,13 +150,13 @@ std::string BytesOf(const Json& question, const char* name) {
 }
 
 std::shared_ptr<Question> QuestionOf(std::string_view line) {
-  const Json json = Json::parse(line, nullptr, false);
+  const ReadJson json = ReadJson::parse(line, nullptr, false);
   if (!json.is_object()) throw UsageError("the line is not a JSON object");
   auto question = std::make_shared<Question>();
   question->pattern = BytesOf(json, "pattern");
   question->text = BytesOf(json, "text");
   if (json.contains("flags")) {
-    const Json& flags = json["flags"];
+    const ReadJson& flags = json["flags"];
     if (!flags.is_number_unsigned() || flags.get<std::uint64_t>() > kAllFlags)
       throw UsageError("\"flags\" is not a number of 0 to " + std::to_string(kAllFlags));
     question->flags = flags.get<std::uint32_t>();
