@@ -1,5 +1,6 @@
 #include "Integration/Journal/JournalFixture.h"
 #include "Integration/Journal/JournalForwarding.h"
+#include "Support/OwnMounts.h"
 #include "Support/Process.h"
 #include "Support/TemporaryFolder.h"
 #include "Tool/Watch/Linux/Logbook.h"
@@ -15,9 +16,7 @@
 #include <ctime>
 #include <filesystem>
 #include <memory>
-#include <sched.h>
 #include <string>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -77,10 +76,7 @@ TEST_F(JournalWatch, AnEventWaitsWhileTheHostsJournalIsAway) {
   const pid_t child = fork();
   if (child == 0) {
     const std::string run = "/run/systemd";
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", run.c_str(), "tmpfs", 0, nullptr) != 0)
-      _exit(10);
+    if (!Testing::MountOwnFileSystem(run)) _exit(10);
     std::filesystem::create_directory(run + "/system");
     Tool::Watch::StoredEvent event;
     event.event.code = 10471;

@@ -1,4 +1,5 @@
 #include "EventHistoryFixture.h"
+#include "Support/OwnMounts.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,11 +9,9 @@
 #include <fstream>
 #include <memory>
 #include <random>
-#include <sched.h>
 #include <set>
 #include <string>
 #include <sys/mman.h>
-#include <sys/mount.h>
 #include <thread>
 #include <vector>
 
@@ -27,8 +26,10 @@ using Host::EventLogItemKind;
 using Host::EventLogRange;
 using std::chrono::milliseconds;
 using Testing::ChildProcess;
+using Testing::MountOwnFileSystem;
 using Testing::NumberPipe;
 using Testing::SourceHandle;
+using Testing::TakeOwnMounts;
 
 class EventHistoryFaults : public Testing::EventHistoryFixture {};
 
@@ -176,9 +177,7 @@ TEST_F(EventHistoryFaults, AStoreOnAReadOnlyMountIsReadAndWhatIsWrittenBesideItC
       CEventLogWriter writer;
       if (writer.Open("Log") != 0 || !report(writer, "0 1") || !report(writer, "0 2")) return 10;
     }
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount(real.c_str(), view.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
+    if (!TakeOwnMounts() || mount(real.c_str(), view.c_str(), nullptr, MS_BIND, nullptr) != 0 ||
         mount(nullptr, view.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
       return 11;
     Host::UseEventStore(view + "/events ?.db");
@@ -205,10 +204,7 @@ TEST_F(EventHistoryFaults, AStoreOnAReadOnlyMountIsReadAndWhatIsWrittenBesideItC
 
 TEST_F(EventHistoryFaults, AStoreThatNobodyHasOpenIsReadOnAFullFileSystem) {
   ChildProcess child([this]() -> int {
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", Folder().Path().c_str(), "tmpfs", 0, "size=400k") != 0)
-      return 10;
+    if (!MountOwnFileSystem(Folder().Path(), "size=400k")) return 10;
     const auto report = [&](const char* text) {
       CEventLogWriter writer;
       const ULong error = writer.Open("Log");
@@ -238,10 +234,7 @@ TEST_F(EventHistoryFaults, AStoreThatNobodyHasOpenIsReadOnAFullFileSystem) {
 
 TEST_F(EventHistoryFaults, AFullFileSystemUnderAFollowerLosesNothingThatWasKept) {
   ChildProcess child([this]() -> int {
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", Folder().Path().c_str(), "tmpfs", 0, "size=1m") != 0)
-      return 10;
+    if (!MountOwnFileSystem(Folder().Path())) return 10;
     const std::string ballast = Folder().Write("ballast", std::string(300'000, 'b'));
     CEventLogReader reader;
     if (reader.Open("Log", {}) != 0) return 11;

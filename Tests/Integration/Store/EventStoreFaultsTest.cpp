@@ -1,4 +1,5 @@
 #include "EventStoreProcesses.h"
+#include "Support/OwnMounts.h"
 
 #include <gtest/gtest.h>
 
@@ -13,11 +14,9 @@
 #include <memory>
 #include <new>
 #include <random>
-#include <sched.h>
 #include <set>
 #include <string>
 #include <sys/mman.h>
-#include <sys/mount.h>
 #include <thread>
 #include <vector>
 
@@ -28,6 +27,7 @@ using Testing::ByWriter;
 using Testing::ChildProcess;
 using Testing::kSequentialForwards;
 using Testing::LogHandle;
+using Testing::MountOwnFileSystem;
 using Testing::NumberPipe;
 using Testing::NumbersBelow;
 using Testing::SourceHandle;
@@ -112,16 +112,9 @@ TEST_F(EventStoreFaults, AWriterKilledAtAnyMomentHasLeftAllThatItReported) {
   ExpectSound();
 }
 
-// A file system of its own, in a mount namespace that ends with the process.
-bool MountSmallFileSystem(const std::string& folder) {
-  return unshare(CLONE_NEWNS) == 0 &&
-         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=1m") == 0;
-}
-
 TEST_F(EventStoreFaults, AFullFileSystemIsToldAndLosesNothing) {
   ChildProcess child([this] {
-    if (!MountSmallFileSystem(Folder().Path())) return 10;
+    if (!MountOwnFileSystem(Folder().Path())) return 10;
     const std::string ballast = Folder().Write("ballast", std::string(300'000, 'b'));
 
     const SourceHandle source(Operations(), "Log");

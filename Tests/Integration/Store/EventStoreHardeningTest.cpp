@@ -1,4 +1,5 @@
 #include "EventHistoryFixture.h"
+#include "Support/OwnMounts.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -8,9 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <sched.h>
 #include <string>
-#include <sys/mount.h>
 #include <vector>
 
 namespace Ondrel {
@@ -19,6 +18,7 @@ namespace {
 using Testing::ChildProcess;
 using Testing::kSequentialForwards;
 using Testing::LogHandle;
+using Testing::MountOwnFileSystem;
 using Testing::RunSql;
 using Testing::SourceHandle;
 
@@ -120,10 +120,7 @@ TEST_F(EventStoreHardening, ReadersThatOverlapDoNotKeepTheWriteAheadLogGrowingFo
 
 TEST_F(EventStoreHardening, AfterTheFirstReportIntoANewLogFailedTheNextSucceeds) {
   ChildProcess child([this]() -> int {
-    if (unshare(CLONE_NEWNS) != 0 ||
-        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount("tmpfs", Folder().Path().c_str(), "tmpfs", 0, "size=1m") != 0)
-      return 10;
+    if (!MountOwnFileSystem(Folder().Path())) return 10;
     const SourceHandle first(Operations(), "First");
     if (first.Report("one") != 0) return 11;
     const SourceHandle source(Operations(), "New");
