@@ -4,11 +4,12 @@
 Usage: run_cases.py --host linux|wine --cases FILE --mail-server FILE -- COMMAND...
 
 A case is a command line with the exit status, the JSON and, where it mails, the mail that a real
-server has to receive. "zone" is the zone of local time, "input" what standard input has; "failure" is the
-kind and a part of the words of a failure, which stands in place of "output". What a host is known to answer otherwise stands under "byHost". In arguments
-{port} is the port of the case's server, {body} and {password} are files with those texts, {printer} is
-a program that writes what it is asked for. In what is expected {store} is the path of the
-case's event store, {any} whatever there is.
+server has to receive. "zone" is the zone of local time, "input" what standard input has, in which
+{nest} and {mebibyte} stand for what is too large for the file; "failure" is the kind and a part of the
+words of a failure, which stands in place of "output". What a host is known to answer otherwise stands
+under "byHost". In arguments {port} is the port of the case's server, {body} and {password} are files
+with those texts, {printer} is a program that writes what it is asked for. In what is expected {store} is
+the path of the case's event store, {any} whatever there is.
 """
 
 import argparse
@@ -24,6 +25,8 @@ PLACEHOLDERS = {
     "{date}": r"[A-Z][a-z]{2},\t\d\d [A-Z][a-z]{2} \d{4} \d\d:\d\d:\d\d [+-]\d{4}",
     "{identifier}": r"[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}",
 }
+
+LARGE_INPUTS = {"{nest}": "[" * 400_000 + "]" * 400_000, "{mebibyte}": "x" * (1 << 20)}
 
 
 class MailServer:
@@ -123,6 +126,13 @@ def expectation(case, host):
     return own.get("exitStatus", case.get("exitStatus")), output, own.get("failure", case.get("failure"))
 
 
+def input_of(case):
+    text = case.get("input", "")
+    for placeholder, meaning in LARGE_INPUTS.items():
+        text = text.replace(placeholder, meaning)
+    return text.encode()
+
+
 def run_case(case, options, folder, complain):
     (folder / "mails").mkdir()
     server = None
@@ -140,7 +150,7 @@ def run_case(case, options, folder, complain):
     try:
         environment = {**os.environ, "TZ": case["zone"]} if "zone" in case else None
         result = subprocess.run([*options.command, *host_arguments, *arguments],
-                                input=case.get("input", "").encode(), env=environment,
+                                input=input_of(case), env=environment,
                                 capture_output=True, timeout=300)
     finally:
         if server:
