@@ -75,7 +75,7 @@ def main():
         mail = wait_for_mail(folder, "to FAILED", seen)
         print(f"\nThe mail arrived after {time.monotonic() - start:.1f} s:\n\n{mail}", flush=True)
         machine.wait_for("grep -q LD_STATE_CHANGE_DEG_TO_OP /root/said")
-        print("The events:\n", flush=True)
+        print("The service says:\n", flush=True)
         print(machine.check("cat /root/said"), flush=True)
         show(machine, "ondrel watch --status --config /root/watch.conf")
 
