@@ -119,7 +119,8 @@ def try_line(terminal, typed, expected, mark):
 
 
 def main(shell, command, folder):
-    with tempfile.TemporaryDirectory() as name:
+    # What a shell started to complete a word may still be writing there.
+    with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as name:
         place = pathlib.Path(name)
         for log in ("Demo", "Two words"):
             subprocess.run([command, "--store", place / "events.db", "log", "report", log, "10000",
