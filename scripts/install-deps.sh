@@ -8,7 +8,7 @@ set -euo pipefail
 buildPackages=(
   cmake ninja-build g++ ccache pkg-config
   libboost-dev libcurl4-openssl-dev libsqlite3-dev libsystemd-dev libelf-dev
-  libblkid-dev libmount-dev libkmod-dev
+  libblkid-dev libdevmapper-dev libmount-dev libkmod-dev
   libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev
   python3 python3-aiosmtpd openssl pci.ids
 )
@@ -39,7 +39,8 @@ packagePackages=(
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static
   nvme-cli smartmontools pciutils util-linux sqlite3
-  fdisk dosfstools e2fsprogs xfsprogs lvm2 mdadm cryptsetup-bin dmsetup
+  fdisk dosfstools e2fsprogs xfsprogs btrfs-progs lvm2 mdadm cryptsetup-bin dmsetup
+  bcache-tools udev strace
 )
 
 purpose=${1:-build}

@@ -1,15 +1,21 @@
 #include "Host/Linux/Volumes/BlockDevices.h"
 
+#include "Host/Linux/LastError.h"
 #include "Host/Linux/Sysfs.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <filesystem>
 #include <optional>
+#include <unistd.h>
 
 namespace Ondrel::Host {
 
 namespace {
 
+constexpr unsigned kFloppyMajor = 2;
 constexpr unsigned kOpticalMajor = 11;
+constexpr std::string_view kMapperNodes = "/dev/mapper/";
 
 std::string ReadText(const std::string& path) { return ReadSysfsText(path).value_or(""); }
 
@@ -48,9 +54,16 @@ bool Contains(const std::vector<std::string>& sorted, const std::string& name) {
   return std::ranges::binary_search(sorted, name);
 }
 
-bool IsNumbered(std::string_view name, std::string_view kind) {
-  return name.starts_with(kind) && name.size() > kind.size() && name[kind.size()] >= '0' &&
-         name[kind.size()] <= '9';
+// The name of what a link leads to; empty when there is no such link.
+std::string LinkedName(const std::string& link) {
+  std::error_code error;
+  return std::filesystem::read_symlink(link, error).filename();
+}
+
+// The device whose "bcache" folder the link of a bcache device leads to.
+std::string CachedDevice(const std::string& folder) {
+  std::error_code error;
+  return std::filesystem::read_symlink(folder + "/bcache", error).parent_path().filename();
 }
 
 void ReadArray(const std::string& folder, BlockDevice& device) {
@@ -74,34 +87,44 @@ void ReadArray(const std::string& folder, BlockDevice& device) {
 
 bool BlockDevice::IsOptical() const { return number.first == kOpticalMajor; }
 
-bool BlockDevice::IsVirtual() const {
-  return isMapper || isArray || IsNumbered(name, "loop") || IsNumbered(name, "ram") ||
-         IsNumbered(name, "zram");
-}
+bool BlockDevice::IsFloppy() const { return number.first == kFloppyMajor; }
 
-BlockDevices::BlockDevices(const std::string& sysfs) {
-  const std::string folder = sysfs + "/block";
-  for (const std::string& name : SysfsEntries(folder)) ReadDisk(Below(folder, name), name);
+BlockDevices::BlockDevices(const std::string& sysfs) : m_folder(sysfs + "/block") {
+  if (::access(m_folder.c_str(), R_OK | X_OK) != 0) m_error = ErrorFromErrno(errno);
+  TakeSysfsShortage();
+  for (const std::string& name : SysfsEntries(m_folder)) ReadDisk(name);
+  ReadPools(sysfs + "/fs/btrfs");
+  if (const int shortage = TakeSysfsShortage(); shortage != 0) m_error = ErrorFromErrno(shortage);
   Number();
 }
 
-void BlockDevices::ReadDisk(const std::string& folder, const std::string& name) {
+// The boot areas of a memory chip have the chip's disk as their device.
+bool BlockDevices::IsAreaOfAnotherDisk(const std::string& folder) const {
+  const std::string device = LinkedName(folder + "/device");
+  return !device.empty() && ::access(Below(m_folder, device).c_str(), F_OK) == 0;
+}
+
+void BlockDevices::ReadDisk(const std::string& name) {
+  const std::string folder = Below(m_folder, name);
   BlockDevice device;
   device.name = name;
   if (!ReadDeviceNumber(ReadText(folder + "/uevent"), device)) return;
   const std::vector<std::string> entries = SysfsEntries(folder);
   device.size = ReadNumber(folder + "/size");
   device.isRemovable = ReadNumber(folder + "/removable") != 0;
-  device.hasHolders = !SysfsEntries(folder + "/holders").empty();
+  device.holders = SysfsEntries(folder + "/holders");
   device.slaves = SysfsEntries(folder + "/slaves");
+  device.hasDevice = Contains(entries, "device") && !IsAreaOfAnotherDisk(folder);
   if (Contains(entries, "dm")) {
     device.isMapper = true;
     device.mapperName = ReadText(folder + "/dm/name");
+    device.mapperId = ReadText(folder + "/dm/uuid");
   }
   if (Contains(entries, "md")) {
     device.isArray = true;
     ReadArray(folder + "/md", device);
   }
+  if (!device.slaves.empty() && Contains(entries, "bcache")) device.cached = CachedDevice(folder);
   ReadPartitions(folder, device, entries);
   m_names[device.number] = name;
   m_devices.emplace(name, std::move(device));
@@ -113,17 +136,16 @@ void BlockDevices::ReadPartitions(const std::string& folder, BlockDevice& disk,
   for (const std::string& name : entries) {
     if (!name.starts_with(disk.name)) continue;
     const std::string partitionFolder = Below(folder, name);
-    const std::string record = ReadText(partitionFolder + "/uevent");
-    const auto partition = EventNumber(record, "PARTN");
+    const auto partition = ReadSysfsNumber(partitionFolder + "/partition");
     BlockDevice device;
-    if (!partition || !ReadDeviceNumber(record, device)) continue;
+    if (!partition || !ReadDeviceNumber(ReadText(partitionFolder + "/uevent"), device)) continue;
     device.name = name;
     device.disk = disk.name;
     device.partition = static_cast<unsigned>(*partition);
     device.start = ReadNumber(partitionFolder + "/start");
     device.size = ReadNumber(partitionFolder + "/size");
     device.isRemovable = disk.isRemovable;
-    device.hasHolders = !SysfsEntries(partitionFolder + "/holders").empty();
+    device.holders = SysfsEntries(partitionFolder + "/holders");
     partitions.emplace_back(device.partition, name);
     m_names[device.number] = name;
     m_devices.emplace(name, std::move(device));
@@ -132,15 +154,42 @@ void BlockDevices::ReadPartitions(const std::string& folder, BlockDevice& disk,
   for (auto& [number, name] : partitions) disk.partitionNames.push_back(std::move(name));
 }
 
+// Which devices a mounted btrfs lies on; all of them, over how many it may be.
+void BlockDevices::ReadPools(const std::string& folder) {
+  for (const std::string& identifier : SysfsEntries(folder)) {
+    for (const std::string& name : SysfsEntries(Below(folder, identifier) + "/devices")) {
+      const auto device = m_devices.find(name);
+      if (device == m_devices.end()) continue;
+      device->second.pool = identifier;
+      m_pools[identifier].push_back(name);
+    }
+  }
+}
+
 void BlockDevices::Number() {
+  std::vector<std::string> removable;
   for (const auto& [number, name] : m_names) {
     const BlockDevice& device = m_devices.at(name);
     if (device.IsPartition()) continue;
     m_whole.push_back(name);
-    if (device.IsVirtual()) continue;
-    m_diskNumbers.emplace(name, m_disks.size());
-    m_disks.push_back(name);
+    if (device.IsFixedDisk())
+      m_disks.push_back(name);
+    else if (device.IsDisk())
+      removable.push_back(name);
   }
+  m_disks.insert(m_disks.end(), removable.begin(), removable.end());
+  for (const std::string& name : m_disks) m_diskNumbers.emplace(name, m_diskNumbers.size());
+}
+
+std::string BlockDevices::Folder(const BlockDevice& device) const {
+  return device.IsPartition() ? Below(Below(m_folder, device.disk), device.name)
+                              : Below(m_folder, device.name);
+}
+
+const std::vector<std::string>& BlockDevices::Pool(const std::string& identifier) const {
+  static const std::vector<std::string> kNone;
+  const auto found = m_pools.find(identifier);
+  return found != m_pools.end() ? found->second : kNone;
 }
 
 std::size_t BlockDevices::DiskNumber(const std::string& name) const {
@@ -162,6 +211,11 @@ std::string NodePath(const std::string& kernelName) {
   std::string path = "/dev/" + kernelName;
   std::ranges::replace(path, '!', '/');
   return path;
+}
+
+std::string DisplayPath(const BlockDevice& device) {
+  return device.mapperName.empty() ? NodePath(device.name)
+                                   : std::string(kMapperNodes) + device.mapperName;
 }
 
 }  // namespace Ondrel::Host

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Host/Types.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -33,20 +35,32 @@ struct BlockDevice {
   unsigned partition = 0;    ///< Of a partition: its number.
   std::uint64_t start = 0;   ///< Of a partition: where it starts.
   bool isRemovable = false;  ///< Whether the medium can be taken out.
-  bool hasHolders = false;   ///< Whether another block device is built on it.
+  bool hasDevice = false;    ///< Whether a piece of hardware of its own stands for it.
   bool isMapper = false;     ///< Whether the device mapper made it.
   bool isArray = false;      ///< Whether the md driver made it.
   std::string mapperName;    ///< The device mapper's name for it: "vg0-data".
+  std::string mapperId;      ///< The device mapper's identifier: "LVM-...", "CRYPT-LUKS2-...".
   std::string arrayLevel;    ///< "raid1", "raid5", ...
+  std::string cached;        ///< Of a bcache device: the device that holds its data.
+  std::string pool;          ///< Identifier of the mounted btrfs that it is a device of, or empty.
+  std::vector<std::string> holders;         ///< What is built on it.
   std::vector<std::string> slaves;          ///< What it is built on.
   std::vector<MemberExtent> members;        ///< Of an array: its working members.
   std::vector<std::string> partitionNames;  ///< By their numbers.
 
   bool IsPartition() const { return !disk.empty(); }
   bool IsOptical() const;
+  bool IsFloppy() const;
 
-  /// Whether it is a disk only within the machine's memory or files, or built on other devices.
-  bool IsVirtual() const;
+  /// Whether it is built on other devices.
+  bool IsBuilt() const { return isMapper || isArray || !cached.empty() || !slaves.empty(); }
+
+  /// Whether it is a disk of the machine: not a partition, with hardware of its own, and not built
+  /// on others.
+  bool IsDisk() const { return !IsPartition() && hasDevice && !IsBuilt(); }
+
+  /// Whether it is a disk whose medium stays in the machine.
+  bool IsFixedDisk() const { return IsDisk() && !isRemovable && !IsOptical() && !IsFloppy(); }
 };
 
 /// All block devices of the host at one moment.
@@ -55,10 +69,18 @@ public:
   /// Reads them below `sysfs` ("/sys"). What cannot be read is left out.
   explicit BlockDevices(const std::string& sysfs);
 
+  /// Why the devices, or some of them, could not be read, in the published Win32 numbering; 0 when
+  /// all could.
+  ULong Error() const { return m_error; }
+
+  /// The folder in which a device stands; of a partition that of its disk is the one above.
+  std::string Folder(const BlockDevice& device) const;
+
   /// Devices that are not partitions, by their numbers.
   const std::vector<std::string>& Whole() const { return m_whole; }
 
-  /// Those of them that are disks of the machine. The place in the list is the disk's number.
+  /// Those of them that are disks of the machine: fixed ones, then those with media that can be
+  /// taken out. The place in the list is the disk's number.
   const std::vector<std::string>& Disks() const { return m_disks; }
 
   /// Number of a disk by its name; `Disks().size()` for a name that is not a disk's.
@@ -68,20 +90,31 @@ public:
   const BlockDevice* Find(const std::string& name) const;
   const BlockDevice* Find(DeviceNumber number) const;
 
+  /// The names of all devices of a mounted btrfs, by its identifier.
+  const std::vector<std::string>& Pool(const std::string& identifier) const;
+
 private:
-  void ReadDisk(const std::string& folder, const std::string& name);
+  bool IsAreaOfAnotherDisk(const std::string& folder) const;
+  void ReadDisk(const std::string& name);
   void ReadPartitions(const std::string& folder, BlockDevice& disk,
                       const std::vector<std::string>& entries);
+  void ReadPools(const std::string& folder);
   void Number();
 
+  std::string m_folder;
+  ULong m_error = 0;
   std::unordered_map<std::string, BlockDevice> m_devices;
   std::map<DeviceNumber, std::string> m_names;
   std::unordered_map<std::string, std::size_t> m_diskNumbers;
+  std::unordered_map<std::string, std::vector<std::string>> m_pools;
   std::vector<std::string> m_whole;
   std::vector<std::string> m_disks;
 };
 
 /// The node of a device below /dev; a slash in its name stands as "!" in the kernel's name.
 std::string NodePath(const std::string& kernelName);
+
+/// The node by which people know a device: below /dev/mapper for those of the device mapper.
+std::string DisplayPath(const BlockDevice& device);
 
 }  // namespace Ondrel::Host

@@ -1,20 +1,18 @@
 #include "Host/Linux/Volumes/VolumePicture.h"
 
+#include "Host/Linux/LastError.h"
 #include "Host/VolumeTypes.h"
 
 #include <algorithm>
-#include <libmount/libmount.h>
-#include <memory>
-#include <sstream>
+#include <array>
+#include <set>
 #include <string_view>
-#include <sys/sysmacros.h>
 
 namespace Ondrel::Host {
 
 namespace {
 
 constexpr std::string_view kMapperFolder = R"(mapper\)";
-constexpr std::string_view kMapperNodes = "/dev/mapper/";
 
 // The longest volume name that the operations give, its end included.
 constexpr std::size_t kVolumeNameSize = 100;
@@ -22,14 +20,13 @@ constexpr std::size_t kVolumeNameSize = 100;
 // Devices are built on devices no deeper than this; more is a ring.
 constexpr int kMaxDepth = 16;
 
-// The largest size that an extended partition, which only holds others, shows.
-constexpr std::uint64_t kExtendedPartitionSize = 8;
+// The kernel shows of an extended partition no more than one of the disk's sectors, but at least
+// two of 512 bytes. Larger partitions need not be asked for their type.
+constexpr std::uint64_t kLargestSector = 128;
+constexpr std::uint64_t kShownOfExtended = 2;
 constexpr unsigned kFirstLogicalPartition = 5;
-
-struct FreeMounts {
-  void operator()(libmnt_table* table) const { mnt_unref_table(table); }
-  void operator()(libmnt_iter* iterator) const { mnt_free_iter(iterator); }
-};
+constexpr std::array kExtendedTypes = {std::string_view("0x5"), std::string_view("0xf"),
+                                       std::string_view("0x85")};
 
 std::string VolumeName(const BlockDevice& device) {
   std::string name = std::string(kVolumeNamePrefix) + device.name + '\\';
@@ -40,89 +37,13 @@ std::string VolumeName(const BlockDevice& device) {
   return mapperName.size() < kVolumeNameSize ? mapperName : name;
 }
 
-// "8:1" as the device mapper writes it.
-std::optional<DeviceNumber> ParseDeviceNumber(const std::string& text) {
-  std::istringstream stream(text);
-  DeviceNumber number;
-  char colon = 0;
-  if (!(stream >> number.first >> colon >> number.second) || colon != ':') return std::nullopt;
-  return number;
-}
-
-// The device and offset that a target's parameters hold at a place, counted in words.
-struct Beneath {
-  const BlockDevice* device = nullptr;
-  std::uint64_t start = 0;
-};
-
-std::optional<Beneath> ReadBeneath(std::istream& words, const BlockDevices& devices) {
-  std::string device;
-  Beneath beneath;
-  if (!(words >> device >> beneath.start)) return std::nullopt;
-  const auto number = ParseDeviceNumber(device);
-  if (!number) return std::nullopt;
-  beneath.device = devices.Find(*number);
-  if (beneath.device == nullptr) return std::nullopt;
-  return beneath;
-}
-
-bool IsExtended(const BlockDevice& partition, const BlockDevices& devices) {
-  if (partition.partition >= kFirstLogicalPartition || partition.size > kExtendedPartitionSize)
-    return false;
-  const BlockDevice* const disk = devices.Find(partition.disk);
-  return disk != nullptr && std::ranges::any_of(disk->partitionNames, [&](const auto& name) {
-           return devices.Find(name)->partition >= kFirstLogicalPartition;
-         });
-}
-
 }  // namespace
 
 VolumePicture::VolumePicture(VolumeSources sources)
-    : m_sources(std::move(sources)), m_devices(m_sources.blockDevices()) {
-  ReadMounts();
+    : m_sources(std::move(sources)),
+      m_devices(m_sources.blockDevices()),
+      m_mountPaths(ReadMounts(m_sources.mountTable, m_devices)) {
   AddVolumes();
-}
-
-void VolumePicture::ReadMounts() {
-  const std::unique_ptr<libmnt_table, FreeMounts> table(
-      mnt_new_table_from_file(m_sources.mountTable.c_str()));
-  const std::unique_ptr<libmnt_iter, FreeMounts> iterator(mnt_new_iter(MNT_ITER_FORWARD));
-  if (!table || !iterator) return;
-
-  std::unordered_map<std::string, std::string> nodes;
-  for (const std::string& name : m_devices.Whole()) {
-    const BlockDevice& device = *m_devices.Find(name);
-    nodes.emplace(NodePath(name), name);
-    if (!device.mapperName.empty())
-      nodes.emplace(std::string(kMapperNodes) + device.mapperName, name);
-    for (const std::string& partition : device.partitionNames)
-      nodes.emplace(NodePath(partition), partition);
-  }
-  // The device that is mounted. Some file systems have numbers of their own and name their device.
-  const auto deviceOf = [&](libmnt_fs* mount) -> std::string {
-    const dev_t number = mnt_fs_get_devno(mount);
-    if (const BlockDevice* const device =
-            m_devices.Find(DeviceNumber(major(number), minor(number))))
-      return device->name;
-    const char* const source = mnt_fs_get_source(mount);
-    const auto node = source != nullptr ? nodes.find(source) : nodes.end();
-    return node != nodes.end() ? node->second : std::string();
-  };
-
-  std::vector<std::pair<std::string, std::string>> partsOfFileSystems;
-  libmnt_fs* mount = nullptr;
-  while (mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
-    const std::string device = deviceOf(mount);
-    const char* const target = mnt_fs_get_target(mount);
-    if (device.empty() || target == nullptr) continue;
-    const char* const root = mnt_fs_get_root(mount);
-    if (root == nullptr || std::string_view(root) == "/")
-      m_mountPaths[device].emplace_back(target);
-    else
-      partsOfFileSystems.emplace_back(device, target);
-  }
-  for (auto& [device, target] : partsOfFileSystems)
-    m_mountPaths[device].push_back(std::move(target));
 }
 
 void VolumePicture::AddVolume(const BlockDevice& device) {
@@ -131,32 +52,47 @@ void VolumePicture::AddVolume(const BlockDevice& device) {
   m_names.push_back(std::move(name));
 }
 
-bool VolumePicture::IsVolumeAsAWhole(const BlockDevice& device) const {
-  if (device.isMapper || device.isArray) return device.size != 0;
-  if (device.IsOptical() || device.isRemovable || m_mountPaths.contains(device.name)) return true;
+// By its type in the partition table. Where nobody may read that, what the kernel makes of an
+// extended partition has to do: two sectors, next to logical ones.
+bool VolumePicture::IsExtended(const BlockDevice& partition) const {
+  if (partition.partition >= kFirstLogicalPartition || partition.size > kLargestSector)
+    return false;
+  if (const auto entry = m_sources.partitionEntry(partition))
+    return entry->scheme == "dos" &&
+           std::ranges::find(kExtendedTypes, entry->type) != kExtendedTypes.end();
+  const BlockDevice* const disk = m_devices.Find(partition.disk);
+  return partition.size == kShownOfExtended && disk != nullptr &&
+         std::ranges::any_of(disk->partitionNames, [&](const auto& name) {
+           return m_devices.Find(name)->partition >= kFirstLogicalPartition;
+         });
+}
+
+bool VolumePicture::IsVolumeAsAWhole(const BlockDevice& device) {
+  if (device.IsBuilt()) return device.size != 0;
+  if (!device.IsFixedDisk() || m_mountPaths.contains(device.name)) return true;
   if (device.size == 0) return false;
   const std::optional<FileSystem> content = Content(device);
+  if (!content) m_unseenDisks.push_back({device.name, LastError()});
   return content && !content->type.empty();
 }
 
+void VolumePicture::AddVolumesOf(const BlockDevice& device) {
+  // What is built on the whole of a disk has its partitions too: those that the kernel shows of the
+  // disk itself cannot be used.
+  if (!device.holders.empty()) return;
+  for (const std::string& name : device.partitionNames) {
+    const BlockDevice& partition = *m_devices.Find(name);
+    if (partition.holders.empty() && !IsExtended(partition)) AddVolume(partition);
+  }
+  if (device.partitionNames.empty() && IsVolumeAsAWhole(device)) AddVolume(device);
+}
+
 void VolumePicture::AddVolumes() {
-  std::vector<const BlockDevice*> built;
-  const auto addAllOf = [&](const BlockDevice& device) {
-    for (const std::string& name : device.partitionNames) {
-      const BlockDevice& partition = *m_devices.Find(name);
-      if (!partition.hasHolders && !IsExtended(partition, m_devices)) AddVolume(partition);
-    }
-    if (device.partitionNames.empty() && !device.hasHolders && IsVolumeAsAWhole(device))
-      AddVolume(device);
-  };
+  for (const std::string& name : m_devices.Disks()) AddVolumesOf(*m_devices.Find(name));
   for (const std::string& name : m_devices.Whole()) {
     const BlockDevice& device = *m_devices.Find(name);
-    if (device.isMapper || device.isArray)
-      built.push_back(&device);
-    else if (!device.IsVirtual())
-      addAllOf(device);
+    if (device.IsBuilt()) AddVolumesOf(device);
   }
-  for (const BlockDevice* const device : built) addAllOf(*device);
 }
 
 const BlockDevice* VolumePicture::Find(const std::string& volumeName) const {
@@ -171,6 +107,15 @@ std::optional<std::vector<DiskPart>> VolumePicture::Parts(const BlockDevice& dev
   return parts;
 }
 
+std::vector<std::size_t> VolumePicture::DisksBeneath(const BlockDevice& device) const {
+  std::set<std::size_t> disks;
+  AnyDisk(device, 0, [&](const BlockDevice& found) {
+    if (found.IsDisk()) disks.insert(m_devices.DiskNumber(found.name));
+    return false;
+  });
+  return {disks.begin(), disks.end()};
+}
+
 std::vector<std::string> VolumePicture::MountPaths(const BlockDevice& device) const {
   const auto found = m_mountPaths.find(device.name);
   return found != m_mountPaths.end() ? found->second : std::vector<std::string>();
@@ -182,7 +127,7 @@ std::optional<FileSystem> VolumePicture::Content(const BlockDevice& device) cons
 
 // False when something beneath may not be read: half an answer would be a wrong one.
 bool VolumePicture::Resolve(const Range& range, int depth, std::vector<DiskPart>& parts) const {
-  if (depth > kMaxDepth) return false;
+  if (depth > kMaxDepth) return Fail<bool>(ERROR_INVALID_DATA);
   const BlockDevice& device = *range.device;
   if (device.IsPartition()) {
     const BlockDevice* const disk = m_devices.Find(device.disk);
@@ -190,8 +135,10 @@ bool VolumePicture::Resolve(const Range& range, int depth, std::vector<DiskPart>
   }
   if (device.isMapper) return ResolveMapper(range, depth, parts);
   if (device.isArray) return ResolveArray(range, depth, parts);
-  // What lies on a disk without a number, such as a file, is on no disk of the machine.
-  if (!device.IsVirtual())
+  if (!device.cached.empty()) return ResolveCached(range, depth, parts);
+  if (device.IsBuilt()) return ResolveSlaves(device, depth, parts);
+  // What lies on a device without a number, such as a file, is on no disk of the machine.
+  if (device.IsDisk())
     parts.push_back({m_devices.DiskNumber(device.name), range.start, range.count});
   return true;
 }
@@ -212,33 +159,14 @@ bool VolumePicture::ResolveMapper(const Range& range, int depth,
 // `range` counts from the target's start.
 bool VolumePicture::ResolveTarget(const MapperTarget& target, const Range& range, int depth,
                                   std::vector<DiskPart>& parts) const {
-  std::istringstream words(target.parameters);
-  if (target.type == "linear" || target.type == "crypt") {
-    std::string word;
-    // Cipher, key and first vector come first.
-    if (target.type == "crypt") words >> word >> word >> word;
-    const auto beneath = ReadBeneath(words, m_devices);
-    return beneath &&
-           Resolve({beneath->device, beneath->start + range.start, range.count}, depth + 1, parts);
-  }
-  if (target.type == "striped") {
-    std::uint64_t stripes = 0;
-    std::uint64_t chunk = 0;
-    if (!(words >> stripes >> chunk) || stripes == 0 || chunk == 0) return false;
-    // Whole chunks: the rows of them that the range touches.
-    const std::uint64_t row = stripes * chunk;
-    const std::uint64_t first = range.start / row * chunk;
-    const std::uint64_t last = (range.start + range.count + row - 1) / row * chunk;
-    const std::uint64_t length = std::min(last, target.count / stripes) - first;
-    for (std::uint64_t stripe = 0; stripe < stripes; ++stripe) {
-      const auto beneath = ReadBeneath(words, m_devices);
-      if (!beneath || !Resolve({beneath->device, beneath->start + first, length}, depth + 1, parts))
-        return false;
-    }
-    return true;
-  }
-  if (target.type == "zero" || target.type == "error") return true;
-  return ResolveSlaves(*range.device, depth, parts);
+  if (!IsKnownTarget(target.type)) return ResolveSlaves(*range.device, depth, parts);
+  const auto beneath = PartsBeneath(target, range.start, range.count);
+  if (!beneath) return Fail<bool>(ERROR_INVALID_DATA);
+  return std::ranges::all_of(*beneath, [&](const PartBeneath& part) {
+    const BlockDevice* const device = m_devices.Find(part.device);
+    if (device == nullptr) return Fail<bool>(ERROR_FILE_NOT_FOUND);
+    return Resolve({device, part.start, part.count.value_or(device->size)}, depth + 1, parts);
+  });
 }
 
 bool VolumePicture::ResolveArray(const Range& range, int depth,
@@ -247,11 +175,28 @@ bool VolumePicture::ResolveArray(const Range& range, int depth,
   if (array.members.empty()) return ResolveSlaves(array, depth, parts);
   return std::ranges::all_of(array.members, [&](const MemberExtent& member) {
     const BlockDevice* const device = m_devices.Find(member.device);
-    if (device == nullptr) return false;
+    if (device == nullptr) return Fail<bool>(ERROR_FILE_NOT_FOUND);
     // A mirror's members hold the same at the same place; others hold a share of every part.
     if (array.arrayLevel == "raid1")
       return Resolve({device, member.start + range.start, range.count}, depth + 1, parts);
     return Resolve({device, member.start, member.count}, depth + 1, parts);
+  });
+}
+
+// A device with a cache is shorter than the one that holds its data by what stands before the data.
+// What is in the cache may stand anywhere there.
+bool VolumePicture::ResolveCached(const Range& range, int depth,
+                                  std::vector<DiskPart>& parts) const {
+  const BlockDevice& device = *range.device;
+  const BlockDevice* const data = m_devices.Find(device.cached);
+  if (data == nullptr || data->size < device.size) return Fail<bool>(ERROR_INVALID_DATA);
+  if (!Resolve({data, data->size - device.size + range.start, range.count}, depth + 1, parts))
+    return false;
+  return std::ranges::all_of(device.slaves, [&](const std::string& name) {
+    if (name == device.cached) return true;
+    const BlockDevice* const cache = m_devices.Find(name);
+    if (cache == nullptr) return Fail<bool>(ERROR_FILE_NOT_FOUND);
+    return Resolve({cache, 0, cache->size}, depth + 1, parts);
   });
 }
 
@@ -260,7 +205,8 @@ bool VolumePicture::ResolveSlaves(const BlockDevice& device, int depth,
                                   std::vector<DiskPart>& parts) const {
   return std::ranges::all_of(device.slaves, [&](const std::string& name) {
     const BlockDevice* const slave = m_devices.Find(name);
-    return slave != nullptr && Resolve({slave, 0, slave->size}, depth + 1, parts);
+    if (slave == nullptr) return Fail<bool>(ERROR_FILE_NOT_FOUND);
+    return Resolve({slave, 0, slave->size}, depth + 1, parts);
   });
 }
 
@@ -281,7 +227,8 @@ bool VolumePicture::IsOnOpticalMedium(const BlockDevice& device) const {
 }
 
 bool VolumePicture::IsOnRemovableMedium(const BlockDevice& device) const {
-  return AnyDisk(device, 0, [](const BlockDevice& disk) { return disk.isRemovable; });
+  return AnyDisk(device, 0,
+                 [](const BlockDevice& disk) { return disk.isRemovable || disk.IsFloppy(); });
 }
 
 }  // namespace Ondrel::Host

@@ -95,6 +95,18 @@ int PutWide(const std::wstring& text, wchar_t* buffer, ULong size) {
   return 1;
 }
 
+// The room in which mount paths are first asked for. Whoever asks a second time keeps what was too
+// small the first time, so the list never grows beyond: of many paths the newest are left out.
+constexpr std::size_t kPathListRoom = 1301;
+
+std::wstring PathList(const std::vector<std::string>& paths) {
+  std::wstring list;
+  for (const std::string& path : paths)
+    if (list.size() + path.size() + 2 <= kPathListRoom) list += ZeroExtended(path) + L'\0';
+  list += L'\0';
+  return list;
+}
+
 struct VolumeWalk {
   std::vector<std::string> names;
   std::size_t position = 0;
@@ -154,9 +166,7 @@ public:
 
   int PathNames(const wchar_t* volumeName, wchar_t* paths, ULong size, ULong* returnedSize) {
     const auto put = [&](const VolumePicture& picture, const BlockDevice& device) {
-      std::wstring list;
-      for (const std::string& path : picture.MountPaths(device)) list += ZeroExtended(path) + L'\0';
-      list += L'\0';
+      const std::wstring list = PathList(picture.MountPaths(device));
       *returnedSize = static_cast<ULong>(list.size());
       if (list.size() > size) return Fail(ERROR_MORE_DATA);
       std::wmemcpy(paths, list.c_str(), list.size());

@@ -1,4 +1,3 @@
-#include "Host/Linux/FileDescriptor.h"
 #include "Host/Linux/LastError.h"
 #include "Host/Linux/Volumes/VolumePicture.h"
 
@@ -6,20 +5,12 @@
 
 #include <blkid/blkid.h>
 #include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <linux/dm-ioctl.h>
 #include <memory>
-#include <sys/ioctl.h>
 #include <sys/sysmacros.h>
 
 namespace Ondrel::Host {
 
 namespace {
-
-constexpr const char* kMapperControl = "/dev/mapper/control";
-constexpr std::size_t kFirstTableSize = 16384;
-constexpr std::size_t kMaxTableSize = std::size_t{16} * 1024 * 1024;
 
 struct DeviceUnref {
   void operator()(sd_device* device) const { sd_device_unref(device); }
@@ -49,79 +40,91 @@ std::string Decoded(const char* text) {
   return decoded;
 }
 
-// As the device manager found it, which every user may read.
-std::optional<FileSystem> KnownFileSystem(const BlockDevice& device) {
-  sd_device* found = nullptr;
-  if (sd_device_new_from_devnum(&found, 'b', makedev(device.number.first, device.number.second)) <
-      0)
-    return std::nullopt;
-  const std::unique_ptr<sd_device, DeviceUnref> owned(found);
-  const char* type = nullptr;
-  if (sd_device_get_property_value(found, "ID_FS_TYPE", &type) < 0) return std::nullopt;
-  const char* label = nullptr;
-  if (sd_device_get_property_value(found, "ID_FS_LABEL_ENC", &label) < 0) label = "";
-  return FileSystem{type, Decoded(label)};
-}
+// The device manager's record of a device, which every user may read.
+class Record {
+public:
+  explicit Record(const BlockDevice& device) {
+    sd_device* found = nullptr;
+    if (sd_device_new_from_devnum(&found, 'b',
+                                  makedev(device.number.first, device.number.second)) >= 0)
+      m_device.reset(found);
+  }
 
-std::string ProbedValue(blkid_probe probe, const char* name) {
-  const char* value = nullptr;
-  return blkid_probe_lookup_value(probe, name, &value, nullptr) == 0 ? value : "";
-}
+  /// Whether the device manager has looked at the device.
+  bool IsThere() const { return m_device && sd_device_get_is_initialized(m_device.get()) > 0; }
+
+  std::optional<std::string> Text(const char* key) const {
+    const char* value = nullptr;
+    if (!m_device || sd_device_get_property_value(m_device.get(), key, &value) < 0)
+      return std::nullopt;
+    return Decoded(value);
+  }
+
+private:
+  std::unique_ptr<sd_device, DeviceUnref> m_device;
+};
+
+class Probe {
+public:
+  explicit Probe(const BlockDevice& device)
+      : m_probe(blkid_new_probe_from_filename(NodePath(device.name).c_str())) {
+    if (m_probe == nullptr) SetLastError(ErrorFromErrno(errno));
+  }
+
+  bool IsOpen() const { return m_probe != nullptr; }
+  blkid_probe Get() const { return m_probe.get(); }
+
+  /// Empty for nothing known.
+  std::string Text(const char* name) const {
+    const char* value = nullptr;
+    return blkid_probe_lookup_value(m_probe.get(), name, &value, nullptr) == 0 ? value : "";
+  }
+
+private:
+  std::unique_ptr<std::remove_pointer_t<blkid_probe>, ProbeFree> m_probe;
+};
 
 // As the device itself shows it.
 std::optional<FileSystem> ProbedFileSystem(const BlockDevice& device) {
-  const std::unique_ptr<std::remove_pointer_t<blkid_probe>, ProbeFree> probe(
-      blkid_new_probe_from_filename(NodePath(device.name).c_str()));
-  if (!probe) return Fail<std::optional<FileSystem>>(ErrorFromErrno(errno));
-  blkid_probe_enable_superblocks(probe.get(), 1);
-  blkid_probe_set_superblocks_flags(probe.get(), BLKID_SUBLKS_TYPE | BLKID_SUBLKS_LABEL);
+  const Probe probe(device);
+  if (!probe.IsOpen()) return std::nullopt;
+  blkid_probe_enable_superblocks(probe.Get(), 1);
+  blkid_probe_set_superblocks_flags(probe.Get(),
+                                    BLKID_SUBLKS_TYPE | BLKID_SUBLKS_LABEL | BLKID_SUBLKS_UUID);
   // Nothing found, or several that contradict each other, is an answer too.
-  if (blkid_do_safeprobe(probe.get()) != 0) return FileSystem();
-  return FileSystem{ProbedValue(probe.get(), "TYPE"), ProbedValue(probe.get(), "LABEL")};
+  if (blkid_do_safeprobe(probe.Get()) != 0) return FileSystem();
+  return FileSystem{probe.Text("TYPE"), probe.Text("LABEL"), probe.Text("UUID")};
 }
 
 std::optional<FileSystem> ReadFileSystem(const BlockDevice& device) {
-  if (auto known = KnownFileSystem(device)) return known;
-  return ProbedFileSystem(device);
+  const Record record(device);
+  if (auto type = record.Text("ID_FS_TYPE"))
+    return FileSystem{*type, record.Text("ID_FS_LABEL_ENC").value_or(""),
+                      record.Text("ID_FS_UUID_ENC").value_or("")};
+  auto probed = ProbedFileSystem(device);
+  // The device manager looked, and found nothing.
+  if (!probed && record.IsThere()) return FileSystem();
+  return probed;
 }
 
-std::vector<MapperTarget> TargetsOf(const std::vector<char>& answer) {
-  dm_ioctl head;
-  std::memcpy(&head, answer.data(), sizeof head);
-  std::vector<MapperTarget> targets;
-  std::size_t position = head.data_start;
-  for (std::uint32_t index = 0; index < head.target_count; ++index) {
-    if (position + sizeof(dm_target_spec) >= answer.size()) break;
-    dm_target_spec spec;
-    std::memcpy(&spec, answer.data() + position, sizeof spec);
-    const char* const parameters = answer.data() + position + sizeof spec;
-    const std::size_t room = answer.size() - position - sizeof spec;
-    targets.push_back(
-        {spec.sector_start, spec.length,
-         std::string(spec.target_type, strnlen(spec.target_type, sizeof spec.target_type)),
-         std::string(parameters, strnlen(parameters, room))});
-    position = head.data_start + std::size_t{spec.next};
-  }
-  return targets;
-}
-
-// Only root may ask.
-std::optional<std::vector<MapperTarget>> ReadMapperTable(const BlockDevice& device) {
-  const FileDescriptor control(::open(kMapperControl, O_RDWR | O_CLOEXEC));
-  for (std::size_t size = kFirstTableSize; control.IsOpen() && size <= kMaxTableSize; size *= 4) {
-    std::vector<char> answer(size);
-    dm_ioctl head{};
-    head.version[0] = DM_VERSION_MAJOR;
-    head.data_size = static_cast<std::uint32_t>(size);
-    head.data_start = sizeof head;
-    head.flags = DM_STATUS_TABLE_FLAG;
-    head.dev = makedev(device.number.first, device.number.second);
-    std::memcpy(answer.data(), &head, sizeof head);
-    if (::ioctl(control.Number(), DM_TABLE_STATUS, answer.data()) != 0) break;
-    std::memcpy(&head, answer.data(), sizeof head);
-    if ((head.flags & DM_BUFFER_FULL_FLAG) == 0) return TargetsOf(answer);
-  }
-  return Fail<std::optional<std::vector<MapperTarget>>>(ErrorFromErrno(errno));
+std::optional<PartitionEntry> ReadPartitionEntry(const BlockDevice& device) {
+  const Record record(device);
+  if (auto type = record.Text("ID_PART_ENTRY_TYPE"))
+    return PartitionEntry{record.Text("ID_PART_ENTRY_SCHEME").value_or(""), *type,
+                          record.Text("ID_PART_ENTRY_NAME").value_or(""),
+                          record.Text("ID_PART_ENTRY_UUID").value_or("")};
+  const Probe probe(device);
+  if (!probe.IsOpen()) return std::nullopt;
+  blkid_probe_enable_superblocks(probe.Get(), 0);
+  blkid_probe_enable_partitions(probe.Get(), 1);
+  blkid_probe_set_partitions_flags(probe.Get(), BLKID_PARTS_ENTRY_DETAILS);
+  // What the partition itself holds may look like several tables; its own entry stands all the
+  // same.
+  static_cast<void>(blkid_do_safeprobe(probe.Get()));
+  const std::string scheme = probe.Text("PART_ENTRY_SCHEME");
+  if (scheme.empty()) return Fail<std::optional<PartitionEntry>>(ERROR_INVALID_DATA);
+  return PartitionEntry{scheme, probe.Text("PART_ENTRY_TYPE"), probe.Text("PART_ENTRY_NAME"),
+                        probe.Text("PART_ENTRY_UUID")};
 }
 
 }  // namespace
@@ -132,6 +135,9 @@ VolumeSources HostVolumeSources() {
       .mountTable = "/proc/self/mountinfo",
       .mapperTable = ReadMapperTable,
       .fileSystem = ReadFileSystem,
+      .partitionEntry = ReadPartitionEntry,
+      .property = [](const BlockDevice& device,
+                     const char* key) { return Record(device).Text(key); },
   };
 }
 
