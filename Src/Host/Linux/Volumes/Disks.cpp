@@ -1,4 +1,4 @@
-#include "Host/Linux/Volumes/VolumePicture.h"
+#include "Host/Linux/Volumes/DiskFacts.h"
 
 #include <Ondrel/Disks.h>
 
@@ -12,5 +12,7 @@ std::vector<Disk> Disks() {
         {static_cast<ULong>(disks.size()), NodePath(name), devices.Find(name)->size * kSectorSize});
   return disks;
 }
+
+StorageDescription DescribeStorage() { return DescribeStorage(VolumePicture(HostVolumeSources())); }
 
 }  // namespace Ondrel::Host
