@@ -39,10 +39,4 @@ std::string DiskBar(const std::vector<BarPart>& parts, std::uint64_t diskSize, s
   return "[" + bar + "]\n";
 }
 
-std::size_t CharactersOf(std::string_view text) {
-  // Every byte but those that go on with a character begins one.
-  return static_cast<std::size_t>(std::ranges::count_if(
-      text, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
-}
-
 }  // namespace Tool

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Tool {
@@ -20,8 +19,5 @@ struct BarPart {
 ///
 /// `diskSize` counts sectors; a smaller one than the parts need is taken as what they need.
 std::string DiskBar(const std::vector<BarPart>& parts, std::uint64_t diskSize, std::size_t width);
-
-/// Number of characters of a UTF-8 text.
-std::size_t CharactersOf(std::string_view text);
 
 }  // namespace Tool

@@ -1,7 +1,7 @@
 #include "Tool/MatchText.h"
 
-#include "Tool/DiskBar.h"
 #include "Tool/Output.h"
+#include "Tool/TextWidth.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -44,7 +44,7 @@ std::string Shown(std::string_view text) {
   return shown;
 }
 
-std::size_t WidthOf(std::string_view text) { return CharactersOf(Shown(text)); }
+std::size_t WidthOf(std::string_view text) { return ColumnsOf(Shown(text)); }
 
 }  // namespace
 

@@ -57,7 +57,24 @@ TEST_F(CommandPartitions, EveryPartitionLiesWithinItsDisk) {
 TEST_F(CommandPartitions, ADiskThatIsNotThereHasNone) {
   const ProcessResult result = Run({"partitions", "Disk 4000000"});
   EXPECT_EQ(result.exitStatus, 1);
-  EXPECT_EQ(result.output, "no partitions on Disk 4000000\n");
+  EXPECT_EQ(result.output, "there is no Disk 4000000\n");
+  const json answer = ParseAnswer(Run({"--json", "partitions", "Disk 4000000"}).output);
+  EXPECT_EQ(answer["found"], false);
+  EXPECT_EQ(answer["partitions"], json::array());
+}
+
+TEST_F(CommandPartitions, AllDisksAreShownInOneCall) {
+  const json disks = ParseAnswer(Run({"--json", "disks"}).output)["disks"];
+  const json all = ParseAnswer(Run({"--json", "partitions", "--all"}).output)["disks"];
+  ASSERT_EQ(all.size(), disks.size());
+  for (std::size_t index = 0; index < all.size(); ++index)
+    EXPECT_EQ(all[index]["device"], disks[index]["disk"]);
+}
+
+TEST_F(CommandPartitions, OneDiskAndAllExcludeEachOther) {
+  const ProcessResult result = Run({"partitions", "Disk 0", "--all"});
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.output, "");
 }
 
 TEST_F(CommandPartitions, ADiskMayBeNamedByItsNumberOrItsDevice) {
@@ -70,7 +87,8 @@ TEST_F(CommandPartitions, ADiskMayBeNamedByItsNumberOrItsDevice) {
 }
 
 TEST_F(CommandPartitions, WhatIsNotADiskIsRefused) {
-  for (const char* const name : {"Disk", "Disk x", "Disk -1", "0x0", "/dev/null", "disk 0"}) {
+  for (const char* const name :
+       {"Disk", "Disk x", "Disk -1", "Disk ", "Disk 1 ", "0x0", "/dev/null", "disk 0", "/dev"}) {
     const ProcessResult result = Run({"partitions", name});
     EXPECT_EQ(result.exitStatus, 2) << name;
     EXPECT_THAT(result.errors, testing::HasSubstr("is not a disk")) << name;
