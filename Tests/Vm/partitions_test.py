@@ -116,15 +116,37 @@ class PartitionsTest(MachineTestCase):
         output = self.machine.check(f"lsblk --bytes --json --list -o {columns}")
         return {device["name"]: device for device in json.loads(output)["blockdevices"]}
 
-    def test_disks_are_numbered_by_their_device_numbers(self):
-        devices = [device for device in self.block_devices().values()
+    def test_disks_are_numbered_by_their_device_numbers_the_removable_ones_last(self):
+        columns = "NAME,MAJ:MIN,TYPE,SIZE,RM,RO,ROTA,LOG-SEC,PHY-SEC,MODEL,SERIAL"
+        devices = [device for device in self.block_devices(columns).values()
                    if device["type"] in ("disk", "rom")]
-        devices.sort(key=lambda device: [int(number) for number in device["maj:min"].split(":")])
+        devices.sort(key=lambda device: [device["rm"]] + [int(number) for number in
+                                                          device["maj:min"].split(":")])
+        kinds = {"rom": lambda device: "optical",
+                 "disk": lambda device: "hard disk" if device["rota"] else "solid state"}
         expected = [{"disk": f"Disk {number}", "number": number,
-                     "device": "/dev/" + device["name"], "size": device["size"]}
+                     "device": "/dev/" + device["name"], "size": device["size"],
+                     "removable": device["rm"], "readOnly": device["ro"],
+                     "kind": kinds[device["type"]](device),
+                     "model": (device["model"] or "").strip(),
+                     "logicalSectorSize": device["log-sec"],
+                     "physicalSectorSize": device["phy-sec"]}
                     for number, device in enumerate(devices)]
-        self.assertEqual(expected, self.disks)
+        self.assertEqual(expected, [{key: disk[key] for key in expected[0]} for disk in self.disks])
         self.assertEqual(7, len(self.disks))
+        self.assertEqual("sr0", devices[-1]["name"])
+        self.assertEqual({"/dev/sda": "ata", "/dev/nvme0n1": "nvme"},
+                         {disk["device"]: disk["transport"] for disk in self.disks
+                          if disk["device"] in ("/dev/sda", "/dev/nvme0n1")})
+
+    def test_what_holds_a_disk_is_named_with_its_partition(self):
+        holders = {disk["device"]: [(holder["on"], holder["node"]) for holder in disk["holders"]]
+                   for disk in self.disks}
+        self.assertEqual([], holders["/dev/sda"])
+        self.assertEqual({("/dev/nvme2n1p1", "/dev/mapper/vg0-striped"),
+                          ("/dev/nvme2n1p1", "/dev/mapper/vg0-my--data"),
+                          ("/dev/nvme2n1p2", "/dev/md0"),
+                          ("/dev/nvme2n1p3", "/dev/mapper/secret")}, set(holders["/dev/nvme2n1"]))
 
     def plain_partitions(self, disk, names):
         devices = self.block_devices()
@@ -235,26 +257,79 @@ class PartitionsTest(MachineTestCase):
         self.assertEqual({"\\\\?\\nvme3n1p3\\", "\\\\?\\md0\\", "\\\\?\\mapper\\vg0-striped\\",
                           "\\\\?\\mapper\\vg0-my--data\\", "\\\\?\\mapper\\secret\\"}, names)
 
-    def test_an_ordinary_user_sees_the_partitions_without_what_only_root_may_read(self):
-        number = next(disk["number"] for disk in self.disks if disk["device"] == "/dev/sda")
-        as_root = self.partitions("sda")
-        result = self.machine.run(
-            f"su nobody -s /bin/sh -c \"ondrel --json partitions 'Disk {number}'\"")
-        self.assertEqual([{**part, "volumeLabel": ""} for part in as_root],
-                         result.json()["partitions"], result)
+    def as_user(self, *arguments):
+        return self.machine.run(["su", "nobody", "-s", "/bin/sh", "-c",
+                                 "ondrel " + " ".join(arguments)])
 
-    def test_a_disk_that_is_not_there_has_no_partitions(self):
+    def test_an_ordinary_user_sees_the_partitions_and_hears_what_only_root_may_read(self):
+        as_root = self.partitions("sda")
+        result = self.as_user("--json partitions /dev/sda")
+        hidden = {"volumeLabel": "", "fileSystem": None, "uuid": None, "partitionType": "",
+                  "partitionName": ""}
+        self.assertEqual([{**part, **hidden} for part in as_root], result.json()["partitions"],
+                         result)
+        self.assertEqual("ondrel: cannot read what is in /dev/sda1 and 3 more: Access is denied. "
+                         "(error 5, ERROR_ACCESS_DENIED)\n", result.stderr)
+        self.assertEqual(0, result.exit_status)
+
+    def test_an_ordinary_user_hears_which_volumes_cannot_be_seen(self):
+        result = self.as_user("--json partitions /dev/nvme2n1")
+        self.assertEqual(3, result.exit_status, result)
+        self.assertEqual(["\\\\?\\md0\\"],
+                         [part["volumeName"] for part in result.json()["partitions"]])
+        self.assertEqual({"/dev/mapper/vg0-striped", "/dev/mapper/vg0-my--data",
+                          "/dev/mapper/secret"},
+                         {unseen["node"] for unseen in result.json()["unseen"]})
+        self.assertEqual({5}, {unseen["error"]["number"] for unseen in result.json()["unseen"]})
+        self.assertRegex(result.stderr, r"(?m)^ondrel: cannot see what lies on Disk \d+: "
+                                        r"/dev/mapper/secret: Access is denied\. ")
+        # It may hold a file system, and nobody is there who would know.
+        result = self.as_user("partitions /dev/nvme0n1")
+        self.assertEqual(0, result.exit_status, "it is mounted")
+        self.machine.check("umount /mnt/whole")
+        result = self.as_user("partitions /dev/nvme0n1")
+        self.machine.check("mount -t ext4 /dev/nvme0n1 /mnt/whole")
+        self.assertEqual(3, result.exit_status, result)
+        self.assertNotIn("no partitions", result.stdout)
+
+    def test_a_disk_that_is_not_there_is_not_an_empty_one(self):
         result = self.machine.run("ondrel --json partitions 'Disk 7'")
-        self.assertEqual((1, []), (result.exit_status, result.json()["partitions"]))
+        self.assertEqual((1, False, []), (result.exit_status, result.json()["found"],
+                                          result.json()["partitions"]))
+        self.assertEqual("there is no Disk 7\n",
+                         self.machine.run("ondrel partitions 'Disk 7'").stdout)
+
+    def test_all_disks_are_shown_in_one_call(self):
+        listed = self.machine.run("ondrel --json partitions --all").json()["disks"]
+        self.assertEqual([disk["device"] for disk in self.disks], [disk["node"] for disk in listed])
+        for disk in listed:
+            self.assertEqual(self.partitions(disk["node"].removeprefix("/dev/")),
+                             disk["partitions"])
+
+    def test_all_mount_paths_are_shown(self):
+        [part] = [part for part in self.partitions("sda") if part["node"] == "/dev/sda2"]
+        self.assertEqual("/mnt/große Daten", part["mountPath"])
+        self.assertEqual(["/mnt/große Daten", "/mnt/second"], part["mountPaths"])
+
+    def test_file_systems_and_types_are_those_that_blkid_reads(self):
+        for disk in self.disks:
+            for part in self.partitions(disk["device"].removeprefix("/dev/")):
+                probed = self.machine.run(["blkid", "-p", "-o", "export", part["node"]]).stdout
+                values = dict(line.split("=", 1) for line in probed.splitlines())
+                self.assertEqual(values.get("TYPE", ""), part["fileSystem"], part)
+                self.assertEqual(values.get("UUID", ""), part["uuid"], part)
+                self.assertEqual(values.get("PART_ENTRY_TYPE", ""), part["partitionType"], part)
 
     def test_the_picture_of_a_disk(self):
         number = next(disk["number"] for disk in self.disks if disk["device"] == "/dev/sda")
         picture = self.machine.run(["ondrel", "partitions", f"Disk {number}"]).stdout
         rows = [line.split() for line in picture.splitlines()]
-        self.assertEqual(["Disk", str(number) + ",", "512", "MiB"], rows[0])
+        self.assertEqual(["Disk", str(number) + ",", "512", "MiB,", "/dev/sda,", "gpt"], rows[0])
         self.assertRegex(picture, r"\n\[\|=+1=+\|=+2=+\|=+3=+\|=*4=*\.+\]\n")
-        self.assertIn(["2", "41", "MiB", "64", "MiB", "Grüße", "Daten", "/mnt/große", "Daten",
-                       "\\\\?\\sda2\\"], rows)
+        [row] = [row for row in rows if row[:1] == ["2"]]
+        self.assertEqual(["2", "41", "MiB", "64", "MiB", "/dev/sda2", "part", "ext4", "Grüße",
+                          "Daten"], row[:10])
+        self.assertEqual(["/mnt/große", "Daten,", "/mnt/second"], row[11:])
 
 
 if __name__ == "__main__":
