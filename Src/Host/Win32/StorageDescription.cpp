@@ -61,8 +61,7 @@ constexpr std::array<std::pair<int, std::string_view>, 16> kTransports = {{
 }};
 
 std::string Utf8(const wchar_t* text) {
-  const int size =
-      ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+  const int size = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
   if (size <= 1) return {};
   std::string converted(static_cast<std::size_t>(size), '\0');
   ::WideCharToMultiByte(CP_UTF8, 0, text, -1, converted.data(), size, nullptr, nullptr);
@@ -147,8 +146,7 @@ void ReadDevice(const OpenDisk& disk, DiskDescription& description) {
 }
 
 void ReadSectorSizes(const OpenDisk& disk, DiskDescription& description) {
-  if (const auto sizes =
-          disk.Property<AccessAlignment>(kAccessAlignmentProperty)) {
+  if (const auto sizes = disk.Property<AccessAlignment>(kAccessAlignmentProperty)) {
     description.logicalSectorSize = sizes->BytesPerLogicalSector;
     description.physicalSectorSize = sizes->BytesPerPhysicalSector;
     return;
@@ -178,9 +176,9 @@ std::optional<std::vector<VolumeExtent>> ExtentsOf(const VolumeOperations& host,
   int isAnswered = 0;
   ULong error = 0;
   while (true) {
-    isAnswered = host.DeviceIoControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0,
-                                      answer.data(), static_cast<ULong>(answer.size()), &size,
-                                      nullptr);
+    isAnswered =
+        host.DeviceIoControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0,
+                             answer.data(), static_cast<ULong>(answer.size()), &size, nullptr);
     error = isAnswered ? 0 : host.GetLastError();
     if (error != ERROR_MORE_DATA || answer.size() >= kLargestAnswer) break;
     answer.resize(answer.size() * 4);
@@ -192,9 +190,11 @@ std::optional<std::vector<VolumeExtent>> ExtentsOf(const VolumeOperations& host,
   }
   std::vector<VolumeExtent> extents;
   DWORD count = 0;
-  if (size >= offsetof(VOLUME_DISK_EXTENTS, Extents)) std::memcpy(&count, answer.data(), sizeof count);
+  if (size >= offsetof(VOLUME_DISK_EXTENTS, Extents))
+    std::memcpy(&count, answer.data(), sizeof count);
   for (DWORD index = 0; index < count; ++index) {
-    const std::size_t position = offsetof(VOLUME_DISK_EXTENTS, Extents) + index * sizeof(DISK_EXTENT);
+    const std::size_t position =
+        offsetof(VOLUME_DISK_EXTENTS, Extents) + index * sizeof(DISK_EXTENT);
     if (position + sizeof(DISK_EXTENT) > size) break;
     DISK_EXTENT extent;
     std::memcpy(&extent, answer.data() + position, sizeof extent);
@@ -223,7 +223,8 @@ std::vector<std::string> MountPathsOf(const VolumeOperations& host, const std::w
   return {};
 }
 
-void ReadContent(const VolumeOperations& host, const std::wstring& name, VolumeDescription& volume) {
+void ReadContent(const VolumeOperations& host, const std::wstring& name,
+                 VolumeDescription& volume) {
   std::array<wchar_t, kLabelSize> label{};
   std::array<wchar_t, kLabelSize> fileSystem{};
   ULong serialNumber = 0;
@@ -249,7 +250,8 @@ void AddVolume(const VolumeOperations& host, const std::string& name, StorageDes
     if (host.GetDriveTypeA(name.c_str()) != DRIVE_FIXED) return;
     UnseenVolume unseen{.deviceName = name, .disks = {}, .error = error};
     // Where it lies may be asked without the right to read it.
-    for (const VolumeExtent& extent : ExtentsOf(host, name, 0).value_or(std::vector<VolumeExtent>()))
+    for (const VolumeExtent& extent :
+         ExtentsOf(host, name, 0).value_or(std::vector<VolumeExtent>()))
       unseen.disks.push_back(extent.disk);
     storage.unseen.push_back(std::move(unseen));
     return;
@@ -276,8 +278,7 @@ DiskDescription DescribeDisk(const Disk& disk) {
   const OpenDisk opened(disk.deviceName);
   ReadDevice(opened, description);
   ReadSectorSizes(opened, description);
-  if (const auto seeks =
-          opened.Property<SeekPenalty>(kSeekPenaltyProperty))
+  if (const auto seeks = opened.Property<SeekPenalty>(kSeekPenaltyProperty))
     description.kind = seeks->IncursSeekPenalty ? "hard disk" : "solid state";
   description.partitionTable = PartitionTableOf(opened);
   description.isReadOnly = opened.IsWriteProtected();

@@ -25,7 +25,8 @@ std::size_t CharacterWidth(char32_t character) {
   const auto wide = static_cast<wchar_t>(character);
   WORD type = 0;
   if (!::GetStringTypeW(CT_CTYPE3, &wide, 1, &type)) return 1;
-  if ((type & C3_NONSPACING) != 0) return 0;
+  // A letter that has its mark in it is called so too.
+  if ((type & (C3_NONSPACING | C3_ALPHA)) == C3_NONSPACING) return 0;
   if ((type & C3_HALFWIDTH) != 0) return 1;
   const bool isWide = (type & (C3_FULLWIDTH | C3_IDEOGRAPH | C3_HIRAGANA | C3_KATAKANA)) != 0 ||
                       IsHangul(character);

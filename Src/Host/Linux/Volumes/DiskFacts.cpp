@@ -21,12 +21,12 @@ struct Connection {
 };
 
 constexpr std::array kConnections = {
-    Connection{"usb", "usb"},          Connection{"nvme", "nvme"},
-    Connection{"mmc_host", "mmc"},     Connection{"ata", "ata"},
-    Connection{"session", "iscsi"},    Connection{"rport-", "fc"},
-    Connection{"end_device-", "sas"},  Connection{"fw", "ieee1394"},
-    Connection{"virtio", "virtio"},    Connection{"vbd-", "xen"},
-    Connection{"ndbus", "nvdimm"},     Connection{"floppy", "floppy"},
+    Connection{"usb", "usb"},         Connection{"nvme", "nvme"},
+    Connection{"mmc_host", "mmc"},    Connection{"ata", "ata"},
+    Connection{"session", "iscsi"},   Connection{"rport-", "fc"},
+    Connection{"end_device-", "sas"}, Connection{"fw", "ieee1394"},
+    Connection{"virtio", "virtio"},   Connection{"vbd-", "xen"},
+    Connection{"ndbus", "nvdimm"},    Connection{"floppy", "floppy"},
     Connection{"target", "scsi"},
 };
 
@@ -184,12 +184,12 @@ StorageDescription DescribeStorage(const VolumePicture& picture) {
       continue;
     }
     const ULong error = LastError();
-    storage.unseen.push_back(
-        {DisplayPath(device), Numbers(picture.DisksBeneath(device)), error});
+    storage.unseen.push_back({DisplayPath(device), Numbers(picture.DisksBeneath(device)), error});
   }
   for (const UnseenDisk& unseen : picture.UnseenDisks()) {
     const BlockDevice& disk = *picture.Devices().Find(unseen.device);
-    storage.unseen.push_back({DisplayPath(disk), Numbers(picture.DisksBeneath(disk)), unseen.error});
+    storage.unseen.push_back(
+        {DisplayPath(disk), Numbers(picture.DisksBeneath(disk)), unseen.error});
   }
   return storage;
 }

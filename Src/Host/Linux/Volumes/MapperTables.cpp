@@ -72,8 +72,8 @@ std::optional<std::vector<MapperTarget>> ReadMapperTable(const BlockDevice& devi
     char* parameters = nullptr;
     next = dm_get_next_target(task.get(), next, &start, &count, &type, &parameters);
     if (type != nullptr)
-      targets.push_back({start, count, type,
-                         ParametersToKeep(type, parameters != nullptr ? parameters : "")});
+      targets.push_back(
+          {start, count, type, ParametersToKeep(type, parameters != nullptr ? parameters : "")});
   } while (next != nullptr);
   return targets;
 }

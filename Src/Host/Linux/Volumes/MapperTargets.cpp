@@ -19,23 +19,15 @@ struct Pattern {
 };
 
 constexpr std::array kPatterns = {
-    Pattern{"linear", "D"},
-    Pattern{"crypt", "---D"},  // Cipher, key, first vector.
-    Pattern{"flakey", "D"},
-    Pattern{"delay", "D"},
-    Pattern{"dust", "D"},
-    Pattern{"ebs", "D"},
+    Pattern{"linear", "D"},     Pattern{"crypt", "---D"},  // Cipher, key, first vector.
+    Pattern{"flakey", "D"},     Pattern{"delay", "D"},
+    Pattern{"dust", "D"},       Pattern{"ebs", "D"},
     Pattern{"integrity", "a"},  // Data and checksums are interleaved.
-    Pattern{"verity", "-d"},
-    Pattern{"log-writes", "d"},
-    Pattern{"era", "-d"},
-    Pattern{"snapshot-origin", "d"},
-    Pattern{"snapshot", "da"},
-    Pattern{"snapshot-merge", "da"},
-    Pattern{"cache", "-ad"},
-    Pattern{"writecache", "-da"},
-    Pattern{"clone", "-da"},
-    Pattern{"thin", "a"},
+    Pattern{"verity", "-d"},    Pattern{"log-writes", "d"},
+    Pattern{"era", "-d"},       Pattern{"snapshot-origin", "d"},
+    Pattern{"snapshot", "da"},  Pattern{"snapshot-merge", "da"},
+    Pattern{"cache", "-ad"},    Pattern{"writecache", "-da"},
+    Pattern{"clone", "-da"},    Pattern{"thin", "a"},
     Pattern{"thin-pool", "-d"},
 };
 
