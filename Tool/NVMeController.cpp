@@ -53,53 +53,46 @@ void AddIdentity(Fields& fields, NVME_IDENTIFY_CONTROLLER& controller) {
                                static_cast<std::uint32_t>(controller.IEEE[2]) << 16;
   fields.Hexadecimal("IEEE", "Vendor's organisation (OUI)", vendor, 6);
   fields.Bits("CMIC", "Multi-path and sharing", WholeOf(controller.CMIC),
-              {Flag("MultiplePorts", controller.CMIC.MultiplePorts),
-               Flag("MultipleControllers", controller.CMIC.MultipleControllers),
-               Flag("VirtualFunction", controller.CMIC.VirtualFunction)});
+              {{"MultiplePorts", 0}, {"MultipleControllers", 1}, {"VirtualFunction", 2}});
   fields.Number("MDTS", "Maximum transfer, power of two of pages", controller.MDTS);
   fields.Number("CNTLID", "Controller id", controller.CNTLID);
   fields.Add("VER", "Version of the standard", WholeOf(controller.VER), VersionText(controller));
   fields.Number("RTD3R", "RTD3 resume latency", controller.RTD3R, "us");
   fields.Number("RTD3E", "RTD3 entry latency", controller.RTD3E, "us");
   fields.Bits("OAES", "Optional asynchronous events", WholeOf(controller.OAES),
-              {Flag("NamespaceAttributeNotices", controller.OAES.NamespaceAttributeNotices),
-               Flag("FirmwareActivationNotices", controller.OAES.FirmwareActivationNotices)});
+              {{"NamespaceAttributeNotices", 8}, {"FirmwareActivationNotices", 9}});
   fields.Bits("CTRATT", "Controller attributes", WholeOf(controller.CTRATT),
-              {Flag("HostIdentifier128Bit", controller.CTRATT.HostIdentifier128Bit),
-               Flag("NonOperationalPowerStatePermissive",
-                    controller.CTRATT.NonOperationalPowerStatePermissive)});
-  fields.Bits(
-      "MEC", "Management endpoints", WholeOf(controller.MEC),
-      {Flag("SMBusPort", controller.MEC.SMBusPort), Flag("PCIePort", controller.MEC.PCIePort)});
+              {{"HostIdentifier128Bit", 0}, {"NonOperationalPowerStatePermissive", 1}});
+  fields.Bits("MEC", "Management endpoints", WholeOf(controller.MEC),
+              {{"SMBusPort", 0}, {"PCIePort", 1}});
 }
 
 void AddAdministration(Fields& fields, const NVME_IDENTIFY_CONTROLLER& controller) {
   fields.Bits("OACS", "Optional admin commands", WholeOf(controller.OACS),
-              {Flag("Security", controller.OACS.Security), Flag("Format", controller.OACS.Format),
-               Flag("Firmware", controller.OACS.Firmware),
-               Flag("NamespaceManagement", controller.OACS.NamespaceManagement),
-               Flag("DeviceSelfTest", controller.OACS.DeviceSelfTest),
-               Flag("Directives", controller.OACS.Directives),
-               Flag("ManagementInterface", controller.OACS.ManagementInterface),
-               Flag("VirtualizationManagement", controller.OACS.VirtualizationManagement),
-               Flag("DoorbellBufferConfig", controller.OACS.DoorbellBufferConfig)});
+              {{"Security", 0},
+               {"Format", 1},
+               {"Firmware", 2},
+               {"NamespaceManagement", 3},
+               {"DeviceSelfTest", 4},
+               {"Directives", 5},
+               {"ManagementInterface", 6},
+               {"VirtualizationManagement", 7},
+               {"DoorbellBufferConfig", 8}});
   fields.Number("ACL", "Abort command limit, zero-based", controller.ACL);
   fields.Number("AERL", "Asynchronous event limit, zero-based", controller.AERL);
-  fields.Bits(
-      "FRMW", "Firmware updates", WholeOf(controller.FRMW),
-      {Flag("Slot1ReadOnly", controller.FRMW.Slot1ReadOnly), Part("Slots", controller.FRMW.Slots),
-       Flag("ActivationWithoutReset", controller.FRMW.ActivationWithoutReset)});
+  fields.Bits("FRMW", "Firmware updates", WholeOf(controller.FRMW),
+              {{"Slot1ReadOnly", 0}, {"Slots", 1, 3}, {"ActivationWithoutReset", 4}});
   fields.Bits("LPA", "Log page attributes", WholeOf(controller.LPA),
-              {Flag("HealthLogPerNamespace", controller.LPA.HealthLogPerNamespace),
-               Flag("CommandEffectsLog", controller.LPA.CommandEffectsLog),
-               Flag("ExtendedData", controller.LPA.ExtendedData),
-               Flag("Telemetry", controller.LPA.Telemetry)});
+              {{"HealthLogPerNamespace", 0},
+               {"CommandEffectsLog", 1},
+               {"ExtendedData", 2},
+               {"Telemetry", 3}});
   fields.Number("ELPE", "Error log entries, zero-based", controller.ELPE);
   fields.Number("NPSS", "Last power state", controller.NPSS);
   fields.Bits("AVSCC", "Admin vendor specific commands", WholeOf(controller.AVSCC),
-              {Flag("VendorSpecificFormat", controller.AVSCC.VendorSpecificFormat)});
+              {{"VendorSpecificFormat", 0}});
   fields.Bits("APSTA", "Autonomous power state transitions", WholeOf(controller.APSTA),
-              {Flag("Supported", controller.APSTA.Supported)});
+              {{"Supported", 0}});
   fields.Kelvin("WCTEMP", "Warning temperature", controller.WCTEMP);
   fields.Kelvin("CCTEMP", "Critical temperature", controller.CCTEMP);
   fields.Number("MTFA", "Maximum time for firmware activation", controller.MTFA, "x 100 ms");
@@ -108,64 +101,53 @@ void AddAdministration(Fields& fields, const NVME_IDENTIFY_CONTROLLER& controlle
   fields.Wide("TNVMCAP", "Total capacity", controller.TNVMCAP[0], controller.TNVMCAP[1], "bytes");
   fields.Wide("UNVMCAP", "Unallocated capacity", controller.UNVMCAP[0], controller.UNVMCAP[1],
               "bytes");
-  fields.Bits("RPMBS", "Replay protected memory blocks", WholeOf(controller.RPMBS),
-              {Part("Units", controller.RPMBS.Units),
-               Part("Authentication", controller.RPMBS.Authentication),
-               Part("TotalSize", controller.RPMBS.TotalSize),
-               Part("AccessSize", controller.RPMBS.AccessSize)});
+  fields.Bits(
+      "RPMBS", "Replay protected memory blocks", WholeOf(controller.RPMBS),
+      {{"Units", 0, 3}, {"Authentication", 3, 3}, {"TotalSize", 16, 8}, {"AccessSize", 24, 8}});
   fields.Number("EDSTT", "Extended self-test time", controller.EDSTT, "min");
-  fields.Bits("DSTO", "Self-test options", WholeOf(controller.DSTO),
-              {Flag("OneAtATime", controller.DSTO.OneAtATime)});
+  fields.Bits("DSTO", "Self-test options", WholeOf(controller.DSTO), {{"OneAtATime", 0}});
   fields.Number("FWUG", "Firmware update granularity", controller.FWUG, "x 4096 bytes");
   fields.Number("KAS", "Keep alive granularity", controller.KAS, "x 100 ms");
   fields.Bits("HCTMA", "Host controlled thermal management", WholeOf(controller.HCTMA),
-              {Flag("Supported", controller.HCTMA.Supported)});
+              {{"Supported", 0}});
   fields.Kelvin("MNTMT", "Minimum thermal management temperature", controller.MNTMT);
   fields.Kelvin("MXTMT", "Maximum thermal management temperature", controller.MXTMT);
   fields.Bits("SANICAP", "Sanitize capabilities", WholeOf(controller.SANICAP),
-              {Flag("CryptoErase", controller.SANICAP.CryptoErase),
-               Flag("BlockErase", controller.SANICAP.BlockErase),
-               Flag("Overwrite", controller.SANICAP.Overwrite)});
+              {{"CryptoErase", 0}, {"BlockErase", 1}, {"Overwrite", 2}});
 }
 
 void AddCommands(Fields& fields, NVME_IDENTIFY_CONTROLLER& controller) {
-  fields.Bits(
-      "SQES", "Submission queue entry, powers of two", WholeOf(controller.SQES),
-      {Part("Required", controller.SQES.Required), Part("Maximum", controller.SQES.Maximum)});
-  fields.Bits(
-      "CQES", "Completion queue entry, powers of two", WholeOf(controller.CQES),
-      {Part("Required", controller.CQES.Required), Part("Maximum", controller.CQES.Maximum)});
+  fields.Bits("SQES", "Submission queue entry, powers of two", WholeOf(controller.SQES),
+              {{"Required", 0, 4}, {"Maximum", 4, 4}});
+  fields.Bits("CQES", "Completion queue entry, powers of two", WholeOf(controller.CQES),
+              {{"Required", 0, 4}, {"Maximum", 4, 4}});
   fields.Number("MAXCMD", "Maximum outstanding commands", controller.MAXCMD);
   fields.Number("NN", "Number of namespaces", controller.NN);
   fields.Bits("ONCS", "Optional NVM commands", WholeOf(controller.ONCS),
-              {Flag("Compare", controller.ONCS.Compare),
-               Flag("WriteUncorrectable", controller.ONCS.WriteUncorrectable),
-               Flag("DatasetManagement", controller.ONCS.DatasetManagement),
-               Flag("WriteZeroes", controller.ONCS.WriteZeroes),
-               Flag("SaveAndSelect", controller.ONCS.SaveAndSelect),
-               Flag("Reservations", controller.ONCS.Reservations),
-               Flag("Timestamp", controller.ONCS.Timestamp)});
-  fields.Bits("FUSES", "Fused operations", WholeOf(controller.FUSES),
-              {Flag("CompareAndWrite", controller.FUSES.CompareAndWrite)});
-  fields.Bits(
-      "FNA", "Format attributes", WholeOf(controller.FNA),
-      {Flag("FormatAll", controller.FNA.FormatAll), Flag("EraseAll", controller.FNA.EraseAll),
-       Flag("CryptographicErase", controller.FNA.CryptographicErase)});
-  fields.Bits("VWC", "Volatile write cache", WholeOf(controller.VWC),
-              {Flag("Present", controller.VWC.Present)});
+              {{"Compare", 0},
+               {"WriteUncorrectable", 1},
+               {"DatasetManagement", 2},
+               {"WriteZeroes", 3},
+               {"SaveAndSelect", 4},
+               {"Reservations", 5},
+               {"Timestamp", 6}});
+  fields.Bits("FUSES", "Fused operations", WholeOf(controller.FUSES), {{"CompareAndWrite", 0}});
+  fields.Bits("FNA", "Format attributes", WholeOf(controller.FNA),
+              {{"FormatAll", 0}, {"EraseAll", 1}, {"CryptographicErase", 2}});
+  fields.Bits("VWC", "Volatile write cache", WholeOf(controller.VWC), {{"Present", 0}});
   fields.Number("AWUN", "Atomic write unit, zero-based", controller.AWUN, "blocks");
   fields.Number("AWUPF", "Atomic write unit at power fail, zero-based", controller.AWUPF, "blocks");
   fields.Bits("NVSCC", "NVM vendor specific commands", WholeOf(controller.NVSCC),
-              {Flag("VendorSpecificFormat", controller.NVSCC.VendorSpecificFormat)});
+              {{"VendorSpecificFormat", 0}});
   fields.Number("ACWU", "Atomic compare and write unit, zero-based", controller.ACWU, "blocks");
   fields.Bits("SGLS", "Scatter gather lists", WholeOf(controller.SGLS),
-              {Part("Support", controller.SGLS.Support),
-               Flag("KeyedDataBlock", controller.SGLS.KeyedDataBlock),
-               Flag("BitBucket", controller.SGLS.BitBucket),
-               Flag("ByteAlignedMetadataBuffer", controller.SGLS.ByteAlignedMetadataBuffer),
-               Flag("LengthLargerThanData", controller.SGLS.LengthLargerThanData),
-               Flag("MetadataPointerDescriptor", controller.SGLS.MetadataPointerDescriptor),
-               Flag("AddressAsOffset", controller.SGLS.AddressAsOffset)});
+              {{"Support", 0, 2},
+               {"KeyedDataBlock", 2},
+               {"BitBucket", 16},
+               {"ByteAlignedMetadataBuffer", 17},
+               {"LengthLargerThanData", 18},
+               {"MetadataPointerDescriptor", 19},
+               {"AddressAsOffset", 20}});
   fields.Text("SUBNQN", "Subsystem's qualified name", controller.sNVMSubsystemNVMeQualifiedName());
 }
 

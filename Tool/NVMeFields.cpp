@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <ostream>
+#include <string_view>
 #include <utility>
 
 namespace Tool {
@@ -52,6 +53,24 @@ std::string SizeTextOf(Wide128 bytes) {
     ++unit;
   }
   return text + Formatted(" (%.2f %s)", value, kUnits[unit]);
+}
+
+void PrintParts(std::ostream& out, const std::string& indent, std::uint64_t value,
+                const std::vector<BitPart>& parts) {
+  constexpr std::size_t kPlaceWidth = 12;
+  std::size_t nameWidth = 0;
+  for (const BitPart& part : parts)
+    nameWidth = std::max(nameWidth, std::string_view(part.name).size());
+  for (const BitPart& part : parts) {
+    const std::string first = std::to_string(part.firstBit);
+    std::string place = "bit " + first;
+    if (!part.IsFlag())
+      place = "bits " + first + "-" + std::to_string(part.firstBit + part.bits - 1);
+    std::string name = part.name;
+    place.resize(kPlaceWidth, ' ');
+    name.resize(nameWidth + 2, ' ');
+    out << indent << place << name << part.ValueIn(value) << '\n';
+  }
 }
 
 std::string WithUnit(const std::string& number, const char* unit) {
@@ -137,23 +156,33 @@ void Fields::Area(const char* name, const char* meaning, std::span<const std::ui
 }
 
 void Fields::Bits(const char* name, const char* meaning, std::uint64_t value,
-                  const std::vector<BitPart>& parts) {
+                  std::vector<BitPart> parts) {
   Json json = {{"value", value}};
   std::string text;
   for (const BitPart& part : parts) {
-    json[part.name] = part.isFlag ? Json(part.value != 0) : Json(part.value);
-    if (part.value == 0) continue;
+    const std::uint64_t number = part.ValueIn(value);
+    json[part.name] = part.IsFlag() ? Json(number != 0) : Json(number);
+    if (number == 0) continue;
     if (!text.empty()) text += ", ";
     text += part.name;
-    if (!part.isFlag) text.append(" ").append(std::to_string(part.value));
+    if (!part.IsFlag()) text.append(" ").append(std::to_string(number));
   }
   Add(name, meaning, std::move(json),
       HexNumber(value, 1) + (text.empty() ? std::string() : " (" + text + ")"));
+  m_lines.back().value = value;
+  m_lines.back().parts = std::move(parts);
+}
+
+void Fields::PlainBits(const char* name, const char* meaning, std::uint64_t value,
+                       std::span<const BitPart> parts) {
+  Hexadecimal(name, meaning, value, 1);
+  m_lines.back().value = value;
+  m_lines.back().parts.assign(parts.begin(), parts.end());
 }
 
 void Fields::Add(const char* name, const char* meaning, Json value, std::string text) {
   m_json[name] = std::move(value);
-  m_lines.push_back({name, meaning, std::move(text), {}, kNoEntry});
+  m_lines.push_back({name, meaning, std::move(text), {}});
 }
 
 void Fields::List(const char* name, const char* meaning, std::vector<Fields> entries,
@@ -165,25 +194,26 @@ void Fields::List(const char* name, const char* meaning, std::vector<Fields> ent
   m_lines.push_back({name, meaning, "", std::move(entries), inUse});
 }
 
-void Fields::Print(std::ostream& out, bool withNames, const std::string& indent) const {
+void Fields::Print(std::ostream& out, const FieldsView& view, const std::string& indent) const {
   std::size_t meaningWidth = 0;
   for (const Line& line : m_lines)
     if (line.entries.empty()) meaningWidth = std::max(meaningWidth, line.meaning.size());
 
   for (const Line& line : m_lines) {
     std::string start = indent;
-    if (withNames)
+    if (view.withNames)
       start += line.name +
                std::string(line.name.size() < kNameWidth ? kNameWidth - line.name.size() : 1, ' ');
     start += line.meaning;
     if (line.entries.empty()) {
       out << start << std::string(meaningWidth - line.meaning.size() + 2, ' ') << OneLine(line.text)
           << '\n';
+      if (view.withBits) PrintParts(out, indent + "    ", line.value, line.parts);
       continue;
     }
     for (std::size_t index = 0; index < line.entries.size(); ++index) {
       out << start << ' ' << index << (index == line.inUse ? ", in use" : "") << '\n';
-      line.entries[index].Print(out, withNames, indent + "    ");
+      line.entries[index].Print(out, view, indent + "    ");
     }
   }
 }

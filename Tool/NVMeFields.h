@@ -23,15 +23,23 @@ std::string SizeText(std::uint64_t bytes);
 /// Bytes as hexadecimal digits.
 std::string HexOf(std::span<const std::uint8_t> bytes);
 
-/// One part of a field of bits: a yes or no, or a small number.
+/// One part of a field of bits: a yes or no where it has one bit, else a small number.
 struct BitPart {
   const char* name;
-  unsigned int value;
-  bool isFlag;
+  unsigned int firstBit;
+  unsigned int bits = 1;
+
+  bool IsFlag() const { return bits == 1; }
+  std::uint64_t ValueIn(std::uint64_t field) const {
+    return field >> firstBit & ((std::uint64_t{1} << bits) - 1);
+  }
 };
 
-inline BitPart Flag(const char* name, unsigned int value) { return {name, value, true}; }
-inline BitPart Part(const char* name, unsigned int value) { return {name, value, false}; }
+/// How much of a record a person sees.
+struct FieldsView {
+  bool withNames = false;  ///< The standard's mnemonics.
+  bool withBits = false;   ///< Every part of the fields of bits, on lines of its own.
+};
 
 /// The fields of a record in the record's order: as lines for a person, and as one JSON object with
 /// each field under its name.
@@ -62,9 +70,12 @@ public:
   void Identifier(const char* name, const char* meaning, std::span<const std::uint8_t> bytes);
   /// Bytes that are not interpreted; a person sees how many of them are not zero.
   void Area(const char* name, const char* meaning, std::span<const std::uint8_t> bytes);
-  /// A field of bits: its whole value, and its parts. A person sees the parts that are not zero.
-  void Bits(const char* name, const char* meaning, std::uint64_t value,
-            const std::vector<BitPart>& parts);
+  /// A field of bits: its whole value, and its parts. A person sees the parts that are not zero,
+  /// or all of them.
+  void Bits(const char* name, const char* meaning, std::uint64_t value, std::vector<BitPart> parts);
+  /// The same where JSON has the value alone, and a person sees parts only when all are asked for.
+  void PlainBits(const char* name, const char* meaning, std::uint64_t value,
+                 std::span<const BitPart> parts);
   /// A value that a person reads in words of its own.
   void Add(const char* name, const char* meaning, Json value, std::string text);
 
@@ -75,8 +86,8 @@ public:
 
   const Json& AsJson() const { return m_json; }
 
-  /// The lines, each with the name, the meaning and the value, or without the name.
-  void Print(std::ostream& out, bool withNames) const { Print(out, withNames, ""); }
+  /// The lines, each with the name where names are shown, the meaning and the value.
+  void Print(std::ostream& out, const FieldsView& view) const { Print(out, view, ""); }
 
   static constexpr std::size_t kNoEntry = std::numeric_limits<std::size_t>::max();
 
@@ -87,9 +98,11 @@ private:
     std::string text;
     std::vector<Fields> entries;
     std::size_t inUse = kNoEntry;
+    std::uint64_t value = 0;  ///< Of a field of bits.
+    std::vector<BitPart> parts = {};
   };
 
-  void Print(std::ostream& out, bool withNames, const std::string& indent) const;
+  void Print(std::ostream& out, const FieldsView& view, const std::string& indent) const;
 
   Json m_json = Json::object();
   std::vector<Line> m_lines;

@@ -11,6 +11,28 @@ namespace {
 
 constexpr std::uint64_t kNoLocation = 0xFFFF;
 
+// The bits that the records leave whole. Source: NVM Express 1.3, Identify Namespace data
+// structure.
+constexpr BitPart kFeatures[] = {{"ThinProvisioning", 0},
+                                 {"NamespaceAtomicUnits", 1},
+                                 {"DeallocatedError", 2},
+                                 {"IdentifiersNotReused", 3}};
+constexpr BitPart kMetadata[] = {{"InBlock", 0}, {"InBufferOfItsOwn", 1}};
+constexpr BitPart kProtections[] = {
+    {"Type1", 0}, {"Type2", 1}, {"Type3", 2}, {"InFirstBytes", 3}, {"InLastBytes", 4}};
+constexpr BitPart kProtection[] = {{"Type", 0, 3}, {"InFirstBytes", 3}};
+constexpr BitPart kReservations[] = {{"PersistThroughPowerLoss", 0},
+                                     {"WriteExclusive", 1},
+                                     {"ExclusiveAccess", 2},
+                                     {"WriteExclusiveRegistrantsOnly", 3},
+                                     {"ExclusiveAccessRegistrantsOnly", 4},
+                                     {"WriteExclusiveAllRegistrants", 5},
+                                     {"ExclusiveAccessAllRegistrants", 6},
+                                     {"IgnoreExistingKey13", 7}};
+constexpr BitPart kSharing[] = {{"Shared", 0}};
+constexpr BitPart kDeallocation[] = {
+    {"ReadsAs", 0, 3}, {"WriteZeroesDeallocates", 3}, {"GuardIsOfTheData", 4}};
+
 using Ondrel::NVME_ERROR_INFORMATION_LOG_ENTRY;
 using Ondrel::NVME_IDENTIFY_LBA_FORMAT_DATA;
 using Ondrel::NVME_IDENTIFY_NAMESPACE;
@@ -44,20 +66,18 @@ std::uint16_t Sensor(const NVME_SMART_HEALTH_INFORMATION_LOG& log, std::size_t i
 Fields FieldsOf(NVME_IDENTIFY_NAMESPACE& nameSpace) {
   Fields fields;
   AddSizes(fields, nameSpace);
-  fields.Hexadecimal("NSFEAT", "Features", nameSpace.NSFEAT, 1);
+  fields.PlainBits("NSFEAT", "Features", nameSpace.NSFEAT, kFeatures);
   fields.Number("NLBAF", "Last block format", nameSpace.NLBAF);
   fields.Bits("FLBAS", "Block format in use", WholeOf(nameSpace.FLBAS),
-              {Part("Format", nameSpace.FLBAS.Format),
-               Flag("MetadataAtEnd", nameSpace.FLBAS.MetadataAtEnd)});
-  fields.Hexadecimal("MC", "Metadata capabilities", nameSpace.MC, 1);
-  fields.Hexadecimal("DPC", "Data protection capabilities", nameSpace.DPC, 1);
-  fields.Hexadecimal("DPS", "Data protection settings", nameSpace.DPS, 1);
-  fields.Hexadecimal("NMIC", "Multi-path and sharing", nameSpace.NMIC, 1);
-  fields.Hexadecimal("RESCAP", "Reservation capabilities", nameSpace.RESCAP, 1);
+              {{"Format", 0, 4}, {"MetadataAtEnd", 4}});
+  fields.PlainBits("MC", "Metadata capabilities", nameSpace.MC, kMetadata);
+  fields.PlainBits("DPC", "Data protection capabilities", nameSpace.DPC, kProtections);
+  fields.PlainBits("DPS", "Data protection settings", nameSpace.DPS, kProtection);
+  fields.PlainBits("NMIC", "Multi-path and sharing", nameSpace.NMIC, kSharing);
+  fields.PlainBits("RESCAP", "Reservation capabilities", nameSpace.RESCAP, kReservations);
   fields.Bits("FPI", "Format progress indicator", WholeOf(nameSpace.FPI),
-              {Part("PercentageRemaining", nameSpace.FPI.PercentageRemaining),
-               Flag("Supported", nameSpace.FPI.Supported)});
-  fields.Hexadecimal("DLFEAT", "Deallocate features", nameSpace.DLFEAT, 1);
+              {{"PercentageRemaining", 0, 7}, {"Supported", 7}});
+  fields.PlainBits("DLFEAT", "Deallocate features", nameSpace.DLFEAT, kDeallocation);
   fields.Number("NAWUN", "Atomic write unit, zero-based", nameSpace.NAWUN, "blocks");
   fields.Number("NAWUPF", "Atomic write unit at power fail, zero-based", nameSpace.NAWUPF,
                 "blocks");
@@ -87,15 +107,14 @@ Fields FieldsOf(NVME_SMART_HEALTH_INFORMATION_LOG& log) {
                                           "Temperature sensor 3", "Temperature sensor 4",
                                           "Temperature sensor 5", "Temperature sensor 6",
                                           "Temperature sensor 7", "Temperature sensor 8"};
-  const auto& warning = log.CriticalWarningFlags;
 
   Fields fields;
-  fields.Bits(
-      "CriticalWarning", "Critical warning", log.CriticalWarning(),
-      {Flag("AvailableSpareBelowThreshold", warning.AvailableSpareBelowThreshold),
-       Flag("Temperature", warning.Temperature),
-       Flag("ReliabilityDegraded", warning.ReliabilityDegraded), Flag("ReadOnly", warning.ReadOnly),
-       Flag("VolatileMemoryBackupFailed", warning.VolatileMemoryBackupFailed)});
+  fields.Bits("CriticalWarning", "Critical warning", log.CriticalWarning(),
+              {{"AvailableSpareBelowThreshold", 0},
+               {"Temperature", 1},
+               {"ReliabilityDegraded", 2},
+               {"ReadOnly", 3},
+               {"VolatileMemoryBackupFailed", 4}});
   fields.Kelvin("CompositeTemperature", "Composite temperature", log.CompositeTemperature);
   fields.Number("AvailableSpare", "Available spare", log.AvailableSpare, "%");
   fields.Number("AvailableSpareThreshold", "Available spare threshold", log.AvailableSpareThreshold,
@@ -153,8 +172,7 @@ Fields FieldsOf(NVME_ERROR_INFORMATION_LOG_ENTRY& entry) {
                "none");
   } else {
     fields.Bits("ParameterErrorLocation", "Parameter in error", location,
-                {Part("Byte", entry.ParameterErrorLocation.Byte),
-                 Part("Bit", entry.ParameterErrorLocation.Bit)});
+                {{"Byte", 0, 8}, {"Bit", 8, 3}});
   }
   fields.NumberOrNone("LogicalBlockAddress", "Block", std::uint64_t{entry.LogicalBlockAddress});
   fields.NumberOrNone("Namespace", "Namespace", std::uint32_t{entry.Namespace});

@@ -19,6 +19,8 @@ SECONDS = 60
 LINES = [
     ("ondrel part", "ondrel partitions "),
     ("ondrel --json nvme sm", "ondrel --json nvme smart "),
+    ("ondrel nvme check --temperature-w", "ondrel nvme check --temperature-warning "),
+    ("ondrel nvme check --state eve", "ondrel nvme check --state events.db "),
     ("ondrel log rep", "ondrel log report "),
     ("ondrel --store events.db log sh", "ondrel --store events.db log show "),
     ("ondrel mail --prot", "ondrel mail --protocol "),

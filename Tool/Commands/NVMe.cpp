@@ -42,6 +42,7 @@ struct RecordOptions {
   std::string save;
   std::uint8_t logId = 0;
   std::optional<Ondrel::ULong> nameSpace;
+  bool withBits = false;
 };
 
 /// Where an image comes from.
@@ -57,7 +58,7 @@ struct RecordKind {
   std::size_t size;
   NVMeImage (*fetch)(const RecordOptions& options, Source& source);
   Json (*json)(const Source& source, NVMeImage& image);
-  void (*print)(const Source& source, NVMeImage& image);
+  void (*print)(const Source& source, NVMeImage& image, bool withBits);
   /// Whether there is anything in the image; null where there always is.
   bool (*isThere)(const NVMeImage& image) = nullptr;
 };
@@ -84,8 +85,9 @@ Json JsonOfController(const Source& source, NVMeImage& image) {
   return JsonOfRecord(source, "controller", FieldsOf(RecordIn<NVME_IDENTIFY_CONTROLLER>(image)));
 }
 
-void PrintController(const Source&, NVMeImage& image) {
-  FieldsOf(RecordIn<NVME_IDENTIFY_CONTROLLER>(image)).Print(std::cout, true);
+void PrintController(const Source&, NVMeImage& image, bool withBits) {
+  FieldsOf(RecordIn<NVME_IDENTIFY_CONTROLLER>(image))
+      .Print(std::cout, {.withNames = true, .withBits = withBits});
 }
 
 /// The namespace that is asked for, else the one that the node stands for, else the first.
@@ -141,7 +143,7 @@ Json JsonOfNamespace(const Source& source, NVMeImage& image) {
   return json;
 }
 
-void PrintNamespace(const Source& source, NVMeImage& image) {
+void PrintNamespace(const Source& source, NVMeImage& image, bool withBits) {
   const bool isThere = IsNamespaceThere(image);
   if (!source.file.empty()) {
     if (!isThere) std::cout << "the namespace is not there: the image is all zeros\n";
@@ -156,7 +158,9 @@ void PrintNamespace(const Source& source, NVMeImage& image) {
     }
     std::cout << '\n';
   }
-  if (isThere) FieldsOf(RecordIn<NVME_IDENTIFY_NAMESPACE>(image)).Print(std::cout, true);
+  if (isThere)
+    FieldsOf(RecordIn<NVME_IDENTIFY_NAMESPACE>(image))
+        .Print(std::cout, {.withNames = true, .withBits = withBits});
 }
 
 NVMeImage FetchHealth(const RecordOptions&, Source& source) {
@@ -171,8 +175,9 @@ Json JsonOfHealth(const Source& source, NVMeImage& image) {
                       FieldsOf(RecordIn<NVME_SMART_HEALTH_INFORMATION_LOG>(image)));
 }
 
-void PrintHealth(const Source&, NVMeImage& image) {
-  FieldsOf(RecordIn<NVME_SMART_HEALTH_INFORMATION_LOG>(image)).Print(std::cout, false);
+void PrintHealth(const Source&, NVMeImage& image, bool withBits) {
+  FieldsOf(RecordIn<NVME_SMART_HEALTH_INFORMATION_LOG>(image))
+      .Print(std::cout, {.withNames = false, .withBits = withBits});
 }
 
 NVMeImage FetchErrors(const RecordOptions&, Source& source) {
@@ -194,12 +199,12 @@ Json JsonOfErrors(const Source& source, NVMeImage& image) {
   return json;
 }
 
-void PrintErrors(const Source&, NVMeImage& image) {
+void PrintErrors(const Source&, NVMeImage& image, bool withBits) {
   const std::vector<Fields> errors = ErrorsIn(image);
   if (errors.empty()) std::cout << "there are no errors in the log\n";
   for (const Fields& error : errors) {
     if (&error != &errors.front()) std::cout << '\n';
-    error.Print(std::cout, false);
+    error.Print(std::cout, {.withNames = false, .withBits = withBits});
   }
 }
 
@@ -218,7 +223,7 @@ Json JsonOfPage(const Source& source, NVMeImage& image) {
   return json;
 }
 
-void PrintPage(const Source&, NVMeImage& image) {
+void PrintPage(const Source&, NVMeImage& image, bool) {
   constexpr std::size_t kLineBytes = 16;
   std::ostringstream dump;
   dump << std::hex << std::setfill('0');
@@ -291,7 +296,7 @@ int ShowOne(const GlobalOptions& globals, const RecordOptions& options, const Re
   if (globals.json)
     PrintJson(kind.json(source, image));
   else
-    kind.print(source, image);
+    kind.print(source, image, options.withBits);
   return StatusOf(kind, image);
 }
 
@@ -310,7 +315,7 @@ int ShowEach(const GlobalOptions& globals, const RecordOptions& options, const R
       if (globals.json)
         list.push_back(kind.json(source, image));
       else
-        kind.print(source, image);
+        kind.print(source, image, options.withBits);
       status = std::max(status, StatusOf(kind, image));
     } catch (const Failure& failure) {
       status = kFailed;
@@ -348,6 +353,9 @@ Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
         "Identifier of the namespace (default: the one that the device stands for, else 1)")
         ->type_name("N");
   }
+  if (!isPage)
+    AddFlag(app, "--bits", options->withBits,
+            "Show every known bit of the fields of bits, also those that are zero");
   app.add_option("--raw", options->raw,
                  "Decode this image of " + SizeOf(kind) + " instead, - for standard input")
       ->type_name("FILE")

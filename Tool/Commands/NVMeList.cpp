@@ -71,6 +71,13 @@ std::string FormatText(const ListedNamespace& listed) {
   return text;
 }
 
+/// "67.11 MB", or "512 bytes" of less than a thousand.
+std::string ShortSize(std::uint64_t bytes) {
+  const std::string text = SizeText(bytes);
+  const std::size_t open = text.find('(');
+  return open == std::string::npos ? text : text.substr(open + 1, text.size() - open - 2);
+}
+
 std::string Joined(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
@@ -138,8 +145,8 @@ void PrintAll(const NVMeDevices& devices, const std::vector<ListedNamespace>& na
   rows = {{"id", "namespace", "size", "in use", "format", "controllers"}};
   for (const ListedNamespace& listed : namespaces)
     rows.push_back({listed.known.id == 0 ? "-" : std::to_string(listed.known.id),
-                    listed.known.device, SizeText(listed.size),
-                    listed.error == 0 ? SizeText(listed.used) : "-", FormatText(listed),
+                    listed.known.device, ShortSize(listed.size),
+                    listed.error == 0 ? ShortSize(listed.used) : "-", FormatText(listed),
                     Joined(listed.known.controllers)});
   std::cout << '\n';
   PrintTable(std::cout, rows, 1);
