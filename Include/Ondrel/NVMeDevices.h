@@ -42,8 +42,8 @@ struct NVMeNamespace {
 
 /// All that are there, by their names.
 struct NVMeDevices {
-  std::vector<NVMeController> controllers;
-  std::vector<NVMeNamespace> namespaces;
+  std::vector<NVMeController> controllers;  ///< In the order of their numbers.
+  std::vector<NVMeNamespace> namespaces;    ///< In the order of their numbers.
 
   /// Why something may be missing: the host's error number; 0 when nothing is.
   ULong error = 0;
