@@ -111,7 +111,8 @@ TEST_F(CommandMailAnswer, ServerThatReadsNoFurtherIsLeftAfterTheTimeout) {
 
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_GE(time, std::chrono::milliseconds(1500));
-  EXPECT_LT(time, std::chrono::seconds(20));
+  // The server would stall for ever.
+  EXPECT_LT(time, std::chrono::seconds(120));
   EXPECT_EQ(ParseAnswer(result.output)["retry"], true);
   EXPECT_EQ(ParseAnswer(result.output)["timedOut"], true);
   EXPECT_THAT(ParseAnswer(result.output)["text"].get<std::string>(),

@@ -28,13 +28,14 @@ public:
 
   void Add(const Labels& labels, double value) {
     m_text += m_name;
-    const char* separator = "{";
+    char separator = '{';
     for (const auto& [name, text] : labels) {
-      m_text += separator + std::string(name) + "=\"" + Escaped(text) + '"';
-      separator = ",";
+      m_text += separator;
+      m_text.append(name).append("=\"").append(Escaped(text)).append("\"");
+      separator = ',';
     }
     if (!labels.empty()) m_text += '}';
-    m_text += ' ' + NumberText(value) + '\n';
+    m_text.append(" ").append(NumberText(value)).append("\n");
   }
 
   std::string Text() const { return m_text; }

@@ -38,8 +38,10 @@ ArrayAction ActionOf(std::string_view word) {
 
 std::string GroupedUuid(const std::string& digits) {
   std::string text;
-  for (std::size_t start = 0; start < digits.size(); start += 8)
-    text += (start == 0 ? "" : ":") + digits.substr(start, 8);
+  for (std::size_t start = 0; start < digits.size(); start += 8) {
+    if (start != 0) text += ':';
+    text.append(digits, start, 8);
+  }
   return text;
 }
 
