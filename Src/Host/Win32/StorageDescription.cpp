@@ -247,7 +247,8 @@ void AddVolume(const VolumeOperations& host, const std::string& name, StorageDes
   if (!extents) {
     const ULong error = host.GetLastError();
     // Drives without a medium have nothing to see.
-    if (host.GetDriveTypeA(name.c_str()) != DRIVE_FIXED) return;
+    const ULong drive = host.GetDriveTypeA(name.c_str());
+    if (drive == DRIVE_REMOVABLE || drive == DRIVE_CDROM) return;
     UnseenVolume unseen{.deviceName = name, .disks = {}, .error = error};
     // Where it lies may be asked without the right to read it.
     for (const VolumeExtent& extent :

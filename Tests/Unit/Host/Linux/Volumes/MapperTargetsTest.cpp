@@ -25,7 +25,8 @@ std::vector<Part> PartsOf(const std::string& type, const std::string& parameters
   const auto beneath = PartsBeneath(target, kStart, kCount);
   std::vector<Part> parts;
   for (const PartBeneath& part : beneath.value_or(std::vector<PartBeneath>()))
-    parts.emplace_back(part.device.first, part.device.second, part.start, part.count.value_or(kAll));
+    parts.emplace_back(part.device.first, part.device.second, part.start,
+                       part.count.value_or(kAll));
   return parts;
 }
 
@@ -61,10 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"LogWrites", "log-writes", "8:1 8:2", {{8, 1, 100, 50}}},
         Row{"Era", "era", "8:2 8:1 128", {{8, 1, 100, 50}}},
         Row{"SnapshotOrigin", "snapshot-origin", "254:3", {{254, 3, 100, 50}}},
-        Row{"Snapshot",
-            "snapshot",
-            "254:3 254:4 P 8",
-            {{254, 3, 100, 50}, {254, 4, 0, kAll}}},
+        Row{"Snapshot", "snapshot", "254:3 254:4 P 8", {{254, 3, 100, 50}, {254, 4, 0, kAll}}},
         Row{"SnapshotMerge",
             "snapshot-merge",
             "254:3 254:4 P 8",
@@ -77,15 +75,13 @@ INSTANTIATE_TEST_SUITE_P(
             "writecache",
             "s 254:3 254:2 4096 0",
             {{254, 3, 100, 50}, {254, 2, 0, kAll}}},
-        Row{"Clone",
-            "clone",
-            "254:1 254:2 254:3 8",
-            {{254, 2, 100, 50}, {254, 3, 0, kAll}}},
+        Row{"Clone", "clone", "254:1 254:2 254:3 8", {{254, 2, 100, 50}, {254, 3, 0, kAll}}},
         Row{"Thin", "thin", "254:5 1", {{254, 5, 0, kAll}}},
         Row{"ThinPool", "thin-pool", "254:1 254:2 128 0 1 skip_block_zeroing", {{254, 2, 100, 50}}},
         Row{"Multipath",
             "multipath",
-            "1 queue_if_no_path 0 2 1 service-time 0 1 2 8:0 1 1 service-time 0 2 2 8:16 1 1 8:32 1 1",
+            "1 queue_if_no_path 0 2 1 service-time 0 1 2 8:0 1 1 service-time 0 2 2 8:16 1 1 8:32 "
+            "1 1",
             {{8, 0, 100, 50}, {8, 16, 100, 50}, {8, 32, 100, 50}}},
         Row{"MultipathWithAHandler",
             "multipath",

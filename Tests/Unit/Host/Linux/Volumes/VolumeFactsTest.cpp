@@ -190,9 +190,9 @@ protected:
   std::vector<std::string> Handed() {
     const VolumeOperations operations = MakeVolumeOperations(m_host.Sources());
     std::vector<wchar_t> list(1301, L'x');
-    EXPECT_EQ(operations.GetVolumePathNamesForVolumeNameW(LR"(\\?\sda1\)", list.data(), 1301,
-                                                          &m_size),
-              1);
+    EXPECT_EQ(
+        operations.GetVolumePathNamesForVolumeNameW(LR"(\\?\sda1\)", list.data(), 1301, &m_size),
+        1);
     std::vector<std::string> paths;
     for (auto path = list.begin(); path != list.end() && *path != 0;) {
       const auto end = std::find(path, list.end(), L'\0');
