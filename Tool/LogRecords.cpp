@@ -99,6 +99,20 @@ std::optional<Ondrel::ULong> ParseEventType(std::string_view text) {
   return static_cast<Ondrel::ULong>(*number);
 }
 
+std::optional<std::int64_t> ParseEvent(const std::string& text, std::int64_t min,
+                                       std::int64_t max) {
+  if (const auto number = ParseNumber(text, min, max)) return number;
+  for (const auto [code, name] : Ondrel::EventCodeNames)
+    if (IsSameWord(name, text)) return code;
+  return std::nullopt;
+}
+
+std::string WhyNotAnEvent(const std::string& text) {
+  std::vector<std::string> names;
+  for (const auto [code, name] : Ondrel::EventCodeNames) names.emplace_back(name);
+  return "\"" + text + "\" is neither an event's number nor its name" + Suggestion(text, names);
+}
+
 std::string PlaceText(const EventLogPlace& place) {
   switch (place.kind) {
     case EventLogKind::kStore:
@@ -405,20 +419,8 @@ RecordFilter::RecordFilter(const RecordChoice& choice) {
     m_types.push_back(*type);
   }
   for (const std::string& text : choice.events) {
-    std::optional<std::int64_t> code =
-        ParseNumber(text, 0, std::numeric_limits<Ondrel::ULong>::max());
-    if (!code) {
-      std::string name = text;
-      std::ranges::transform(name, name.begin(), [](char letter) {
-        return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-      });
-      // Searched by number: the vocabulary is not asked by name here.
-      for (std::int32_t number = 0; number <= 0xFFFF && !code; ++number)
-        if (const auto known = Ondrel::EventCodeNames.Name(number); known && *known == name)
-          code = number;
-    }
-    if (!code)
-      throw UsageError("--event: \"" + text + "\" is neither a number nor an event's name");
+    const auto code = ParseEvent(text, 0, std::numeric_limits<Ondrel::ULong>::max());
+    if (!code) throw UsageError("--event: " + WhyNotAnEvent(text));
     m_events.push_back(static_cast<Ondrel::ULong>(*code) & 0xFFFF);
   }
   if (choice.pattern.empty()) return;

@@ -153,6 +153,11 @@ Json JsonOfRecord(const Ondrel::Host::EventLogRecord& record);
 /// The type of an event: error, warning, information in any case, or a number of 16 bits.
 std::optional<Ondrel::ULong> ParseEventType(std::string_view text);
 
+/// The event code or full id that a text gives: a number of `min` to `max`, or the name of an event
+/// in any case. Nothing for anything else, of which `WhyNotAnEvent` says what is wrong.
+std::optional<std::int64_t> ParseEvent(const std::string& text, std::int64_t min, std::int64_t max);
+std::string WhyNotAnEvent(const std::string& text);
+
 /// Reports an event and says what became of it.
 struct CheckedReport {
   Ondrel::Host::EventLogPlace place;

@@ -73,6 +73,20 @@ TEST_F(CommandLog, ReportSaysThatALongTextWasCut) {
   EXPECT_EQ(whole.errors, "");
 }
 
+TEST_F(CommandLog, AnEventMayBeNamedAndAMisspeltOneIsCorrected) {
+  Report("pd_state_change_op_to_fail", "error", "PD 3 failed");
+  EXPECT_THAT(Run({"log", "show", "Demo", "--event", "PD_STATE_CHANGE_OP_TO_FAIL"}).output,
+              HasSubstr(" 10471 "));
+  for (const std::vector<std::string>& line :
+       {std::vector<std::string>{"log", "report", "Demo", "PD_STATE_CHANGE_OP_TO_FIAL", "1", "x"},
+        {"log", "show", "Demo", "--event", "PD_STATE_CHANGE_OP_TO_FIAL"}}) {
+    const ProcessResult result = Run(line);
+    EXPECT_EQ(result.exitStatus, 2) << line[1];
+    EXPECT_THAT(result.errors, HasSubstr("is neither an event's number nor its name, did you mean "
+                                         "PD_STATE_CHANGE_OP_TO_FAIL?"));
+  }
+}
+
 TEST_F(CommandLog, ReportRefusesATypeThatNoRecordHolds) {
   for (const char* const type : {"65536", "-1", "grave"})
     EXPECT_EQ(Run({"log", "report", "Demo", "10471", type, "x"}).exitStatus, 2) << type;

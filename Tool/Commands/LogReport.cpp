@@ -79,11 +79,16 @@ Work AddLogReportCommand(CLI::App& app) {
       "kept; the reason stands on standard error.\n");
   const auto options = std::make_shared<ReportOptions>();
   app.add_option("LOG", options->log, "Log, which is also the event's source")->required();
-  AddNumber(
-      app, "EVENT", kMinInt, kMaxInt,
-      [options](std::int64_t number) { options->event = static_cast<int>(number); },
-      "Event code (10471) or full id (0x200028E7)")
-      ->required();
+  app.add_option_function<std::string>(
+         "EVENT",
+         [options](const std::string& text) {
+           const std::optional<std::int64_t> event = ParseEvent(text, kMinInt, kMaxInt);
+           if (!event) throw CLI::ValidationError("EVENT", WhyNotAnEvent(text));
+           options->event = static_cast<int>(*event);
+         },
+         "Event code (10471), full id (0x200028E7) or name")
+      ->required()
+      ->type_name("EVENT");
   app.add_option_function<std::string>(
          "TYPE", [options](const std::string& text) { options->type = TypeOf(text); },
          "error, warning, information or a number")
