@@ -33,15 +33,15 @@ struct DiskHolder {
 
 /// What is known of a disk. Texts are UTF-8 and empty where the host does not give them.
 struct DiskDescription {
-  Disk disk;
-  std::string model;
-  std::string serial;
+  Disk disk;           ///< Its number, device and size.
+  std::string model;   ///< As the disk names itself, without the spaces around it.
+  std::string serial;  ///< The disk's serial number, without the spaces around it.
   /// How it is connected: "nvme", "ata", "sas", "usb", "virtio", "scsi", "mmc", ...
   std::string transport;
   std::string kind;  ///< "solid state", "hard disk", "optical", "floppy"; "disk" if unknown.
-  std::string partitionTable;  ///< "gpt", "dos"; empty for none or when it may not be read.
-  bool isRemovable = false;    ///< Whether its medium can be taken out.
-  bool isReadOnly = false;
+  std::string partitionTable;       ///< "gpt", "dos"; empty for none or when it may not be read.
+  bool isRemovable = false;         ///< Whether its medium can be taken out.
+  bool isReadOnly = false;          ///< Whether nothing can be written on it.
   ULong logicalSectorSize = 0;      ///< In bytes; 0 when it is not known.
   ULong physicalSectorSize = 0;     ///< In bytes; 0 when it is not known.
   std::vector<DiskHolder> holders;  ///< Linux only.
@@ -64,25 +64,25 @@ struct VolumeDescription {
   std::string partitionType;  ///< Of a partition: its type, "0x83" or a GUID.
   std::string partitionName;  ///< Of a partition: its name in a GPT.
   ULong contentError = 0;  ///< Why what lies in it cannot be read, or 0; else the next three hold.
-  std::string fileSystem;
-  std::string uuid;  ///< The file system's; on Windows its serial number, as in "1A2B-3C4D".
-  std::string label;
+  std::string fileSystem;  ///< "ext4", "NTFS", ...
+  std::string uuid;        ///< The file system's; on Windows its serial number, as in "1A2B-3C4D".
+  std::string label;       ///< The file system's.
   std::vector<std::string> mountPaths;  ///< All of them, whole file systems first.
   std::vector<VolumeExtent> extents;    ///< All of them, however many.
 };
 
 /// Something that may lie on a disk and cannot be seen.
 struct UnseenVolume {
-  std::string deviceName;
+  std::string deviceName;    ///< As `VolumeDescription::deviceName`; on Windows the volume's name.
   std::vector<ULong> disks;  ///< The disks that it lies on; empty when not even that is known.
   ULong error;               ///< Why, in the published last-error numbering.
 };
 
 /// The disks of this machine and what lies on them, at one moment.
 struct StorageDescription {
-  std::vector<DiskDescription> disks;
+  std::vector<DiskDescription> disks;      ///< In the order of their numbers.
   std::vector<VolumeDescription> volumes;  ///< In the order in which the host gives them.
-  std::vector<UnseenVolume> unseen;
+  std::vector<UnseenVolume> unseen;        ///< What is not among the volumes.
   ULong error = 0;  ///< Why disks may be missing, in the published last-error numbering; 0 if not.
 };
 

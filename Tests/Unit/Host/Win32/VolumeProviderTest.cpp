@@ -142,8 +142,9 @@ TEST_F(VolumesOfTheHost, ALabelArrivesInUtf8) {
   const auto found =
       std::ranges::find(partitions, std::string("C:\\"), &CSystemPartition::m_DriveRoot);
   ASSERT_NE(found, partitions.end());
-  EXPECT_EQ(found->m_VolumeLabel, "Gr\xC3\xB6\xC3\x9F"
-                                  "e \xE6\x95\xB0\xE6\x8D\xAE");
+  EXPECT_EQ(found->m_VolumeLabel,
+            "Gr\xC3\xB6\xC3\x9F"
+            "e \xE6\x95\xB0\xE6\x8D\xAE");
 }
 
 TEST_F(VolumesOfTheHost, OtherDisksHaveNone) {
