@@ -65,7 +65,7 @@ std::string PictureOf(const std::string& text, const Pirsk::Regex::CMatchResult&
   for (std::int64_t group = 0; group <= match.MaxGroupNumber(); ++group) {
     std::string label = std::to_string(group);
     for (const auto& [name, number] : names)
-      if (number == group) label += " " + Shown(name);
+      if (number == group) label.append(" ").append(Shown(name));
     if (match.GroupBegin(group) < 0) {
       picture += "group " + label + " took no part\n";
       continue;
