@@ -21,14 +21,16 @@ them. After
     <!-- meanwhile: COMMAND -->
 
 the next command shown is one that follows a log; COMMAND is run once it does. Commands of one
-document run in order, in one empty folder, with a mail server on port 2525 that keeps its mails in
-the folder "mails". "ondrel.exe" is the Windows build's, run by Wine; its build comes first too.
+document run in order, in one empty folder (/tmp/ondrel-docs, so that paths stay the same), with a mail
+server on port 2525 that keeps its mails in the folder "mails". Paths of this tree are shown from its
+top. "ondrel.exe" is the Windows build's, run by Wine; its build comes first too.
 """
 
 import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -104,8 +106,10 @@ def table_of_systems(file, environment):
 
 
 def refresh(document, environment):
-    with tempfile.TemporaryDirectory() as folder:
-        mails = pathlib.Path(folder, "mails")
+    folder = pathlib.Path("/tmp/ondrel-docs")
+    folder.mkdir()
+    try:
+        mails = folder / "mails"
         mails.mkdir()
         server = subprocess.Popen(
             ["/usr/bin/python3", ROOT / "scripts/demo-mail-server.py", mails, PORT],
@@ -117,7 +121,8 @@ def refresh(document, environment):
 
             def replacement(block):
                 command, meanwhile = block["command"], block["meanwhile"]
-                shown = output_of(command, meanwhile, folder, environment).replace("\r\n", "\n")
+                shown = output_of(command, meanwhile, folder, environment)
+                shown = shown.replace("\r\n", "\n").replace(f"{ROOT}/", "")
                 head = f"<!-- meanwhile: {meanwhile} -->\n" if meanwhile else ""
                 return f"{head}<!-- output of: {command} -->\n```\n$ {command}\n{shown}```\n"
 
@@ -128,6 +133,8 @@ def refresh(document, environment):
         finally:
             server.terminate()
             server.wait()
+    finally:
+        shutil.rmtree(folder)
 
 
 def windows_command(folder):
