@@ -33,6 +33,19 @@ std::string ValidUtf8(const Char* text, const Char* end) {
   return converted;
 }
 
+// The second range begins escape sequences on terminals as well as the first.
+bool IsControl(boost::locale::utf::code_point value) {
+  return value < 0x20 || (value >= 0x7F && value < 0xA0);
+}
+
+void AppendEscaped(std::string_view bytes, std::string& shown) {
+  for (const char byte : bytes) {
+    char escaped[5];
+    std::snprintf(escaped, sizeof escaped, "\\x%02x", unsigned{static_cast<unsigned char>(byte)});
+    shown += escaped;
+  }
+}
+
 }  // namespace
 
 void ToUTF8(const std::string& text, std::string& result) {
@@ -62,23 +75,28 @@ std::size_t UTF8length(const std::string& text) {
 }
 
 std::string Printable(std::string_view text) {
+  namespace utf = boost::locale::utf;
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
 
   std::string shown;
   shown.reserve(text.size());
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
+  const char* position = text.data();
+  const char* const end = position + text.size();
+  while (position != end) {
+    const char* const begin = position;
+    const utf::code_point point = utf::utf_traits<char>::decode(position, end);
+    const bool isCharacter = utf::is_valid_codepoint(point);
+    // A byte alone may be the control character of a terminal that is not set to UTF-8.
+    if (!isCharacter) position = begin + 1;
+    const utf::code_point value = isCharacter ? point : static_cast<unsigned char>(*begin);
+    if (value == '\n')
       shown += "\\n";
-    } else if (character == '\r') {
+    else if (value == '\r')
       shown += "\\r";
-    } else if (character != '\t' && (byte < 0x20 || byte == 0x7F)) {
-      char escaped[5];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned>(byte));
-      shown += escaped;
-    } else {
-      shown += character;
-    }
+    else if (value != '\t' && IsControl(value))
+      AppendEscaped({begin, position}, shown);
+    else
+      shown.append(begin, position);
   }
   return shown;
 }

@@ -21,6 +21,21 @@ std::string Print(const char* format, Values... values) {
   return std::string(text, static_cast<std::size_t>(length));
 }
 
+/// Valid JSON with the control characters that JSON leaves as they are, and a terminal does not,
+/// written as numbers: U+007F to U+009F. They stand within texts alone.
+std::string ForTerminals(const std::string& json) {
+  std::string safe;
+  std::size_t shown = 0;
+  for (std::size_t at = 0; (at = json.find_first_of("\x7F\xC2", at)) != std::string::npos; ++at) {
+    const bool isDelete = json[at] == '\x7F';
+    const unsigned code = isDelete ? 0x7F : static_cast<unsigned char>(json[at + 1]);
+    if (code >= 0xA0) continue;
+    safe += json.substr(shown, at - shown) + Print("\\u%04x", code);
+    shown = at + (isDelete ? 1 : 2);
+  }
+  return shown == 0 ? json : safe + json.substr(shown);
+}
+
 }  // namespace
 
 void Answer(const GlobalOptions& globals, const Json& json, const std::string& text) {
@@ -33,7 +48,8 @@ void Answer(const GlobalOptions& globals, const Json& json, const std::string& t
 void PrintJson(const Json& object) { std::cout << JsonLine(object) << std::endl; }
 
 std::string JsonLine(const Json& object) {
-  const std::string members = object.dump(-1, ' ', false, Json::error_handler_t::replace);
+  const std::string members =
+      ForTerminals(object.dump(-1, ' ', false, Json::error_handler_t::replace));
   const std::string version = "{\"jsonVersion\":" + std::to_string(kJsonVersion);
   return version + (object.empty() ? "" : ",") + members.substr(1);
 }

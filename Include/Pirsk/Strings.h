@@ -24,7 +24,7 @@ PIRSK_API std::size_t UTF8length(const std::string& text);
 
 /// A text of unknown content as it is shown on a line: without the line ends that it ends with, a
 /// line feed or carriage return within it as "\n" or "\r", any other control character but the tab
-/// as "\x" and two hexadecimal digits in lower case. All else stays as it is.
+/// (also U+0080 to U+009F) as "\x" and two hexadecimal digits a byte. All else stays as it is.
 PIRSK_API std::string Printable(std::string_view text);
 
 }  // namespace Pirsk::Strings

@@ -118,5 +118,18 @@ TEST(PrintableText, IsOneLineWithItsControlCharactersEscaped) {
   EXPECT_EQ(Strings::Printable("\n"), "");
 }
 
+TEST(PrintableText, ControlCharactersAfterAsciiAreEscapedAlsoWhereTheyAreNotUTF8) {
+  EXPECT_EQ(Strings::Printable("a\xC2\x9B"
+                               "31m\xC2\x80\xC2\xA0"),
+            "a\\xc2\\x9b31m\\xc2\\x80\xC2\xA0");
+  EXPECT_EQ(Strings::Printable("a\x9B"
+                               "31m\x80\x9F\xA0\xFF"),
+            "a\\x9b31m\\x80\\x9f\xA0\xFF");
+  // The same bytes within characters.
+  EXPECT_EQ(Strings::Printable("\xC4\x9B\xE2\x80\x9C\xF0\x9F\x98\x80"),
+            "\xC4\x9B\xE2\x80\x9C\xF0\x9F\x98\x80");
+  EXPECT_EQ(Strings::Printable("\xE2\x80"), "\xE2\\x80");
+}
+
 }  // namespace
 }  // namespace Pirsk::Testing
