@@ -143,6 +143,9 @@ Json JsonOfPartition(const CSystemPartition& partition, const StorageDescription
   json["partitionName"] = known(&VolumeDescription::partitionName);
   json["fileSystem"] = isRead ? Json(volume->fileSystem) : Json();
   json["uuid"] = isRead ? Json(volume->uuid) : Json();
+  json["contentError"] = volume == nullptr || volume->contentError == 0
+                             ? Json()
+                             : JsonOfHostError(volume->contentError);
   json["mountPaths"] = MountsOf(partition, volume);
   return json;
 }

@@ -113,6 +113,22 @@ TEST_F(DiskListingTest, WhatCannotBeSeenIsNamedWithTheReason) {
   EXPECT_EQ(json["unseen"][0]["error"]["number"], 5);
 }
 
+TEST_F(DiskListingTest, TextsOfTheMediaDoNotSteerATerminal) {
+  m_storage.disks[0].model = "a\x1B[31m";
+  m_storage.disks[0].serial =
+      "b\xC2\x9B"
+      "31m";
+  m_storage.volumes[0].uuid =
+      "c\x9B"
+      "31m";
+  m_storage.volumes[0].mountPaths = {"/one", "/d\n\x1B[2J"};
+  const std::string text = TextOfListing(Listing(), m_storage) + TextOfDisks(m_storage.disks);
+  for (const char* const shown :
+       {"a\\x1b[31m", "b\\xc2\\x9b31m", "c\\x9b31m", "/one, /d\\n\\x1b[2J\n"})
+    EXPECT_THAT(text, HasSubstr(shown));
+  EXPECT_EQ(text.find_first_of("\x1B\x9B"), std::string::npos);
+}
+
 TEST_F(DiskListingTest, WhatMayLieAnywhereIsNamedOnEveryDisk) {
   m_storage.unseen = {{"?", {}, 5}};
   EXPECT_EQ(UnseenOn(Listing(), m_storage).size(), 1U);
@@ -129,7 +145,10 @@ TEST_F(DiskListingTest, AVolumeOfTooManyPartsIsNamed) {
 
 TEST_F(DiskListingTest, ContentThatCannotBeReadIsAQuestionMarkAndALine) {
   EXPECT_EQ(UnreadOn(Listing(), m_storage), "");
+  EXPECT_EQ(JsonOfListing(Listing(), m_storage)["partitions"][0]["contentError"], nullptr);
   m_storage.volumes[0].contentError = 5;
+  EXPECT_EQ(JsonOfListing(Listing(), m_storage)["partitions"][0]["contentError"]["name"],
+            "ERROR_ACCESS_DENIED");
   EXPECT_EQ(UnreadOn(Listing(), m_storage),
             "cannot read what is in /dev/sda1: Access is denied. (error 5, ERROR_ACCESS_DENIED)");
   EXPECT_THAT(TextOfListing(Listing(), m_storage), HasSubstr("part 0x83  ?"));

@@ -21,7 +21,8 @@ int ShowDisks(const GlobalOptions& globals) {
     Json list = Json::array();
     for (const Ondrel::Host::DiskDescription& disk : storage.disks)
       list.push_back(JsonOfDisk(disk));
-    PrintJson({{"disks", list}});
+    PrintJson({{"disks", list},
+               {"error", storage.error == 0 ? Json(nullptr) : JsonOfHostError(storage.error)}});
   } else if (storage.disks.empty()) {
     std::cout << "there is no disk\n";
   } else {

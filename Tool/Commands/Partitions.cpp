@@ -71,14 +71,20 @@ std::vector<DiskListing> ListingsOf(const Options& options, const StorageDescrip
   return listings;
 }
 
+Json ErrorOf(const StorageDescription& storage) {
+  return storage.error == 0 ? Json(nullptr) : JsonOfHostError(storage.error);
+}
+
 void PrintListings(const GlobalOptions& globals, const Options& options,
                    const std::vector<DiskListing>& listings, const StorageDescription& storage) {
   if (globals.json && !options.isAll) {
-    PrintJson(JsonOfListing(listings.front(), storage));
+    Json json = JsonOfListing(listings.front(), storage);
+    json["error"] = ErrorOf(storage);
+    PrintJson(json);
   } else if (globals.json) {
     Json list = Json::array();
     for (const DiskListing& listing : listings) list.push_back(JsonOfListing(listing, storage));
-    PrintJson({{"disks", list}});
+    PrintJson({{"disks", list}, {"error", ErrorOf(storage)}});
   } else {
     for (const DiskListing& listing : listings)
       std::cout << (&listing != &listings.front() ? "\n" : "") << TextOfListing(listing, storage);
