@@ -172,6 +172,8 @@ int ShowList(const GlobalOptions& globals) {
     devices = Ondrel::Host::ListNVMeDevices();
     namespaces = AskAll(devices);
   }
+  if (devices.controllers.empty() && devices.error != 0)
+    throw HostFailure("cannot see the NVMe devices", devices.error);
   if (globals.json) {
     PrintJson(JsonOfAll(devices, namespaces));
   } else {
@@ -185,7 +187,7 @@ int ShowList(const GlobalOptions& globals) {
 }  // namespace
 
 Work AddNVMeListCommand(CLI::App& app) {
-  app.footer("Exit status: 0 there are NVMe devices, 1 there are none.\n");
+  app.footer("Exit status: 0 there are NVMe devices, 1 there are none, 3 they cannot be seen.\n");
   return ShowList;
 }
 
