@@ -17,8 +17,9 @@ constexpr mode_t kMode = 0666;  // What the mask of the user leaves of it.
 
 // The errno of what failed, else 0.
 int WriteAll(const std::string& path, std::string_view text) {
+  // In a folder that others write to, a link of this name may lead to any file of this user.
   const Ondrel::Host::FileDescriptor file(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
+      ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kMode));
   if (!file.IsOpen()) return errno;
   while (!text.empty()) {
     const ssize_t size = ::write(file.Number(), text.data(), text.size());
