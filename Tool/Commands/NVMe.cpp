@@ -346,20 +346,25 @@ Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
         [options](std::int64_t id) { options->logId = static_cast<std::uint8_t>(id); },
         "Identifier of the log page");
   }
+  CLI::Option* nameSpace = nullptr;
   if (isNamespace) {
-    AddNumber(
+    nameSpace = AddNumber(
         app, "--namespace", 1, 0xFFFFFFFE,
         [options](std::int64_t id) { options->nameSpace = static_cast<Ondrel::ULong>(id); },
-        "Identifier of the namespace (default: the one that the device stands for, else 1)")
-        ->type_name("N");
+        "Identifier of the namespace (default: the one that the device stands for, else 1)");
+    nameSpace->type_name("N");
   }
   if (!isPage)
     AddFlag(app, "--bits", options->withBits,
             "Show every known bit of the fields of bits, also those that are zero");
-  app.add_option("--raw", options->raw,
-                 "Decode this image of " + SizeOf(kind) + " instead, - for standard input")
-      ->type_name("FILE")
-      ->excludes(device);
+  CLI::Option* const raw =
+      app.add_option("--raw", options->raw,
+                     "Decode this image of " + SizeOf(kind) + " instead, - for standard input")
+          ->type_name("FILE")
+          ->excludes(device);
+  // What an image holds is no longer chosen.
+  for (CLI::Option* const choice : {logId, nameSpace})
+    if (choice != nullptr) raw->excludes(choice);
   app.add_option("--save", options->save, "Write the image of one device to this file")
       ->type_name("FILE");
   return [options, &kind, isPage, logId](const GlobalOptions& globals) {
@@ -367,6 +372,7 @@ Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
       throw UsageError("a device or --raw is required");
     if (isPage && options->raw.empty() && logId->count() == 0)
       throw UsageError("--log-id is required");
+    if (options->save == "-") throw UsageError("--save takes a file, and - is not one");
     if (options->devices.size() < 2) return ShowOne(globals, *options, kind);
     if (!options->save.empty()) throw UsageError("--save takes one device");
     return ShowEach(globals, *options, kind);
