@@ -1,5 +1,6 @@
 #include "Tool/NVMeCheck.h"
 
+#include "Tool/Output.h"
 #include "Tool/Watch/Codes.h"
 #include "Tool/Watch/StateJson.h"
 #include "Tool/Watch/StepParts.h"
@@ -19,15 +20,15 @@ constexpr std::uint8_t kTemperatureWarning = 0x02;
 constexpr const char* kEntriesOfErrorLog = "errorLogEntries";
 
 /// The drive as it is remembered, or a new record of it.
-DriveRecord RecordOf(const Ondrel::Host::Drive& drive, const CheckMemory* memory) {
-  if (memory != nullptr) {
-    const auto known = std::ranges::find(memory->state.drives, drive.id, &DriveRecord::id);
-    if (known != memory->state.drives.end()) return *known;
-  }
+DriveRecord RecordOf(const CheckedDrive& checked, const CheckMemory* memory) {
   DriveRecord record;
-  record.id = drive.id;
   record.isNVMe = true;
   record.status = Ondrel::kStatusOperational;
+  if (memory != nullptr) {
+    const auto known = std::ranges::find(memory->state.drives, checked.Key(), &DriveRecord::id);
+    if (known != memory->state.drives.end()) record = *known;
+  }
+  record.id = checked.drive.id;
   return record;
 }
 
@@ -66,13 +67,20 @@ std::vector<WatchEvent> StepDrive(const Ondrel::Host::Drive& drive,
   return events;
 }
 
-void Remember(const DriveRecord& record, CheckMemory& memory) {
+void Remember(const CheckedDrive& checked, DriveRecord record, CheckMemory& memory) {
+  record.id = checked.Key();
   auto& drives = memory.state.drives;
   const auto known = std::ranges::find(drives, record.id, &DriveRecord::id);
   if (known != drives.end())
     *known = record;
   else
     drives.push_back(record);
+  // While it did not say who it is, it was known by its path. The next time it does not, that is
+  // news again.
+  if (checked.isIdentified)
+    std::erase_if(drives, [&](const DriveRecord& other) {
+      return other.id != record.id && other.id == OneLine(checked.drive.device);
+    });
 }
 
 void FindInCounters(const DriveHealth& health, CheckedDrive& checked, CheckMemory* memory) {
@@ -85,7 +93,7 @@ void FindInCounters(const DriveHealth& health, CheckedDrive& checked, CheckMemor
         {kErrorsRecorded, std::to_string(health.mediaErrors) + " media errors are recorded"});
   if (memory == nullptr) return;
   const auto [entries, isNew] =
-      memory->errorLogEntries.try_emplace(checked.drive.id, health.errorLogEntries);
+      memory->errorLogEntries.try_emplace(checked.Key(), health.errorLogEntries);
   if (!isNew && health.errorLogEntries > entries->second)
     checked.findings.push_back({kErrorsRecorded, "entries of the error log grew from " +
                                                      std::to_string(entries->second) + " to " +
@@ -101,6 +109,10 @@ int CheckedDrive::Bits() const {
   return bits;
 }
 
+std::string CheckedDrive::Key() const {
+  return hasSiblings ? drive.id + " controller " + std::to_string(controllerId) : drive.id;
+}
+
 std::string CheckedDrive::Verdict() const {
   const int bits = Bits();
   if ((bits & (kNotOpened | kNotRead)) != 0) return "cannot be read";
@@ -110,10 +122,10 @@ std::string CheckedDrive::Verdict() const {
 
 void Judge(CheckedDrive& checked, const Watch::Thresholds& thresholds, CheckMemory* memory) {
   checked.drive.isHealthAsked = true;
-  DriveRecord record = RecordOf(checked.drive, memory);
+  DriveRecord record = RecordOf(checked, memory);
   checked.events = StepDrive(checked.drive, thresholds, record);
   // Remembered from the first failure on, so that a second one is not news.
-  if (memory != nullptr) Remember(record, *memory);
+  if (memory != nullptr) Remember(checked, record, *memory);
 
   if (!checked.drive.health) {
     checked.findings.push_back(
@@ -123,7 +135,7 @@ void Judge(CheckedDrive& checked, const Watch::Thresholds& thresholds, CheckMemo
   }
   const DriveHealth& health = *checked.drive.health;
   // Against nothing known, every threshold that is passed is an event.
-  DriveRecord fresh = RecordOf(checked.drive, nullptr);
+  DriveRecord fresh = RecordOf(checked, nullptr);
   for (const WatchEvent& event : StepDrive(checked.drive, thresholds, fresh))
     checked.findings.push_back({BitsOf(event, health), WordsOf(event)});
   FindInCounters(health, checked, memory);

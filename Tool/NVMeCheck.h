@@ -15,7 +15,7 @@ namespace Tool {
 
 /// Bits of the exit status of `nvme check`, where the meaning is the same those of smartctl.
 enum CheckBit : int {
-  kNotDelivered = 1,       ///< The event log or the mail server did not take what was found.
+  kNotDelivered = 1,       ///< The log, the mail server or the memory's file did not take it.
   kNotOpened = 2,          ///< A device could not be opened, or does not identify itself.
   kNotRead = 4,            ///< A device did not give its health.
   kFailing = 8,            ///< The controller has a critical warning.
@@ -42,12 +42,17 @@ struct CheckedDrive {
   Ondrel::Host::Drive drive;  ///< `healthError` where it could not be asked.
   std::string firmware;
   bool isIdentified = false;  ///< It gave its identify data; else the error is of that.
-  std::string refusalWords;   ///< Why it did not give what it was asked for; empty when it did.
-  Json refusal = nullptr;     ///< The same as the failure's details.
+  bool hasSiblings = false;   ///< Other controllers may have the same serial number.
+  std::uint16_t controllerId = 0;
+  std::string refusalWords;  ///< Why it did not give what it was asked for; empty when it did.
+  Json refusal = nullptr;    ///< The same as the failure's details.
   std::vector<CheckFinding> findings;
   std::vector<Watch::WatchEvent> events;  ///< What is new against the memory.
 
   int Bits() const;
+
+  /// By what it is remembered: its identity, with the controller's where that is not alone.
+  std::string Key() const;
 
   /// "well", "warning", "failing" or "cannot be read".
   std::string Verdict() const;

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -342,6 +343,24 @@ TEST_F(CommandNVMe, LinesThatCannotBeCarriedOutAreRefused) {
        {"smart", "/dev/null", "/dev/zero", "--save", Path("saved")},
        2,
        "--save takes one device"},
+      {"no file to save", {"smart", "/dev/null", "--save", "-"}, 2, "--save takes a file"},
+      {"namespace of an image",
+       {"id-ns", "--raw", longImage, "--namespace", "2"},
+       2,
+       "--namespace excludes --raw"},
+      {"page of an image",
+       {"log-page", "--log-id", "2", "--raw", longImage},
+       2,
+       "--log-id excludes --raw"},
+      {"no file for the state", {"check", "/dev/null", "--state", "-"}, 2, "--state takes a file"},
+      {"wear the wrong way round",
+       {"check", "/dev/null", "--used-critical", "89"},
+       2,
+       "--used-warning is larger than --used-critical"},
+      {"heat the wrong way round",
+       {"check", "/dev/null", "--temperature-warning", "70", "--temperature-critical", "69"},
+       2,
+       "--temperature-warning is larger than --temperature-critical"},
       {"namespace of no number",
        {"id-ns", "/dev/null", "--namespace", "0"},
        2,
@@ -459,6 +478,52 @@ TEST_F(CommandNVMe, CheckThatReachesNobodyIsNewsAgain) {
     EXPECT_EQ(answer["mail"]["ok"], false);
     EXPECT_EQ(answer["devices"][0]["events"].size(), 1U);
   }
+}
+
+TEST_F(CommandNVMe, StateThatCannotBeWrittenIsABitBesideWhatWasFound) {
+  const std::string state = Path("missing/state");
+  const ProcessResult result = Run({"nvme", "check", Path("none"), "--state", state});
+  EXPECT_EQ(result.exitStatus, 1 + 2);
+  EXPECT_THAT(result.output, HasSubstr(Path("none") + ": cannot be read\n"));
+  EXPECT_THAT(result.errors, HasSubstr("cannot write " + state + ": No such file or directory"));
+
+  const ProcessResult inJson = Run({"--json", "nvme", "check", Path("none"), "--state", state});
+  EXPECT_EQ(inJson.exitStatus, 1 + 2);
+  const json answer = ParseAnswer(inJson.output);
+  EXPECT_EQ(answer["devices"][0]["verdict"], "cannot be read");
+  EXPECT_EQ(answer["state"]["ok"], false);
+  EXPECT_EQ(answer["state"]["error"]["what"], "cannot write " + state);
+  EXPECT_EQ(answer["exitStatus"], 3);
+}
+
+TEST_F(CommandNVMe, LinkBesideTheStateIsNotFollowed) {
+  const std::string other = WriteFile("other", "text");
+  std::filesystem::create_symlink(other, Path("state.new"));
+  const ProcessResult result = Run({"nvme", "check", Path("none"), "--state", Path("state")});
+
+  EXPECT_EQ(result.exitStatus, 1 + 2);
+  EXPECT_THAT(result.errors, HasSubstr("cannot write " + Path("state")));
+  std::ifstream file(other);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "text");
+}
+
+TEST_F(CommandNVMe, JsonDoesNotSteerATerminal) {
+  const std::string device = Path(
+      "none\x7F\xC2\x9B"
+      "2J\xC2\xA0");
+  const std::string output = Run({"--json", "nvme", "check", device}).output;
+
+  EXPECT_THAT(output, HasSubstr("none\\u007f\\u009b2J\xC2\xA0\""));
+  EXPECT_EQ(ParseAnswer(output)["devices"][0]["device"], device);
+  EXPECT_EQ(output.find_first_of("\x7F\x9B"), std::string::npos);
+}
+
+TEST_F(CommandNVMe, CheckOfAHostWithoutDevicesSaysWhatIsMissing) {
+  if (Run({"nvme", "list"}).exitStatus != 1) GTEST_SKIP() << "this host has NVMe devices";
+  const ProcessResult result = Run({"--json", "nvme", "check"});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(ParseAnswer(result.output)["error"]["text"], "there is no NVMe device to check");
 }
 
 TEST_F(CommandNVMe, CheckRefusesMailOptionsThatCannotBeUsed) {

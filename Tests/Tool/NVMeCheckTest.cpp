@@ -220,6 +220,49 @@ TEST(NVMeCheck, DriveThatStaysSilentIsNewsOnceAndAgainAfterItAnswered) {
   EXPECT_EQ(again.events.size(), 1U);
 }
 
+TEST(NVMeCheck, ControllersOfOneSerialNumberAreRememberedApart) {
+  CheckMemory memory;
+  for (int time = 0; time < 2; ++time) {
+    for (std::uint16_t id = 1; id <= 2; ++id) {
+      Ondrel::Host::DriveHealth health = Good();
+      health.errorLogEntries = id;
+      health.mediaErrors = 0;
+      CheckedDrive checked = DriveWith(health);
+      checked.hasSiblings = true;
+      checked.controllerId = id;
+      Judge(checked, kThresholds, &memory);
+      EXPECT_EQ(checked.Bits(), 0) << id;
+      memory = MemoryOfText(TextOfMemory(memory));
+    }
+  }
+  EXPECT_EQ(memory.state.drives.size(), 2U);
+  Ondrel::Host::DriveHealth health = Good();
+  health.mediaErrors = 1;
+  CheckedDrive checked = DriveWith(health);
+  checked.hasSiblings = true;
+  checked.controllerId = 2;
+  Judge(checked, kThresholds, &memory);
+  ASSERT_EQ(checked.events.size(), 1U);
+  EXPECT_EQ(checked.events[0].text, "Drive S1 (nvme0): media errors grew from 0 to 1");
+}
+
+TEST(NVMeCheck, DriveThatIsAwayASecondTimeIsNewsAgain) {
+  CheckMemory memory;
+  for (int time = 0; time < 2; ++time) {
+    for (const std::size_t events : {1U, 0U}) {
+      CheckedDrive away = Unreadable(false);
+      away.drive.device = away.drive.id = "/dev/nvme0";
+      away.drive.serial = "";
+      Judge(away, kThresholds, &memory);
+      EXPECT_EQ(away.events.size(), events) << time;
+    }
+    CheckedDrive back = DriveWith(Good());
+    back.drive.device = "/dev/nvme0";
+    Judge(back, kThresholds, &memory);
+    EXPECT_EQ(memory.state.drives.size(), 1U);
+  }
+}
+
 TEST(NVMeCheck, TextOfAnotherFormIsNotAMemory) {
   for (const char* const text : {"", "{}", "[]", "nothing", R"({"layout":2,"drives":[]})",
                                  R"({"layout":1,"drives":[],"arrays":[]})"})

@@ -63,6 +63,8 @@ CheckedDrive Look(const std::string& device) {
     checked.drive.model = controller.sModelNumber();
     checked.drive.serial = controller.sSerialNumber();
     checked.firmware = controller.sFirmwareRevision();
+    checked.controllerId = controller.CNTLID;
+    checked.hasSiblings = controller.CMIC.MultipleControllers != 0;
     checked.isIdentified = true;
   } catch (const Failure& failure) {
     checked.refusal = failure.Details();
@@ -86,13 +88,13 @@ CheckedDrive Look(const std::string& device) {
   return checked;
 }
 
-std::vector<std::string> AllDevices() {
-  std::vector<std::string> devices;
-  const Ondrel::Host::NVMeDevices known = Ondrel::Host::ListNVMeDevices();
-  if (known.error != 0) Say("not all NVMe devices may be checked: " + HostErrorWords(known.error));
-  for (const Ondrel::Host::NVMeController& controller : known.controllers)
-    devices.push_back(controller.device);
-  return devices;
+/// Refuses thresholds that the service refuses in its settings.
+void RefuseThresholds(const Watch::Thresholds& limits) {
+  if (limits.usedWarning > limits.usedCritical)
+    throw UsageError("--used-warning is larger than --used-critical");
+  if (limits.warningTemperature != 0 && limits.criticalTemperature != 0 &&
+      limits.warningTemperature > limits.criticalTemperature)
+    throw UsageError("--temperature-warning is larger than --temperature-critical");
 }
 
 CheckMemory ReadMemory(const std::string& path) {
@@ -140,18 +142,18 @@ public:
       : m_globals(globals), m_options(options) {}
 
   int Run() {
+    RefuseThresholds(m_options.thresholds);
+    if (m_options.state == "-") throw UsageError("--state takes a file, and - is not one");
     if (m_options.mail.IsAnyThere()) m_route = PrepareMail(m_options.mail);
     // Events are written whoever reads what is said of them.
     const WorkComesFirst first;
     if (!m_options.state.empty()) m_memory = ReadMemory(m_options.state);
     LookAtAll();
-    if (m_drives.empty()) {
-      m_status |= kNotOpened;
-      Tell("there is no NVMe device to check");
-    }
+    if (m_drives.empty()) RefuseNone();
     Report();
     // What was not delivered is news again the next time.
-    if (!m_options.state.empty() && (m_status & kNotDelivered) == 0) Keep();
+    if (!m_options.state.empty() && (m_status & kNotDelivered) == 0)
+      Try("state", "State", [&] { Keep(); });
     m_json["well"] = m_status == 0;
     m_json["exitStatus"] = m_status;
     if (m_globals.json) PrintJson(m_json);
@@ -159,6 +161,27 @@ public:
   }
 
 private:
+  std::vector<std::string> AllDevices() {
+    std::vector<std::string> devices;
+    const Ondrel::Host::NVMeDevices known = Ondrel::Host::ListNVMeDevices();
+    if (known.error != 0) {
+      const HostFailure failure("cannot see all NVMe devices", known.error);
+      m_json["error"] = failure.Details();
+      m_status |= kNotOpened;
+      if (!m_globals.json) Say(failure.what());
+    }
+    for (const Ondrel::Host::NVMeController& controller : known.controllers)
+      devices.push_back(controller.device);
+    return devices;
+  }
+
+  void RefuseNone() {
+    const HostFailure failure("cannot check", "there is no NVMe device to check");
+    if (!m_json.contains("error")) m_json["error"] = failure.Details();
+    m_status |= kNotOpened;
+    Tell("there is no NVMe device to check");
+  }
+
   void LookAtAll() {
     m_json["devices"] = Json::array();
     const std::vector<std::string> devices =
@@ -255,6 +278,7 @@ private:
     } catch (const std::system_error& error) {
       throw HostFailure("cannot write " + OneLine(m_options.state), error.code().message());
     }
+    m_json["state"] = {{"ok", true}};
   }
 
   /// A step that fails does not keep the other from happening.
@@ -328,8 +352,9 @@ Work AddNVMeCheckCommand(CLI::App& app) {
       "event of the watch service, and with --server, --mail-from and --to all of one check are "
       "mailed together. Without --state every check reports them again; with it, only what is new "
       "since the check before, what has grown and what is well again.\n"
-      "Exit status: the sum of 1 the event log or the mail server did not take it, 2 a device "
-      "cannot be opened or is not NVMe (also a line that cannot be used), 4 a device did not give "
+      "Exit status: the sum of 1 the event log, the mail server or the file of --state did not "
+      "take it, 2 a device cannot be opened or is not NVMe (also a line that cannot be used), 4 a "
+      "device did not give "
       "its health, 8 the controller has a critical warning, 16 spare, wear or temperature is past "
       "its threshold, 32 the temperature was critical at some time, 64 media errors are recorded "
       "or the error log has grown since the check before. 0 all is well.\n");
