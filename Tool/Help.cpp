@@ -76,8 +76,8 @@ std::string OptionLabel(const CLI::Option& option) {
 
 std::string PositionalDescription(const CLI::Option& option) {
   const std::string type = option.get_type_name();
-  const bool isTold = type.empty() || type == option.get_name();
-  return (isTold ? "" : type + ": ") + option.get_description();
+  const bool isNamed = type.empty() || type == option.get_name();
+  return (isNamed ? "" : type + ": ") + option.get_description();
 }
 
 std::vector<Row> OptionRows(const CLI::App& app, const std::string& group) {

@@ -23,7 +23,7 @@ std::string FirstLine(const std::string& path) {
   return line;
 }
 
-TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelTells) {
+TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelReports) {
   const ProcessResult result = Run({"--json", "disks"});
   const json disks = ParseAnswer(result.output)["disks"];
   EXPECT_EQ(result.exitStatus, disks.empty() ? 1 : 0);

@@ -484,7 +484,7 @@ TEST(MailDelivery, TranscriptGoesToTheTraceAtTheDetailLevel) {
                             "CSmtp/cURL: <= Recv header 250 OK\r\n"}));
 }
 
-TEST(MailDelivery, TranscriptTellsThePasswordToTheTrace) {
+TEST(MailDelivery, TranscriptShowsThePasswordToTheTrace) {
   const SmtpServer server({.user = "monitor", .password = "s3cret", .onlyMechanism = "PLAIN"});
   CSmtp mail = MailTo(server);
   mail.SetUserName("monitor");

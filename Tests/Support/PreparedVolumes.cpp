@@ -100,8 +100,8 @@ int PreparedVolumes::Put(const std::string& text, char* buffer, ULong size) {
   return 1;
 }
 
-int PreparedVolumes::TellExtents(void* volume, void* output, ULong outputSize,
-                                 ULong* bytesReturned) {
+int PreparedVolumes::AnswerExtents(void* volume, void* output, ULong outputSize,
+                                   ULong* bytesReturned) {
   const VolumeSpec& spec = *static_cast<VolumeSpec*>(volume);
   if (spec.isDumb) return Fail(1);
   const std::size_t size = std::max(sizeof(VOLUME_DISK_EXTENTS), 8 + spec.extents.size() * 24);
@@ -119,8 +119,8 @@ int PreparedVolumes::TellExtents(void* volume, void* output, ULong outputSize,
   return 1;
 }
 
-int PreparedVolumes::TellPaths(const std::wstring& name, wchar_t* paths, ULong size,
-                               ULong* returnedSize) {
+int PreparedVolumes::AnswerPaths(const std::wstring& name, wchar_t* paths, ULong size,
+                                 ULong* returnedSize) {
   PathsAnswer answer;
   if (!pathsAnswers.empty()) {
     answer = pathsAnswers.front();
@@ -175,7 +175,7 @@ Host::VolumeOperations PreparedVolumes::Operations() {
     Record(Call("DeviceIoControl",
                 {Handle(volume), Hexadecimal(controlCode), Null(input), std::to_string(inputSize),
                  std::to_string(outputSize), Null(overlapped)}));
-    return TellExtents(volume, output, outputSize, bytesReturned);
+    return AnswerExtents(volume, output, outputSize, bytesReturned);
   };
   operations.CloseHandle = [this](void* handle) {
     Record(Call("CloseHandle", {Handle(handle)}));
@@ -194,7 +194,7 @@ Host::VolumeOperations PreparedVolumes::Operations() {
   operations.GetVolumePathNamesForVolumeNameW = [this](const wchar_t* name, wchar_t* paths,
                                                        ULong size, ULong* returnedSize) {
     Record(Call("GetVolumePathNamesForVolumeNameW", {Shown(name), std::to_string(size)}));
-    return TellPaths(name, paths, size, returnedSize);
+    return AnswerPaths(name, paths, size, returnedSize);
   };
   operations.FindFirstVolumeMountPointA = [this](const char* name, char* folder,
                                                  ULong size) -> void* {

@@ -80,8 +80,8 @@ private:
   VolumeSpec* Find(const std::string& nameOrOpenedName);
   int Fail(ULong error);
   int Put(const std::string& text, char* buffer, ULong size);
-  int TellExtents(void* volume, void* output, ULong outputSize, ULong* bytesReturned);
-  int TellPaths(const std::wstring& name, wchar_t* paths, ULong size, ULong* returnedSize);
+  int AnswerExtents(void* volume, void* output, ULong outputSize, ULong* bytesReturned);
+  int AnswerPaths(const std::wstring& name, wchar_t* paths, ULong size, ULong* returnedSize);
   std::string Handle(void* handle) const;
 
   std::vector<std::string> m_calls;

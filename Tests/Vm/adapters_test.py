@@ -73,10 +73,10 @@ class AdaptersTest(MachineTestCase):
 
     def test_names_are_those_of_lspci(self):
         for row in self.machine.run("ondrel --json adapters").json()["adapters"]:
-            told = dict(line.split(":\t", 1) for line in self.machine.check(
+            reported = dict(line.split(":\t", 1) for line in self.machine.check(
                 f"lspci -Dvmm -s {row['location']}").splitlines() if ":\t" in line)
-            self.assertEqual(told["Vendor"], row["vendorName"], row)
-            self.assertEqual(told["Device"], row["deviceName"], row)
+            self.assertEqual(reported["Vendor"], row["vendorName"], row)
+            self.assertEqual(reported["Device"], row["deviceName"], row)
 
     def test_each_nvme_controller_has_its_disk(self):
         disks = [row["disks"] for row in self.machine.run("ondrel --json adapters").json()["adapters"]

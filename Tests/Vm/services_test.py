@@ -18,10 +18,10 @@ class ModuleVersionTest(MachineTestCase):
         return answer["version"] or ""
 
     def test_a_loaded_module_has_the_version_that_the_kernel_tells(self):
-        told = self.machine.check("cat /sys/module/8021q/version").strip()
-        self.assertNotEqual("", told)
-        self.assertEqual(told, self.version("8021q"))
-        self.assertEqual(told, self.version("8021Q"))
+        reported = self.machine.check("cat /sys/module/8021q/version").strip()
+        self.assertNotEqual("", reported)
+        self.assertEqual(reported, self.version("8021q"))
+        self.assertEqual(reported, self.version("8021Q"))
 
     def test_a_name_with_its_extension_is_not_found(self):
         self.assertEqual("", self.version("8021q.sys"))
@@ -41,7 +41,7 @@ class ModuleVersionTest(MachineTestCase):
 class RestartTest(unittest.TestCase):
     def test_the_machine_restarts(self):
         with Machine() as machine:
-            # It runs until a restart ends it: QEMU is told not to boot again.
+            # It runs until a restart ends it: QEMU is set not to boot again.
             # There is no login manager here.
             machine.check("(sleep 1; ondrel reboot --yes --force) >/dev/null 2>&1 &")
             event = machine.wait_for_event("SHUTDOWN")

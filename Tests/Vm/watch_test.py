@@ -47,14 +47,14 @@ class WatchTest(WatchTestCase):
 
     def test_c_checks_end_are_cancelled_and_find_differences(self):
         self.create("md3", 1, 3, 4)
-        # A check that is over before the service looks cannot be told from the one before it, so
+        # A check that is over before the service looks cannot be distinguished from the one before it, so
         # the kernel is held to ten seconds for it.
         self.machine.check("echo 4000 >/sys/block/md3/md/sync_speed_max")
         after = self.last_event()
         self.machine.check("echo check >/sys/block/md3/md/sync_action")
         self.wait_for_events(after, (10060, 2), (10061, 2))
         after = self.last_event()
-        # This one would take most of a minute. It can be told from a finished one when the kernel
+        # This one would take most of a minute. It can be distinguished from a finished one when the kernel
         # has noted how far it came.
         self.machine.check("echo 1000 >/sys/block/md3/md/sync_speed_max; "
                            "echo check >/sys/block/md3/md/sync_action")

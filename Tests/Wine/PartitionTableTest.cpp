@@ -39,10 +39,10 @@ std::vector<DISK_EXTENT> ExtentsOf(const std::string& device) {
   if (volume == INVALID_HANDLE_VALUE) return {};
   alignas(VOLUME_DISK_EXTENTS) char answer[4096] = {};
   DWORD returned = 0;
-  const BOOL isTold = DeviceIoControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0,
-                                      answer, sizeof answer, &returned, nullptr);
+  const BOOL isNamed = DeviceIoControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0,
+                                       answer, sizeof answer, &returned, nullptr);
   CloseHandle(volume);
-  if (!isTold) return {};
+  if (!isNamed) return {};
   const auto* const extents = reinterpret_cast<const VOLUME_DISK_EXTENTS*>(answer);
   return {extents->Extents, extents->Extents + extents->NumberOfDiskExtents};
 }
@@ -57,10 +57,10 @@ std::vector<Expected> FixedDrives() {
     if (!GetVolumeNameForVolumeMountPointA(root.c_str(), name, sizeof name)) continue;
     wchar_t label[64] = {};
     const std::wstring wideRoot(root.begin(), root.end());
-    const BOOL isTold =
+    const BOOL isNamed =
         GetVolumeInformationW(wideRoot.c_str(), label, 64, nullptr, nullptr, nullptr, nullptr, 0);
     for (const DISK_EXTENT& extent : ExtentsOf(R"(\\.\)" + root.substr(0, 2)))
-      drives.push_back({root, name, isTold ? Utf8(label) : "", extent});
+      drives.push_back({root, name, isNamed ? Utf8(label) : "", extent});
   }
   return drives;
 }
@@ -88,7 +88,7 @@ TEST(PartitionsOfTheHost, EveryFixedDriveWithALetterIsOnTheListOfItsDisk) {
   }
 }
 
-TEST(PartitionsOfTheHost, AVolumeThatTellsNoExtentsIsOnNoList) {
+TEST(PartitionsOfTheHost, AVolumeThatGivesNoExtentsIsOnNoList) {
   // Wine answers the question with success and a count of 0.
   ASSERT_TRUE(FixedDrives().empty());
   EXPECT_NE(GetLogicalDrives(), 0u);

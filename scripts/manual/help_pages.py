@@ -68,8 +68,8 @@ def argument_kinds(page):
     kinds = []
     for row in page["arguments"]:
         # "pd|ld: ..." and "STATUS: ..." say more of the value than the argument's name.
-        told = re.match(r"([^ ]+): (.*)", row["text"])
-        kind, text = told.groups() if told else ("", row["text"])
+        label = re.match(r"([^ ]+): (.*)", row["text"])
+        kind, text = label.groups() if label else ("", row["text"])
         kinds.append(kind_of(kind if words_of(kind) or kind == "STATUS" else row["name"], text))
     return kinds
 

@@ -281,7 +281,7 @@ constexpr std::uint64_t kDamagedRecords = 1500;
 // What is wrong with what a reader gave of a damaged store: each record has to be there as it was
 // reported, or to be named.
 std::string SilentLoss(const EventLogRange& range) {
-  std::vector<bool> isTold(kDamagedRecords + 1);
+  std::vector<bool> isNamed(kDamagedRecords + 1);
   std::vector<bool> isGiven(kDamagedRecords + 1);
   CEventLogReader reader;
   if (reader.Open("Log", range) != 0) return {};
@@ -290,7 +290,7 @@ std::string SilentLoss(const EventLogRange& range) {
     if (reader.Read(items) != 0) return {};
     if (items.empty()) {
       for (std::uint64_t number = 1; number <= kDamagedRecords; ++number)
-        if (!isTold[number]) return "nothing is said of " + std::to_string(number);
+        if (!isNamed[number]) return "nothing is said of " + std::to_string(number);
       return {};
     }
     for (const EventLogItem& item : items) {
@@ -302,12 +302,12 @@ std::string SilentLoss(const EventLogRange& range) {
             item.record.source != "Log" || item.record.eventType != 4)
           return "a wrong record " + std::to_string(number);
         if (isGiven[number]) return std::to_string(number) + " came twice";
-        isGiven[number] = isTold[number] = true;
+        isGiven[number] = isNamed[number] = true;
         continue;
       }
       for (std::uint64_t number = item.first; number <= std::min(item.last, kDamagedRecords);
            ++number)
-        isTold[number] = true;
+        isNamed[number] = true;
     }
   }
   return "reading does not end";

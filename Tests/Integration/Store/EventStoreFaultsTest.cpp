@@ -112,7 +112,7 @@ TEST_F(EventStoreFaults, AWriterKilledAtAnyMomentHasLeftAllThatItReported) {
   ExpectSound();
 }
 
-TEST_F(EventStoreFaults, AFullFileSystemIsToldAndLosesNothing) {
+TEST_F(EventStoreFaults, AFullFileSystemIsReportedAndLosesNothing) {
   ChildProcess child([this] {
     if (!MountOwnFileSystem(Folder().Path())) return 10;
     const std::string ballast = Folder().Write("ballast", std::string(300'000, 'b'));

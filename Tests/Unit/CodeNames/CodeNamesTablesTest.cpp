@@ -35,7 +35,7 @@ TEST(CodeNamesTables, TheFirstRowOfACodeStaysWithoutAWord) {
             (Rows{{0, "ZERO"}, {1, "FIRST"}, {2, "OTHER"}}));
 }
 
-TEST(CodeNamesTables, CodesWithTheSameLowBitsAreTold) {
+TEST(CodeNamesTables, CodesWithTheSameLowBitsAreDistinguished) {
   constexpr CCodeNames kNames = CodeNames::Vocabulary<kSameLowBits>();
 
   EXPECT_EQ(kNames.Name(0), "A");

@@ -65,7 +65,7 @@ TEST(PartitionText, TheLabelIsConvertedFromWideTextAndThePathIsTested) {
                           "ToUTF8(wide)", R"(GetDriveTypeA(\\?\a\))", "UTF8length"));
 }
 
-TEST(PartitionText, ALabelThatIsNotToldIsNotConverted) {
+TEST(PartitionText, ALabelThatIsNotGivenIsNotConverted) {
   RecordedVolumes host;
   host.volumes = {{.name = R"(\\?\a\)", .extents = {{.disk = 0, .offset = 0, .length = 512}}}};
   std::vector<CSystemPartition> partitions;

@@ -56,7 +56,7 @@ TEST_F(TraceOrder, ValuesAreFedInOrderTextsAndNumbersEachInTheirForm) {
                   "CFormatStream::~CFormatStream", "CTraceStreamBuffer::~CTraceStreamBuffer"));
 }
 
-TEST_F(TraceOrder, LineTellsItsOriginAndIsHandedOverOnce) {
+TEST_F(TraceOrder, LineNamesItsOriginAndIsHandedOverOnce) {
   SetMask(1);
   int lines = 0;
   std::uint32_t lineNumber = 0;

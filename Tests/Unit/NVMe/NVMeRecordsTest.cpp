@@ -143,7 +143,7 @@ TEST_F(NVMeNamespace, LastFormatOfAllCanBeInUse) {
   EXPECT_EQ(m_namespace->LBASize(), 1024U);
 }
 
-TEST_F(NVMeNamespace, CapacityIsTheLowWordThatTheDeviceTells) {
+TEST_F(NVMeNamespace, CapacityIsTheLowWordThatTheDeviceReports) {
   m_namespace->NVMCAP[0] = 123456789;
   m_namespace->NVMCAP[1] = 77;
   m_namespace->NSZE = 1000;
@@ -161,7 +161,7 @@ TEST_F(NVMeNamespace, CapacityOfTheDeviceStandsWhereTheFormatsAreInvalid) {
   EXPECT_EQ(m_namespace->Capacity(), 5U);
 }
 
-TEST_F(NVMeNamespace, CapacityWithoutOneToldIsTheSizeInBlocks) {
+TEST_F(NVMeNamespace, CapacityWithoutOneReportedIsTheSizeInBlocks) {
   m_namespace->NVMCAP[1] = 77;
   m_namespace->NSZE = 2000;
   m_namespace->NCAP = 1000;
@@ -211,7 +211,7 @@ protected:
   }
 };
 
-TEST_F(NVMeController, CapacityIsTheLowWordThatTheDeviceTells) {
+TEST_F(NVMeController, CapacityIsTheLowWordThatTheDeviceReports) {
   const auto nameSpace = Zeroed<NVME_IDENTIFY_NAMESPACE>();
   nameSpace->NVMCAP[0] = 5;
   m_controller->TNVMCAP[0] = 7;
@@ -221,7 +221,7 @@ TEST_F(NVMeController, CapacityIsTheLowWordThatTheDeviceTells) {
   EXPECT_EQ(m_controller->Capacity(nullptr), 7U);
 }
 
-TEST_F(NVMeController, CapacityWithoutOneToldIsThatOfTheNamespace) {
+TEST_F(NVMeController, CapacityWithoutOneReportedIsThatOfTheNamespace) {
   const auto nameSpace = Zeroed<NVME_IDENTIFY_NAMESPACE>();
   nameSpace->NVMCAP[0] = 5;
   m_controller->TNVMCAP[1] = 9;

@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"MinusIsASeparator", "-1", "1", 0, -1}, Row{"SignAlone", "+", "0", 0, -1}),
     [](const auto& row) { return row.param.name; });
 
-TEST(VersionCompare, FallbackTellsTheLengthsOfTextsThatBeginAlike) {
+TEST(VersionCompare, FallbackDistinguishesTheLengthsOfTextsThatBeginAlike) {
   EXPECT_EQ(CSystem::VersionCompare("1.x", "1.x.", 0), -1);
   EXPECT_EQ(CSystem::VersionCompare("1.x.", "1.x", 0), 1);
 }

@@ -91,7 +91,7 @@ TEST(PartitionTable, TheHostIsAskedInThisOrder) {
               {"SetErrorMode(0x8000)"}}));
 }
 
-TEST(PartitionTable, ARecordTellsWhereTheVolumeLiesAndHowItIsReached) {
+TEST(PartitionTable, ARecordSaysWhereTheVolumeLiesAndHowItIsReached) {
   PreparedVolumes host;
   host.volumes = {{.name = R"(\\?\Volume{a}\)",
                    .extents = {{.disk = 0, .offset = kMebibyte, .length = 4 * kMebibyte}},
@@ -403,7 +403,7 @@ TEST(PartitionTable, AFolderOnAnotherVolumeIsAMountPath) {
   EXPECT_EQ(partitions[1].m_MountPath, R"(C:\data\)");
 }
 
-TEST(PartitionTable, AFolderWhoseVolumeIsNotToldIsPassedOver) {
+TEST(PartitionTable, AFolderWhoseVolumeIsNotGivenIsPassedOver) {
   PreparedVolumes host;
   PrepareMountPoint(host);
   Partitions("Disk 0");
@@ -484,7 +484,7 @@ TEST(PartitionTable, TheLabelIsReadBeforeTheKindOfDriveAndOnlyFixedDrivesAreAske
                           R"(GetDriveTypeA(\\?\a\))", "SetErrorMode(0x8000)"));
 }
 
-TEST(PartitionTable, ALabelThatIsNotToldStaysEmptyAndTheRecordGoesOn) {
+TEST(PartitionTable, ALabelThatIsNotGivenStaysEmptyAndTheRecordGoesOn) {
   PreparedVolumes host;
   host.volumes = {SmallVolume(R"(\\?\a\)")};
   host.volumes[0].label = std::nullopt;
@@ -525,7 +525,7 @@ TEST(FirstVolumePath, TheFirstOfSeveralPathsCounts) {
   EXPECT_EQ(MountPath(host, {{.list = std::wstring(L"C:\\one\\\0D:\\\0", 11)}}), R"(C:\one\)");
 }
 
-TEST(FirstVolumePath, AListThatIsTooSmallIsTriedAgainWithTheLengthToldAndNotReleased) {
+TEST(FirstVolumePath, AListThatIsTooSmallIsTriedAgainWithTheLengthReportedAndNotReleased) {
   PreparedVolumes host;
   EXPECT_EQ(MountPath(host, {{.error = 234, .needed = 2000},
                              {.error = 234, .needed = 3000},

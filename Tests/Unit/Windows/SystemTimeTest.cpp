@@ -268,7 +268,7 @@ TEST(SystemTime, UpTimeIsTheDifferenceOfTheHostsTimes) {
   EXPECT_EQ(CSystemTime_Win::UpTime(), 98665ULL);
 }
 
-TEST(SystemTime, UpTimeIsZeroWhereTheHostDoesNotTell) {
+TEST(SystemTime, UpTimeIsZeroWhereTheHostDoesNotReportIt) {
   Host::TimeOperations operations = TimeWithOffset(0);
   operations.NtQuerySystemInformation = nullptr;
   const PreparedOperations<Host::TimeOperations> prepared(Host::Time(), operations);

@@ -160,7 +160,7 @@ void Service::Run() {
         m_nextPrune = now + kPruneInterval;
       }
     });
-    TellManager(now);
+    FeedWatchdog(now);
     Wait();
   }
   NotifyManager("STOPPING=1");
@@ -370,7 +370,7 @@ void Service::WriteMetrics() {
   });
 }
 
-void Service::TellManager(Clock::time_point now) {
+void Service::FeedWatchdog(Clock::time_point now) {
   const auto interval = WatchdogInterval();
   if (!interval || now < m_nextWatchdog) return;
   NotifyManager("WATCHDOG=1");

@@ -56,7 +56,7 @@ private:
   void StartSenders();
   void TendProgram(Clock::time_point now);
   void WriteMetrics();
-  void TellManager(Clock::time_point now);
+  void FeedWatchdog(Clock::time_point now);
   void FinishSenders();
 
   /// Runs a step on the state file; what fails is said once until it works again.

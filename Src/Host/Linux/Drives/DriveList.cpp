@@ -175,7 +175,7 @@ std::size_t DriveList::DriveOf(const std::string& path) {
   return Add(isPartition ? path.substr(0, path.rfind('/')) : path);
 }
 
-void DriveList::TellApart() {
+void DriveList::Distinguish() {
   const auto isShared = [this](const std::string& id) {
     return std::ranges::count(m_drives, id, &Drive::id) > 1;
   };

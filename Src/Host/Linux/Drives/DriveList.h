@@ -21,7 +21,7 @@ public:
   std::vector<Drive>& Drives() { return m_drives; }
 
   /// Gives drives that have the same serial number identities of their own.
-  void TellApart();
+  void Distinguish();
 
 private:
   struct Place {

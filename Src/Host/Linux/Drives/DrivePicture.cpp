@@ -218,7 +218,7 @@ DriveSnapshot ReadDrives(const DriveSources& sources) {
   for (const std::string& name : SysfsEntries(disks))
     if (IsRunning(disks + name + "/md"))
       if (auto array = reader.Read(disks + name)) snapshot.arrays.push_back(std::move(*array));
-  drives.TellApart();
+  drives.Distinguish();
   reader.Connect(snapshot.arrays);
   snapshot.drives = std::move(drives.Drives());
   std::ranges::sort(snapshot.drives, {}, &Drive::id);

@@ -60,7 +60,7 @@ struct Place {
 };
 
 /// The host's operations, with the places of devices answered by the text of their hardware ids.
-Host::DeviceSetupOperations HostThatTellsPlaces(std::map<std::string, Place> places) {
+Host::DeviceSetupOperations HostThatGivesPlaces(std::map<std::string, Place> places) {
   Host::DeviceSetupOperations operations = Host::MakeDeviceSetupOperations();
   operations.SetupDiGetDeviceRegistryPropertyA =
       [host = operations.SetupDiGetDeviceRegistryPropertyA, places = std::move(places)](
@@ -100,7 +100,7 @@ protected:
 
 TEST_F(DeviceSetupOfWindows, WithoutAdaptersTheListIsEmpty) { EXPECT_THAT(Listed(), IsEmpty()); }
 
-TEST_F(DeviceSetupOfWindows, AnAdapterThatTellsNoAddressIsLeftOut) {
+TEST_F(DeviceSetupOfWindows, AnAdapterThatGivesNoAddressIsLeftOut) {
   const PlantedDevice raid("VEN_1000&DEV_005B", "SCSIAdapter", kScsiGuid);
 
   EXPECT_THAT(Listed(), IsEmpty());
@@ -111,7 +111,7 @@ TEST_F(DeviceSetupOfWindows, PlantedAdaptersAreListedByLocationAndOtherDevicesAr
   const PlantedDevice sata("VEN_8086&DEV_2922", "hdc", kHdcGuid);
   const PlantedDevice network("VEN_8086&DEV_10D3", "Net", kNetGuid);
   const PreparedOperations inPlace(
-      Host::DeviceSetup(), HostThatTellsPlaces({{"PCI\\VEN_1000&DEV_005B", {0x0105, 0x00020000}},
+      Host::DeviceSetup(), HostThatGivesPlaces({{"PCI\\VEN_1000&DEV_005B", {0x0105, 0x00020000}},
                                                 {"PCI\\VEN_8086&DEV_2922", {0, 0x001F0002}},
                                                 {"PCI\\VEN_8086&DEV_10D3", {1, 0}}}));
 

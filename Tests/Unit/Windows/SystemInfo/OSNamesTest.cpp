@@ -167,7 +167,7 @@ TEST(OSVersion, AndBuildAreUnsignedNumbers) {
   EXPECT_EQ(text, "Microsoft Corporation");
 }
 
-TEST(OSKernel, TellsNothing) {
+TEST(OSKernel, SaysNothing) {
   OS_FACTS facts{};
   facts.underlying.major = 10;
   unsigned int major = 4711;

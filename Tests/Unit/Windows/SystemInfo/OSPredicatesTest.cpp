@@ -275,7 +275,7 @@ TEST(OSPredicates, ListHasEveryNameAboutARecordInOrder) {
   EXPECT_EQ(found, expected);
 }
 
-TEST(OSPredicates, HoldAsTheirConditionsTellForEveryVersionAndBuild) {
+TEST(OSPredicates, HoldAsTheirConditionsSayForEveryVersionAndBuild) {
   EveryPredicate every;
   const std::vector<std::uint32_t> builds = Builds();
   OS_FACTS all{};
@@ -295,7 +295,7 @@ TEST(OSPredicates, HoldAsTheirConditionsTellForEveryVersionAndBuild) {
   EXPECT_GT(every.Asked(), 100000000U / kStep);
 }
 
-TEST(OSPredicates, HoldAsTheirConditionsTellForEachFlagAlone) {
+TEST(OSPredicates, HoldAsTheirConditionsSayForEachFlagAlone) {
   EveryPredicate every;
   std::size_t turn = 0;
   for (const OSFlag& flag : OSFlags::kAll)
@@ -320,7 +320,7 @@ TEST(OSPredicates, ZeroRecordIsOnly64Bit) {
           << predicate.name;
 }
 
-TEST(OSPredicates, BuildsByNumbersAloneHoldAsTheirConditionsTell) {
+TEST(OSPredicates, BuildsByNumbersAloneHoldAsTheirConditionsSay) {
   using Predicate = int (*)(unsigned int, unsigned int, unsigned int);
   const std::pair<const char*, Predicate> builds[] = {
       {"IsWindows95BBuild", &COSProbe::IsWindows95BBuild},

@@ -446,7 +446,7 @@ TEST_F(SystemLogRecords, EmptyReadYieldsNothing) {
   EXPECT_EQ(Watermark(), 10U);
 }
 
-TEST_F(SystemLogRecords, ToldCountBeyondTheBufferIsNotWalked) {
+TEST_F(SystemLogRecords, ReportedCountBeyondTheBufferIsNotWalked) {
   const std::string large = WithFields(RecordBytes({.number = 10}),
                                        [](EVENTLOGRECORD& fields) { fields.Length = 65536 - 56; });
   host.reads.push_back({.bytes = large, .toldBytesRead = 1000000});

@@ -79,7 +79,7 @@ TEST_F(SystemLogWriter, FailedOpeningOfTheLogIsRaisedWithTheSystemError) {
   EXPECT_EQ(report.detail, "");
 }
 
-TEST_F(SystemLogWriter, FailedRegistrationTellsTheErrorLeftByClosingTheLog) {
+TEST_F(SystemLogWriter, FailedRegistrationReportsTheErrorLeftByClosingTheLog) {
   host.registeredSource = nullptr;
   host.registerError = 1314;
   host.closeError = 6;

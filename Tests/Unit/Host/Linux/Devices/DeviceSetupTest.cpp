@@ -167,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, PciClass,
                                          ClassRow{"Missing", nullptr, nullptr, nullptr}),
                          [](const auto& test) { return test.param.name; });
 
-TEST(PciDeviceSetup, TellsTheSetupClassWithTheDevice) {
+TEST(PciDeviceSetup, GivesTheSetupClassWithTheDevice) {
   const PciTree tree;
   tree.Add("0000:00:1f.2", {.classCode = "0x010601"});
   Devices devices(tree);
@@ -252,7 +252,7 @@ TEST(PciDeviceSetup, FoldersThatNameNoLocationAreNoDevices) {
   EXPECT_EQ(Host::LastError(), 259u);
 }
 
-TEST(PciDeviceSetup, PropertyThatDoesNotFitTellsTheSizeNeeded) {
+TEST(PciDeviceSetup, PropertyThatDoesNotFitReportsTheSizeNeeded) {
   const PciTree tree;
   tree.Add("0000:01:00.0", {});
   Devices devices(tree);

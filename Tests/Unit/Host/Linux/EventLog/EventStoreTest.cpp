@@ -310,7 +310,7 @@ TEST_F(EventStoreRead, ASeekTooLargeForTheBufferKeepsThePosition) {
   EXPECT_EQ(NumbersIn(log.Read(kSequentialBackwards).bytes), (Numbers{4, 3, 2, 1}));
 }
 
-TEST_F(EventStoreRead, ABufferOfNoBytesTellsTheSizeNeeded) {
+TEST_F(EventStoreRead, ABufferOfNoBytesReportsTheSizeNeeded) {
   const LogHandle log(Operations(), "Log");
   const ReadOutcome outcome = log.Read(kSequentialBackwards, 0, 0);
 

@@ -15,7 +15,7 @@ std::string VersionIn(const std::vector<char>& record, const char* key = kVersio
   return std::string(value.data(), value.size());
 }
 
-TEST(VersionRecord, TellsItsVersionAndTranslation) {
+TEST(VersionRecord, ReportsItsVersionAndTranslation) {
   const std::vector<char> record = MakeVersionRecord("1.2.3 (build 4)");
   EXPECT_EQ(VersionIn(record), std::string("1.2.3 (build 4)\0", 16));
   EXPECT_EQ(VersionIn(record, "\\VarFileInfo\\Translation"), std::string("\x09\x04\xB0\x04", 4));
