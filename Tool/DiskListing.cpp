@@ -180,7 +180,8 @@ std::string DiskSizeText(std::uint64_t bytes) {
   static constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
   std::size_t unit = 0;
   double size = static_cast<double>(bytes);
-  while (size >= 1024 && unit + 1 < std::size(kUnits)) {
+  // What would be rounded to 1024 of a unit is 1 of the next.
+  while (size >= 1023.95 && unit + 1 < std::size(kUnits)) {
     size /= 1024;
     ++unit;
   }

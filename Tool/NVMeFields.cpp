@@ -48,7 +48,8 @@ std::string SizeTextOf(Wide128 bytes) {
   if (bytes < 1000) return text;
   double value = static_cast<double>(bytes) / 1000;
   std::size_t unit = 0;
-  while (value >= 1000 && unit + 1 < kUnits.size()) {
+  // What would be rounded to 1000.00 of a unit is 1.00 of the next.
+  while (value >= 999.995 && unit + 1 < kUnits.size()) {
     value /= 1000;
     ++unit;
   }

@@ -182,6 +182,12 @@ TEST(DiskSizeText, HasOneDigitAfterThePointWhereItIsNotWhole) {
   EXPECT_EQ(DiskSizeText(std::uint64_t{5} << 40), "5 TiB");
 }
 
+TEST(DiskSizeText, WhatIsRoundedUpToTheNextUnitIsShownInIt) {
+  EXPECT_EQ(DiskSizeText(1023), "1023 B");
+  EXPECT_EQ(DiskSizeText(1048524), "1023.9 KiB");
+  EXPECT_EQ(DiskSizeText(1048575), "1 MiB");
+}
+
 }  // namespace
 
 }  // namespace Tool

@@ -182,5 +182,11 @@ TEST(NVMeFields, BitsThatTheRecordLeavesWholeAreThoseOfTheStandard) {
   }
 }
 
+TEST(SizeText, WhatIsRoundedUpToTheNextUnitIsShownInIt) {
+  EXPECT_EQ(SizeText(999), "999 bytes");
+  EXPECT_EQ(SizeText(999994), "999994 bytes (999.99 kB)");
+  EXPECT_EQ(SizeText(999999), "999999 bytes (1.00 MB)");
+}
+
 }  // namespace
 }  // namespace Tool
