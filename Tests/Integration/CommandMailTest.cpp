@@ -215,6 +215,23 @@ protected:
 
 constexpr const char* kFailedText = "PD 3 (slot 7): status changed from OPERATIONAL to FAILED";
 
+TEST_F(CommandAlert, ReasonOfAFailedStepStandsOnStandardError) {
+  std::vector<std::string> arguments = {"--store",  Path("missing/events.db"),
+                                        "alert",    "ld",
+                                        "DEGRADED", "OPERATIONAL",
+                                        "--object", "LD 1",
+                                        "--log",    "Demo"};
+  const ProcessResult text = RunProcess(ONDREL_COMMAND, arguments, "");
+  EXPECT_EQ(text.exitStatus, 3);
+  EXPECT_THAT(text.output, HasSubstr("Event log: failed\n"));
+  EXPECT_EQ(text.output.find("cannot write"), std::string::npos);
+  EXPECT_THAT(text.errors, HasSubstr("ondrel: cannot write to the log Demo"));
+
+  arguments.emplace_back("--json");
+  EXPECT_THAT(RunProcess(ONDREL_COMMAND, arguments, "").errors,
+              HasSubstr("ondrel: cannot write to the log Demo"));
+}
+
 TEST_F(CommandAlert, TakesAStatusChangeTheWholeWay) {
   Report("10002", "information", "First");
 

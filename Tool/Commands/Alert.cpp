@@ -44,8 +44,8 @@ public:
     const WorkComesFirst first;
     const std::optional<Ondrel::CStateChangeEvent> event = FindEvent(m_options.change);
     m_result["status"] = JsonOfChange(m_options.change, event);
-    Say("Status change: " + ChangeText(m_options.change) + ": " +
-        (event ? EventText(*event) : "there is no event for it"));
+    ShowLine("Status change: " + ChangeText(m_options.change) + ": " +
+             (event ? EventText(*event) : "there is no event for it"));
     if (event) {
       m_event = *event;
       m_text = (m_options.isTest ? "TEST: " : "") + m_options.object + ": status changed from " +
@@ -53,7 +53,7 @@ public:
                StatusName(m_options.change.change.NewStatus);
       m_result["test"] = m_options.isTest;
       m_result["text"] = m_text;
-      Say("Text: " + m_text);
+      ShowLine("Text: " + m_text);
       TakeSteps();
     } else {
       m_isFailed = true;
@@ -98,8 +98,8 @@ private:
                        {"place", JsonOfPlace(reported.place)},
                        {"recordNumber", reported.report.number},
                        {"checked", reported.report.isChecked}};
-    Say("Event log: reported to " + m_options.log + " with event type " + std::to_string(type) +
-        " " + ReportedWhere(reported));
+    ShowLine("Event log: reported to " + m_options.log + " with event type " +
+             std::to_string(type) + " " + ReportedWhere(reported));
   }
 
   // The event is in the log by now, whatever is wrong with the mail's options.
@@ -116,7 +116,7 @@ private:
       m_result["mail"] = {{"ok", outcome.isSent}};
       m_result["mail"].update(JsonOfOutcome(route, outcome));
       m_isFailed |= !outcome.isSent;
-      Say("Mail: " + OutcomeText(route, outcome));
+      ShowLine("Mail: " + OutcomeText(route, outcome));
     } catch (const UsageError& error) {
       Fail("mail", "Mail", OneLine(error.what()));
       m_result["mail"]["error"] = error.Details();
@@ -144,7 +144,7 @@ private:
 
   void ShowReadBack(const Ondrel::Host::EventLogItem& item) {
     m_result["readBack"] = {{"ok", true}, {"record", JsonOfRecord(item.record)}};
-    Say("Read back: " + RecordLine(item.record));
+    ShowLine("Read back: " + RecordLine(item.record));
   }
 
   template <class Step>
@@ -155,13 +155,13 @@ private:
     } catch (const Failure& error) {
       m_isRaised = true;
       m_result[name] = {{"ok", false}, {"error", error.Details()}};
-      Say(title + ": failed");
+      ShowLine(title + ": failed");
       Say(error.what());
       return false;
     } catch (unsigned int number) {
       m_isRaised = true;
       m_result[name] = {{"ok", false}, {"error", JsonOfError(number)}};
-      Say(title + ": an error was raised");
+      ShowLine(title + ": an error was raised");
       PrintErrorReport(number);
       return false;
     }
@@ -170,10 +170,10 @@ private:
   void Fail(const char* name, const std::string& title, const std::string& reason) {
     m_isFailed = true;
     m_result[name] = {{"ok", false}, {"reason", reason}};
-    Say(title + ": failed, " + reason);
+    ShowLine(title + ": failed, " + reason);
   }
 
-  void Say(const std::string& line) const {
+  void ShowLine(const std::string& line) const {
     if (!m_globals.json) std::cout << line << std::endl;
   }
 

@@ -179,7 +179,7 @@ private:
     const HostFailure failure("cannot check", "there is no NVMe device to check");
     if (!m_json.contains("error")) m_json["error"] = failure.Details();
     m_status |= kNotOpened;
-    Say("there is no NVMe device to check");
+    ShowLine("there is no NVMe device to check");
   }
 
   void LookAtAll() {
@@ -196,7 +196,7 @@ private:
       m_status |= checked.Bits();
       m_events.insert(m_events.end(), checked.events.begin(), checked.events.end());
       m_json["devices"].push_back(JsonOf(checked));
-      Say(TextOf(checked));
+      ShowLine(TextOf(checked));
     }
   }
 
@@ -240,7 +240,7 @@ private:
       const auto type = RankOf(event.severity).eventType;
       const CheckedReport reported = ReportChecked(m_options.log, event.code, type, event.text);
       records.push_back({{"event", event.code}, {"recordNumber", reported.report.number}});
-      Say("Event log: " + Watch::NameOfEvent(event.code) + " " + ReportedWhere(reported));
+      ShowLine("Event log: " + Watch::NameOfEvent(event.code) + " " + ReportedWhere(reported));
     }
     m_json["log"] = {{"ok", true}, {"log", m_options.log}, {"records", records}};
   }
@@ -254,7 +254,7 @@ private:
     m_json["mail"] = {{"ok", outcome.isSent}};
     m_json["mail"].update(JsonOfOutcome(*m_route, outcome));
     if (!outcome.isSent) m_status |= kNotDelivered;
-    Say("Mail: " + OutcomeText(*m_route, outcome));
+    ShowLine("Mail: " + OutcomeText(*m_route, outcome));
   }
 
   MailContent Content() const {
@@ -287,7 +287,7 @@ private:
     const auto fail = [&](const Json& error) {
       m_status |= kNotDelivered;
       m_json[name] = {{"ok", false}, {"error", error}};
-      Say(title + ": failed");
+      ShowLine(title + ": failed");
     };
     try {
       step();
@@ -300,7 +300,7 @@ private:
     }
   }
 
-  void Say(const std::string& text) const {
+  void ShowLine(const std::string& text) const {
     if (!m_globals.json) std::cout << text << std::endl;
   }
 
