@@ -21,8 +21,9 @@ int ShowDisks(const GlobalOptions& globals) {
     Json list = Json::array();
     for (const Ondrel::Host::DiskDescription& disk : storage.disks)
       list.push_back(JsonOfDisk(disk));
-    PrintJson({{"disks", list},
-               {"error", storage.error == 0 ? Json(nullptr) : JsonOfHostError(storage.error)}});
+    Json json = {{"disks", list}};
+    if (storage.error != 0) json["error"] = JsonOfHostError(storage.error);
+    PrintJson(json);
   } else if (storage.disks.empty()) {
     std::cout << "there is no disk\n";
   } else {

@@ -121,9 +121,9 @@ Json JsonOfAll(const NVMeDevices& devices, const std::vector<ListedNamespace>& n
                     {"controllers", known.controllers},
                     {"error", listed.error == 0 ? Json(nullptr) : JsonOfHostError(listed.error)}});
   }
-  return {{"controllers", controllers},
-          {"namespaces", list},
-          {"error", devices.error == 0 ? Json(nullptr) : JsonOfHostError(devices.error)}};
+  Json json = {{"controllers", controllers}, {"namespaces", list}};
+  if (devices.error != 0) json["error"] = JsonOfHostError(devices.error);
+  return json;
 }
 
 void PrintAll(const NVMeDevices& devices, const std::vector<ListedNamespace>& namespaces) {

@@ -71,20 +71,20 @@ std::vector<DiskListing> ListingsOf(const Options& options, const StorageDescrip
   return listings;
 }
 
-Json ErrorOf(const StorageDescription& storage) {
-  return storage.error == 0 ? Json(nullptr) : JsonOfHostError(storage.error);
+/// Prints an answer, with the reason why disks may be missing in it.
+void PrintWithError(Json json, const StorageDescription& storage) {
+  if (storage.error != 0) json["error"] = JsonOfHostError(storage.error);
+  PrintJson(json);
 }
 
 void PrintListings(const GlobalOptions& globals, const Options& options,
                    const std::vector<DiskListing>& listings, const StorageDescription& storage) {
   if (globals.json && !options.isAll) {
-    Json json = JsonOfListing(listings.front(), storage);
-    json["error"] = ErrorOf(storage);
-    PrintJson(json);
+    PrintWithError(JsonOfListing(listings.front(), storage), storage);
   } else if (globals.json) {
     Json list = Json::array();
     for (const DiskListing& listing : listings) list.push_back(JsonOfListing(listing, storage));
-    PrintJson({{"disks", list}, {"error", ErrorOf(storage)}});
+    PrintWithError({{"disks", list}}, storage);
   } else {
     for (const DiskListing& listing : listings)
       std::cout << (&listing != &listings.front() ? "\n" : "") << TextOfListing(listing, storage);
