@@ -46,12 +46,12 @@ void ExpectPartsWhereTheRecordHasThem(const BitRow<Record> (&rows)[kCount]) {
   }
 }
 
-#define FIELD(field, part, most)                                   \
-  {                                                                \
-    #field, #part, most, [](auto& record, unsigned int value) {    \
+#define FIELD(field, part, most)                                 \
+  {                                                              \
+#field, #part, most, [](auto& record, unsigned int value) {    \
       record.field.part =                                          \
           static_cast<decltype(record.field.part)>(value & (most)); \
-    }                                                              \
+    } \
   }
 
 TEST(NVMeFields, PartsOfAControllersFieldsStandWhereTheRecordHasThem) {

@@ -74,7 +74,7 @@ struct Companion {
 
 // The index has a first page of 32 KiB as soon as the store is in use; an attempt for which there
 // was no room leaves a shorter one.
-constexpr std::array kCompanions = {Companion{"-wal", 1}, Companion{"-shm", 32 * 1024},
+constexpr std::array kCompanions = {Companion{"-wal", 1}, Companion{"-shm", off_t{32} * 1024},
                                     Companion{"-journal", 1}};
 
 constexpr std::chrono::milliseconds kLockPause{2};
