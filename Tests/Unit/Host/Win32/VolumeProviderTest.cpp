@@ -84,24 +84,6 @@ std::set<std::string> FixedRoots() {
   return roots;
 }
 
-// Another label for the drive C, for one scope.
-class LabelOfC {
-public:
-  explicit LabelOfC(const wchar_t* label) : m_former(LabelOf("C:\\")) {
-    m_isSet = ::SetVolumeLabelW(L"C:\\", label);
-  }
-  ~LabelOfC() { ::SetVolumeLabelW(L"C:\\", m_former.c_str()); }
-
-  LabelOfC(const LabelOfC&) = delete;
-  LabelOfC& operator=(const LabelOfC&) = delete;
-
-  bool IsSet() const { return m_isSet; }
-
-private:
-  std::wstring m_former;
-  bool m_isSet = false;
-};
-
 class VolumesOfTheHost : public testing::Test {
 protected:
   static std::vector<CSystemPartition> Partitions() {
@@ -133,18 +115,6 @@ TEST_F(VolumesOfTheHost, EveryFixedDriveHasItsLetterNameLabelAndPath) {
     EXPECT_EQ(found->m_StartSector, kOffset / 512);
     EXPECT_EQ(found->m_SectorCount, kLength / 512);
   }
-}
-
-TEST_F(VolumesOfTheHost, ALabelArrivesInUtf8) {
-  const LabelOfC label(L"Gr\u00F6\u00DFe \u6570\u636E");
-  ASSERT_TRUE(label.IsSet());
-  const std::vector<CSystemPartition> partitions = Partitions();
-  const auto found =
-      std::ranges::find(partitions, std::string("C:\\"), &CSystemPartition::m_DriveRoot);
-  ASSERT_NE(found, partitions.end());
-  EXPECT_EQ(found->m_VolumeLabel,
-            "Gr\xC3\xB6\xC3\x9F"
-            "e \xE6\x95\xB0\xE6\x8D\xAE");
 }
 
 TEST_F(VolumesOfTheHost, OtherDisksHaveNone) {
