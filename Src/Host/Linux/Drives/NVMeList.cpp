@@ -76,8 +76,13 @@ std::optional<std::string> NVMeDiskOf(std::string_view entry) {
 NVMeDevices ReadNVMeDevices(const std::string& sysfs) {
   TakeSysfsShortage();
   NVMeDevices devices;
-  for (const std::string& name : SysfsEntries(sysfs + "/class/nvme")) {
-    const std::string folder = sysfs + "/class/nvme/" + name;
+  const std::string classFolder = sysfs + "/class/nvme";
+  const std::string diskFolder = sysfs + "/block";
+  const auto pathIn = [](std::string folder, const std::string& name) {
+    return folder.append("/").append(name);
+  };
+  for (const std::string& name : SysfsEntries(classFolder)) {
+    const std::string folder = pathIn(classFolder, name);
     devices.controllers.push_back(ControllerIn(folder, name));
     for (const std::string& entry : SysfsEntries(folder)) {
       const std::optional<std::string> disk = NVMeDiskOf(entry);
@@ -85,9 +90,9 @@ NVMeDevices ReadNVMeDevices(const std::string& sysfs) {
       auto known = std::ranges::find(devices.namespaces, *disk, &NVMeNamespace::name);
       if (known == devices.namespaces.end()) {
         // The disk of several ways lies beside them; what is not a disk yet has its way alone.
-        const std::string shown = sysfs + "/block/" + *disk;
+        const std::string shown = pathIn(diskFolder, *disk);
         const bool isShown = ReadTextOf(shown + "/size").has_value();
-        devices.namespaces.push_back(NamespaceIn(isShown ? shown : folder + "/" + entry, *disk));
+        devices.namespaces.push_back(NamespaceIn(isShown ? shown : pathIn(folder, entry), *disk));
         known = devices.namespaces.end() - 1;
       }
       known->controllers.push_back(name);
