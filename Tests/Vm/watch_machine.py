@@ -158,13 +158,23 @@ class WatchTestCase(MachineTestCase):
                 raise AssertionError(f"missing {missing} in {seen}\n{log}")
             time.sleep(0.2)
 
-    def create(self, name, level, *numbers, spares=0):
+    def create(self, name, level, *numbers, spares=0, limit=60):
+        """Makes an array, and waits until the service knows it and its members."""
         nodes = " ".join(self.node(number) for number in numbers)
         self.machine.check(
             f"mdadm --create /dev/{name} --run {'' if level == 0 else '--assume-clean '}"
             f"--metadata=1.2 --homehost=any "
             f"--level={level} --raid-devices={len(numbers) - spares} "
             f"{f'--spare-devices={spares} ' if spares else ''}{nodes}")
+        members = {f"SN{number}" for number in numbers[:len(numbers) - spares]}
+        deadline = time.monotonic() + limit
+        while True:
+            drives, arrays = self.status()
+            working = {drive for drive, status in drives.items() if status == "OPERATIONAL"}
+            if arrays.get(name) == "OPERATIONAL" and members <= working:
+                return
+            self.assertLess(time.monotonic(), deadline, f"{name}: {drives} {arrays}")
+            time.sleep(0.1)
 
     def idle(self, name):
         self.machine.wait_for(f"grep -q idle /sys/block/{name}/md/sync_action")

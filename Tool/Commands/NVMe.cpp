@@ -362,7 +362,7 @@ Work AddRecordCommand(CLI::App& app, const RecordKind& kind) {
                      "Decode this image of " + SizeOf(kind) + " instead, - for standard input")
           ->type_name("FILE")
           ->excludes(device);
-  // What an image holds is no longer chosen.
+  // An image is of one log and one namespace already.
   for (CLI::Option* const choice : {logId, nameSpace})
     if (choice != nullptr) raw->excludes(choice);
   app.add_option("--save", options->save, "Write the image of one device to this file")
