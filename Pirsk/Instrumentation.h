@@ -8,6 +8,9 @@
 
 #if defined(PIRSK_INSTRUMENTED)
 
+#include <Pirsk/LanguageFile.h>
+
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -19,6 +22,11 @@ using Recorder = std::function<void(const std::string& call)>;
 void SetRecorder(const Recorder* recorder);
 
 void Record(const std::string& call);
+
+/// A module's texts, and the rows of its error list, as they are recorded: "{first; second}" and
+/// "{0x20010001: 1; 0x20010002: 0}".
+std::string TextsOf(const char* const* texts, std::size_t count);
+std::string RowsOf(const Language_Support::CLanguageSupport::ERROR_MSG_LIST* rows);
 
 }  // namespace Pirsk::Instrumentation
 

@@ -46,8 +46,20 @@ std::nullopt_t Refused(std::string& fault, const char* reason) {
   return std::nullopt;
 }
 
+// UTF-8 where the host's paths are wide text, else the bytes as they are.
+std::optional<std::filesystem::path> PathOf(const std::string& text) {
+  try {
+    return std::filesystem::path(std::u8string(text.begin(), text.end()));
+  } catch (const std::system_error&) {
+    return std::nullopt;
+  }
+}
+
 // Nothing, without a fault, where no file is.
-std::optional<std::string> ReadFile(const std::string& path, std::string& fault) {
+std::optional<std::string> ReadFile(const std::string& name, std::string& fault) {
+  const std::optional<std::filesystem::path> known = PathOf(name);
+  if (!known) return Refused(fault, "its path is not UTF-8");
+  const std::filesystem::path& path = *known;
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
   if (status.type() == std::filesystem::file_type::not_found) return std::nullopt;
@@ -102,7 +114,7 @@ CLanguageSupport::CLngFile::CLngFile(const char* fileName,
       m_folder(FolderOfModule(fileName)) {
   PIRSK_RECORD(std::string("CLngFile::CLngFile(") + fileName + ", " + std::to_string(languageCode) +
                ", " + encoding + ", " + std::to_string(formatVersion) + ", " +
-               std::to_string(count) + ")");
+               Instrumentation::TextsOf(texts, count) + ")");
 }
 
 CLanguageSupport::CLngFile::~CLngFile() {

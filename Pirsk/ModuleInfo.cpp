@@ -81,7 +81,7 @@ CModuleInfo::CModuleInfo(std::uint32_t number, const char* name, const char* ver
       m_errorMessages(errorMessages),
       m_next(nullptr) {
   PIRSK_RECORD("CModuleInfo::CModuleInfo(" + std::to_string(number) + ", " + name + ", " + version +
-               ")");
+               ", " + Instrumentation::RowsOf(errorMessages) + ")");
   CModuleRegistry::Add(*this);
 }
 

@@ -27,7 +27,8 @@ public:
   /// holds a zero byte the rest after it is lost.
   ///
   /// Returns 1 if the command processor could be started, whatever the program's own success, and 0
-  /// if not; the output is then empty.
+  /// if not; the output is then empty. It is emptied first: neither of the two texts should be the
+  /// same object.
   static unsigned int ExecuteCommand(const std::string& command, const std::string& arguments,
                                      std::string& output);
 
@@ -51,7 +52,8 @@ public:
   static int VersionCompare(const std::string& first, const std::string& second, std::size_t count);
 
   /// Gives the version of the loaded driver `moduleName` (without its extension, in any case), up
-  /// to its first space. The version is empty if no such driver is loaded, or if it has none.
+  /// to its first space. The version is empty if no such driver is loaded, or if it has none. It is
+  /// emptied first: the two should not be one object.
   static void GetModuleVersion(const std::string& moduleName, std::string& version);
 
   /// Restarts the machine at once, without a question. Does nothing where the caller has no right

@@ -52,7 +52,7 @@ public:
     /// Index of the stand-in text.
     std::size_t StandInIndex() const { return m_count - 1; }
 
-    /// Path of the language file in use; empty when the built-in texts are.
+    /// Path of the language file in use, UTF-8 on Windows; empty when the built-in texts are.
     PIRSK_API std::string Path() const;
 
   private:
@@ -71,7 +71,7 @@ public:
 
 /// Sets the folder in which language files are looked for after the module's own; takes effect for
 /// modules whose file has not been read yet. Initially the data directory of the installation; the
-/// empty text for none. May be called from any thread.
+/// empty text for none. UTF-8 on Windows. May be called from any thread.
 PIRSK_API void SetDataDirectory(const std::string& path);
 
 }  // namespace Pirsk::Language_Support

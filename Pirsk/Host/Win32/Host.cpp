@@ -74,8 +74,10 @@ std::string PathOfModule(const void* address) {
           GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
           static_cast<const char*>(address), &module) == 0)
     return {};
-  std::string path(kLongestPath, '\0');
-  path.resize(GetModuleFileNameA(module, path.data(), static_cast<DWORD>(path.size())));
+  std::wstring wide(kLongestPath, L'\0');
+  wide.resize(GetModuleFileNameW(module, wide.data(), static_cast<DWORD>(wide.size())));
+  std::string path;
+  AppendUtf8(wide, path);
   return path;
 }
 

@@ -145,6 +145,18 @@ TEST_F(PreparedProcess, LineEndsInASpaceWithoutArguments) {
   EXPECT_EQ(m_commandLine, "\"tool\" ");
 }
 
+TEST_F(PreparedProcess, TextThatIsTheOutputTooIsEmptiedBeforeTheLineIsFormed) {
+  m_pieces = {"answer\n"};
+  std::string text = "program";
+  EXPECT_EQ(CSystem::ExecuteCommand(text, "-a", text), 1U);
+  EXPECT_EQ(m_commandLine, "\"\" -a");
+  EXPECT_EQ(text, "answer");
+
+  text = "-a";
+  EXPECT_EQ(CSystem::ExecuteCommand("program", text, text), 1U);
+  EXPECT_EQ(m_commandLine, "\"program\" ");
+}
+
 TEST_F(PreparedProcess, StartFailureEmptiesTheTextAndIsZero) {
   m_isStarted = false;
   std::string output = "old";

@@ -138,8 +138,14 @@ TEST_F(ModuleVersion, CaseOfTheNameDoesNotCount) {
 
 TEST_F(ModuleVersion, NameWithItsExtensionIsNotFound) { EXPECT_EQ(Version("storage.sys"), ""); }
 
-TEST_F(ModuleVersion, NameAndVersionMayBeOneObject) {
+TEST_F(ModuleVersion, NameIsEmptiedWithTheVersionWhereBothAreOneObject) {
   std::string text = "storage";
+  CSystem::GetModuleVersion(text, text);
+  EXPECT_EQ(text, "");
+
+  m_drivers = {".SYS"};
+  m_sizePaths = m_readPaths = {{"C:\\Windows\\drivers\\.sys", ""}};
+  text = "storage";
   CSystem::GetModuleVersion(text, text);
   EXPECT_EQ(text, "1.2.3");
 }

@@ -457,6 +457,19 @@ TEST_P(NVMeSharedBuffer, OpeningThatFailsHasAnErrorLine) {
                                          Traces(kTraceEntry, Function(), Leave("2"))));
 }
 
+TEST_P(NVMeSharedBuffer, OpeningThatFailsIsTracedBeforeTheHostIsAskedForItsError) {
+  const TraceCapture trace(kTraceError);
+  std::vector<std::string> callsBefore;
+  Pirsk::Trace::SetSink([&](const Pirsk::Trace::Line&) { callsBefore = m_device.Calls(); });
+  m_device.opens = false;
+  m_device.lastErrors = {2};
+
+  EXPECT_EQ(Run().result, 2U);
+
+  EXPECT_THAT(callsBefore, ElementsAre(kOpening));
+  EXPECT_THAT(m_device.Calls(), ElementsAre(kOpening, "GetLastError()"));
+}
+
 TEST_P(NVMeSharedBuffer, WithoutMemoryTheResultIsZeroWithAnErrorLine) {
   const TraceCapture trace(kTraceError);
   m_device.refusedBytes = GetParam().outputBytes;
