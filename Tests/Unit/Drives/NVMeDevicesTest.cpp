@@ -1,6 +1,7 @@
 #include "Drives/NVMeDevices.h"
 #include "Host/DeviceOperations.h"
 #include "Host/DrivesOperations.h"
+#include "Host/MemoryOperations.h"
 #include "Support/PreparedOperations.h"
 
 #include <gmock/gmock.h>
@@ -52,7 +53,7 @@ private:
               NVME_IDENTIFY_CONTROLLER data;
               std::memset(static_cast<void*>(&data), 0, sizeof data);
               std::memcpy(data.SN, answer.serial.data(), answer.serial.size());
-              std::memcpy(data.MN, " Model \x01  ", 10);
+              std::memcpy(data.MN, " Mod~l \x01\x7F ", 10);
               std::memcpy(data.FR, "1.2     ", 8);
               std::array<std::uint32_t, 12> head{};
               std::memcpy(head.data(), input, sizeof head);
@@ -81,7 +82,7 @@ TEST(NVMeDevicesAmong, DiskThatAnswersIsAControllerWithANamespace) {
   ASSERT_EQ(devices.controllers.size(), 1U);
   EXPECT_EQ(devices.controllers[0].device, "disk0");
   EXPECT_EQ(devices.controllers[0].serial, "S1");
-  EXPECT_EQ(devices.controllers[0].model, "Model ?");
+  EXPECT_EQ(devices.controllers[0].model, "Mod~l ??");
   EXPECT_EQ(devices.controllers[0].firmware, "1.2");
   EXPECT_EQ(devices.controllers[0].state, "");
   ASSERT_EQ(devices.namespaces.size(), 1U);
@@ -89,6 +90,18 @@ TEST(NVMeDevicesAmong, DiskThatAnswersIsAControllerWithANamespace) {
   EXPECT_EQ(devices.namespaces[0].sizeInBytes, 1000U);
   EXPECT_EQ(devices.namespaces[0].id, 0U);
   EXPECT_EQ(devices.error, 0U);
+}
+
+TEST(NVMeDevicesAmong, DiskWhoseRecordWasNotWrittenIsLeftOut) {
+  const PreparedDisks host({{"disk0", {"S1"}}, {"disk1", {"S2"}}});
+  MemoryOperations withoutMemory = Memory();
+  withoutMemory.Allocate = [](std::size_t) -> void* { return nullptr; };
+  const PreparedOperations<MemoryOperations> memory(Memory(), withoutMemory);
+
+  const NVMeDevices devices = NVMeDevicesAmong(host.Disks());
+
+  EXPECT_TRUE(devices.controllers.empty());
+  EXPECT_TRUE(devices.namespaces.empty());
 }
 
 TEST(NVMeDevicesAmong, DisksOfOneControllerAreItsNamespaces) {

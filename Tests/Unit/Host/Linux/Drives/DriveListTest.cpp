@@ -38,7 +38,7 @@ TEST(DriveList, FreeAndUsedDrives) {
 
 TEST(DriveList, DisksThatAreNotHardwareOfTheMachineAreLeftOut) {
   const DriveTree tree;
-  for (const char* const name : {"loop0", "ram0", "zram0", "dm-0", "sr0", "nbd0"})
+  for (const char* const name : {"loop0", "ram0", "zram0", "dm-0", "sr0", "nbd0", "md7", "fd0"})
     tree.AddDisk(name, "", "1:0");
   tree.AddDisk("sda", "STICK", "8:0");
   tree.Write(DriveTree::DiskFolder("sda") + "/removable", "1\n");

@@ -36,6 +36,18 @@ TEST(DrivePicture, AFailedMemberStaysFailedWhateverElseTheDriveServes) {
   EXPECT_EQ(kStatusRebuilding, DriveOf(snapshot, "B").status);
 }
 
+TEST(DrivePicture, TheWorstPartCountsWhicheverIsReadLast) {
+  const DriveTree tree;
+  tree.AddDisk("sda", "A", "8:0");
+  tree.AddPartition("sda", "sda1", 1, "8:1");
+  tree.AddPartition("sda", "sda2", 2, "8:2");
+  tree.AddArray("md0", "raid1", 2);
+  tree.AddArray("md1", "raid1", 1);
+  tree.AddMember("md0", "sda1", DriveTree::DiskFolder("sda") + "/sda1", "spare", "1");
+  tree.AddMember("md1", "sda2", DriveTree::DiskFolder("sda") + "/sda2", "in_sync", "0");
+  EXPECT_EQ(kStatusRebuilding, DriveOf(tree.Read(), "A").status);
+}
+
 TEST(DrivePicture, MembersOfAnArray) {
   const DriveTree tree;
   tree.AddDisk("sda", "A", "8:0");
