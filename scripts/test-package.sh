@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds the Debian packages and tries them: lintian, how their files are hardened, and in a bare root
 # of Debian's the main job, a program of one's own, and removal.
-# Usage: scripts/test-package.sh [build|check|root|twice]...      (without arguments: one after the other)
+# Usage: scripts/test-package.sh [build|check|interface|root|twice]...
+# Without arguments: one after the other. A further step, describe, renews the description of the
+# interface, Tests/Exports/*.abi.
 #
 # Everything stands in build/package: the packages, the bare root as an archive, and what was downloaded
 # for it. The root takes rights of root, and sudo is asked for when there are none.
@@ -67,28 +69,60 @@ checkHardening() {
   ! strings "$file" | grep -F "$project" || fail "$name names the folder it was built in"
 }
 
-# The base library built in two folders, by the compiler itself and not from its cache: the files are
-# the same. ONDREL_TWICE="pirsk ondrel" takes more, and longer.
+# What the linker made of all that went into a library, debug information included.
+buildId() {
+  # readelf fails at a note of an owner that it does not know.
+  { readelf -nW "$1" || true; } 2>/dev/null | sed -nE 's/^.*Build ID: ([0-9a-f]+)$/\1/p'
+}
+
+# Both libraries once more, as the packages build them, in another folder: what the linker makes of them
+# is the same. The compiler's cache gives what was compiled in that folder alone.
 buildTwice() {
-  local place target first="$folder/twice/one" second="$folder/twice/another folder/two"
-  read -r -a targets <<<"${ONDREL_TWICE:-pirsk}"
-  rm -rf "$folder/twice"
-  for place in "$first" "$second"; do
-    mkdir -p "$place"
-    git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$place"
-    (
-      cd "$place"
-      cmake -S . -B built -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_SKIP_RPATH=ON \
-        -DCMAKE_CXX_FLAGS="-g -O2 -ffile-prefix-map='$place'=."
-      CCACHE_DISABLE=1 cmake --build built --target "${targets[@]}"
-    ) >"$folder/twice.log" 2>&1 || { tail -n 30 "$folder/twice.log"; fail "the second build fails"; }
+  local library place="$folder/twice/another folder" first second
+  rm -rf "$folder/twice" "$folder/files"
+  mkdir -p "$place"
+  git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$place"
+  (
+    cd "$place"
+    export PATH=/usr/lib/ccache:$PATH CCACHE_DIR CCACHE_NAMESPACE=twice
+    CCACHE_DIR=$(ccache -k cache_dir)
+    # What the packages set by themselves.
+    SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -S Timestamp)
+    export SOURCE_DATE_EPOCH
+    debian/rules override_dh_auto_configure
+    dh_auto_build --buildsystem=cmake+ninja -- ondrel
+  ) >"$folder/twice.log" 2>&1 || { tail -n 30 "$folder/twice.log"; fail "the second build fails"; }
+  for library in pirsk ondrel; do
+    dpkg-deb -x "$(package "lib${library}7")" "$folder/files"
+    first=$(buildId "$folder/files/usr/lib/x86_64-linux-gnu/lib$library.so.$version")
+    second=$(buildId "$(find "$place" -name "lib$library.so.$version")")
+    [ -n "$first" ] && [ "$first" = "$second" ] ||
+      fail "two builds of lib$library differ: build id $first and, in another folder, $second"
   done
-  for target in "${targets[@]}"; do
-    cmp "$first/built/"*"/lib$target.so.$version" "$second/built/"*"/lib$target.so.$version" ||
-      fail "two builds of lib$target differ"
-  done
   rm -rf "$folder/twice"
-  echo "built twice with the same result: ${targets[*]}"
+  echo "built twice with the same result: libpirsk7 libondrel7"
+}
+
+# Lays the files of the packages into one folder and those for debugging into another.
+unpackPackages() {
+  local name
+  rm -rf "$folder/files" "$folder/debug"
+  for name in "${packages[@]}"; do dpkg-deb -x "$(package "$name")" "$folder/files"; done
+  for name in libpirsk7 libondrel7 ondrel; do
+    dpkg-deb -x "$(package "$name-dbgsym")" "$folder/debug"
+  done
+}
+
+# The interface of both libraries against its description; arguments go to the comparison.
+checkInterface() {
+  local library status=0
+  unpackPackages
+  for library in pirsk ondrel; do
+    scripts/check-interface.sh "$@" Tests/Exports/$library.abi \
+      "$folder/files/usr/lib/x86_64-linux-gnu/lib$library.so.$version" "$folder/files/usr/include" \
+      "$folder/debug/usr/lib/debug" || status=1
+  done
+  return "$status"
 }
 
 checkPackages() {
@@ -98,16 +132,11 @@ checkPackages() {
   lintian --fail-on error,warning --suppress-tags \
     initial-upload-closes-no-bugs,bogus-mail-host,bogus-mail-host-in-debian-changelog \
     "$folder"/ondrel_"$version"_amd64.changes || fail "lintian objects"
-  rm -rf "$folder/files" "$folder/debug"
-  for name in "${packages[@]}"; do dpkg-deb -x "$(package "$name")" "$folder/files"; done
-  for name in libpirsk7 libondrel7 ondrel; do
-    dpkg-deb -x "$(package "$name-dbgsym")" "$folder/debug"
-  done
+  unpackPackages
   for file in "$folder"/files/usr/bin/ondrel \
     "$folder"/files/usr/lib/x86_64-linux-gnu/lib{ondrel,pirsk}.so."$version"; do
     checkHardening "$file"
-    # readelf fails at a note of an owner that it does not know.
-    id=$({ readelf -nW "$file" || true; } 2>/dev/null | sed -nE 's/^.*Build ID: ([0-9a-f]+)$/\1/p')
+    id=$(buildId "$file")
     [ -f "$folder/debug/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug" ] ||
       fail "${file##*/} has no separate debug file"
   done
@@ -116,6 +145,7 @@ checkPackages() {
     dpkg-deb -I "$(package libondrel7)"
   for file in lib/systemd/system/ondrel-watch.service usr/lib/systemd/catalog/ondrel.catalog \
     usr/share/ondrel/{watch.conf,ondrel-alerts.yml} usr/share/man/man1/ondrel-log-report.1.gz \
+    usr/share/man/man3/Ondrel_Smtp.h.3.gz usr/share/man/man3/Ondrel::CSmtp.3.gz \
     usr/share/bash-completion/completions/ondrel usr/share/zsh/vendor-completions/_ondrel \
     usr/share/fish/vendor_completions.d/ondrel.fish usr/share/doc/ondrel/command.md.gz; do
     [ -e "$folder/files/$file" ] || [ -e "$folder/files/${file%.gz}" ] || fail "there is no /$file"
@@ -227,13 +257,15 @@ tryInRoot() {
 }
 
 steps=("$@")
-[ ${#steps[@]} -gt 0 ] || steps=(build check root twice)
+[ ${#steps[@]} -gt 0 ] || steps=(build check interface root twice)
 for step in "${steps[@]}"; do
   case $step in
     build) buildPackages ;;
     check) checkPackages ;;
+    interface) checkInterface ;;
+    describe) checkInterface --renew ;;
     root) tryInRoot ;;
     twice) buildTwice ;;
-    *) echo "usage: $0 [build|check|root|twice]..." >&2; exit 2 ;;
+    *) echo "usage: $0 [build|check|interface|describe|root|twice]..." >&2; exit 2 ;;
   esac
 done

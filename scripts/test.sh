@@ -143,7 +143,7 @@ buildPackage() { scripts/test-package.sh build; }
 # The Debian packages, and what they do in a bare root.
 testPackage() {
   local status=0 step
-  for step in check root twice; do check scripts/test-package.sh "$step" || status=1; done
+  for step in check interface root twice; do check scripts/test-package.sh "$step" || status=1; done
   return "$status"
 }
 
