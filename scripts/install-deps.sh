@@ -22,7 +22,7 @@ testPackages=(
   binutils elfutils sqlite3 git graphviz
   postfix systemd systemd-journal-remote tzdata pciutils
   libpcre2-dev perl
-  groff-base zsh fish tmux doxygen
+  groff-base zsh fish tmux doxygen abigail-tools
 )
 benchPackages=(
   libbenchmark-dev valgrind
@@ -34,7 +34,7 @@ windowsPackages=(
   dpkg-dev icoutils unzip zip
 )
 packagePackages=(
-  dpkg-dev debhelper fakeroot lintian debootstrap python3-aiosmtpd
+  dpkg-dev debhelper fakeroot lintian debootstrap abigail-tools doxygen python3-aiosmtpd
 )
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static
@@ -97,14 +97,31 @@ done
 
 isMissing() { [[ " ${missing[*]} " == *" $1 "* ]]; }
 
+# The checker of metrics and alert rules.
+isPromtoolMissing() { [[ " ${wanted[*]} " == *" googletest "* ]] && ! command -v promtool >/dev/null; }
+
 # What a package does to the machine besides lying there.
+declare -A effectOf=(
+  [bcache-tools]="bcache-tools puts the caches of disks together that it finds on this machine."
+  [lvm2]="lvm2 starts a service (lvm2-monitor), and uses the logical volumes that it finds on this machine."
+  [mdadm]="mdadm puts the arrays together that it finds on this machine, and watches them."
+  [nvme-cli]="nvme-cli connects to the remote drives that its configuration names, when the machine starts."
+  [postfix]="postfix is a mail server. It gets no configuration, so that none runs, and a user and groups."
+  [smartmontools]="smartmontools starts a service that watches this machine's drives (smartmontools)."
+  [systemd-journal-remote]="systemd-journal-remote adds a user. Its services are not started."
+  [udev]="udev starts a service that names devices (systemd-udevd)."
+)
 effects=()
-! isMissing postfix ||
-  effects+=("postfix is a mail server. It gets no configuration, so that none runs.")
 for package in "${missing[@]}"; do
-  [[ $package != linux-image-* ]] ||
-    effects+=("$package is a kernel, for virtual machines. A boot loader of this machine may offer it.")
+  case $package in
+    linux-image-*)
+      effects+=("$package is a kernel, for virtual machines. A boot loader of this machine may offer it.")
+      ;;
+    *) [ -z "${effectOf[$package]-}" ] || effects+=("${effectOf[$package]}") ;;
+  esac
 done
+! isPromtoolMissing ||
+  effects+=("/usr/local/bin/promtool is added, from the package prometheus, which is not installed.")
 [ "$purpose" != windows ] || knowsCurlSource ||
   effects+=("Entries for source packages are added in /etc/apt/sources.list.d/ondrel-deb-src.*")
 
@@ -118,7 +135,7 @@ askBeforeEffects() {
   read -r -p "Go on? The Dockerfile keeps all of it in a container. [y/N] " answer
   [[ $answer == [yY]* ]] || { echo "$0: nothing was installed" >&2; exit 1; }
 }
-[ ${#missing[@]} -eq 0 ] || echo "To install with apt: ${missing[*]}"
+[ ${#missing[@]} -eq 0 ] || echo "To install with apt, and what they take: ${missing[*]}"
 askBeforeEffects
 
 if [ ${#missing[@]} -gt 0 ]; then
@@ -131,8 +148,8 @@ if [ ${#missing[@]} -gt 0 ]; then
     apt-get install -y -q --no-install-recommends "${missing[@]}"
 fi
 
-# The checker of metrics and alert rules, out of a package whose service is not wanted.
-if [[ " ${wanted[*]} " == *" googletest "* ]] && ! command -v promtool >/dev/null; then
+# Out of a package whose service is not wanted.
+if isPromtoolMissing; then
   requireRoot "install promtool"
   echo "Installing: promtool"
   folder=$(mktemp -d)
