@@ -33,6 +33,10 @@ if(TARGET ondrel_manual)
   install(FILES ${completions}/ondrel.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT command)
 endif()
+if(TARGET ondrel_header_manual)
+  install(DIRECTORY ${ONDREL_MANUAL_FOLDER}/man3 DESTINATION ${CMAKE_INSTALL_MANDIR}
+    COMPONENT development)
+endif()
 if(ONDREL_RUNTIME_DLLS)
   install(FILES ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()

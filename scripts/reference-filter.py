@@ -70,6 +70,9 @@ def main(header):
     found = rules(set(re.findall(r"OSFlag (\w+)\{", FLAGS.read_text())))
     for number, line in enumerate(lines):
         before = lines[number - 1].strip() if number else ""
+        # Doxygen takes the sign before a word as a mark of its own.
+        if "///" in line:
+            line = re.sub(r"%(?=\w)", "%%", line)
         if "///" in line or (before.startswith("///") and not before.startswith("///<")):
             print(line)
             continue

@@ -117,6 +117,7 @@ done
 [ ! -e "$folder/runtime/include" ] || fail "headers in runtime"
 [ -L "$folder/development/${libraries#"$place"/}/libondrel.so" ] || fail "no link in development"
 [ -e "$folder/development/include/Ondrel/Ondrel.h" ] || fail "no headers in development"
+[ -e "$folder/development/share/man/man3/Ondrel::CSmtp.3" ] || fail "no pages of the headers in development"
 [ -x "$folder/command/bin/ondrel" ] || fail "no command in command"
 for file in man/man1/ondrel-log-report.1 bash-completion/completions/ondrel \
   zsh/site-functions/_ondrel fish/vendor_completions.d/ondrel.fish; do

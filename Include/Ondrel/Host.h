@@ -225,8 +225,8 @@ public:
   /// Registers the source `name`, which writes into the log of its name. Yields 0, or the error.
   ULong Open(const std::string& name);
 
-  /// Writes one event, with the ids and types of `CSystemLog_Win::Report`. An empty text is error
-  /// 87.
+  /// Writes one event, with the ids and types of `CSystemLog_Win::Report`. An empty text is
+  /// error 87.
   EventLogReport Report(int eventID, int eventType, const std::string& text);
 
 private:

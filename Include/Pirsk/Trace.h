@@ -145,8 +145,8 @@ PIRSK_API Sink StandardErrorSink();
 /// becomes "trace.1.log", that "trace.2.log", the last is removed. Folders of the path that are
 /// missing are created.
 ///
-/// Throws a `std::exception` when the file cannot be opened, `maxBytes` is 0 or `maxFiles` is above
-/// 200000.
+/// Throws a `std::exception` when the file cannot be opened, `maxBytes` is 0 or `maxFiles` is
+/// above 200000.
 PIRSK_API Sink RotatingFileSink(const std::string& path, std::size_t maxBytes,
                                 std::size_t maxFiles);
 

@@ -6,11 +6,11 @@ Usage: check_pages.py COMMAND FOLDER
 """
 
 import json
-import os
 import pathlib
-import re
 import subprocess
 import sys
+
+from formatted import formatted, squeezed
 
 LEAST_PAGES = 41
 
@@ -23,21 +23,6 @@ def help_pages(command):
                                          stdout=subprocess.PIPE, text=True).stdout)
         yield page
         waiting += [names + [row["name"]] for row in page["subcommands"]]
-
-
-def formatted(file):
-    """The page as a terminal shows it, without its line breaks."""
-    result = subprocess.run(["groff", "-Kutf8", "-Tutf8", "-man", "-ww", "-rLL=200n", "-P-cbou", file],
-                            check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                            env={**os.environ, "GROFF_NO_SGR": "1"})
-    if result.stderr:
-        sys.exit(f"{file}: {result.stderr}")
-    return squeezed(result.stdout)
-
-
-def squeezed(text):
-    # The formatter breaks lines after a hyphen, and has characters of its own for quotes.
-    return re.sub(r"\s+", "", text.translate(str.maketrans("‐−’‘", "--''")))
 
 
 def words_of(page):

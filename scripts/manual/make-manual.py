@@ -14,13 +14,9 @@ import sys
 
 import completions
 from help_pages import ask, page_name, pages_of
+from roff import roff
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-
-
-def roff(text):
-    text = text.replace("\\", "\\e").replace("-", "\\-")
-    return re.sub(r"^([.'])", r"\\&\1", text, flags=re.MULTILINE)
 
 
 def heading(title):
