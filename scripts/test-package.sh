@@ -15,6 +15,8 @@ project=$PWD
 version=$(sed -nE 's/^  VERSION ([0-9.]+)$/\1/p' CMakeLists.txt)
 source=$folder/ondrel-$version
 packages=(libpirsk7 libondrel7 libondrel-dev ondrel)
+# What a program is built with.
+programPackages=(g++ pkg-config cmake make)
 suite=bookworm
 asRoot=()
 [ "$(id -u)" -eq 0 ] || asRoot=(sudo)
@@ -85,6 +87,8 @@ buildTwice() {
   (
     cd "$place"
     export PATH=/usr/lib/ccache:$PATH CCACHE_DIR CCACHE_NAMESPACE=twice
+    DEB_BUILD_OPTIONS="parallel=$(nproc)"
+    export DEB_BUILD_OPTIONS
     CCACHE_DIR=$(ccache -k cache_dir)
     # What the packages set by themselves.
     SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -S Timestamp)
@@ -150,6 +154,8 @@ checkPackages() {
     usr/share/fish/vendor_completions.d/ondrel.fish usr/share/doc/ondrel/command.md.gz; do
     [ -e "$folder/files/$file" ] || [ -e "$folder/files/${file%.gz}" ] || fail "there is no /$file"
   done
+  [ -z "$(find "$folder/files" -xtype l)" ] ||
+    fail "links to nothing: $(find "$folder/files" -xtype l -printf '%f ')"
   # One place waits for the owner of the project, and says so; README names it.
   [ "$(grep -c 'PLACE OF THE LICENCE' $licence)" -eq 1 ] && grep -q "$licence" README.md ||
     fail "the place of the licence is not marked"
@@ -203,16 +209,31 @@ COMMAND
     { cat "$folder/demo.log"; fail "the demonstration does not work with the packages"; }
 }
 
-# README's program, built as README says, against the packages alone.
+# What README shows of the command, word for word.
+runReadme() {
+  mkdir "$root/tmp/ondrel-docs"
+  PATH=$folder/commands:$PATH scripts/check-readme.py "$root/tmp/ondrel-docs" ||
+    fail "the packages do not do what README shows"
+  rm -rf "$root/tmp/ondrel-docs"
+}
+
+# README's program, built in both ways that README names, against the packages alone.
 buildProgram() {
-  installInRoot g++ pkg-config "/packages/$(basename "$(package libondrel-dev)")"
+  installInRoot "${programPackages[@]}" "/packages/$(basename "$(package libondrel-dev)")"
+  {
+    printf 'cmake_minimum_required(VERSION 3.25)\nproject(service LANGUAGES CXX)\n'
+    printf 'add_executable(service program.cpp)\n'
+    grep -E '^(find_package|target_link_libraries)\(' README.md
+  } >"$root/tmp/CMakeLists.txt"
   inRoot sh -ec 'cd /tmp
-    examples=/usr/share/doc/libondrel-dev/examples
-    g++ -std=c++17 -Wall -Wextra -Werror $examples/RoadOfOneEvent.cpp -o program \
-      $(pkg-config --cflags --libs ondrel)
-    ./program' >"$folder/program.log" 2>&1 ||
+    cp /usr/share/doc/libondrel-dev/examples/RoadOfOneEvent.cpp program.cpp
+    g++ -std=c++17 -Wall -Wextra -Werror program.cpp -o program $(pkg-config --cflags --libs ondrel)
+    ./program
+    rm -f events.db*
+    cmake -S . -B built && cmake --build built
+    built/service' >"$folder/program.log" 2>&1 ||
     { cat "$folder/program.log"; fail "README's program does not build or run"; }
-  grep -q 'status changed from OPERATIONAL to FAILED' "$folder/program.log" ||
+  [ "$(grep -c 'status changed from OPERATIONAL to FAILED' "$folder/program.log")" -eq 2 ] ||
     { cat "$folder/program.log"; fail "README's program does not read its event back"; }
 }
 
@@ -236,6 +257,7 @@ tryInRoot() {
   says ' Test 1 information 10000 .*text' "the command does not keep an event" inRoot ondrel log show Test
   inRoot ondrel doctor >"$folder/doctor.log" || true
   runDemo
+  runReadme
   buildProgram
   "${asRoot[@]}" cp -n "$root"/var/cache/apt/archives/*.deb "$folder/archives/" 2>/dev/null || true
 
@@ -248,12 +270,12 @@ tryInRoot() {
   # The others have left nothing that could be purged, and apt knows them no more.
   inRoot apt-get purge -y -q libondrel7 ondrel >"$folder/apt.log" 2>&1 ||
     { cat "$folder/apt.log"; fail "apt does not purge the packages"; }
-  inRoot apt-get autoremove --purge -y -q g++ pkg-config >>"$folder/apt.log" 2>&1 ||
+  inRoot apt-get autoremove --purge -y -q "${programPackages[@]}" >>"$folder/apt.log" 2>&1 ||
     { cat "$folder/apt.log"; fail "apt does not remove what the program was built with"; }
   left=$(filesOfRoot | comm -13 "$folder/files.before" - || true)
   [ -z "$left" ] || fail "apt purge leaves: $left"
   "${asRoot[@]}" rm -rf "$root"
-  echo "installed in a bare root: the demonstration, README's program, removal"
+  echo "installed in a bare root: the demonstration, README's commands and program, removal"
 }
 
 steps=("$@")
