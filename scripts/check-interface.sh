@@ -43,6 +43,11 @@ if [ -n "$isRenewed" ]; then
   exit
 fi
 
+failIncompatible() {
+  fail "the interface of ${library##*/} has changed in an incompatible way: programs built against version\
+ $(sed -nE "s/.* soname='[^']*\.so\.([0-9]+)'.*/\1/p" "$description") break. Undo the change, or give the library a new major version"
+}
+
 # 1 and 2 stand for failures of the comparison, 4 for a change, 8 besides for one that is incompatible
 # whatever the types.
 compare() {
@@ -52,13 +57,16 @@ compare() {
   [ "$status" -eq 0 ]
 }
 
-if compare; then
+if ! "$(dirname "$0")/compare-layouts.py" "$description" "$folder/found" >"$folder/layouts"; then
+  compare || cat "$folder/changes" >&2
+  cat "$folder/layouts" >&2
+  failIncompatible
+elif compare; then
   echo "the interface of ${library##*/} is as described: $(grep -c '<elf-symbol ' "$description") names"
 elif compare --no-added-syms; then
   compare || cat "$folder/changes" >&2
   fail "the interface of ${library##*/} has grown: programs still work, and the description is to be renewed"
 else
   cat "$folder/changes" >&2
-  fail "the interface of ${library##*/} has changed in an incompatible way: programs built against version\
- $(sed -nE "s/.* soname='[^']*\.so\.([0-9]+)'.*/\1/p" "$description") break. Undo the change, or give the library a new major version"
+  failIncompatible
 fi

@@ -22,6 +22,7 @@ struct Record {
   unsigned short level;
   unsigned short flags;
 };
+struct Entry { int first; Level level; };
 class Reader {
 public:
   Reader();
@@ -30,6 +31,7 @@ public:
   virtual int Skip();
   std::string Text() const;
   std::vector<Record> Records() const;
+  std::vector<Entry> Entries() const;
   bool Choose(Level level);
 private:
   std::string m_text;
@@ -52,6 +54,7 @@ int Reader::Read() { return m_place; }
 int Reader::Skip() { return ++m_inner->count; }
 std::string Reader::Text() const { return m_text; }
 std::vector<Record> Reader::Records() const { return {}; }
+std::vector<Entry> Reader::Entries() const { return {}; }
 bool Reader::Choose(Level level) { return level == kHigh; }
 int Version() { return 7; }
 Record Last(const Reader&) { return {}; }
@@ -82,6 +85,8 @@ CHANGES = [
               ("std::string Reader::Text() const { return m_text; }",
                "std::vector<char> Reader::Text() const { return {}; }")]),
     ("a new member of a record", BROKEN, [("unsigned short flags;", "unsigned short flags; int more;")]),
+    ("a new member of a record that stands in a vector alone",
+     BROKEN, [("struct Entry { int first;", "struct Entry { int first; int second;")]),
     ("a new private member", BROKEN, [("int m_place;", "int m_place; long m_more;")]),
     ("members in another order", BROKEN, [("unsigned short level;\n  unsigned short flags;",
                                            "unsigned short flags;\n  unsigned short level;")]),
