@@ -47,6 +47,11 @@ TEST_F(Logbook, AnEventThatWasWrittenIsInTheLog) {
   EXPECT_FALSE(IsInLog("Other", EventOf("it failed")));
 }
 
+TEST_F(Logbook, ThePlaceOfEventsNamesLogAndStore) {
+  EXPECT_EQ("the log RAID in the event store " + m_folder.Path("events.db"),
+            PlaceOfEvents({.name = "RAID", .store = {}, .isJournal = false, .storeCapacity = {}}));
+}
+
 TEST_F(Logbook, TheTypeFollowsFromTheSeverity) {
   for (int severity = 1; severity <= 5; ++severity) {
     StoredEvent event = EventOf("severity " + std::to_string(severity));

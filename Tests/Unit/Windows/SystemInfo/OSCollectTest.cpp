@@ -425,6 +425,34 @@ TEST_F(OSCollect, FoundVersionTracesNothing) {
   EXPECT_THAT(m_opened, Contains(std::string("plain ") + kCurrentInCapitals));
 }
 
+TEST_F(OSCollect, ProductNameThatHoldsStorageIsAStorageProduct) {
+  struct Opened : CSystemInfo {
+    bool IsStorageProduct() const { return m_IsStorageProduct; }
+  };
+  EXPECT_FALSE(Opened().IsStorageProduct());
+  std::string& name = m_registry[kCurrentInCapitals]["ProductName"];
+  for (const auto& [text, isStorage] :
+       std::map<std::string, bool>{{"Windows Storage Server 2016", true},
+                                   {"Storage", true},
+                                   {"storage", false},
+                                   {"", false}}) {
+    name = text;
+    EXPECT_EQ(Opened().IsStorageProduct(), isStorage) << text;
+  }
+}
+
+TEST_F(OSCollect, FillingClearsWhatAnEarlierOneFound) {
+  OS_FACTS facts{};
+  facts.deviceFamilyVersion = facts.deviceFamily = facts.deviceForm = 7;
+  facts.ubr = facts.semiAnnual = 7;
+  COSProbe().FillVersion(10, 0, 19045, "", 0, 0, 2, 1, facts);
+  EXPECT_EQ(facts.deviceFamilyVersion, 0U);
+  EXPECT_EQ(facts.deviceFamily, 0U);
+  EXPECT_EQ(facts.deviceForm, 0U);
+  EXPECT_EQ(facts.ubr, 0U);
+  EXPECT_EQ(facts.semiAnnual, 0U);
+}
+
 TEST(ServicePackText, GivesItsFirstNumber) {
   EXPECT_EQ(COSProbe().ParseServicePack(""), 0);
   EXPECT_EQ(COSProbe().ParseServicePack("Service Pack"), 0);

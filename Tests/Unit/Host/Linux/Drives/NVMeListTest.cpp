@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 namespace Ondrel::Host {
 namespace {
 
@@ -119,6 +121,17 @@ TEST_F(NVMeList, NamesAreInTheOrderOfTheirNumbers) {
   ASSERT_EQ(devices.controllers.size(), 3U);
   EXPECT_EQ(devices.controllers[1].name, "nvme2");
   EXPECT_EQ(devices.namespaces[2].name, "nvme10n1");
+}
+
+TEST_F(NVMeList, WantOfDescriptorsIsAnError) {
+  AddController("nvme0", "S");
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{.rlim_cur = 0, .rlim_max = limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::uint32_t error = Read().error;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(error, 4U);
 }
 
 TEST_F(NVMeList, HostWithoutNVMeHasNone) {
