@@ -4,10 +4,11 @@ add_library(ondrel_build_options INTERFACE)
 if(MSVC)
   target_compile_options(ondrel_build_options INTERFACE /W4 /utf-8 /Zc:__cplusplus)
 else()
-  # Source paths in trace lines and error locations are relative to the project.
+  # Source paths in trace lines and error locations are relative to the project, and no file depends on
+  # the folder that it was built in.
   target_compile_options(ondrel_build_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
   if(ONDREL_WARNINGS_AS_ERRORS)
     target_compile_options(ondrel_build_options INTERFACE -Werror)
   endif()

@@ -25,6 +25,16 @@ fail() { echo "$0: $1" >&2; exit 1; }
 
 package() { echo "$folder/$1_${version}_amd64.deb"; }
 
+# Lets a build of the packages in a folder use the compiler cache, in which it finds what the preset
+# `linux`, whose arguments are the same, has compiled. debhelper gives the build a home of its own.
+useCache() {
+  CCACHE_DIR=$(ccache -k cache_dir)
+  export PATH=/usr/lib/ccache:$PATH CCACHE_DIR CCACHE_BASEDIR=$1 CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=locale
+  export ONDREL_WARNINGS_AS_ERRORS=ON
+  DEB_BUILD_OPTIONS="parallel=$(nproc)"
+  export DEB_BUILD_OPTIONS
+}
+
 # In a copy of the tree: the packages are built as from a source that was just unpacked.
 buildPackages() {
   local said
@@ -33,12 +43,10 @@ buildPackages() {
   rm -rf "$source" "$folder"/*.deb "$folder"/*.changes "$folder"/*.buildinfo
   mkdir -p "$source"
   git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$source"
-  # debhelper gives the build a home of its own.
   (
     cd "$source"
-    PATH=/usr/lib/ccache:$PATH CCACHE_DIR=$(ccache -k cache_dir) CCACHE_BASEDIR=$source \
-      CCACHE_NOHASHDIR=1 DEB_BUILD_OPTIONS="parallel=$(nproc)" \
-      dpkg-buildpackage -b -us -uc >"$folder/build.log" 2>&1
+    useCache "$source"
+    dpkg-buildpackage -b -us -uc >"$folder/build.log" 2>&1
   ) || { tail -n 60 "$folder/build.log"; fail "the packages do not build"; }
   rm -rf "$source"
   for name in "${packages[@]}" ondrel-dbgsym libondrel7-dbgsym libpirsk7-dbgsym; do
@@ -77,28 +85,32 @@ buildId() {
   { readelf -nW "$1" || true; } 2>/dev/null | sed -nE 's/^.*Build ID: ([0-9a-f]+)$/\1/p'
 }
 
-# The base library built in two folders, by the compiler itself and not from its cache: the files are
-# the same. ONDREL_TWICE="pirsk ondrel" takes more, and longer.
+# Both libraries once more, as the packages build them, in another folder: what the linker makes of them
+# is the same. The compiler's cache gives what was compiled in that folder alone.
 buildTwice() {
-  local place target first="$folder/twice/one" second="$folder/twice/another folder/two"
-  read -r -a targets <<<"${ONDREL_TWICE:-pirsk}"
-  rm -rf "$folder/twice"
-  for place in "$first" "$second"; do
-    mkdir -p "$place"
-    git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$place"
-    (
-      cd "$place"
-      cmake -S . -B built -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_SKIP_RPATH=ON \
-        -DCMAKE_CXX_FLAGS="-g -O2 -ffile-prefix-map='$place'=."
-      CCACHE_DISABLE=1 cmake --build built --target "${targets[@]}"
-    ) >"$folder/twice.log" 2>&1 || { tail -n 30 "$folder/twice.log"; fail "the second build fails"; }
+  local library place="$folder/twice/another folder" first second
+  rm -rf "$folder/twice" "$folder/files"
+  mkdir -p "$place"
+  git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$place"
+  (
+    cd "$place"
+    useCache "$place"
+    export CCACHE_NAMESPACE=twice
+    # What the packages set by themselves.
+    SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -S Timestamp)
+    export SOURCE_DATE_EPOCH
+    debian/rules override_dh_auto_configure
+    dh_auto_build --buildsystem=cmake+ninja --builddirectory=build/debian -- ondrel
+  ) >"$folder/twice.log" 2>&1 || { tail -n 30 "$folder/twice.log"; fail "the second build fails"; }
+  for library in pirsk ondrel; do
+    dpkg-deb -x "$(package "lib${library}7")" "$folder/files"
+    first=$(buildId "$folder/files/usr/lib/x86_64-linux-gnu/lib$library.so.$version")
+    second=$(buildId "$(find "$place" -name "lib$library.so.$version")")
+    [ -n "$first" ] && [ "$first" = "$second" ] ||
+      fail "two builds of lib$library differ: build id $first and, in another folder, $second"
   done
-  for target in "${targets[@]}"; do
-    cmp "$first/built/"*"/lib$target.so.$version" "$second/built/"*"/lib$target.so.$version" ||
-      fail "two builds of lib$target differ"
-  done
   rm -rf "$folder/twice"
-  echo "built twice with the same result: ${targets[*]}"
+  echo "built twice with the same result: libpirsk7 libondrel7"
 }
 
 # Lays the files of the packages into one folder and those for debugging into another.
