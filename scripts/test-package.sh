@@ -162,6 +162,11 @@ checkPackages() {
   done
   [ -z "$(find "$folder/files" -xtype l)" ] ||
     fail "links to nothing: $(find "$folder/files" -xtype l -printf '%f ')"
+  # A service that was enabled runs on after an upgrade, and not after a removal.
+  says 'deb-systemd-invoke .*ondrel-watch\.service' "an upgrade does not start the service again" \
+    dpkg-deb -I "$(package ondrel)" postinst
+  says 'deb-systemd-invoke stop .*ondrel-watch\.service' "a removal does not stop the service" \
+    dpkg-deb -I "$(package ondrel)" prerm
   # One place waits for the owner of the project, and says so; README names it.
   [ "$(grep -c 'PLACE OF THE LICENCE' $licence)" -eq 1 ] && grep -q "$licence" README.md ||
     fail "the place of the licence is not marked"

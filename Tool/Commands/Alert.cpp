@@ -194,7 +194,8 @@ Work AddAlertCommand(CLI::App& app) {
       "required. A step that fails does not keep the others from happening, and a mail option "
       "that cannot be used fails the mail after the event is in the log.\n"
       "Exit status: 0 all steps worked, 1 there is no event or a step failed, 3 an error was "
-      "raised in a step, or the event was not kept.\n");
+      "raised in a step, the event was not kept, or the answer could not be written after all "
+      "steps (\"cannot write to standard output\").\n");
   const auto options = std::make_shared<AlertOptions>();
   AddStatusChange(app, options->change);
   app.add_option("--object", options->object, "What changed, such as \"PD 3 (slot 7)\"")

@@ -76,7 +76,8 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
 Work AddLogReportCommand(CLI::App& app) {
   app.footer(
       "A TEXT that begins with - stands after --. Exit status 3: the event was not "
-      "kept; the reason stands on standard error.\n");
+      "kept, and the reason stands on standard error; or the answer could not be written "
+      "(\"cannot write to standard output\"), and the event was kept.\n");
   const auto options = std::make_shared<ReportOptions>();
   app.add_option("LOG", options->log, "Log, which is also the event's source")->required();
   app.add_option_function<std::string>(
