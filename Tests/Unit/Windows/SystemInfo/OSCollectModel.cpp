@@ -1,5 +1,7 @@
 #include "Unit/Windows/SystemInfo/OSCollectModel.h"
 
+#include "Unit/Windows/SystemInfo/OSTableRows.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -8,26 +10,6 @@
 namespace Ondrel::Testing {
 
 namespace {
-
-struct FlagRow {
-  std::uint32_t word;
-  std::uint32_t mask;
-  const char* name;
-};
-
-constexpr FlagRow kFlagRows[] = {
-#include "Unit/Windows/SystemInfo/OSFlagRows.inc"
-};
-
-struct ProductTextRow {
-  std::uint32_t value;
-  std::uint32_t processor;
-  const char* flags;
-};
-
-constexpr ProductTextRow kProductRows[] = {
-#include "Unit/Windows/SystemInfo/OSProductRows.inc"
-};
 
 constexpr char kRead[] = "20119";
 constexpr char kQuery[] = "101";

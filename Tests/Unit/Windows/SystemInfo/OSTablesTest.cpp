@@ -1,4 +1,5 @@
 #include "Unit/Windows/SystemInfo/OSRecords.h"
+#include "Unit/Windows/SystemInfo/OSTableRows.h"
 #include "Windows/SystemInfo/ProductTable.h"
 
 #include <Ondrel/OSInfo.h>
@@ -17,25 +18,10 @@
 namespace Ondrel {
 namespace {
 
-struct FlagRow {
-  std::uint32_t word;
-  std::uint32_t mask;
-  const char* name;
-};
-
-constexpr FlagRow kFlagRows[] = {
-#include "Unit/Windows/SystemInfo/OSFlagRows.inc"
-};
-
-struct ProductTextRow {
-  std::uint32_t value;
-  std::uint32_t processor;
-  const char* flags;
-};
-
-constexpr ProductTextRow kProductRows[] = {
-#include "Unit/Windows/SystemInfo/OSProductRows.inc"
-};
+using Testing::FlagRow;
+using Testing::kFlagRows;
+using Testing::kProductRows;
+using Testing::ProductTextRow;
 
 TEST(OSTables, FlagsAreThoseOfTheList) {
   std::map<std::string, std::pair<std::uint32_t, std::uint32_t>> flags;
