@@ -147,15 +147,15 @@ testPackage() {
   return "$status"
 }
 
-# Runs one fuzz target for some seconds.
+# Runs one fuzz target for some seconds, from the same seed each time: a random one is FUZZ_SEED=0.
 runFuzzTarget() {
   local name=${1##*/}
   local corpus=build/fuzz/corpus/$name
   local folders=("$corpus")
   mkdir -p "$corpus"
   [ ! -d "Fuzz/Corpus/$name" ] || folders+=("Fuzz/Corpus/$name")
-  "$1" -max_total_time="${FUZZ_SECONDS:-15}" -timeout=10 -rss_limit_mb=4096 \
-    -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${folders[@]}" \
+  "$1" -max_total_time="${FUZZ_SECONDS:-15}" -seed="${FUZZ_SEED:-1}" -timeout=10 \
+    -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${folders[@]}" \
     >"build/fuzz/$name.log" 2>&1 || { tail -n 60 "build/fuzz/$name.log"; return 1; }
   echo "$name: $(grep -E 'stat::number_of_executed_units' "build/fuzz/$name.log")"
 }

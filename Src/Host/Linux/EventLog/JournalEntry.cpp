@@ -151,8 +151,9 @@ std::optional<JournalEntry::Head> JournalEntry::FindHead() const {
   if (!id) return std::nullopt;
   Head head;
   head.id = Number(id, 0);
-  head.type =
-      static_cast<WORD>(Number(Field(kTypeField), TypeOfPriority(Number(Field("PRIORITY"), 6))));
+  // A field is valid until the next is asked for, so that one is read before the other.
+  const WORD ofPriority = TypeOfPriority(Number(Field("PRIORITY"), 6));
+  head.type = static_cast<WORD>(Number(Field(kTypeField), ofPriority));
   head.category = static_cast<WORD>(Number(Field(kCategoryField), 0));
   head.strings = head.dataLength = std::numeric_limits<ULong>::max();
   return head;
