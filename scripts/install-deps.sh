@@ -20,7 +20,7 @@ testPackages=(
   googletest libgtest-dev libgmock-dev
   clang clang-tidy clang-format cppcheck libclang-rt-14-dev
   binutils elfutils sqlite3 git graphviz
-  postfix systemd systemd-journal-remote tzdata pciutils
+  postfix systemd systemd-journal-remote tzdata pciutils libfaketime
   libpcre2-dev perl
   groff-base zsh fish tmux doxygen abigail-tools
 )

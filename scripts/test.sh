@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs the tests; at the end, a table of what each part took.
-# Usage: scripts/test.sh [linux|vm|asan|tsan|windows|consumer|package|fuzz|lint]...
+# Usage: scripts/test.sh [linux|vm|asan|tsan|windows|consumer|package|fuzz|torture|lint]...
 #        scripts/test.sh quick    the unit tests and the format check
 # Without arguments: all parts but quick.
 #
@@ -11,11 +11,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-allParts=(linux vm asan tsan windows consumer package fuzz lint)
+allParts=(linux vm asan tsan windows consumer package fuzz torture lint)
 partsOnRequest=(quick)
 # Their tests use nothing of the machine that another part's tests use: two parts are tested at the
 # same time when one of them is of these.
-partsApart=(windows consumer package fuzz lint)
+partsApart=(windows consumer package fuzz torture lint)
 # Their tests measure time on an emulated machine: nothing else runs meanwhile.
 partsAlone=(vm)
 
@@ -163,6 +163,13 @@ runFuzzTarget() {
 # The objects are this part's own: libFuzzer steers by counters that only Clang compiles into them.
 buildFuzz() { buildPreset fuzz --target Fuzz/all; }
 testFuzz() { sideBySide runFuzzTarget build/fuzz/Fuzz/*Fuzz; }
+
+buildTorture() { buildPreset linux; }
+# All but the machine, whose arrays fail in the part vm.
+testTorture() {
+  check scripts/torture.sh --minutes "${TORTURE_MINUTES:-3}" --only store --only changing --only journal \
+    --only mails
+}
 
 checkFormat() { git ls-files -z '*.cpp' '*.h' | xargs -0 -P "$jobs" -n 40 clang-format --dry-run --Werror; }
 

@@ -94,11 +94,12 @@ class WatchTestCase(MachineTestCase):
     """Tests over a running service. A subclass names its machine by `watch_machine`."""
 
     configuration = CONFIGURATION
+    mail_server = MailServer
     database = "/root/watch.db"
 
     @classmethod
     def setUpClass(cls):
-        cls.server = MailServer()
+        cls.server = cls.mail_server()
         cls.server.__enter__()
         cls.addClassCleanup(cls.server.__exit__)
         super().setUpClass()
