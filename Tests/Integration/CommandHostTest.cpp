@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <set>
+#include <sstream>
 #include <sys/stat.h>
 
 namespace Ondrel::Testing {
@@ -47,7 +48,7 @@ TEST_F(CommandHost, DoctorEndsWithOneWhenWhatWasNamedIsMissing) {
   const json shown = ParseAnswer(result.output);
   EXPECT_EQ(shown["ok"], false);
   EXPECT_EQ(shown["checks"][0]["finding"], Path("missing") + ": No such file or directory");
-  EXPECT_EQ(shown["checks"][0]["remedy"], "make the folder: mkdir -p " + Path("missing"));
+  EXPECT_EQ(shown["checks"][0]["remedy"], "make the folder: mkdir -p -m 700 " + Path("missing"));
 }
 
 TEST_F(CommandHost, DoctorEndsWithZeroWhenWhatWasNamedIsThere) {
@@ -56,6 +57,45 @@ TEST_F(CommandHost, DoctorEndsWithZeroWhenWhatWasNamedIsThere) {
   EXPECT_EQ(shown["ok"], true);
   EXPECT_EQ(shown["checks"].size(), 3U);
   EXPECT_EQ(shown["checks"][1]["name"], "messageTable");
+}
+
+TEST_F(CommandHost, DoctorMissesNoStoreThatTheFirstReportMakes) {
+  // With mounts of its own: a host that has not kept an event yet.
+  const std::string store = "/var/lib/ondrel/events.db";
+  const std::string line =
+      "mount -t tmpfs none /var/lib && \"$0\" --json doctor store && \"$0\" --store " + store +
+      " log report Test 10000 information text >/dev/null && \"$0\" --json doctor store && "
+      "stat -c '%a' /var/lib/ondrel";
+  const ProcessResult result =
+      RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line, ONDREL_COMMAND});
+
+  ASSERT_EQ(result.exitStatus, 0) << result.output << result.errors;
+  std::istringstream lines(result.output);
+  std::string fresh;
+  std::string used;
+  std::string mode;
+  std::getline(lines, fresh);
+  std::getline(lines, used);
+  std::getline(lines, mode);
+  EXPECT_EQ(ParseAnswer(fresh)["checks"][0]["finding"],
+            "the first report makes " + store + " and its folder");
+  EXPECT_EQ(ParseAnswer(fresh)["checks"][0]["remedy"], nullptr);
+  EXPECT_EQ(ParseAnswer(used)["checks"][0]["finding"], store + " can be written");
+  EXPECT_EQ(mode, "700");
+}
+
+TEST_F(CommandHost, DoctorSaysThatTheFirstReportMakesTheStoreThatWasNamed) {
+  const json shown = Shown({"--json", "doctor", "store"}, 0);
+
+  EXPECT_EQ(shown["checks"][0]["finding"], "the first report makes " + Path("events.db"));
+}
+
+TEST_F(CommandHost, DoctorMissesAStoreThatIsALinkToNothing) {
+  std::filesystem::create_symlink("nowhere", Path("events.db"));
+
+  const json shown = Shown({"--json", "doctor", "store"}, 1);
+
+  EXPECT_EQ(shown["checks"][0]["remedy"], "remove the link");
 }
 
 TEST_F(CommandHost, DoctorChangesNothing) {
@@ -70,7 +110,7 @@ TEST_F(CommandHost, DoctorShowsATable) {
 
   EXPECT_EQ(result.output, "store         missing  " + Path("missing") +
                                ": No such file or directory\n                       help: make the "
-                               "folder: mkdir -p " +
+                               "folder: mkdir -p -m 700 " +
                                Path("missing") + "\n");
 }
 

@@ -101,7 +101,9 @@ int Diagnose(const GlobalOptions& globals, const std::vector<std::string>& asked
 Work AddDoctorCommand(CLI::App& app) {
   app.footer(
       "Without names all checks are made: rights, eventLog, journal, store, devices, timeZone, "
-      "libraries, messageTable, language, speaker, pciNames.\n"
+      "libraries, messageTable, language, speaker, pciNames. A store that the first report makes "
+      "is "
+      "not missing.\n"
       "Exit status: 0 done, 1 one of the checks that were named is missing.\n");
   const auto names = std::make_shared<std::vector<std::string>>();
   app.add_option("CHECK", *names, "What to look at, by its name; may be repeated")->type_name("");

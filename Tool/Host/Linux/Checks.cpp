@@ -27,6 +27,8 @@ using Ondrel::Host::EventLogPlace;
 
 constexpr const char* kJournalSocket = "/run/systemd/journal/socket";
 constexpr const char* kZones = "/usr/share/zoneinfo";
+// The library makes this folder by itself, and no other.
+constexpr const char* kDefaultStoreFolder = "/var/lib/ondrel";
 
 struct Library {
   const char* file;
@@ -59,20 +61,30 @@ Finding Journal() {
           "start systemd-journald, or keep events in a file with --store"};
 }
 
+bool IsThere(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
 Finding Store(const std::string& path) {
   constexpr std::uint64_t kLeastSpace = std::uint64_t{1} << 20;
-  const fs::path folder = fs::path(path).parent_path().empty() ? "." : fs::path(path).parent_path();
+  const fs::path given = fs::path(path).parent_path();
+  const bool isFolderMade = given == kDefaultStoreFolder && !IsThere(given) && errno == ENOENT;
+  const fs::path folder = given.empty() ? "." : isFolderMade ? given.parent_path() : given;
   struct statvfs space {};
   if (::statvfs(folder.c_str(), &space) != 0)
     return {false, folder.string() + ": " + ErrorText(),
-            "make the folder: mkdir -p " + folder.string()};
+            "make the folder: mkdir -p -m 700 " + folder.string()};
   if (::access(folder.c_str(), W_OK | X_OK) != 0)
     return {false, folder.string() + ": " + ErrorText(),
             "run it as a user who may write there, or name another file with --store"};
-  if (::access(path.c_str(), F_OK) == 0 && ::access(path.c_str(), R_OK | W_OK) != 0)
-    return {false, path + ": " + ErrorText(), "run it as the owner of the file"};
   if (std::uint64_t{space.f_bavail} * space.f_frsize < kLeastSpace)
     return {false, folder.string() + " has less than 1 MiB left", "make room on its file system"};
+  if (isFolderMade) return {true, "the first report makes " + path + " and its folder", ""};
+  if (!IsThere(path)) {
+    if (fs::is_symlink(path))
+      return {false, path + " is a link to a file that is not there", "remove the link"};
+    return {true, "the first report makes " + path, ""};
+  }
+  if (::access(path.c_str(), R_OK | W_OK) != 0)
+    return {false, path + ": " + ErrorText(), "run it as the owner of the file"};
   return {true, path + " can be written", ""};
 }
 
@@ -84,7 +96,9 @@ Finding EventLog(const EventLogPlace& place, const std::string& storePath) {
   if (place.kind == EventLogKind::kJournalFiles)
     return {true, "events are read from " + place.path + "; none is written there", ""};
   Finding store = Store(storePath);
-  if (store.isOk) store.finding = "events go to " + storePath;
+  if (store.isOk)
+    store.finding =
+        "events go to " + storePath + (IsThere(storePath) ? "" : ", which the first report makes");
   return store;
 }
 
