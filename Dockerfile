@@ -8,7 +8,9 @@
 FROM debian:12
 
 COPY scripts/install-deps.sh /opt/install-deps.sh
-RUN for purpose in test windows vm package; do /opt/install-deps.sh "$purpose" || exit 1; done \
+RUN for purpose in test windows vm package; do \
+    ONDREL_INSTALL=yes /opt/install-deps.sh "$purpose" || exit 1; \
+  done \
   && git config --system --add safe.directory /work
 
 WORKDIR /work

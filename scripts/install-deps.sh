@@ -3,6 +3,10 @@
 # bench include what stands before them; windows is what the Windows build and its tests take besides
 # test, vm what the tests in the virtual machine do, package what the Debian packages do.
 # Usage: scripts/install-deps.sh [build|demo|test|bench|windows|vm|package]
+#
+# What changes the machine by more than packages that lie there is named, and done after a yes: that of
+# whoever sits in front, or of ONDREL_INSTALL=yes or CI=true. Without it nothing is installed, and the
+# exit status is 3.
 set -euo pipefail
 
 buildPackages=(
@@ -34,7 +38,7 @@ windowsPackages=(
   dpkg-dev icoutils unzip zip
 )
 packagePackages=(
-  dpkg-dev debhelper fakeroot lintian debootstrap abigail-tools doxygen python3-aiosmtpd
+  dpkg-dev debhelper fakeroot lintian debootstrap abigail-tools doxygen python3-aiosmtpd man-db
 )
 vmPackages=(
   qemu-system-x86 linux-image-cloud-amd64 linux-image-amd64 busybox-static
@@ -125,15 +129,19 @@ done
 [ "$purpose" != windows ] || knowsCurlSource ||
   effects+=("Entries for source packages are added in /etc/apt/sources.list.d/ondrel-deb-src.*")
 
-# Asks whoever sits in front of it; a machine that builds by itself has been given the task.
 askBeforeEffects() {
   local answer
   [ ${#effects[@]} -gt 0 ] || return 0
   printf 'This changes more than packages on this machine:\n'
   printf '  %s\n' "${effects[@]}"
-  [ -t 0 ] && [ "${ONDREL_INSTALL:-}" != yes ] || return 0
+  [ "${ONDREL_INSTALL:-}" != yes ] && [ "${CI:-}" != true ] || return 0
+  if [ ! -t 0 ]; then
+    echo "$0: nothing was installed: nobody can be asked here. ONDREL_INSTALL=yes agrees to it; the" \
+      "Dockerfile keeps all of it in a container." >&2
+    exit 3
+  fi
   read -r -p "Go on? The Dockerfile keeps all of it in a container. [y/N] " answer
-  [[ $answer == [yY]* ]] || { echo "$0: nothing was installed" >&2; exit 1; }
+  [[ $answer == [yY]* ]] || { echo "$0: nothing was installed" >&2; exit 3; }
 }
 [ ${#missing[@]} -eq 0 ] || echo "To install with apt, and what they take: ${missing[*]}"
 askBeforeEffects

@@ -78,7 +78,7 @@ def main(script):
         folder = pathlib.Path(name)
         machine(folder)
         for purpose in PURPOSES:
-            status, said, calls = run(script, folder, purpose)
+            status, said, calls = run(script, folder, purpose, ONDREL_INSTALL="yes")
             expect("apt-get install" in calls, f"{purpose}: nothing is installed", said)
             # What goes beyond packages is named before it is done, each with its place.
             for changed, words in [("install -m 755", "/usr/local/bin/promtool"),
@@ -98,12 +98,23 @@ def main(script):
 
             asks = "This changes more than packages" in said
             status, said, calls = run(script, folder, purpose, answer="n")
-            expect(not asks or (status == 1 and "nothing was installed" in said and not changes(calls)),
+            expect(not asks or (status == 3 and "nothing was installed" in said and not changes(calls)),
                    f"{purpose}: installs although the answer is no", said + calls)
+            # Where nobody can be asked, only packages are installed that change nothing else.
+            status, said, calls = run(script, folder, purpose)
+            expect("Go on?" not in said, f"{purpose}: asks nobody", said)
+            if asks:
+                expect(status == 3 and "ONDREL_INSTALL=yes agrees to it" in said and not changes(calls),
+                       f"{purpose}: installs although nobody has agreed", said + calls)
+            else:
+                expect(status == 0 and "apt-get install" in calls, f"{purpose}: nothing is installed", said)
         status, said, calls = run(script, folder, "vm", answer="y")
         expect("apt-get install" in calls, "vm: nothing is installed although the answer is yes", said)
         status, said, calls = run(script, folder, "vm", answer="", ONDREL_INSTALL="yes")
         expect("Go on?" not in said and "apt-get install" in calls, "vm: asks although ONDREL_INSTALL is yes", said)
+        for consent in ({"ONDREL_INSTALL": "yes"}, {"CI": "true"}):
+            status, said, calls = run(script, folder, "demo", **consent)
+            expect(status == 0 and "apt-get install" in calls, f"demo: nothing is installed with {consent}", said)
         # Nothing is missing: nothing is said or done.
         status, said, calls = run(script, folder, "build", INSTALLED="yes")
         expect(status == 0 and not said and not changes(calls), "build: says or does something", said + calls)
