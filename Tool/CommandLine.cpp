@@ -27,7 +27,7 @@ constexpr const char* kSummary =
 constexpr const char* kFrontNotes =
     "'ondrel help SUBCOMMAND' shows what a subcommand takes.\n"
     "Exit status: 0 done, 1 the answer is no, 2 an argument cannot be used, 3 the host or the "
-    "library failed.";
+    "library failed, 141 nobody reads standard output any more.";
 
 const Subcommand* Find(std::span<const Subcommand> subcommands, std::string_view name) {
   const auto row = std::ranges::find(subcommands, name, &Subcommand::name);

@@ -74,13 +74,13 @@ void AddStatusChange(CLI::App& app, StatusChange& target) {
          [&target](const std::string& text) { target.change.OldStatus = StatusOf("OLD", text); },
          "Status before the change, a name in any case or a number")
       ->required()
-      ->type_name("STATUS");
+      ->type_name("");
   app.add_option_function<std::string>(
          "NEW",
          [&target](const std::string& text) { target.change.NewStatus = StatusOf("NEW", text); },
          "Status after the change")
       ->required()
-      ->type_name("STATUS");
+      ->type_name("");
 }
 
 std::optional<Ondrel::CStateChangeEvent> FindEvent(const StatusChange& change) {

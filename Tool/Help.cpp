@@ -76,7 +76,8 @@ std::string OptionLabel(const CLI::Option& option) {
 
 std::string PositionalDescription(const CLI::Option& option) {
   const std::string type = option.get_type_name();
-  const bool isNamed = type.empty() || type == option.get_name();
+  // Any text or number is what a reader expects.
+  const bool isNamed = type.empty() || type == option.get_name() || type == "TEXT" || type == "N";
   return (isNamed ? "" : type + ": ") + option.get_description();
 }
 

@@ -7,9 +7,10 @@ set(generator ${PROJECT_SOURCE_DIR}/scripts/manual)
 file(GLOB generatorFiles CONFIGURE_DEPENDS ${generator}/*.py ${generator}/*.in)
 add_custom_command(OUTPUT ${ONDREL_MANUAL_FOLDER}/stamp
   COMMAND Python3::Interpreter -B ${generator}/make-manual.py
-    $<TARGET_FILE:ondrel_tool> ${ONDREL_MANUAL_FOLDER} ${PROJECT_VERSION}
+    $<TARGET_FILE:ondrel_tool> ${ONDREL_MANUAL_FOLDER} ${PROJECT_VERSION} ${CMAKE_INSTALL_PREFIX}
   COMMAND ${CMAKE_COMMAND} -E touch ${ONDREL_MANUAL_FOLDER}/stamp
   DEPENDS ondrel_tool ${generatorFiles} ${PROJECT_SOURCE_DIR}/Include/Ondrel/StatusTransition.h
+    ${PROJECT_SOURCE_DIR}/Docs/command.md ${PROJECT_SOURCE_DIR}/Docs/watch.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   COMMENT "Writing the manual pages and completions"
   VERBATIM)
 add_custom_target(ondrel_manual ALL DEPENDS ${ONDREL_MANUAL_FOLDER}/stamp)
@@ -37,7 +38,8 @@ add_custom_command(OUTPUT ${ONDREL_MANUAL_FOLDER}/header-stamp
     ${ONDREL_MANUAL_FOLDER}/xml ${ONDREL_MANUAL_FOLDER}/man3 ${PROJECT_VERSION}
   COMMAND ${CMAKE_COMMAND} -E touch ${ONDREL_MANUAL_FOLDER}/header-stamp
   DEPENDS ${publicHeaders} ${generatorFiles} ${PROJECT_SOURCE_DIR}/Docs/Doxyfile
-    ${PROJECT_SOURCE_DIR}/scripts/reference-filter.py
+    ${PROJECT_SOURCE_DIR}/scripts/reference-filter.py ${PROJECT_SOURCE_DIR}/Docs/base-library.md
+    ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
   COMMENT "Writing the manual pages of the headers"
   VERBATIM)

@@ -22,4 +22,4 @@
 #include <Ondrel/System.h>            // commands, versions, restart and beep
 #include <Ondrel/SystemLog.h>         // the system event log
 #include <Ondrel/SystemTime.h>        // dates and times
-#include <Ondrel/Types.h>             // the 32-bit number of the interface
+#include <Ondrel/Types.h>             // the type of the interface's 32-bit numbers

@@ -71,8 +71,12 @@ def main(include, folder, *lists):
             faults.append(f"{header} has no page")
             continue
         source = page.read_text()
-        if not re.search(r'^\.SH "NAME"\n[^\n]+ \\- [^\n]{4,}\n\.SH', source, re.MULTILINE):
-            faults.append(f"{page}: no line that says what it is")
+        said = re.search(r'^\.SH "NAME"\n[^\n]+ \\- ([^\n]{4,})\n\.SH', source, re.MULTILINE)
+        # Lines of other pages stand around it: a few words, without a capital but that of an abbreviation.
+        if not said or re.match(r"[A-Z][a-z]", said[1]) or len(said[1]) > 80 or said[1].endswith("."):
+            faults.append(f"{page}: no line that says what it is: {said and said[1]}")
+        if not re.search(r'^\.TH "[^"]+" "3" "\d{4}-\d\d-\d\d" ', source, re.MULTILINE):
+            faults.append(f"{page}: no date")
         shown = formatted(page)
         for words in paragraphs(file.read_text()):
             count += 1

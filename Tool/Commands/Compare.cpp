@@ -42,7 +42,7 @@ int CompareVersions(const GlobalOptions& globals, const CompareOptions& options)
 Work AddCompareCommand(CLI::App& app) {
   app.footer(
       "The result is below 0, 0 or above 0.\n"
-      "Exit status: 0; with --is 0 the relation holds, 1 it does not.\n");
+      "Exit status: 0 done, or with --is the relation holds; 1 with --is: it does not.\n");
   const auto options = std::make_shared<CompareOptions>();
   app.add_option("A", options->first, "A version, such as 7.10.2")->required()->type_name("");
   app.add_option("B", options->second, "Another")->required()->type_name("");

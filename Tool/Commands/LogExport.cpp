@@ -447,8 +447,8 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
 Work AddLogExportCommand(CLI::App& app) {
   app.footer(
       "Each line holds one record with all that it says, for 'log import' or another program.\n"
-      "TIME is as for 'log show'. Exit status 1: records are damaged or missing, or there is no "
-      "such log.\n");
+      "TIME is as for 'log show'.\n"
+      "Exit status: 1 records are damaged or missing, or there is no such log.\n");
   const auto options = std::make_shared<ExportOptions>();
   AddRecordChoice(app, options->choice);
   app.add_option("--output", options->output, "Write to this file (default: standard output)")
@@ -459,10 +459,9 @@ Work AddLogExportCommand(CLI::App& app) {
 Work AddLogImportCommand(CLI::App& app) {
   app.footer(
       "Records keep their numbers, times, sources and computers. The numbers have to lie above "
-      "those that a log has given; --renumber gives the next ones instead. Exit status 1: the "
-      "oldest records had to make room, or the export says that it is not complete; 2: a line is "
-      "not "
-      "a record.\n");
+      "those that a log has given; --renumber gives the next ones instead.\n"
+      "Exit status: 1 the oldest records had to make room, or the export says that it is not "
+      "complete; 2 a line is not a record.\n");
   const auto options = std::make_shared<ImportOptions>();
   app.add_option("FILE", options->file, "File of 'log export', or - for standard input")
       ->required();

@@ -274,11 +274,12 @@ int FollowLog(const GlobalOptions& globals, const FollowOptions& options) {
 Work AddLogFollowCommand(CLI::App& app) {
   app.footer(
       "Without --from-start, --first-record, --since or a state file that exists, only events "
-      "that "
-      "come from now on are shown. What cannot be shown is named: records that went away before "
+      "that come from now on are shown. What cannot be shown is named: records that went away "
+      "before "
       "they were read, damaged ones, and a log that is another one than before. An interrupt ends "
-      "the command with 0. Exit status 1: --timeout passed before --count was reached, or with "
-      "--strict something was missing; 3 with --strict: the log cannot be read.\n");
+      "the command with 0.\n"
+      "Exit status: 1 --timeout passed before --count was reached, or with --strict something was "
+      "missing; 3 with --strict: the log cannot be read.\n");
   const auto options = std::make_shared<FollowOptions>();
   AddRecordChoice(app, options->choice);
   app.add_flag("--from-start", options->isFromStart, "Show what stands in the log first");

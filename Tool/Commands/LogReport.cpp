@@ -75,8 +75,9 @@ int ReportEvent(const GlobalOptions& globals, const ReportOptions& options) {
 
 Work AddLogReportCommand(CLI::App& app) {
   app.footer(
-      "A TEXT that begins with - stands after --. Exit status 3: the event was not "
-      "kept, and the reason stands on standard error; or the answer could not be written "
+      "A TEXT that begins with - stands after --.\n"
+      "Exit status: 3 the event was not kept, and the reason stands on standard error; or the "
+      "answer could not be written "
       "(\"cannot write to standard output\"), and the event was kept.\n");
   const auto options = std::make_shared<ReportOptions>();
   app.add_option("LOG", options->log, "Log, which is also the event's source")->required();

@@ -72,10 +72,9 @@ int ShowLog(const GlobalOptions& globals, const ShowOptions& options) {
 Work AddLogShowCommand(CLI::App& app) {
   app.footer(
       "TIME is 2026-11-21T20:34:24Z, 2026-11-21, @SECONDS since 1970, or 30s, 15min, 2h, 3d ago; "
-      "all "
-      "times are UTC. Exit status 1: records that belong here are damaged or missing; each is "
-      "named "
-      "on standard error.\n");
+      "all times are UTC.\n"
+      "Exit status: 1 records that belong here are damaged or missing; each is named on standard "
+      "error.\n");
   const auto options = std::make_shared<ShowOptions>();
   AddRecordChoice(app, options->choice);
   AddNumber(

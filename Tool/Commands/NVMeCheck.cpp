@@ -352,12 +352,12 @@ Work AddNVMeCheckCommand(CLI::App& app) {
       "event of the watch service, and with --server, --mail-from and --to all of one check are "
       "mailed together. Without --state every check reports them again; with it, only what is new "
       "since the check before, what has grown and what is well again.\n"
-      "Exit status: the sum of 1 the event log, the mail server or the file of --state did not "
-      "take it, 2 a device cannot be opened or is not NVMe (also a line that cannot be used), 4 a "
-      "device did not give "
-      "its health, 8 the controller has a critical warning, 16 spare, wear or temperature is past "
-      "its threshold, 32 the temperature was critical at some time, 64 media errors are recorded "
-      "or the error log has grown since the check before. 0 all is well.\n");
+      "Exit status: 0 all is well, else the sum of 1 the event log, the mail server or the file of "
+      "--state did not take it, 2 a device cannot be opened or is not NVMe (also a line that "
+      "cannot "
+      "be used), 4 a device did not give its health, 8 the controller has a critical warning, 16 "
+      "spare, wear or temperature is past its threshold, 32 the temperature was critical at some "
+      "time, 64 media errors are recorded or the error log has grown since the check before.\n");
   const auto options = std::make_shared<CheckOptions>();
   app.add_option("DEVICE", options->devices, "Paths of devices")->type_name("");
   app.add_option("--log", options->log, "Event log to write to")->type_name("LOG");

@@ -74,8 +74,10 @@ constexpr ModeRow kModes[] = {
 Work AddWatchCommand(CLI::App& app) {
   app.footer(
       "Without an option the service runs in the foreground until SIGTERM; SIGHUP reads the "
-      "configuration again.\n"
-      "Exit status: 0 done, and with --once and --status all is well; 1 it is not, or a mail was "
+      "configuration again. The service manager starts it now and with the machine after "
+      "'systemctl enable --now ondrel-watch'.\n"
+      "Exit status: 0 done, and with --once and --status all is well; 1 not all is well, or a mail "
+      "was "
       "not sent or does not wait; 2 the configuration is wrong; 3 the service cannot run.\n");
   const auto request = std::make_shared<WatchRequest>();
   const auto mails = std::make_shared<std::vector<std::string>>();

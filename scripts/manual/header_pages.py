@@ -5,7 +5,8 @@ Usage: scripts/manual/header_pages.py XML FOLDER VERSION
 
 XML is the folder that Doxygen wrote. FOLDER gets a page for each header (Ondrel_Smtp.h.3), and for each
 class and function a link to the page of its header (Ondrel::CSmtp.3). Nothing but the headers' own
-comments and declarations stands in them, in the order of the header.
+comments and declarations stands in them, in the order of the header, and what the library's overview
+and the base library's page say that a header is for.
 """
 
 import html
@@ -14,14 +15,16 @@ import re
 import sys
 import xml.etree.ElementTree as ElementTree
 
+from documents import ROOT, date_of
 from roff import roff
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 HEADERS = ROOT / "Include"
 # Headers that all others are built on: nobody asks for them by themselves.
 WITHOUT_PAGE = {"Ondrel/Export.h", "Pirsk/Export.h"}
-# It includes them all, and says beside each what it is for.
+# It includes all of the library's, and says beside each what it is for; the page has a table of the
+# base library's.
 OVERVIEW = "Ondrel/Ondrel.h"
+BASE_PAGE = "Docs/base-library.md"
 
 
 def page_name(header):
@@ -261,13 +264,16 @@ def essay(header):
 
 
 def summaries():
-    """What each header is for, in the words beside its include in the header of them all."""
-    return dict(re.findall(r"#include <(.*)> +// (.*)", (HEADERS / OVERVIEW).read_text()))
+    """What each header is for, in the words beside its include or of the page's table."""
+    return {**dict(re.findall(r"#include <(.*)> +// (.*)", (HEADERS / OVERVIEW).read_text())),
+            **dict(re.findall(r"^\| `(Pirsk/\w+\.h)` \| (.*) \|$", (ROOT / BASE_PAGE).read_text(), re.MULTILINE))}
 
 
 def first_sentence(lines):
     plain = " ".join(line for line in lines if not line.startswith("."))
-    return re.split(r"(?<=[.:;])\s", plain, maxsplit=1)[0].rstrip(".:;")
+    words = re.split(r"(?<=[.:;])\s", plain, maxsplit=1)[0].rstrip(".:;")
+    # A line of a list of pages: no sentence, but a name keeps its capitals.
+    return words[:1].lower() + words[1:] if words[1:2].islower() else words
 
 
 def is_object(element):
@@ -295,7 +301,7 @@ def manual_page(reference, header, headers, version):
     library = header.split("/")[0].lower()
     included = [name for name in re.findall(r"#include <(.*)>", (HEADERS / header).read_text()) if name in headers]
     lines = [
-        f'.TH "{page_name(header).upper()}" "3" "" "ondrel {version}" "Library Functions"',
+        f'.TH "{page_name(header).upper()}" "3" "{date_of(version)}" "ondrel {version}" "Library Functions"',
         ".nh", ".ad l",
         '.SH "NAME"',
         ", ".join(map(roff, [page_name(header), *aliases(reference, header)])) + f" \\- {summary}",

@@ -37,7 +37,7 @@ LEVELS = ["error", "warning", "information"]
 KINDS = [
     # word, start of the text, kind
     (r"SUBCOMMAND", "", "path"),
-    (r"STATUS", "", "statuses"),
+    (r"OLD|NEW", "Status", "statuses"),
     (r"LOG", "", "logs"),
     (r"DISK", "", "disks"),
     (r"DEVICE", "Path", "devices"),
@@ -67,10 +67,10 @@ def argument_kinds(page):
         return ["programs", "files"]
     kinds = []
     for row in page["arguments"]:
-        # "pd|ld: ..." and "STATUS: ..." say more of the value than the argument's name.
+        # "pd|ld: ..." says more of the value than the argument's name.
         label = re.match(r"([^ ]+): (.*)", row["text"])
         kind, text = label.groups() if label else ("", row["text"])
-        kinds.append(kind_of(kind if words_of(kind) or kind == "STATUS" else row["name"], text))
+        kinds.append(kind_of(kind if words_of(kind) else row["name"], text))
     return kinds
 
 

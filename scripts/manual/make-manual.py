@@ -1,11 +1,12 @@
 #!/usr/bin/python3
 """Writes the command's manual pages and completions from its own help.
 
-Usage: scripts/manual/make-manual.py COMMAND FOLDER VERSION
+Usage: scripts/manual/make-manual.py COMMAND FOLDER VERSION PREFIX
 
-COMMAND is the built command. FOLDER gets man1/ondrel.1 and one page for each subcommand
-(man1/ondrel-log-report.1), and completions/ondrel (bash), _ondrel (zsh) and ondrel.fish. Nothing but
-the help's own words stands in them.
+COMMAND is the built command, PREFIX the folder that all is installed below. FOLDER gets man1/ondrel.1
+and one page for each subcommand (man1/ondrel-log-report.1), man5/watch.conf.5, and completions/ondrel
+(bash), _ondrel (zsh) and ondrel.fish. Nothing stands in them but the help's own words and, of files and
+settings, those of the documents.
 """
 
 import pathlib
@@ -13,10 +14,15 @@ import re
 import sys
 
 import completions
+from documents import ROOT, date_of
 from help_pages import ask, page_name, pages_of
 from roff import roff
+from settings_page import files, settings_page
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+# Pages with a table of files in a document, and what they refer to besides their own kind.
+FILES_OF = {"ondrel": "Docs/command.md", "ondrel-watch": "Docs/watch.md"}
+SEE_ALSO = {"ondrel": ["watch.conf(5)"], "ondrel-watch": ["watch.conf(5)", "systemctl(1)"]}
+EXIT_STATUS = re.compile(r"^Exit status: (.*)$", re.MULTILINE)
 
 
 def heading(title):
@@ -42,18 +48,42 @@ def notes(text):
     return lines + ([".fi"] if is_fixed else [])
 
 
+def exit_status(page):
+    """What the help says of it, a status each, and what holds for every subcommand."""
+    said = EXIT_STATUS.search(page["notes"])
+    lines = [heading("Exit status")]
+    if said and re.match(r"\d+ ", said[1]):
+        for item in re.split(r"[,;] (?=\d+ |else the sum of \d)", said[1].rstrip(".")):
+            if item.startswith("else "):
+                lines += [".PP", "Else the sum of"]
+            number, text = re.search(r"(\d+) (.*)", item).groups()
+            lines += [".TP", f"\\fB{number}\\fR", roff(text)]
+    elif said:
+        lines += [roff(said[1])]
+    if page["command"] != "ondrel":
+        lines += [".PP", "\\fBondrel\\fR(1) has those of every subcommand." if said else
+                  "As of every subcommand: \\fBondrel\\fR(1)."]
+    return lines
+
+
 def related(title, names):
     """A page's group and members; a page without either belongs to the command's own."""
-    return [other for other in names
-            if other.startswith(title + "-") or title.startswith(other + "-")]
+    return [f"{other}(1)" for other in names
+            if other.startswith(title + "-") or title.startswith(other + "-")] + SEE_ALSO.get(title, [])
 
 
-def manual_page(page, names, version):
+def reference(name):
+    """The name of a page in bold, its part of the manual plain."""
+    title, _, part = name.partition("(")
+    return f"\\fB{roff(title)}\\fR({part}"
+
+
+def manual_page(page, names, version, prefix):
     title = page_name(page)
     summary = page["summary"].rstrip(".")
     usage = page["usage"][len(page["command"]):].strip()
     lines = [
-        f'.TH "{title.upper()}" "1" "" "ondrel {version}" "User Commands"',
+        f'.TH "{title.upper()}" "1" "{date_of(version)}" "ondrel {version}" "User Commands"',
         ".nh",
         heading("Name"),
         f"{roff(title)} \\- {roff(summary[0].lower() + summary[1:])}",
@@ -63,9 +93,11 @@ def manual_page(page, names, version):
         *rows("Subcommands", page["subcommands"]),
         *rows("Options", page["options"]),
         *rows("Options of every subcommand", page["globalOptions"]),
-        *notes(page["notes"]),
+        *notes(EXIT_STATUS.sub("", page["notes"])),
+        *(files(FILES_OF[title], prefix) if title in FILES_OF else []),
+        *exit_status(page),
         heading("See also"),
-        ",\n".join(f"\\fB{roff(other)}\\fR(1)" for other in related(title, names)),
+        ",\n".join(map(reference, related(title, names))),
     ]
     return "\n".join(lines) + "\n"
 
@@ -79,16 +111,17 @@ def status_names(command):
 
 
 def main():
-    command, folder, version = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
+    command, folder, version, prefix = sys.argv[1], pathlib.Path(sys.argv[2]), *sys.argv[3:]
     pages = pages_of(command)
     names = [page_name(page) for page in pages]
-    manual, completion = folder / "man1", folder / "completions"
-    for place in manual, completion:
+    manual, formats, completion = folder / "man1", folder / "man5", folder / "completions"
+    for place in manual, formats, completion:
         place.mkdir(parents=True, exist_ok=True)
         for old in place.iterdir():
             old.unlink()
     for page in pages:
-        (manual / f"{page_name(page)}.1").write_text(manual_page(page, names, version))
+        (manual / f"{page_name(page)}.1").write_text(manual_page(page, names, version, prefix))
+    (formats / "watch.conf.5").write_text(settings_page(version, prefix))
     statuses = status_names(command)
     (completion / "ondrel").write_text(completions.bash(pages, statuses))
     (completion / "_ondrel").write_text(completions.zsh(pages, statuses))
