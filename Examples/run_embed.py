@@ -11,6 +11,8 @@ import subprocess
 import sys
 import tempfile
 
+from mail_server import mail_server
+
 
 def without_lines(text):
     """Numbers of lines in the library's sources change with every edit there."""
@@ -23,16 +25,9 @@ def main(program, source):
     expected = re.search(r"<!-- output of Embed -->\n```\n(.*?)```\n", page, re.DOTALL)[1]
     with tempfile.TemporaryDirectory() as name:
         mails = pathlib.Path(name) / "mails"
-        mails.mkdir()
-        server = subprocess.Popen([sys.executable, source / "scripts/demo-mail-server.py", mails],
-                                  stdout=subprocess.PIPE, text=True)
-        try:
-            port = server.stdout.readline().strip()
+        with mail_server(source, mails) as port:
             result = subprocess.run([program, port], cwd=name, stdout=subprocess.PIPE, text=True,
                                     timeout=240, check=False)
-        finally:
-            server.terminate()
-            server.wait()
         if result.returncode != 0 or without_lines(result.stdout) != without_lines(expected):
             sys.exit(f"ended with {result.returncode} and printed:\n{result.stdout}")
         if "PD 3: status changed" not in (mails / "1.eml").read_text():

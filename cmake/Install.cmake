@@ -24,8 +24,8 @@ if(TARGET ondrel_tool AND NOT WIN32)
 endif()
 if(TARGET ondrel_manual)
   set(completions ${ONDREL_MANUAL_FOLDER}/completions)
-  install(DIRECTORY ${ONDREL_MANUAL_FOLDER}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR}
-    COMPONENT command)
+  install(DIRECTORY ${ONDREL_MANUAL_FOLDER}/man1 ${ONDREL_MANUAL_FOLDER}/man5
+    DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT command)
   install(FILES ${completions}/ondrel
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT command)
   install(FILES ${completions}/_ondrel
@@ -48,7 +48,8 @@ if(NOT WIN32)
 endif()
 install(DIRECTORY Docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
   FILES_MATCHING PATTERN *.md PATTERN *.svg)
-install(FILES README.md CHANGELOG.md SECURITY.md
+include(${CMAKE_CURRENT_LIST_DIR}/InstalledReadme.cmake)
+install(FILES ${PROJECT_BINARY_DIR}/installed/README.md CHANGELOG.md SECURITY.md debian/copyright
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
 
 # An installation works from wherever it is moved to: each file finds the others relative to itself.

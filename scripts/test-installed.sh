@@ -119,9 +119,12 @@ done
 [ -e "$folder/development/include/Ondrel/Ondrel.h" ] || fail "no headers in development"
 [ -e "$folder/development/share/man/man3/Ondrel::CSmtp.3" ] || fail "no pages of the headers in development"
 [ -x "$folder/command/bin/ondrel" ] || fail "no command in command"
-for file in man/man1/ondrel-log-report.1 bash-completion/completions/ondrel \
+for file in man/man1/ondrel-log-report.1 man/man5/watch.conf.5 bash-completion/completions/ondrel \
   zsh/site-functions/_ondrel fish/vendor_completions.d/ondrel.fish; do
   [ -e "$folder/command/share/$file" ] || fail "no $file in command"
 done
 [ "$(find "$folder/documents" -name command.md)" ] || fail "no pages in documents"
+scripts/check-links.py "$folder/documents" || fail "an installed page links to nothing"
+! grep -rnE '^(scripts/|cmake --preset|cpack )' "$folder/documents" --include=README.md ||
+  fail "the installed README shows commands of the source tree"
 echo "ok: four components"

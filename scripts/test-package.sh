@@ -135,6 +135,23 @@ checkInterface() {
   return "$status"
 }
 
+# What the installed pages name is installed, and their lines for the list of pages can be read there.
+checkPages() {
+  local page file names=0
+  scripts/check-links.py "$folder/files/usr/share/doc/ondrel" || fail "an installed page links to nothing"
+  ! grep -nE '^(scripts/|cmake --preset|cpack )' "$folder/files/usr/share/doc/ondrel/README.md" ||
+    fail "the installed README shows commands of the source tree"
+  while read -r file; do
+    [ -e "$folder/files$file" ] || fail "the manual names $file, which is not installed"
+    names=$((names + 1))
+  done < <(zcat "$folder"/files/usr/share/man/man[15]/*.gz | sed 's/\\-/-/g' |
+    grep -oE '/usr/[A-Za-z0-9._/-]+[A-Za-z0-9]' | grep -vE '^/usr/(local|share/misc)/' | sort -u)
+  [ "$names" -ge 4 ] || fail "the manual names $names installed files only"
+  for page in "$folder"/files/usr/share/man/man[135]/*.gz; do
+    [ -L "$page" ] || lexgrog "$page" >/dev/null || fail "${page##*/} has no line for the list of pages"
+  done
+}
+
 checkPackages() {
   local file id licence=debian/copyright
   # The first packages of a project close no request for packaging, and the maintainer's address is the
@@ -155,11 +172,14 @@ checkPackages() {
     dpkg-deb -I "$(package libondrel7)"
   for file in lib/systemd/system/ondrel-watch.service usr/lib/systemd/catalog/ondrel.catalog \
     usr/share/ondrel/{watch.conf,ondrel-alerts.yml} usr/share/man/man1/ondrel-log-report.1.gz \
+    usr/share/man/man5/watch.conf.5.gz usr/share/doc/ondrel/{README.md,copyright} \
+    usr/share/doc/libondrel-dev/examples/{RoadOfOneEvent,Embed,ReadError}.cpp \
     usr/share/man/man3/Ondrel_Smtp.h.3.gz usr/share/man/man3/Ondrel::CSmtp.3.gz \
     usr/share/bash-completion/completions/ondrel usr/share/zsh/vendor-completions/_ondrel \
     usr/share/fish/vendor_completions.d/ondrel.fish usr/share/doc/ondrel/command.md.gz; do
     [ -e "$folder/files/$file" ] || [ -e "$folder/files/${file%.gz}" ] || fail "there is no /$file"
   done
+  checkPages
   [ -z "$(find "$folder/files" -xtype l)" ] ||
     fail "links to nothing: $(find "$folder/files" -xtype l -printf '%f ')"
   # A service that was enabled runs on after an upgrade, and not after a removal.
@@ -230,20 +250,28 @@ runReadme() {
 
 # README's program, built in both ways that README names, against the packages alone.
 buildProgram() {
+  local server port status=0
   installInRoot "${programPackages[@]}" "/packages/$(basename "$(package libondrel-dev)")"
   {
     printf 'cmake_minimum_required(VERSION 3.25)\nproject(service LANGUAGES CXX)\n'
     printf 'add_executable(service program.cpp)\n'
     grep -E '^(find_package|target_link_libraries)\(' README.md
   } >"$root/tmp/CMakeLists.txt"
+  rm -rf "$folder/mails"
+  mkdir "$folder/mails"
+  mkfifo "$folder/mails/port"
+  /usr/bin/python3 scripts/demo-mail-server.py "$folder/mails" >"$folder/mails/port" &
+  server=$!
+  read -r port <"$folder/mails/port" || true
   inRoot sh -ec 'cd /tmp
     cp /usr/share/doc/libondrel-dev/examples/RoadOfOneEvent.cpp program.cpp
     g++ -std=c++17 -Wall -Wextra -Werror program.cpp -o program $(pkg-config --cflags --libs ondrel)
-    ./program
+    ./program "$1"
     rm -f events.db*
     cmake -S . -B built && cmake --build built
-    built/service' >"$folder/program.log" 2>&1 ||
-    { cat "$folder/program.log"; fail "README's program does not build or run"; }
+    built/service "$1"' program "$port" >"$folder/program.log" 2>&1 || status=$?
+  kill "$server" && wait "$server" || true
+  [ "$status" -eq 0 ] || { cat "$folder/program.log"; fail "README's program does not build or run"; }
   [ "$(grep -c 'status changed from OPERATIONAL to FAILED' "$folder/program.log")" -eq 2 ] ||
     { cat "$folder/program.log"; fail "README's program does not read its event back"; }
 }
@@ -264,6 +292,9 @@ tryInRoot() {
 
   installInRoot "/packages/"{libpirsk7,libondrel7,ondrel}"_${version}_amd64.deb"
   [ "$(inRoot ondrel --version | cut -d' ' -f 2)" = "$version" ] || fail "the command is of another version"
+  # Nothing is missing before the first report makes the store.
+  says '^store +ok +the first report makes /var/lib/ondrel/events.db' "the doctor misses the event store" \
+    inRoot ondrel doctor store eventLog
   inRoot ondrel log report Test 10000 information text >/dev/null
   says ' Test 1 information 10000 .*text' "the command does not keep an event" inRoot ondrel log show Test
   inRoot ondrel doctor >"$folder/doctor.log" || true

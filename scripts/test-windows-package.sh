@@ -22,6 +22,8 @@ for file in bin/{ondrel,pirsk,libcurl,libstdc++-6,libgcc_s_seh-1,libwinpthread-1
   [ -f "$package/$file" ] || { echo "the archive lacks $file" >&2; exit 1; }
 done
 
+scripts/check-links.py "$package" || { echo "a page of the archive links to nothing" >&2; exit 1; }
+
 # What MinGW-w64 hardens: addresses of 64 bits at random, data that cannot be run. Debug information
 # stays with the build.
 for file in "$package"/bin/{ondrel,pirsk}.dll "$package/bin/ondrel.exe"; do

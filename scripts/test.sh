@@ -173,7 +173,10 @@ testTorture() {
 
 checkFormat() { git ls-files -z '*.cpp' '*.h' | xargs -0 -P "$jobs" -n 40 clang-format --dry-run --Werror; }
 
-checkScripts() { bash -n scripts/*.sh .ci/run && scripts/check-structure.py; }
+checkScripts() {
+  bash -n scripts/*.sh .ci/run && scripts/check-structure.py &&
+    git ls-files -z '*.md' | xargs -0 scripts/check-links.py
+}
 
 checkWithCppcheck() {
   mkdir -p build/cppcheck
@@ -378,7 +381,8 @@ for part in "${parts[@]}"; do
 done
 
 scripts/install-deps.sh "test"
-# Whoever sits in front is asked here: later steps run side by side, without a terminal.
+# Whoever sits in front is asked here: later steps run side by side, without a terminal, where nothing
+# more is installed without consent.
 for part in "${parts[@]}"; do
   case $part in vm | windows | package) scripts/install-deps.sh "$part" ;; esac
 done

@@ -1,0 +1,27 @@
+# README.md as it is installed: beside the pages that it links, and without what takes a clone of the
+# repository, which stands between two marks.
+set(beginning "<!-- in a clone only -->\n")
+set(end "<!-- end of: in a clone only -->\n")
+set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/README.md)
+file(READ ${PROJECT_SOURCE_DIR}/README.md rest)
+string(LENGTH "${end}" endLength)
+set(installed "")
+string(FIND "${rest}" "${beginning}" place)
+while(NOT place EQUAL -1)
+  string(SUBSTRING "${rest}" 0 ${place} kept)
+  string(APPEND installed "${kept}")
+  string(FIND "${rest}" "${end}" place)
+  if(place EQUAL -1)
+    message(FATAL_ERROR "README.md: a part for a clone only does not end")
+  endif()
+  math(EXPR place "${place} + ${endLength}")
+  string(SUBSTRING "${rest}" ${place} -1 rest)
+  # The empty line before the part is enough.
+  string(REGEX REPLACE "^\n" "" rest "${rest}")
+  string(FIND "${rest}" "${beginning}" place)
+endwhile()
+string(APPEND installed "${rest}")
+string(REPLACE "[debian/copyright](debian/copyright)" "[copyright](copyright)" installed "${installed}")
+string(REPLACE "Docs/" "" installed "${installed}")
+file(WRITE ${PROJECT_BINARY_DIR}/installed/README.md "${installed}")
