@@ -110,10 +110,15 @@ class Trial:
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
     def _take(self, reader, output):
+        """Notes the records that a reader has printed; whether it has printed a failure too."""
+        failed = False
         for line in output.splitlines():
             # The line during which a reader was killed may be cut.
             with contextlib.suppress(ValueError):
-                self.seen[reader].update(json.loads(line).get("args", []))
+                item = json.loads(line)
+                self.seen[reader].update(item.get("args", []))
+                failed = failed or "error" in item
+        return failed
 
     def _read(self, reader):
         dice = random.Random(f"{self.seed} reader {reader}")
@@ -123,10 +128,10 @@ class Trial:
             killer.start()
             output, words = process.communicate()
             killer.cancel()
-            self._take(reader, output)
+            has_words = self._take(reader, output) or words.strip()
             if process.returncode == -signal.SIGKILL:
                 self.reader_kills += 1
-            elif process.returncode != 0 and not words.strip():
+            elif process.returncode != 0 and not has_words:
                 self.silent_readers.append(process.returncode)
 
     def catch_up(self):
@@ -148,13 +153,13 @@ class Trial:
         are none."""
         show = subprocess.run([self.command, "log", "show", LOG, "--json", *self.place],
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
-        texts = [json.loads(line)["args"][0] for line in show.stdout.splitlines()]
-        words = show.stderr.decode().splitlines()
-        if show.returncode == 0:
-            # Beside what is damaged or missing there may be what the command is doing.
-            words = [line for line in words if line.startswith("{")]
-        elif not words:
-            words = [f"ended with {show.returncode}"]
+        lines = [json.loads(line) for line in show.stdout.splitlines()]
+        texts = [line["args"][0] for line in lines if "args" in line]
+        # A failure, and on standard error what is damaged or missing, beside what the command is doing.
+        words = [str(line) for line in lines if "args" not in line]
+        words += [line for line in show.stderr.decode().splitlines() if line.startswith("{")]
+        if show.returncode != 0 and not words:
+            self.silent_readers.append(show.returncode)
         return texts, words
 
 
