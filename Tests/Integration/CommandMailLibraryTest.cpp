@@ -49,6 +49,7 @@ std::vector<json> LoadNotes(const std::string& file) {
     std::uint32_t head[3];
     std::memcpy(head, bytes.data() + at, sizeof head);
     const auto [ownerLength, textLength, type] = head;
+    if (type == 0) break;  // A sanitizer leaves room after it.
     at += sizeof head;
     EXPECT_EQ(type, kLoadNoteType);
     EXPECT_EQ(bytes.substr(at, ownerLength), std::string("FDO\0", 4));
@@ -111,7 +112,7 @@ TEST(MailLibrary, WithoutItAMailIsNotSentAndTheFileIsNamed) {
 TEST(MailLibrary, WithoutOneOfItsFunctionsAMailIsNotSentAndBothAreNamed) {
   const TemporaryFolder folder;
   // A library, and none of the functions in it.
-  std::filesystem::copy_file(ONDREL_BASE_LIBRARY_FILE, folder.Path("libcurl.so.4"));
+  std::filesystem::copy_file(ONDREL_DATABASE_LIBRARY_FILE, folder.Path("libcurl.so.4"));
 
   const ProcessResult result = SendMail(folder);
 

@@ -241,7 +241,7 @@ TEST_F(CommandNVMe, FieldsOfAllOnesOfAnErrorAreNone) {
 }
 
 TEST_F(CommandNVMe, ImageOfAnyCountOfErrorEntriesIsRead) {
-  for (const std::size_t entries : {1, 4, 64, 256}) {
+  for (const unsigned entries : {1U, 4U, 64U, 256U}) {
     std::string image(entries * 64, '\0');
     for (std::size_t entry = 0; entry < entries; ++entry) Put(image, entry * 64, 8, entry + 1);
     EXPECT_EQ(JsonOfImage("error-log", image)["errors"].size(), entries);
