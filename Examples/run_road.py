@@ -32,9 +32,12 @@ def main(program, source):
             sys.exit(f"with a mail server it ended with {status}:\n{shown}{said}")
         if "Subject: PD 3 failed" not in (mails / "1.eml").read_text():
             sys.exit("the mail says something else")
-    # Taken, and nobody listens there.
-    with socket.socket() as taken:
-        taken.bind(("127.0.0.1", 0))
+    # Taken at every address, and nobody listens there.
+    family = socket.AF_INET6 if socket.has_dualstack_ipv6() else socket.AF_INET
+    with socket.socket(family) as taken:
+        if family == socket.AF_INET6:
+            taken.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 0)
+        taken.bind(("", 0))
         status, shown, said = run(program, taken.getsockname()[1])
     if status != 1 or EVENT not in shown or not said.startswith("Mail not sent: error "):
         sys.exit(f"without a mail server it ended with {status}:\n{shown}{said}")
