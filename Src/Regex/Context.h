@@ -111,6 +111,8 @@ struct Mark {
 
 struct Beginning;
 class CharacterElx;
+template <int>
+class CListElxT;
 
 /// One element of a compiled pattern. Elements are only read while matching.
 ///
@@ -164,8 +166,15 @@ public:
   /// Learns what a match of all that comes after it can begin with.
   virtual void SetFollowing(const Beginning&) {}
 
-  /// Learns that every element of the pattern is plain.
-  virtual void RelyOnPositions() {}
+  /// Adds the characters of which its match is one. False where a match may be anything else, or
+  /// where that is not known.
+  virtual bool AddWholeTo(std::array<bool, 256>&) const { return false; }
+
+  /// Itself where it is one item between two that are transparent, as a group is; else null.
+  virtual const CListElxT<0>* AsGroup() const { return nullptr; }
+
+  /// Learns that every element of the pattern is plain, and its direction.
+  virtual void RelyOnPositions(bool /*isRightToLeft*/) {}
 
   /// Undoes `SetFollowing` and `RelyOnPositions`, for this element alone.
   virtual void ForgetShortcuts() {}

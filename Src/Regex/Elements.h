@@ -3,6 +3,7 @@
 #include "Regex/Context.h"
 
 #include <array>
+#include <memory>
 
 /// The elements of a compiled pattern. What an element must remember between `Match` and
 /// `MatchNext` lies on the stacks of the context; no element owns another.
@@ -79,6 +80,7 @@ public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
   bool AddSecondTo(std::array<bool, 256>& set) const override;
+  bool AddWholeTo(std::array<bool, 256>& set) const override;
   bool IsPlain() const override { return true; }
   void AddTo(Beginning& beginning) const override;
   void SetFollowing(const Beginning& following) override;
@@ -156,7 +158,7 @@ public:
   bool MatchNext(CMatchContext& context) const override;
   bool IsPlain() const override { return true; }
   bool HasOneWay() const override { return true; }
-  bool IsTransparent() const override { return true; }
+  bool IsTransparent() const override { return m_group >= 0; }
   void AddTo(Beginning&) const override {}
 
   std::int64_t m_group;
@@ -234,6 +236,10 @@ public:
   void AddTo(Beginning& beginning) const override;
   void SetFollowing(const Beginning& following) override;
   const std::array<bool, 256>* LeadingRun() const override;
+  const CListElxT<0>* AsGroup() const override;
+
+  /// Items count in the order in which they are matched.
+  const ElxInterface* Item(std::ptrdiff_t index) const { return m_items[PlaceOf(index)]; }
 
   CBufferT<ElxInterface*> m_items;
   std::int32_t m_rightToLeft;
@@ -250,8 +256,6 @@ private:
     return false;
   }
 
-  // Items count in the order in which they are matched.
-  const ElxInterface* Item(std::ptrdiff_t index) const { return m_items[PlaceOf(index)]; }
   std::ptrdiff_t PlaceOf(std::ptrdiff_t index) const {
     return m_rightToLeft != 0 ? m_items.Size() - 1 - index : index;
   }
@@ -276,6 +280,7 @@ public:
   bool HasOneWay() const final { return true; }
   const CharacterElx* AsCharacter() const final { return this; }
   void AddTo(Beginning& beginning) const final;
+  bool AddWholeTo(std::array<bool, 256>& set) const final;
 
   std::int32_t m_rightToLeft;
 };
@@ -344,6 +349,7 @@ public:
   bool IsPlain() const override { return true; }
   bool HasOneWay() const override { return true; }
   void AddTo(Beginning& beginning) const override;
+  bool AddWholeTo(std::array<bool, 256>& set) const override;
 
   CBufferT<char> m_text;
   std::int32_t m_rightToLeft;
@@ -379,6 +385,15 @@ public:
 protected:
   bool IsOverCharacter() const { return m_character != nullptr; }
 
+  /// Makes it a loop over these characters until `LoopOverInner`.
+  void LoopOver(const std::array<bool, 256>& characters, bool isRightToLeft);
+
+  void LoopOverInner() {
+    if (m_set == nullptr) return;
+    m_character = nullptr;
+    m_set.reset();
+  }
+
   /// How many characters from the position on the loop takes, at most so many.
   std::int64_t CountTaken(std::int64_t most, const CMatchContext& context) const;
 
@@ -400,7 +415,8 @@ protected:
   }
 
 private:
-  const CharacterElx* m_character;  // The inner element where it takes one character.
+  const CharacterElx* m_character;          // What is looped over where it takes one character.
+  std::unique_ptr<CRangeElxT<char>> m_set;  // The same, where the inner element is another.
   std::array<bool, 256> m_following{};
   bool m_hasFollowing = false;
 };
@@ -432,6 +448,9 @@ private:
 /// A number of times, and then as often as possible up to `m_span` times more. Record: heights of
 /// the captures and the stack at the start, the first end that was offered, 2 where there are notes
 /// of others and else 1, the start position, the count of iterations.
+///
+/// A group of one character is looped over as the character, and captures its last iteration alone:
+/// where all elements are plain nobody looks at the earlier ones.
 template <>
 class CGreedyElxT<0> : public CRepeatElxT<0> {
 public:
@@ -439,11 +458,8 @@ public:
   bool Match(CMatchContext& context) const override;
   bool MatchNext(CMatchContext& context) const override;
   void SetFollowing(const Beginning& following) override;
-  void RelyOnPositions() override { m_isByPosition = m_count + m_span == kUnbounded; }
-  void ForgetShortcuts() override {
-    OfferAll();
-    m_isByPosition = false;
-  }
+  void RelyOnPositions(bool isRightToLeft) override;
+  void ForgetShortcuts() override;
   const std::array<bool, 256>* LeadingRun() const override;
 
   std::int64_t m_span;
@@ -455,8 +471,11 @@ private:
   std::int64_t Iterate(std::int64_t count, PositionSet* passed, CMatchContext& context) const;
   std::int64_t ExtendAgain(std::int64_t count, std::int64_t firstEnd, LoopNotes& notes,
                            CMatchContext& context) const;
+  void CaptureLast(std::int64_t count, CMatchContext& context) const;
+  void DropLast(std::int64_t count, CMatchContext& context) const;
 
   bool m_isByPosition = false;
+  const CListElxT<0>* m_group = nullptr;  // Around the character that is looped over.
 };
 
 /// A number of times, and then as seldom as possible up to `m_span` times more. Record: the

@@ -47,6 +47,15 @@ void CharacterLoop::OfferOnlyBefore(const std::array<bool, 256>& characters) {
   m_hasFollowing = true;
 }
 
+void CharacterLoop::LoopOver(const std::array<bool, 256>& characters, bool isRightToLeft) {
+  constexpr bool kIsDirect = true;
+  m_set = std::make_unique<CRangeElxT<char>>(isRightToLeft, kIsDirect);
+  for (std::size_t c = 0; c < characters.size(); ++c)
+    if (characters[c]) m_set->m_characters.Push(static_cast<char>(c));
+  m_set->MakeTable();
+  m_character = m_set.get();
+}
+
 std::int64_t CharacterLoop::CountTaken(std::int64_t most, const CMatchContext& context) const {
   const std::array<bool, 256>* const table = m_character->Table();
   const bool isRightToLeft = m_character->m_rightToLeft != 0;
@@ -127,6 +136,7 @@ bool CGreedyElxT<0>::GreedyExtend(CMatchContext& context) const {
     }
     MoveOver(offered - count, context);
     count = offered;
+    CaptureLast(count, context);
   }
   auto& stack = context.m_stack;
   stack.Push(start.captures);
@@ -143,18 +153,36 @@ bool CGreedyElxT<0>::RetreatOverCharacters(CMatchContext& context) const {
   constexpr std::ptrdiff_t kRecordOfOneEnd = 6;
   auto& stack = context.m_stack;
   std::int64_t& count = stack[stack.Size() - 1];
+  DropLast(count, context);
   if (count > 0) {
     MoveOver(-1, context);
     const std::int64_t offered = LastOffered(count - 1, context);
     if (offered >= 0) {
       MoveOver(offered - (count - 1), context);
       count = offered;
+      CaptureLast(count, context);
       return true;
     }
     MoveOver(-(count - 1), context);
   }
   stack.Restore(stack.Size() - kRecordOfOneEnd);
   return false;
+}
+
+// Puts brackets around the last iteration: the last of `count`, or else of the fixed ones.
+void CGreedyElxT<0>::CaptureLast(std::int64_t count, CMatchContext& context) const {
+  if (m_group == nullptr || m_count + count == 0) return;
+  MoveOver(-1, context);
+  m_group->Item(0)->Match(context);
+  MoveOver(1, context);
+  m_group->Item(2)->Match(context);
+}
+
+// Undoes `CaptureLast`.
+void CGreedyElxT<0>::DropLast(std::int64_t count, CMatchContext& context) const {
+  if (m_group == nullptr || m_count + count == 0) return;
+  m_group->Item(2)->MatchNext(context);
+  m_group->Item(0)->MatchNext(context);
 }
 
 bool CGreedyElxT<0>::GreedyRetreat(CMatchContext& context) const {

@@ -109,6 +109,49 @@ void CharacterElx::AddTo(Beginning& beginning) const {
     beginning.isUnknown = true;
 }
 
+bool CharacterElx::AddWholeTo(std::array<bool, 256>& set) const {
+  const std::array<bool, 256>* const table = Table();
+  if (table == nullptr) return false;
+  for (std::size_t c = 0; c < set.size(); ++c) set[c] = set[c] || (*table)[c];
+  return true;
+}
+
+bool CStringElxT<char>::AddWholeTo(std::array<bool, 256>& set) const {
+  if (m_text.Size() != 1 || m_ignoreCase != 0) return false;
+  set[static_cast<unsigned char>(m_text[0])] = true;
+  return true;
+}
+
+bool CAlternativeElxT<0>::AddWholeTo(std::array<bool, 256>& set) const {
+  for (std::ptrdiff_t i = 0; i < m_branches.Size(); ++i)
+    if (!m_branches[i]->AddWholeTo(set)) return false;
+  return m_branches.Size() > 0;
+}
+
+const CListElxT<0>* CListElxT<0>::AsGroup() const {
+  constexpr std::ptrdiff_t kItems = 3;
+  return m_items.Size() == kItems && m_items[0]->IsTransparent() && m_items[2]->IsTransparent()
+             ? this
+             : nullptr;
+}
+
+void CGreedyElxT<0>::RelyOnPositions(bool isRightToLeft) {
+  m_isByPosition = m_count + m_span == kUnbounded;
+  if (IsOverCharacter()) return;
+  const CListElxT<0>* const group = m_inner->AsGroup();
+  std::array<bool, 256> characters{};
+  if (!(group != nullptr ? group->Item(1) : m_inner)->AddWholeTo(characters)) return;
+  LoopOver(characters, isRightToLeft);
+  m_group = group;
+}
+
+void CGreedyElxT<0>::ForgetShortcuts() {
+  OfferAll();
+  LoopOverInner();
+  m_isByPosition = false;
+  m_group = nullptr;
+}
+
 void CListElxT<0>::SetFollowing(const Beginning& following) {
   Beginning rest = following;
   for (std::ptrdiff_t i = m_items.Size(); i > 0; --i) {
@@ -211,10 +254,11 @@ void CPatternT::FindShortcuts() {
   const bool isRightToLeft = IsRightToLeft(m_flags);
   const auto isPlain = [](const ElxInterface* element) { return element->IsPlain(); };
   if (std::all_of(m_objects.Data(), m_objects.Data() + m_objects.Size(), isPlain)) {
+    for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i)
+      m_objects[i]->RelyOnPositions(isRightToLeft);
     Beginning anything;
     anything.isUnknown = true;
     m_root->SetFollowing(anything);
-    for (std::ptrdiff_t i = 0; i < m_objects.Size(); ++i) m_objects[i]->RelyOnPositions();
     if (!isRightToLeft) m_shortcuts.leadingRun = m_root->LeadingRun();
   }
   m_shortcuts.isStraight = m_root->HasOneWay();

@@ -19,14 +19,15 @@
 /// - *Bound to the start*: positions after the first are passed over. Demands that the pattern
 ///   begins with that boundary, from left to right.
 /// - *Straight attempt*: what an attempt that fails has done is not undone, but thrown away.
-/// Demands
-///   that each element of the pattern has one way.
+///   Demands that each element of the pattern has one way.
 /// - *Ends before what follows*: a loop over one character does not offer an end before a character
 ///   with which the rest cannot begin. Demands a plain pattern: an attempt of the rest that fails
 ///   could otherwise leave a capture that a later one reads.
 /// - *Known extension*: a greedy loop that has gone back into an iteration does not extend itself
 ///   again from a position from which it has done so: it would reach the same end. Demands a plain
 ///   pattern and a loop without an upper bound.
+/// - *Group of one character*: a greedy loop over a group, or an alternative, whose matches are one
+///   character counts characters, and captures the last iteration alone. Demands a plain pattern.
 /// - *Leading run*: after a failed attempt the search goes on after the characters of the unbounded
 ///   loop that the pattern begins with, whose ends have all been tried. Demands a plain pattern,
 ///   from left to right.

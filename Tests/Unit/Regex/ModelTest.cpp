@@ -120,7 +120,10 @@ std::string RandomSource(std::mt19937& random, int depth) {
 
 // What shortcuts look for: a loop over one character, alone or before something.
 std::string RandomLoop(std::mt19937& random) {
-  static const char* const kCharacters[] = {"a", "\\w", "[ab]", "[^b]", ".", "\\s", "[:alpha:]"};
+  static const char* const kCharacters[] = {
+      "a",         "\\w",           "[ab]",  "[^b]",    ".",     "\\s",
+      "[:alpha:]", "(a)",           "(a|b)", "(?:a|b)", "(a|a)", "(?<n>a|\\w)",
+      "(?<1>a|b)", "([:alpha:]|1)", "(?i)",  "((a|b))", "(.)",   "([^b]|)"};
   static const char* const kRests[] = {"",      "",     "b",     "\\b", "$",    "(a)",
                                        "(b|A)", "\\1",  "(?=b)", "b?",  "[^a]", "(?:b|)",
                                        "\\w*b", "b{2}", "(?i)b", "(?1)"};

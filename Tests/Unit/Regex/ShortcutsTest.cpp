@@ -82,7 +82,13 @@ const Row kRows[] = {
     {.pattern = "[:alpha:]c", .required = 'c', .hasOneWay = true},
     {.pattern = "[:blank:]c", .beginning = "\t ", .required = 'c', .hasOneWay = true},
     {.pattern = "[:digit:]", .beginning = "0123456789", .hasOneWay = true},
-    {.pattern = "a*b", .beginning = "ab", .required = 'b'},
+    {.pattern = "a*b", .beginning = "ab", .required = 'b', .run = "a"},
+    {.pattern = "(a|c)*b", .beginning = "abc", .required = 'b', .run = "ac"},
+    {.pattern = "(?:a|[c-e])+b", .beginning = "acde", .required = 'b', .run = "acde"},
+    {.pattern = "(?:a|bc)*b", .beginning = "ab", .required = 'b'},
+    {.pattern = "(a|)*b", .beginning = "ab", .required = 'b'},
+    {.pattern = "((a))*b", .beginning = "ab", .required = 'b'},
+    {.pattern = "(?:a|(?i)c)*b", .required = 'b'},
     {.pattern = "[a-c]*b", .beginning = "abc", .required = 'b', .run = "abc"},
     {.pattern = "([a-c]+)b", .beginning = "abc", .required = 'b', .run = "abc"},
     {.pattern = "[ab]{2,}", .beginning = "ab", .run = "ab"},
@@ -122,6 +128,26 @@ TEST(Shortcuts, FromRightToLeftALoopAndATextAnswerNothingThatGoesAhead) {
   EXPECT_EQ(Listed(beginning.set), "c");
   const CPatternT list("(^)ab", FLAG_RIGHTTOLEFT);
   EXPECT_FALSE(list.Root()->IsBoundToTextStart());
+}
+
+// What lies on the stacks after a match of the pattern on "abab...".
+std::ptrdiff_t NumbersKept(const char* source, std::size_t length, bool takesShortcuts) {
+  CPatternT pattern(source);
+  if (!takesShortcuts) pattern.ForgetShortcuts();
+  std::string text;
+  while (text.size() < length) text += "ab";
+  CMatchContext context;
+  pattern.PrepareMatch(text.data(), static_cast<std::int64_t>(text.size()), -1, &context);
+  const CMatchResult result = pattern.Match(context);
+  EXPECT_EQ(result.GroupEnd(0), static_cast<std::int64_t>(length));
+  EXPECT_EQ(result.GroupBegin(1), static_cast<std::int64_t>(length) - 1);
+  return context.m_stack.Size() + context.m_captureStack.Size();
+}
+
+TEST(Shortcuts, ALoopOverAGroupOfOneCharacterKeepsItsLastIterationAlone) {
+  for (const char* const source : {"(a|b)*", "(a|b)+", "([ab]){3,}"})
+    EXPECT_EQ(NumbersKept(source, 2'000, true), NumbersKept(source, 20, true)) << source;
+  EXPECT_GT(NumbersKept("(a|b)*", 2'000, false), 2'000);
 }
 
 }  // namespace
