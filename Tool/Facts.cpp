@@ -322,6 +322,38 @@ Json JsonOfFields(const std::array<Field, Count>& fields, const char* record) {
   return json;
 }
 
+template <std::size_t Count>
+void AppendFields(std::string& json, const std::array<Field, Count>& fields, const char* record) {
+  const char* separator = "";
+  for (const Field& field : fields) {
+    if (field.kind == FieldKind::kVersion) continue;
+    const char* const place = record + field.offset;
+    json.append(separator).append(1, '"').append(field.name).append("\":");
+    separator = ",";
+    switch (field.kind) {
+      case FieldKind::kVersion:
+        break;
+      case FieldKind::kKind:
+        AppendJsonText(json, kWindows);
+        break;
+      case FieldKind::kHalf:
+        json += '{';
+        AppendFields(json, kHalfFields, place);
+        json += '}';
+        break;
+      case FieldKind::kText:
+        AppendJsonText(json, {place, strnlen(place, field.size)});
+        break;
+      case FieldKind::kNumber: {
+        std::uint64_t number = 0;
+        std::memcpy(&number, place, field.size);
+        json += std::to_string(number);
+        break;
+      }
+    }
+  }
+}
+
 }  // namespace
 
 std::optional<FactsError> ReadFacts(std::string_view text, OS_FACTS& facts) {
@@ -329,8 +361,22 @@ std::optional<FactsError> ReadFacts(std::string_view text, OS_FACTS& facts) {
   return Reader(text).Read(facts);
 }
 
+void AppendJsonText(std::string& json, std::string_view text) {
+  const bool isPlain = std::ranges::all_of(text, [](char character) {
+    return character >= ' ' && character < 0x7F && character != '"' && character != '\\';
+  });
+  if (isPlain)
+    json.append(1, '"').append(text).append(1, '"');
+  else
+    json += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 Json JsonOf(const OS_FACTS& facts) {
   return JsonOfFields(kFields, reinterpret_cast<const char*>(&facts));
+}
+
+void AppendMembers(std::string& json, const OS_FACTS& facts) {
+  AppendFields(json, kFields, reinterpret_cast<const char*>(&facts));
 }
 
 }  // namespace Tool

@@ -95,6 +95,25 @@ struct Bad {
 
 void PrintTo(const Bad& row, std::ostream* out) { *out << row.name; }
 
+TEST(Facts, MembersAsTextAreThoseOfTheTree) {
+  OS_FACTS facts =
+      FactsIn(R"({"reported": {"major": 10, "csdVersion": "Service Pack 1"},)"
+              R"( "underlying": {"csdVersion": "\"\\\n\u00e9"},)"
+              R"( "suite1": 4294967295, "deviceFamilyVersion": 18446744073709551615})");
+  const auto text = [&facts] {
+    std::string members = "before";
+    AppendMembers(members, facts);
+    return members;
+  };
+  const auto tree = [&facts] {
+    const std::string object = JsonOf(facts).dump(-1, ' ', false, Json::error_handler_t::replace);
+    return "before" + object.substr(1, object.size() - 2);
+  };
+  EXPECT_EQ(text(), tree());
+  facts.reported.csdVersion[0] = '\xFF';  // A host's text need not be UTF-8.
+  EXPECT_EQ(text(), tree());
+}
+
 class BadFacts : public testing::TestWithParam<Bad> {};
 
 TEST_P(BadFacts, AreRefusedAtTheirPlace) {

@@ -72,33 +72,35 @@ Json AnswerOf(const COSInfo_Win& info, const OsOptions& options) {
   return json;
 }
 
-void AppendText(std::string& json, const std::string& text) {
-  const bool isPlain = std::ranges::all_of(text, [](char character) {
-    return character >= ' ' && character < 0x7F && character != '"' && character != '\\';
-  });
-  if (isPlain)
-    json.append(1, '"').append(text).append(1, '"');
-  else
-    json += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-// What every answer begins with.
-static_assert(kJsonVersion == 1);
-constexpr const char* kAnswerStart = R"({"jsonVersion":1,"kind":"windows")";
-
-/// The answer as text of JSON: what `AnswerOf` gives, made without the tree where many ask.
-void AppendAnswer(std::string& line, const COSInfo_Win& info, const OsOptions& options) {
-  if (options.facts || options.predicates) {
-    line += JsonLine(AnswerOf(info, options));
-    return;
-  }
-  line += kAnswerStart;
+void AppendNames(std::string& line, const COSInfo_Win& info) {
+  line += R"("kind":"windows")";
   std::string text;
   for (const FactsName& row : kNames) {
     text.clear();
     (info.*row.get)(text);
     line.append(",\"").append(row.name).append("\":");
-    AppendText(line, text);
+    AppendJsonText(line, text);
+  }
+}
+
+/// The answer as text of JSON: what `AnswerOf` gives, made without the tree where many ask.
+void AppendAnswer(std::string& line, const COSInfo_Win& info, const OsOptions& options) {
+  static_assert(kJsonVersion == 1);
+  line += R"({"jsonVersion":1,)";
+  if (options.facts)
+    AppendMembers(line, info.Facts());
+  else
+    AppendNames(line, info);
+  if (options.predicates) {
+    const char* separator = R"(,"predicates":[)";
+    const std::vector<std::string> names = PredicatesOf(info.Facts(), options.reported);
+    if (names.empty()) line += separator;
+    for (const std::string& name : names) {
+      line += separator;
+      AppendJsonText(line, name);
+      separator = ",";
+    }
+    line += ']';
   }
   line += '}';
 }
