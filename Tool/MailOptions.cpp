@@ -193,7 +193,7 @@ void RequireOneLine(const std::string& text, std::string_view option) {
     throw UsageError(std::string(option) + " has a line break");
 }
 
-MailOutcome SendMail(const MailRoute& route, const MailContent& content) {
+MailOutcome SendMail(const MailRoute& route, MailContent content) {
   using Ondrel::CSmtp;
   CSmtp mail;
   mail.SetServer(route.server, route.port);
@@ -203,6 +203,7 @@ MailOutcome SendMail(const MailRoute& route, const MailContent& content) {
   mail.SetXMailer(route.xMailer);
   mail.SetSubject(content.subject);
   mail.SetMessageBody(content.body);
+  content.body = std::string();  // The mail holds a copy, and a body may be large.
   mail.SetXPriority(content.priority);
   mail.SetUserName(route.user);
   mail.SetPassword(route.password);

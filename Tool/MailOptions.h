@@ -86,7 +86,7 @@ std::string BodyOfText(const std::string& text);
 void RequireOneLine(const std::string& text, std::string_view option);
 
 /// Sends one mail.
-MailOutcome SendMail(const MailRoute& route, const MailContent& content);
+MailOutcome SendMail(const MailRoute& route, MailContent content);
 
 /// "CSMTP_ERROR_NO_RECIPIENTS".
 std::string_view MailErrorName(Ondrel::CSmtpError error);

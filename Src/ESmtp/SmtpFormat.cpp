@@ -17,9 +17,23 @@ constexpr const char* kFormatHeader = "Ondrel::CSmtp::FormatHeader";
 constexpr const char* kFormatMessageBody = "Ondrel::CSmtp::FormatMessageBody";
 
 std::string Line(std::initializer_list<std::string_view> parts) {
+  std::size_t size = 1;
+  for (const std::string_view part : parts) size += part.size();
   std::string line;
+  line.reserve(size);  // A long mail has many lines: none is to hold more than its text.
   for (const std::string_view part : parts) line.append(part);
   return line.append("\n");
+}
+
+// The lines of a body that are not empty.
+std::size_t CountLines(std::string_view body) {
+  std::size_t lines = 0;
+  char before = '\n';
+  for (const char character : body) {
+    if (before == '\n' && character != '\n') ++lines;
+    before = character;
+  }
+  return lines;
 }
 
 const char* PriorityLine(CSmtpXPriority priority) {
@@ -97,6 +111,7 @@ bool CSmtp::FormatMessageBody() {
   ONDREL_TRACE(kTraceEntry, kFormatMessageBody, "ENTER CSmtp::FormatMessageBody ()");
   // Empty lines are dropped with the empty tokens: the body of an alert mail is one block.
   const boost::char_separator<char> separator("\n", "", boost::drop_empty_tokens);
+  m_Payload.reserve(m_Payload.size() + CountLines(m_MessageBody));
   for (const std::string& token : boost::tokenizer(m_MessageBody, separator))
     m_Payload.push_back(Line({token}));
   ONDREL_TRACE(kTraceEntry, kFormatMessageBody, "LEAVE CSmtp::FormatMessageBody ()");

@@ -112,7 +112,7 @@ private:
     content.priority = RankOf(m_event.Severity).priority;
     try {
       const MailRoute route = PrepareMail(m_options.mail);
-      const MailOutcome outcome = SendMail(route, content);
+      const MailOutcome outcome = SendMail(route, std::move(content));
       m_result["mail"] = {{"ok", outcome.isSent}};
       m_result["mail"].update(JsonOfOutcome(route, outcome));
       m_isFailed |= !outcome.isSent;

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace Tool {
 
@@ -35,7 +36,7 @@ int Send(const GlobalOptions& globals, const LetterOptions& options) {
   if (options.bodyFile) content.body = BodyOfText(ReadWholeFile(*options.bodyFile));
   content.priority = PriorityOf(options.priority);
 
-  const MailOutcome outcome = SendMail(route, content);
+  const MailOutcome outcome = SendMail(route, std::move(content));
   if (globals.json)
     PrintJson(JsonOfOutcome(route, outcome));
   else

@@ -289,6 +289,17 @@ TEST_F(SmtpFormat, MissingSenderIsTraced) {
 
 TEST_F(SmtpFormat, EmptyBodyHasNoLines) { EXPECT_THAT(BodyLines(""), IsEmpty()); }
 
+TEST_F(SmtpFormat, LinesOfALongBodyHoldNoMoreThanTheirText) {
+  std::string body;
+  for (int line = 0; line < 1000; ++line) body += std::string(60, 'x') + "\n\n";
+  BodyLines(body);
+  std::size_t held = 0;
+  for (const std::string& line : m_inside.Payload()) held += line.capacity();
+  EXPECT_LE(held, m_inside.Payload().size() * 64);
+  EXPECT_EQ(m_inside.Payload().size(), 1000u);
+  EXPECT_EQ(m_inside.Payload().capacity(), 1000u);
+}
+
 TEST_F(SmtpFormat, EmptyBodyLeavesTheEmptyHeaderLineLast) {
   m_inside.FormatHeader();
 
