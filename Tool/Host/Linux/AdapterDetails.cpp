@@ -4,9 +4,9 @@
 #include "Tool/PciNames.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <system_error>
 #include <unistd.h>
@@ -24,6 +24,18 @@ std::string FirstLineOf(const fs::path& path) {
   std::string line;
   std::getline(file, line);
   return line;
+}
+
+/// Empty for a file that cannot be read.
+std::string ContentOf(const fs::path& path) {
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  if (error) return "";
+  std::string content(size, '\0');
+  std::ifstream file(path, std::ios::binary);
+  file.read(content.data(), static_cast<std::streamsize>(size));
+  content.resize(static_cast<std::size_t>(file.gcount()));
+  return content;
 }
 
 /// Names in a folder, in order; none where there is no such folder.
@@ -68,10 +80,7 @@ bool IsDiskBefore(const std::string& left, const std::string& right) {
 
 std::vector<AdapterDetails> DetailsFrom(const std::string& sysfs, const std::string& namesList,
                                         const std::vector<Ondrel::CDevNode>& adapters) {
-  std::string list;
-  if (std::ifstream file(namesList, std::ios::binary); file)
-    list.assign(std::istreambuf_iterator<char>(file), {});
-  const PciNames names(std::move(list));
+  const PciNames names(ContentOf(namesList));
 
   std::vector<AdapterDetails> details(adapters.size());
   std::map<std::string, std::size_t> places;

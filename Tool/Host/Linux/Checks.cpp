@@ -6,6 +6,7 @@
 #include <Ondrel/Disks.h>
 #include <Ondrel/Host.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +14,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <string_view>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -145,12 +146,28 @@ Finding Libraries() {
   return {true, "all that are loaded on demand are there", ""};
 }
 
+/// Whether the file holds the text. Reads it piece by piece: a library with what debuggers want to
+/// know is large.
+bool IsInFile(const std::string& path, std::string_view text) {
+  constexpr std::size_t kPiece = std::size_t{64} * 1024;
+  std::ifstream file(path, std::ios::binary);
+  std::string piece;
+  do {
+    // A text that two pieces share begins in the last characters of the first.
+    piece.erase(0, piece.size() - std::min(piece.size(), text.size() - 1));
+    const std::size_t kept = piece.size();
+    piece.resize(kept + kPiece);
+    file.read(piece.data() + kept, static_cast<std::streamsize>(kPiece));
+    piece.resize(kept + static_cast<std::size_t>(file.gcount()));
+    if (piece.find(text) != std::string::npos) return true;
+  } while (file);
+  return false;
+}
+
 Finding MessageTable() {
   const std::string path = Ondrel::Host::LibraryPath();
-  std::ifstream file(path, std::ios::binary);
-  const std::string content{std::istreambuf_iterator<char>(file), {}};
   // The name of the section that holds it.
-  if (content.find(".msgtable") != std::string::npos) return {true, path + " has it", ""};
+  if (IsInFile(path, ".msgtable")) return {true, path + " has it", ""};
   return {false, (path.empty() ? std::string("the library's file") : path) + " has no messages",
           "install the library again"};
 }
