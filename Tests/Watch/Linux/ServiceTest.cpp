@@ -486,7 +486,8 @@ TEST_F(WatchService, TheUnitIsGoodAndItsExposureLow) {
   const std::size_t start = unit.find("ExecStart=") + 10;
   unit.replace(start, unit.find(' ', start) - start, ONDREL_COMMAND);
   const std::string path = m_folder.Write("ondrel-watch.service", unit);
-  const ProcessResult verified = RunProcess("/usr/bin/systemd-analyze", {"verify", "--man=no", path});
+  const ProcessResult verified =
+      RunProcess("/usr/bin/systemd-analyze", {"verify", "--man=no", path});
   EXPECT_EQ(0, verified.exitStatus);
   EXPECT_EQ("", verified.output + verified.errors);
   // The threshold counts tenths.
