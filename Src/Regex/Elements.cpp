@@ -209,6 +209,9 @@ void CRangeElxT<char>::MakeTable() {
   for (unsigned int character = 0; character < m_table.size(); ++character)
     m_table[character] = Contains(static_cast<char>(character)) == (m_sense != 0);
   m_hasTable = true;
+  if (std::count(m_table.begin(), m_table.end(), false) == 1)
+    m_onlyRefused =
+        static_cast<int>(std::find(m_table.begin(), m_table.end(), false) - m_table.begin());
 }
 
 bool CStringElxT<char>::IsAt(const char* place) const {

@@ -275,6 +275,9 @@ public:
   /// The characters that it takes, where these are known before the search; else null.
   virtual const std::array<bool, 256>* Table() const { return nullptr; }
 
+  /// The one character that it does not take; -1 where that is none, or not one alone.
+  virtual int OnlyRefused() const { return -1; }
+
   bool MatchNext(CMatchContext& context) const final;
   bool IsPlain() const final { return true; }
   bool HasOneWay() const final { return true; }
@@ -315,6 +318,7 @@ public:
   bool Match(CMatchContext& context) const override;
   bool Takes(char character) const override;
   const std::array<bool, 256>* Table() const override { return m_hasTable ? &m_table : nullptr; }
+  int OnlyRefused() const override { return m_onlyRefused; }
 
   /// Whether ranges, characters or embedded elements hold the character, whatever the sense.
   bool Contains(char character) const;
@@ -331,6 +335,7 @@ public:
 private:
   std::array<bool, 256> m_table{};
   bool m_hasTable = false;
+  int m_onlyRefused = -1;
 };
 
 /// A text.

@@ -12,11 +12,13 @@ inline bool CBracketElxT<char>::Open(CMatchContext& context) const {
     --captures[record + Capture::kSerial];
     return true;
   }
-  context.m_captureIndex[m_group] = captures.Size();
-  captures.Push(m_group);
-  captures.Push(context.m_currentPosition);
-  captures.Push(-1);
-  captures.Push(0);
+  const std::int64_t opened = captures.Size();
+  context.m_captureIndex[m_group] = opened;
+  captures.Restore(opened + Capture::kCaptureSize);
+  captures[opened + Capture::kGroup] = m_group;
+  captures[opened + Capture::kBegin] = context.m_currentPosition;
+  captures[opened + Capture::kEnd] = -1;
+  captures[opened + Capture::kSerial] = 0;
   return true;
 }
 

@@ -64,6 +64,10 @@ std::int64_t CharacterLoop::CountTaken(std::int64_t most, const CMatchContext& c
   most = std::min(room, most);
   const char* const begin = context.m_text + context.m_currentPosition - (isRightToLeft ? 1 : 0);
   std::int64_t taken = 0;
+  if (const int refused = m_character->OnlyRefused(); refused >= 0 && !isRightToLeft && most > 1) {
+    const void* const end = std::memchr(begin, refused, static_cast<std::size_t>(most));
+    return end != nullptr ? static_cast<const char*>(end) - begin : most;
+  }
   if (table != nullptr && !isRightToLeft)
     while (taken < most && (*table)[static_cast<unsigned char>(begin[taken])]) ++taken;
   else if (isRightToLeft)

@@ -2,6 +2,9 @@
 
 #include "Regex/Builder.h"
 
+#include <bit>
+#include <functional>
+#include <numeric>
 #include <string_view>
 
 namespace Pirsk::Regex {
@@ -9,6 +12,12 @@ namespace Pirsk::Regex {
 namespace {
 
 constexpr std::int64_t kBlock = 64;
+
+// Whether a block has a hit, eight places at once.
+bool HasHit(const std::array<bool, kBlock>& hits) {
+  const auto words = std::bit_cast<std::array<std::uint64_t, kBlock / 8>>(hits);
+  return std::accumulate(words.begin(), words.end(), std::uint64_t{0}, std::bit_or<>()) != 0;
+}
 
 // The place of the next hit of a block; its size for none.
 std::int64_t NextHit(const std::array<bool, kBlock>& hits, std::int64_t from) {
@@ -37,6 +46,7 @@ std::int64_t FindText(const CMatchContext& context, std::int64_t position,
     std::array<bool, kBlock> hits;
     for (std::int64_t i = 0; i < kBlock; ++i)
       hits[static_cast<std::size_t>(i)] = (text[i] == first) & (text[i + distance] == last);
+    if (!HasHit(hits)) continue;
     for (std::int64_t i = NextHit(hits, 0); i < kBlock; i = NextHit(hits, i + 1))
       if (wanted.Compare(text + i) == 0) return position + i;
   }
@@ -268,7 +278,13 @@ void CPatternT::FindShortcuts() {
   if (m_shortcuts.isBoundToTextStart) return;  // One attempt, for which no search ahead pays.
   m_shortcuts.required = m_root->RequiredCharacter();
   const CBufferT<char>* const text = m_root->LeadingText();
-  if (text != nullptr && text->Size() > 1) m_shortcuts.leadingText = text;
+  if (text != nullptr && text->Size() > 1) {
+    m_shortcuts.leadingText = text;
+    // Where the text is found, so is the character.
+    if (std::find(text->Data(), text->Data() + text->Size(), m_shortcuts.required) !=
+        text->Data() + text->Size())
+      m_shortcuts.required = -1;
+  }
   std::array<bool, 256> second{};
   m_shortcuts.isSecondKnown = m_root->AddSecondTo(second);
   for (std::size_t c = 0; c < second.size(); ++c)
