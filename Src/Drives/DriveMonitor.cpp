@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <map>
+#include <memory>
 
 namespace Ondrel::Host {
 
@@ -84,8 +85,10 @@ struct CDriveMonitor::State {
 
 bool CDriveMonitor::IsSupported() { return static_cast<bool>(Drives().Open); }
 
-CDriveMonitor::CDriveMonitor() : m_state(new State) {
-  if (IsSupported()) m_state->watch = Drives().Open();
+CDriveMonitor::CDriveMonitor() : m_state(nullptr) {
+  auto state = std::make_unique<State>();
+  if (IsSupported()) state->watch = Drives().Open();
+  m_state = state.release();
 }
 
 CDriveMonitor::~CDriveMonitor() {

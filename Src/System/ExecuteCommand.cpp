@@ -2,8 +2,6 @@
 
 #include <Ondrel/System.h>
 
-#include <boost/format.hpp>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -17,7 +15,7 @@ namespace {
 constexpr int kPieceSize = 1024;
 
 std::FILE* Start(const std::string& command, const std::string& arguments) {
-  const std::string line = boost::str(boost::format("\"%s\" %s") % command % arguments);
+  const std::string line = "\"" + command + "\" " + arguments;
   return Host::Process()._popen(line.c_str(), "r");
 }
 

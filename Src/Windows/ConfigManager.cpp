@@ -11,6 +11,7 @@
 #include <optional>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace Ondrel {
 
@@ -166,14 +167,17 @@ bool CConfigManager::Enumerate() {
   void* const set =
       DeviceSetup().SetupDiGetClassDevsA(nullptr, nullptr, nullptr, kPresentDevicesOfThisProfile);
   if (set == INVALID_HANDLE_VALUE) return false;
+  // Not the shared list: one that memory ran out for half-way would count as taken.
+  std::vector<CDevNode> devices = m_Devices;
   {
     const DeviceSet owner(set);
     SP_DEVINFO_DATA device{};
     device.cbSize = sizeof(device);
     for (DWORD index = 0; DeviceSetup().SetupDiEnumDeviceInfo(set, index, &device) != 0; ++index)
-      if (std::optional<CDevNode> node = StorageNodeOf(set, device)) m_Devices.push_back(*node);
+      if (std::optional<CDevNode> node = StorageNodeOf(set, device)) devices.push_back(*node);
   }
-  SortByLocation(m_Devices);
+  SortByLocation(devices);
+  m_Devices = std::move(devices);
   return true;
 }
 

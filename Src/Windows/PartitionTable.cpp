@@ -6,7 +6,6 @@
 
 #include <boost/convert.hpp>
 #include <boost/convert/stream.hpp>
-#include <boost/format.hpp>
 
 #include <algorithm>
 #include <array>
@@ -258,7 +257,7 @@ std::optional<std::string> GetFirstVolumePath(const std::string& volumeName) {
 
 // "C:\" and what lies below it.
 std::string PathOnDrive(char letter, const std::string& folder) {
-  return (boost::format("%c:\\%s") % letter % folder).str();
+  return std::string{letter, ':', '\\'} + folder;
 }
 
 // The volumes that are mounted in folders of this one.

@@ -1,4 +1,3 @@
-#include "ClassicFormat.h"
 #include "Host/MultiByteText.h"
 #include "Host/ServiceOperations.h"
 #include "Windows/RestartRequest.h"
@@ -7,6 +6,7 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -79,9 +79,10 @@ std::string FileVersionIn(const std::vector<char>& record) {
       length < sizeof translation)
     return "";
   std::memcpy(translation, value, sizeof translation);
-  const std::string key = boost::str(ClassicFormat("\\StringFileInfo\\%04X%04X\\%s") %
-                                     translation[0] % translation[1] % "FileVersion");
-  if (!query(record.data(), key.c_str(), &value, &length) || value == nullptr) return "";
+  char key[sizeof "\\StringFileInfo\\00000000\\FileVersion"];
+  std::snprintf(key, sizeof key, "\\StringFileInfo\\%04X%04X\\FileVersion", translation[0],
+                translation[1]);
+  if (!query(record.data(), key, &value, &length) || value == nullptr) return "";
   const auto* const text = static_cast<const char*>(value);
   return std::string(text, strnlen(text, length));
 }
@@ -144,10 +145,10 @@ CSystem::~CSystem() = default;
 void CSystem::GetModuleVersion(const std::string& moduleName, std::string& version) {
   // Intentional: before the name is read, which is empty too where it is the same object.
   version.clear();
-  if (!IsDriverLoaded(boost::str(ClassicFormat("%s.sys") % moduleName))) return;
+  if (!IsDriverLoaded(moduleName + ".sys")) return;
   const std::optional<std::string> folder = SystemFolder();
   if (!folder) return;
-  const std::string path = boost::str(ClassicFormat("%s\\drivers\\%s.sys") % *folder % moduleName);
+  const std::string path = *folder + "\\drivers\\" + moduleName + ".sys";
   const std::string value = FileVersion(path, *folder);
   version = value.substr(0, value.find(' '));
 }

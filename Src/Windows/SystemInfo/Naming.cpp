@@ -1,4 +1,3 @@
-#include "ClassicFormat.h"
 #include "Windows/SystemInfo/Codes.h"
 
 #include <Ondrel/OSInfo.h>
@@ -314,24 +313,24 @@ bool COSInfo_Win::GetOSServicePack(std::string& servicePack) const {
   servicePack.clear();
   if (major == 0 && minor == 0) return false;
   if (major == 0)
-    servicePack = boost::str(ClassicFormat("0.%d") % minor);
+    servicePack = "0." + std::to_string(minor);
   else if (minor == 0)
-    servicePack = boost::str(ClassicFormat("%d") % major);
+    servicePack = std::to_string(major);
   else if (major == 1 && minor == 1 && m_Probe.IsWindowsXP(m_Facts, 1) != 0)
     servicePack = "1a";
   else
-    servicePack = boost::str(ClassicFormat("%d.%d") % major % minor);
+    servicePack = std::to_string(major) + "." + std::to_string(minor);
   return true;
 }
 
 bool COSInfo_Win::GetOSVersion(std::string& version) const {
   version =
-      boost::str(ClassicFormat("%d.%d") % m_Facts.underlying.major % m_Facts.underlying.minor);
+      std::to_string(m_Facts.underlying.major) + "." + std::to_string(m_Facts.underlying.minor);
   return true;
 }
 
 bool COSInfo_Win::GetOSBuildNumber(std::string& build) const {
-  build = boost::str(ClassicFormat("%d") % m_Facts.underlying.build);
+  build = std::to_string(m_Facts.underlying.build);
   return true;
 }
 

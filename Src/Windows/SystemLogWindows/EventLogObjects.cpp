@@ -26,6 +26,10 @@ ULong Answered(Operation operation) {
   }
 }
 
+struct ReleaseOnHeap {
+  void operator()(void* block) const { Memory().Free(block); }
+};
+
 /// The messages of one file.
 class Messages {
 public:
@@ -41,18 +45,27 @@ public:
     return ERROR_SUCCESS;
   }
 
+  // A record that there is no memory to format goes without its message: it has been read.
   void Fill(EventLogRecord& record) {
     record.message.clear();
     if (m_module == nullptr) return;
-    if (!record.strings.empty() && IsFirstText(record.eventID))
-      record.message.append(record.strings.front()).append("\r\n");
-    else
-      Format(record.eventID, record.strings, record.message);
+    try {
+      FormatMessage(record);
+    } catch (const std::bad_alloc&) {
+      record.message.clear();
+    }
   }
 
 private:
   // Texts that a message may ask for (%1 to %99).
   static constexpr std::size_t kMostInserts = 99;
+
+  void FormatMessage(EventLogRecord& record) {
+    if (!record.strings.empty() && IsFirstText(record.eventID))
+      record.message.append(record.strings.front()).append("\r\n");
+    else
+      Format(record.eventID, record.strings, record.message);
+  }
 
   void GiveBack() {
     if (m_module != nullptr) EventLog().FreeLibrary(std::exchange(m_module, nullptr));
@@ -84,8 +97,8 @@ private:
         EventLog().FormatMessageA(flags | FORMAT_MESSAGE_ALLOCATE_BUFFER |
                                       FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_FROM_SYSTEM,
                                   m_module, id, 0, reinterpret_cast<char*>(&formatted), 0, inserts);
+    const std::unique_ptr<char, ReleaseOnHeap> owner(formatted);
     if (length > 0) text.assign(formatted, length);
-    if (formatted != nullptr) Memory().Free(formatted);
   }
 
   void* m_module = nullptr;
@@ -139,7 +152,7 @@ std::string CEventLogReader::Identity() const {
 }
 
 ULong CEventLogReader::GetMessageResources(const std::string& path) {
-  return m_impl->messages.Load(path);
+  return Answered([&] { return m_impl->messages.Load(path); });
 }
 
 class CEventLogWait::Impl {

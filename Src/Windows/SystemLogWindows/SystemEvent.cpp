@@ -1,19 +1,16 @@
 #include <Ondrel/SystemLog.h>
 
-#include <locale>
-#include <sstream>
+#include <string>
 
 namespace Ondrel {
 
 std::string CSystemEvent_Win::str() const {
-  std::ostringstream line;
-  // A program's own locale may group digits.
-  line.imbue(std::locale::classic());
-  line << "Event: record number (" << recordNumber << ") eventID (" << eventID << ") eventType ("
-       << eventType << ") args: ";
-  for (const std::string& argument : args) line << argument << ' ';
-  line << "message: '" << message << "'";
-  return line.str();
+  std::string line = "Event: record number (" + std::to_string(recordNumber) + ") eventID (" +
+                     std::to_string(eventID) + ") eventType (" + std::to_string(eventType) +
+                     ") args: ";
+  for (const std::string& argument : args) line.append(argument).append(" ");
+  line.append("message: '").append(message).append("'");
+  return line;
 }
 
 }  // namespace Ondrel

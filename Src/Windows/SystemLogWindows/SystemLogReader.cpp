@@ -133,12 +133,15 @@ unsigned int CSystemLogReader_Win::Open(const std::string& name,
     if (!m_LogName.empty()) Raise(guard, kSystemLogAlreadyOpened);
     if (name.empty()) Raise(guard, kInvalidParameter);
 
+    // Taken now: once there is a handle, nothing may fail that leaves it without a name.
+    std::string logName = name;
+    std::vector<std::string> eventSources = sources;
     m_hEventLog = Host::EventLog().OpenEventLogA(nullptr, name.c_str());
     if (m_hEventLog == nullptr)
       Raise(guard, kCannotOpenSystemLog, SystemError(Host::EventLog().GetLastError()));
 
-    m_LogName = name;
-    m_EventSources = sources;
+    m_LogName = std::move(logName);
+    m_EventSources = std::move(eventSources);
 
     // From here on a failure leaves the name and the handle set, which is intentional.
     ReadEvents(EVENTLOG_SEQUENTIAL_READ | EVENTLOG_BACKWARDS_READ, 0, MIN_BYTES_TO_READ);
@@ -189,6 +192,8 @@ std::vector<CSystemEvent_Win> CSystemLogReader_Win::ReadEvents() {
   if (!seen) return events;
   rest = rest.subspan(seen->bytes.size());
 
+  // Kept aside: records that memory runs out for come again with the next call.
+  std::uint64_t lastRecordNumber = m_LastRecordNumber;
   while (const std::optional<Record> record = RecordAt(rest)) {
     const std::optional<std::string_view> origin =
         TextAt(record->bytes.subspan(sizeof(EVENTLOGRECORD)));
@@ -209,9 +214,10 @@ std::vector<CSystemEvent_Win> CSystemLogReader_Win::ReadEvents() {
       }
       events.push_back(std::move(event));
     }
-    m_LastRecordNumber = record->fields.RecordNumber;
+    lastRecordNumber = record->fields.RecordNumber;
     rest = rest.subspan(record->bytes.size());
   }
+  m_LastRecordNumber = lastRecordNumber;
   return events;
 }
 

@@ -4,6 +4,9 @@
 
 #include <Ondrel/SystemLog.h>
 
+#include <string>
+#include <utility>
+
 namespace Ondrel {
 
 CSystemLog_Win::CSystemLog_Win() : m_hEventSource(nullptr), m_hEventLog(nullptr) {}
@@ -30,6 +33,8 @@ unsigned int CSystemLog_Win::Open(const std::string& name) {
     if (!m_LogName.empty()) Raise(guard, kSystemLogAlreadyOpened);
     if (name.empty()) Raise(guard, kInvalidParameter);
 
+    // Taken now: once there are handles, nothing may fail that leaves them without a name.
+    std::string logName = name;
     m_hEventLog = Host::EventLog().OpenEventLogA(nullptr, name.c_str());
     if (m_hEventLog == nullptr)
       Raise(guard, kCannotOpenSystemLog, SystemError(Host::EventLog().GetLastError()));
@@ -42,7 +47,7 @@ unsigned int CSystemLog_Win::Open(const std::string& name) {
       Raise(guard, kSystemLogRegistrationFailed, SystemError(Host::EventLog().GetLastError()));
     }
 
-    m_LogName = name;
+    m_LogName = std::move(logName);
     return 1;
   } catch (unsigned int) {
     static constexpr Pirsk::Exceptions::SOURCE_INFO source = Here();
