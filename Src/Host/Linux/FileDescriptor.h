@@ -1,9 +1,19 @@
 #pragma once
 
+#include <cerrno>
 #include <unistd.h>
 #include <utility>
 
 namespace Ondrel::Host {
+
+/// Makes a system call once more as often as a signal interrupts it. Yields its result, with the
+/// reason of a failure in `errno`.
+template <class Call>
+auto Uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
 
 /// A file descriptor that is closed with the object that holds it. What `open` and its like yield
 /// on failure, -1, is a descriptor that is not open; the reason is in `errno`.

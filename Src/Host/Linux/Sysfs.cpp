@@ -31,7 +31,8 @@ void NoteShortage() {
 }  // namespace
 
 std::optional<std::string> ReadSysfsText(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const FileDescriptor file(
+      Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
   if (!file.IsOpen()) {
     NoteShortage();
     return std::nullopt;
@@ -39,8 +40,10 @@ std::optional<std::string> ReadSysfsText(const std::string& path) {
   std::string text;
   std::array<char, 4096> buffer;
   ssize_t size = 0;
-  while (text.size() < kLongestText &&
-         (size = ::read(file.Number(), buffer.data(), buffer.size())) > 0)
+  while (text.size() < kLongestText && (size = Uninterrupted([&] {
+                                          return ::read(file.Number(), buffer.data(),
+                                                        buffer.size());
+                                        })) > 0)
     text.append(buffer.data(), static_cast<std::size_t>(size));
   if (size < 0) {
     NoteShortage();

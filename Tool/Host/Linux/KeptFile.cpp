@@ -18,8 +18,9 @@ constexpr mode_t kMode = 0666;  // What the mask of the user leaves of it.
 // The errno of what failed, else 0.
 int WriteAll(const std::string& path, std::string_view text) {
   // In a folder that others write to, a link of this name may lead to any file of this user.
-  const Ondrel::Host::FileDescriptor file(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kMode));
+  const Ondrel::Host::FileDescriptor file(Ondrel::Host::Uninterrupted([&] {
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kMode);
+  }));
   if (!file.IsOpen()) return errno;
   while (!text.empty()) {
     const ssize_t size = ::write(file.Number(), text.data(), text.size());
@@ -27,7 +28,7 @@ int WriteAll(const std::string& path, std::string_view text) {
     if (size > 0) text.remove_prefix(static_cast<std::size_t>(size));
   }
   // Before it gets its name: else a file without content might have it after a loss of power.
-  return ::fdatasync(file.Number()) == 0 ? 0 : errno;
+  return Ondrel::Host::Uninterrupted([&] { return ::fdatasync(file.Number()); }) == 0 ? 0 : errno;
 }
 
 }  // namespace

@@ -135,8 +135,8 @@ int RunProgram(const std::string& program,
   std::size_t written = 0;
   while (written < input.size()) {
     const ssize_t size = ::write(file, input.data() + written, input.size() - written);
-    if (size < 0) return 126;
-    written += static_cast<std::size_t>(size);
+    if (size < 0 && errno != EINTR) return 126;
+    if (size > 0) written += static_cast<std::size_t>(size);
   }
   ::lseek(file, 0, SEEK_SET);
   ::dup2(file, STDIN_FILENO);

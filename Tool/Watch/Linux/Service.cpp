@@ -86,6 +86,7 @@ void Keep(const std::string& path, const std::string& text) {
   std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t size = ::write(file, text.data() + written, text.size() - written);
+    if (size < 0 && errno == EINTR) continue;
     if (size < 0) {
       const int error = errno;
       ::close(file);

@@ -29,7 +29,8 @@ public:
     passed.cdw10 = command.dword10;
     passed.addr = reinterpret_cast<std::uintptr_t>(data.data());
     passed.data_len = static_cast<std::uint32_t>(data.size());
-    const int outcome = ::ioctl(m_file.Number(), NVME_IOCTL_ADMIN_CMD, &passed);
+    const int outcome =
+        Uninterrupted([&] { return ::ioctl(m_file.Number(), NVME_IOCTL_ADMIN_CMD, &passed); });
     if (outcome < 0) return {.errnoValue = errno};
     return {.status = static_cast<std::uint16_t>(outcome), .value = passed.result};
   }
@@ -57,7 +58,8 @@ void* OpenNode(const char* name, ULong access, ULong disposition) {
   if (name == nullptr || disposition != OPEN_EXISTING)
     return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
   // A name that is not a device's must not keep the caller waiting, or become its terminal.
-  FileDescriptor file(::open(name, AccessModeOf(access) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  FileDescriptor file(Uninterrupted(
+      [&] { return ::open(name, AccessModeOf(access) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
   if (!file.IsOpen()) return Fail(ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
   try {
     return Nodes().Add(std::make_shared<DeviceNode>(std::move(file)));

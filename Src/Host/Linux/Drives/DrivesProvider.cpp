@@ -27,21 +27,24 @@ constexpr std::uint32_t kAsynchronousEvents = 0x0B;
 constexpr std::uint32_t kWantedEvents = 0x11F;
 
 ULong ArmHealthEvents(const std::string& device) {
-  const FileDescriptor file(::open(device.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor file(
+      Uninterrupted([&] { return ::open(device.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (!file.IsOpen()) return ErrorFromErrno(errno);
   nvme_admin_cmd command{};
   command.opcode = kSetFeatures;
   command.cdw10 = kAsynchronousEvents;
   command.cdw11 = kWantedEvents;
-  const int result = ::ioctl(file.Number(), NVME_IOCTL_ADMIN_CMD, &command);
+  const int result =
+      Uninterrupted([&] { return ::ioctl(file.Number(), NVME_IOCTL_ADMIN_CMD, &command); });
   return result < 0 ? ErrorFromErrno(errno) : result > 0 ? ERROR_IO_DEVICE : ERROR_SUCCESS;
 }
 
 ULong FindNamespaceId(const char* device, ULong& id) {
   // A name that is not a device's must not keep the caller waiting, or become its terminal.
-  const FileDescriptor file(::open(device, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+  const FileDescriptor file(
+      Uninterrupted([&] { return ::open(device, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
   if (!file.IsOpen()) return ErrorFromErrno(errno);
-  const int result = ::ioctl(file.Number(), NVME_IOCTL_ID);
+  const int result = Uninterrupted([&] { return ::ioctl(file.Number(), NVME_IOCTL_ID); });
   if (result < 0) return ErrorFromErrno(errno);
   id = static_cast<ULong>(result);
   return ERROR_SUCCESS;

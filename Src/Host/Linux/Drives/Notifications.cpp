@@ -55,13 +55,14 @@ void DriveNotifications::OpenDeviceEvents() {
 void DriveNotifications::Rearm(const FileDescriptor& file) {
   std::array<char, 4096> buffer;
   ::lseek(file.Number(), 0, SEEK_SET);
-  while (::read(file.Number(), buffer.data(), buffer.size()) > 0) {
+  while (Uninterrupted([&] { return ::read(file.Number(), buffer.data(), buffer.size()); }) > 0) {
   }
 }
 
 void DriveNotifications::Follow(const std::string& path) {
   if (m_files.contains(path)) return;
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  FileDescriptor file(
+      Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
   if (!file.IsOpen()) return;
   Rearm(file);
   Add(m_poll, file, EPOLLPRI);

@@ -94,7 +94,8 @@ std::string FolderOf(const std::string& path) {
 class FolderLock {
 public:
   explicit FolderLock(const std::string& folder)
-      : m_folder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+      : m_folder(Uninterrupted(
+            [&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })) {
     if (!m_folder.IsOpen()) ThrowSystemError(errno);
     const auto deadline = Clock().SteadyTime() + kLockPatience;
     while (flock(m_folder.Number(), LOCK_EX | LOCK_NB) != 0) {
@@ -120,7 +121,8 @@ bool IsThere(const std::string& path) {
 
 void CreateDefaultFolder(const std::string& folder) {
   if (folder != kDefaultFolder || mkdir(folder.c_str(), 0700) != 0) return;
-  const FileDescriptor parent(open(FolderOf(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor parent(Uninterrupted(
+      [&] { return open(FolderOf(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   if (parent.IsOpen()) fsync(parent.Number());
 }
 

@@ -24,7 +24,8 @@ bool SetTone(const FileDescriptor& speaker, unsigned int hertz) {
   event.type = EV_SND;
   event.code = SND_TONE;
   event.value = static_cast<int>(hertz);
-  return ::write(speaker.Number(), &event, sizeof event) == sizeof event;
+  return Uninterrupted([&] { return ::write(speaker.Number(), &event, sizeof event); }) ==
+         sizeof event;
 }
 
 bool SetConsoleTone(const FileDescriptor& console, unsigned int hertz) {
@@ -33,7 +34,7 @@ bool SetConsoleTone(const FileDescriptor& console, unsigned int hertz) {
 
 template <class Set>
 bool Sound(const char* path, Set set, unsigned int hertz, unsigned int milliseconds) {
-  const FileDescriptor device(::open(path, O_WRONLY | O_CLOEXEC));
+  const FileDescriptor device(Uninterrupted([&] { return ::open(path, O_WRONLY | O_CLOEXEC); }));
   if (!device.IsOpen() || !set(device, hertz)) return false;
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
   return set(device, 0U);
