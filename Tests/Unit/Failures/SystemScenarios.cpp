@@ -19,7 +19,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 
@@ -438,11 +437,14 @@ CURLcode PerformCurl(CURL*) {
 
 void CleanupCurl(CURL*) { g_curlPlan->Close(&g_curl); }
 
-// A list whose entries the plan knows as blocks.
+// The entries of all lists of one mail; the plan knows those in use as blocks.
+curl_slist g_entries[16];
+std::size_t g_entryCount;
+
 curl_slist* AppendCurl(curl_slist* list, const char*) {
   const Allocations::Uncounted uncounted;
   if (g_curlPlan->Fails("curl_slist_append")) return nullptr;
-  auto* const entry = static_cast<curl_slist*>(std::malloc(sizeof(curl_slist)));
+  curl_slist* const entry = &g_entries[g_entryCount++];
   *entry = {.data = nullptr, .next = list};
   g_curlPlan->AddBlock(entry);
   return entry;
@@ -450,15 +452,14 @@ curl_slist* AppendCurl(curl_slist* list, const char*) {
 
 void FreeCurlList(curl_slist* list) {
   while (list != nullptr) {
-    curl_slist* const next = list->next;
     g_curlPlan->RemoveBlock(list);
-    std::free(list);
-    list = next;
+    list = list->next;
   }
 }
 
 std::string RunMail(FailurePlan& plan) {
   g_curlPlan = &plan;
+  g_entryCount = 0;
   g_read = nullptr;
   g_readData = nullptr;
   const PreparedOperations<Host::CurlOperations> curl(Host::Curl(),
