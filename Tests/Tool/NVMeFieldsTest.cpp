@@ -33,6 +33,7 @@ template <class Record, std::size_t kCount>
 void ExpectPartsWhereTheRecordHasThem(const BitRow<Record> (&rows)[kCount]) {
   for (const BitRow<Record>& row : rows) {
     const Json shown = JsonWith(row, row.most);
+    EXPECT_TRUE(shown.contains(row.part)) << row.field << ' ' << row.part;
     for (const auto& [name, value] : shown.items()) {
       if (name == "value") continue;
       const Json one = row.most == 1 ? Json(true) : Json(row.most);

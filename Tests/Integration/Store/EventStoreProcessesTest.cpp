@@ -189,6 +189,7 @@ TEST_F(EventStoreProcesses, ThreadsMayShareAHandleOrHaveTheirOwn) {
   for (std::thread& thread : threads) thread.join();
 
   const auto numbers = ByWriter(Follow("Log", 4 * kReports));
+  ASSERT_EQ(numbers.size(), 4U);
   for (const auto& [writer, itsNumbers] : numbers)
     EXPECT_EQ(itsNumbers, NumbersBelow(kReports)) << writer;
 }

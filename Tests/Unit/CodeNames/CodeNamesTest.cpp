@@ -198,6 +198,7 @@ TEST(CodeNames, CodesOfANameAreAllThatHaveIt) {
   for (const CCodeNames* names : kVocabularies) {
     std::map<std::string, std::vector<std::int32_t>> codesOf;
     for (const auto [code, name] : *names) codesOf[std::string(name)].push_back(code);
+    ASSERT_FALSE(codesOf.empty());
     for (const auto& [name, codes] : codesOf) {
       ASSERT_EQ(names->Codes(name), codes) << name;
       ASSERT_EQ(names->Code(name), codes.front()) << name;

@@ -150,7 +150,9 @@ TEST(DriveMonitor, OnlyNVMeDrivesThatAreThereAreAskedAndOnlyForWhatIsWanted) {
   host.snapshot.drives = {NVMeDrive("nvme0"), gone, other};
   CDriveMonitor monitor;
   host.calls.clear();
-  for (const Drive& drive : monitor.Look().drives) {
+  const DriveSnapshot unasked = monitor.Look();
+  ASSERT_EQ(unasked.drives.size(), 3U);
+  for (const Drive& drive : unasked.drives) {
     EXPECT_FALSE(drive.isHealthAsked) << drive.name;
     EXPECT_FALSE(drive.health.has_value()) << drive.name;
   }

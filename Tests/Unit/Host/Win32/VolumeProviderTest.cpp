@@ -125,7 +125,9 @@ TEST_F(VolumesOfTheHost, OtherDisksHaveNone) {
 
 TEST_F(VolumesOfTheHost, ADescriptionHasThemWithAllTheirPaths) {
   const StorageDescription storage = DescribeStorage();
-  for (const CSystemPartition& partition : Partitions()) {
+  const std::vector<CSystemPartition> partitions = Partitions();
+  ASSERT_FALSE(partitions.empty());
+  for (const CSystemPartition& partition : partitions) {
     SCOPED_TRACE(partition.m_VolumeName);
     const auto found =
         std::ranges::find(storage.volumes, partition.m_VolumeName, &VolumeDescription::name);

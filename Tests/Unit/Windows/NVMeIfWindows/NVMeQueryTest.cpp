@@ -316,6 +316,7 @@ TEST_P(NVMeSeparateBuffers, FailuresHaveNoErrorLines) {
   m_device.opens = false;
   Run();
 
+  ASSERT_EQ(trace.Lines().size(), 6U);
   for (const CapturedLine& line : trace.Lines()) EXPECT_EQ(line.level, kTraceEntry) << line.text;
 }
 
