@@ -23,6 +23,9 @@
 // the C library's, of which each first one that the library's code makes is interrupted and each
 // second one goes through. What an operation yields is what it yields undisturbed.
 
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier,bugprone-reserved-identifier): the linker's and
+// the C library's own names.
+
 extern "C" {
 extern const char __executable_start[];
 extern const char etext[];
@@ -106,6 +109,8 @@ extern "C" {
 }
 
 }  // extern "C"
+
+// NOLINTEND(clang-diagnostic-reserved-identifier,bugprone-reserved-identifier)
 
 namespace Ondrel::Testing {
 namespace {
