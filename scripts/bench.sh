@@ -3,7 +3,8 @@
 # Usage: scripts/bench.sh [--docs]    --docs also puts the table into Docs/performance.md
 #
 # A benchmark is named Suite/Case/Contender. A suite is one table, a case one line of it, a contender
-# one column; the ratio in brackets is to the fastest of the line.
+# one column; the ratio in brackets is to the fastest of the line. The runs of all contenders are
+# mixed, so that what the machine does meanwhile meets all of them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -21,7 +22,7 @@ mkdir -p "$results"
 
 for program in "$programs"/*Bench; do
   "$program" --benchmark_min_time=0.02 --benchmark_repetitions=9 \
-    --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
+    --benchmark_enable_random_interleaving=true --benchmark_display_aggregates_only=true \
     --benchmark_out="$results/$(basename "$program").json" --benchmark_out_format=json \
     >"$results/$(basename "$program").out" 2>&1 ||
     { cat "$results/$(basename "$program").out"; exit 1; }
