@@ -13,6 +13,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -244,16 +245,18 @@ BENCHMARK(PlainRead)->Name("Events/read 20000, store/SQLite")->UseRealTime();
 
 constexpr std::uint64_t kMillion = 1'000'000;
 
-// A store of a million records, made once.
-const std::string& StoreOfAMillion() {
+// A store of so many records, made once.
+const std::string& StoreOf(std::uint64_t count) {
   static const Folder folder;
-  static const std::string path = [] {
-    std::string file = folder / "million.db";
+  static std::map<std::uint64_t, std::string> paths;
+  std::string& path = paths[count];
+  if (path.empty()) {
+    const std::string file = folder / (std::to_string(count) + ".db").c_str();
     Check(Ondrel::Host::UseEventStore(file, std::uint64_t{4} << 30), "no store");
     Ondrel::Host::CEventLogImport import;
     Check(import.Open(kSource) == 0, "import");
     std::vector<Ondrel::Host::EventLogRecord> records(5000);
-    for (std::uint64_t added = 0; added < kMillion; added += records.size()) {
+    for (std::uint64_t added = 0; added < count; added += records.size()) {
       for (Ondrel::Host::EventLogRecord& record : records) {
         record.timeGenerated = record.timeWritten = 1700000000;
         record.eventID = 0x200028E7;
@@ -264,8 +267,8 @@ const std::string& StoreOfAMillion() {
       }
       Check(import.Add(records) == 0, "import");
     }
-    return file;
-  }();
+    path = file;
+  }
   Ondrel::Host::UseEventStore(path, std::uint64_t{4} << 30);
   return path;
 }
@@ -274,8 +277,8 @@ const std::string& StoreOfAMillion() {
 std::string LibraryFile() { return ONDREL_LIBRARY_FILE; }
 
 // The library's own speed, texts formatted.
-void ReadMillion(benchmark::State& state) {
-  StoreOfAMillion();
+void ReadRecords(benchmark::State& state, std::uint64_t expected) {
+  StoreOf(expected);
   for (auto _ : state) {
     Ondrel::Host::CEventLogReader reader;
     Check(reader.Open(kSource) == 0, "open");
@@ -286,22 +289,23 @@ void ReadMillion(benchmark::State& state) {
       Check(reader.Read(items) == 0, "read");
       for (const Ondrel::Host::EventLogItem& item : items) count += item.record.number > 0 ? 1 : 0;
     } while (!items.empty());
-    if (count != kMillion) state.SkipWithError("records are missing");
+    if (count != expected) state.SkipWithError("records are missing");
   }
 }
+void ReadMillion(benchmark::State& state) { ReadRecords(state, kMillion); }
 
-void RunOverMillion(benchmark::State& state, const std::string& arguments) {
-  const std::string command = std::string(ONDREL_COMMAND " --store ") + StoreOfAMillion() +
-                              " log " + arguments + " >/dev/null 2>&1";
+void RunOver(benchmark::State& state, std::uint64_t records, const std::string& arguments) {
+  const std::string command = std::string(ONDREL_COMMAND " --store ") + StoreOf(records) + " log " +
+                              arguments + " >/dev/null 2>&1";
   for (auto _ : state)
     if (std::system(command.c_str()) != 0) state.SkipWithError("the command failed");
 }
 
-void ShowMillion(benchmark::State& state) { RunOverMillion(state, "show Bench"); }
+void ShowMillion(benchmark::State& state) { RunOver(state, kMillion, "show Bench"); }
 void FollowMillion(benchmark::State& state) {
-  RunOverMillion(state, "follow Bench --from-start --count 1000000");
+  RunOver(state, kMillion, "follow Bench --from-start --count 1000000");
 }
-void ExportMillion(benchmark::State& state) { RunOverMillion(state, "export Bench"); }
+void ExportMillion(benchmark::State& state) { RunOver(state, kMillion, "export Bench"); }
 
 BENCHMARK(ShowMillion)
     ->Name("Events/log show 1000000/ondrel")
@@ -327,6 +331,49 @@ BENCHMARK(ReadMillion)
     ->Name("Events/log export 1000000/library")
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
+
+void ShowRecords(benchmark::State& state, std::uint64_t count) {
+  RunOver(state, count, "show Bench");
+}
+
+BENCHMARK_CAPTURE(ReadRecords, growth1, 10'000)
+    ->Name("Growth/records read, 10000 and more/1")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ReadRecords, growth10, 100'000)
+    ->Name("Growth/records read, 10000 and more/10")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ReadRecords, growth100, kMillion)
+    ->Name("Growth/records read, 10000 and more/100")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ShowRecords, growth1, 10'000)
+    ->Name("Growth/records shown, a process, 10000 and more/1")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ShowRecords, growth10, 100'000)
+    ->Name("Growth/records shown, a process, 10000 and more/10")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ShowRecords, growth100, kMillion)
+    ->Name("Growth/records shown, a process, 10000 and more/100")
+    ->UseRealTime();
+
+// One report more into a log that has so many.
+void ReportInto(benchmark::State& state, std::uint64_t records) {
+  StoreOf(records);
+  CSystemLog_Win log;
+  log.Open(kSource);
+  for (auto _ : state) log.Report(10471, 1, NewText());
+}
+BENCHMARK_CAPTURE(ReportInto, growth1, 5'000)
+    ->Name("Growth/one report into a log of 5000 and more/1")
+    ->UseRealTime()
+    ->Iterations(20);
+BENCHMARK_CAPTURE(ReportInto, growth10, 50'000)
+    ->Name("Growth/one report into a log of 5000 and more/10")
+    ->UseRealTime()
+    ->Iterations(20);
+BENCHMARK_CAPTURE(ReportInto, growth100, 500'000)
+    ->Name("Growth/one report into a log of 5000 and more/100")
+    ->UseRealTime()
+    ->Iterations(20);
 
 struct CloseJournal {
   void operator()(sd_journal* journal) const { sd_journal_close(journal); }

@@ -96,6 +96,26 @@ void Send(benchmark::State& state) {
 }
 BENCHMARK(Send)->Name("Mail/send/ondrel")->UseRealTime();
 
+void SendLines(benchmark::State& state, int lines) {
+  const Server server;
+  std::string body;
+  for (int line = 0; line < lines; ++line) body += std::string(60, 'x') + "\n";
+  for (auto _ : state) {
+    Ondrel::CSmtp mail = Mail(server);
+    mail.SetMessageBody(body);
+    if (!mail.Send()) state.SkipWithError("not sent");
+  }
+}
+BENCHMARK_CAPTURE(SendLines, growth1, 100)
+    ->Name("Growth/lines of a mail sent, 100 and more/1")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(SendLines, growth10, 1'000)
+    ->Name("Growth/lines of a mail sent, 100 and more/10")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(SendLines, growth100, 10'000)
+    ->Name("Growth/lines of a mail sent, 100 and more/100")
+    ->UseRealTime();
+
 enum class Upload { kByLine, kInOnePiece };
 
 struct Position {

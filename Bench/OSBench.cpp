@@ -2,11 +2,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 // Naming an operating system: all eight texts of a record, and one predicate against testing the
-// fields by hand.
+// fields by hand. Records from lines are named by the command as a process.
 
 namespace {
 
@@ -76,5 +80,58 @@ void ByHand(benchmark::State& state) {
     benchmark::DoNotOptimize(IsDatacenterServer2019(records[i++ % records.size()]));
 }
 BENCHMARK(ByHand)->Name("Operating system/one predicate/by hand");
+
+// A file of so many records, one in a line, for the command.
+class RecordFile {
+public:
+  explicit RecordFile(int count)
+      : m_path(std::filesystem::temp_directory_path() /
+               (std::string("ondrel-records-") + std::to_string(getpid()) + "-" +
+                std::to_string(count))) {
+    std::ofstream file(m_path);
+    for (int i = 0; i < count; ++i)
+      file << R"({"kind":"windows","reported":{"major":6,"minor":2,"build":9200,"platform":2},)"
+           << R"("underlying":{"major":10,"minor":0,"build":)" << 10240 + i % 10000
+           << R"(,"platform":4,"processor":6,"csdVersion":"Service Pack )" << i % 4
+           << R"("},"suite1":)" << i % 1024 << R"(,"osType":)" << i % 4 << "}\n";
+  }
+  ~RecordFile() { std::filesystem::remove(m_path); }
+
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+
+  const std::string& Path() const { return m_path; }
+
+private:
+  std::string m_path;
+};
+
+void NameLines(benchmark::State& state, int count, const char* options) {
+  const RecordFile file(count);
+  const std::string command =
+      std::string(ONDREL_COMMAND " os --from - ") + options + " <" + file.Path() + " >/dev/null";
+  for (auto _ : state)
+    if (std::system(command.c_str()) != 0) state.SkipWithError("the command failed");
+}
+
+constexpr int kManyRecords = 100'000;
+BENCHMARK_CAPTURE(NameLines, names, kManyRecords, "")
+    ->Name("Operating system/100000 records from lines, names/ondrel")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(NameLines, facts, kManyRecords, "--facts")
+    ->Name("Operating system/100000 records from lines, facts/ondrel")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(NameLines, predicates, kManyRecords, "--predicates")
+    ->Name("Operating system/100000 records from lines, names and predicates/ondrel")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(NameLines, growth1, 1'000, "")
+    ->Name("Growth/records of systems named, a process, 1000 and more/1")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(NameLines, growth10, 10'000, "")
+    ->Name("Growth/records of systems named, a process, 1000 and more/10")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(NameLines, growth100, 100'000, "")
+    ->Name("Growth/records of systems named, a process, 1000 and more/100")
+    ->UseRealTime();
 
 }  // namespace

@@ -101,6 +101,9 @@ void RunLsblk(benchmark::State& state, const char* command) {
 
 BENCHMARK_CAPTURE(ListPrepared, four, 4)->Name("Partitions/4/libondrel");
 BENCHMARK_CAPTURE(ListPrepared, many, 200)->Name("Partitions/200/libondrel");
+BENCHMARK_CAPTURE(ListPrepared, growth1, 2)->Name("Growth/partitions listed, 2 and more/1");
+BENCHMARK_CAPTURE(ListPrepared, growth10, 20)->Name("Growth/partitions listed, 2 and more/10");
+BENCHMARK_CAPTURE(ListPrepared, growth100, 200)->Name("Growth/partitions listed, 2 and more/100");
 BENCHMARK_CAPTURE(ListPrepared, most, 128)->Name("Partitions/128/libondrel");
 BENCHMARK_CAPTURE(ListBesideAModeSetter, most, 128)
     ->Name("Partitions/128, error mode set meanwhile/libondrel");

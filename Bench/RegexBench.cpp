@@ -208,6 +208,23 @@ void FindAll(benchmark::State& state, const char* pattern) {
   if (found != expected) state.SkipWithError("other matches");
 }
 
+// The engine alone, on a part of the text.
+void FindAllInPart(benchmark::State& state, const char* pattern, std::size_t length) {
+  const Own engine(pattern);
+  const std::string text = LongText().substr(0, length);
+  for (auto _ : state) benchmark::DoNotOptimize(engine.All(text));
+}
+
+// One match that goes through all of a text, in which the loop keeps nothing of its iterations, a
+// record, or a record and a capture of each.
+void MatchWhole(benchmark::State& state, const char* pattern, std::size_t length) {
+  const Own engine(pattern);
+  std::string text;
+  while (text.size() < length) text += "ab";
+  for (auto _ : state)
+    if (engine.All(text).length != text.size()) state.SkipWithError("no match");
+}
+
 constexpr char kDevicePattern[] = "^PCI(.*)VEN_([[:xdigit:]]{4})&DEV_([[:xdigit:]]{4})(.*)";
 
 constexpr struct {
@@ -221,6 +238,21 @@ constexpr struct {
     {"[a-f]+[x-z]{2,3}", "[a-f]+[x-z]{2,3}"},
     {"(\\w)\\1\\1", "(\\w)\\1\\1"},
 };
+
+constexpr const char* kLoops[] = {"(a|b)*", "(?:ab)*", "(ab)*", "(?:a|ab|b)*"};
+
+void RegisterGrowth() {
+  constexpr std::size_t kLeast = 10'000;
+  for (const std::size_t factor : {1, 10, 100}) {
+    const std::string end = ", 10 kB and more/" + std::to_string(factor);
+    for (const auto& [name, pattern] : kPatterns)
+      benchmark::RegisterBenchmark((std::string("Growth/pattern ") + name + end).c_str(),
+                                   FindAllInPart, pattern, kLeast * factor);
+    for (const char* const pattern : kLoops)
+      benchmark::RegisterBenchmark((std::string("Growth/pattern ") + pattern + end).c_str(),
+                                   MatchWhole, pattern, kLeast * factor);
+  }
+}
 
 template <class Engine>
 void Register(const std::string& contender, bool hasBackReferences) {
@@ -240,6 +272,7 @@ const bool kAreRegistered = [] {
   Register<Pcre2<false>>("PCRE2", true);
   Register<Pcre2<true>>("PCRE2, JIT", true);
   Register<Re2>("RE2", false);
+  RegisterGrowth();
   return true;
 }();
 

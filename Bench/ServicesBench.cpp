@@ -57,6 +57,23 @@ void OutputAsText(benchmark::State& state) {
 }
 BENCHMARK(OutputAsText)->Name("Services/100 MB as text/ondrel")->UseRealTime();
 
+void PartOfOutput(benchmark::State& state, std::size_t size) {
+  const std::string arguments = std::string("-c ") + std::to_string(size) + " " + OutputFile();
+  std::string output;
+  for (auto _ : state)
+    if (CSystem::ExecuteCommand("head", arguments, output) != 1 || output.size() < size / 2)
+      state.SkipWithError("not read");
+}
+BENCHMARK_CAPTURE(PartOfOutput, growth1, 1'000'000)
+    ->Name("Growth/output of a program read, 1 MB and more/1")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(PartOfOutput, growth10, 10'000'000)
+    ->Name("Growth/output of a program read, 1 MB and more/10")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(PartOfOutput, growth100, 100'000'000)
+    ->Name("Growth/output of a program read, 1 MB and more/100")
+    ->UseRealTime();
+
 void OutputAsLines(benchmark::State& state) {
   const std::string& path = OutputFile();
   std::vector<std::string> lines;
@@ -140,6 +157,15 @@ void Compare(benchmark::State& state) {
   });
 }
 BENCHMARK(Compare)->Name("Services/comparing versions/ondrel");
+
+void CompareLong(benchmark::State& state, int parts) {
+  std::string version = "7";
+  for (int part = 1; part < parts; ++part) version.append(".").append(std::to_string(part % 100));
+  for (auto _ : state) benchmark::DoNotOptimize(CSystem::VersionCompare(version, version, 0));
+}
+BENCHMARK_CAPTURE(CompareLong, growth1, 10)->Name("Growth/parts of a version, 10 and more/1");
+BENCHMARK_CAPTURE(CompareLong, growth10, 100)->Name("Growth/parts of a version, 10 and more/10");
+BENCHMARK_CAPTURE(CompareLong, growth100, 1000)->Name("Growth/parts of a version, 10 and more/100");
 
 void CompareWithOwnLoop(benchmark::State& state) { CompareVersions(state, CompareByHand); }
 BENCHMARK(CompareWithOwnLoop)->Name("Services/comparing versions/by hand");

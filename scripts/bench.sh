@@ -45,6 +45,24 @@ std::map $programs/load-maps.so
 libondrel build/bench/Src/libondrel.so
 LIBRARIES
 
+# Bytes of the files without what debuggers want to know, and of the memory that a load takes for the
+# process alone.
+stripped=$(mktemp)
+trap 'rm -f "$stripped"' EXIT
+while read -r name file; do
+  strip -o "$stripped" "$file"
+  printf 'Size/stripped file/%s\t%d\tbytes\n' "$name" "$(stat -L -c %s "$stripped")"
+done >"$results/size.tsv" <<FILES
+libondrel build/bench/Src/libondrel.so
+libpirsk build/bench/Pirsk/libpirsk.so
+ondrel build/bench/Tool/ondrel
+FILES
+printf 'Size/private memory after loading/libondrel\t%d\tbytes\n' \
+  "$("$programs/LoadCostBench" --private build/bench/Src/libondrel.so)" >>"$results/size.tsv"
+
+/usr/bin/python3 Bench/memory_of_commands.py build/bench/Tool/ondrel "$programs/LoadCostBench" \
+  >"$results/memory.tsv"
+
 ONDREL_BUILD=build/bench /usr/bin/python3 Bench/nvme_in_machine.py >"$results/nvme-machine.tsv"
 
 scripts/bench-table.py "$@" "$results"

@@ -29,7 +29,7 @@ testPackages=(
   groff-base zsh fish tmux doxygen abigail-tools
 )
 benchPackages=(
-  libbenchmark-dev valgrind
+  libbenchmark-dev valgrind gnuplot-nox
   libboost-regex-dev libpcre2-dev libre2-dev
 )
 windowsPackages=(
