@@ -203,7 +203,7 @@ MailOutcome SendMail(const MailRoute& route, MailContent content) {
   mail.SetXMailer(route.xMailer);
   mail.SetSubject(content.subject);
   mail.SetMessageBody(content.body);
-  content.body = std::string();  // The mail holds a copy, and a body may be large.
+  std::string().swap(content.body);  // The mail holds a copy, and a body may be large.
   mail.SetXPriority(content.priority);
   mail.SetUserName(route.user);
   mail.SetPassword(route.password);
