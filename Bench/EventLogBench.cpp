@@ -355,26 +355,6 @@ BENCHMARK_CAPTURE(ShowRecords, growth100, kMillion)
     ->Name("Growth/records shown, a process, 10000 and more/100")
     ->UseRealTime();
 
-// One report more into a log that has so many.
-void ReportInto(benchmark::State& state, std::uint64_t records) {
-  StoreOf(records);
-  CSystemLog_Win log;
-  log.Open(kSource);
-  for (auto _ : state) log.Report(10471, 1, NewText());
-}
-BENCHMARK_CAPTURE(ReportInto, growth1, 5'000)
-    ->Name("Growth/one report into a log of 5000 and more/1")
-    ->UseRealTime()
-    ->Iterations(20);
-BENCHMARK_CAPTURE(ReportInto, growth10, 50'000)
-    ->Name("Growth/one report into a log of 5000 and more/10")
-    ->UseRealTime()
-    ->Iterations(20);
-BENCHMARK_CAPTURE(ReportInto, growth100, 500'000)
-    ->Name("Growth/one report into a log of 5000 and more/100")
-    ->UseRealTime()
-    ->Iterations(20);
-
 struct CloseJournal {
   void operator()(sd_journal* journal) const { sd_journal_close(journal); }
 };

@@ -174,6 +174,7 @@ def main(arguments):
         text += "\n" + "\n".join(suites.table(suite)) + "\n"
     print(text, end="")
     if docs:
+        text += "\n![Time for a unit of work at 1, 10 and 100 times the work](growth.svg)\n"
         page = pathlib.Path("Docs/performance.md")
         parts = re.fullmatch(f"(.*{BEGIN}).*({END}.*)", page.read_text(), re.DOTALL)
         page.write_text(f"{parts[1]}\n{text}\n{parts[2]}")
