@@ -81,6 +81,7 @@ public:
     operation = [&plan = m_plan, inner = std::move(operation), name, failure,
                  handles](Arguments... arguments) -> Result {
       const Allocations::Uncounted uncounted;
+      static_cast<void>(handles);  // Not asked where neither result nor argument is a pointer.
       if constexpr (sizeof...(Arguments) > 0) {
         const auto first = std::get<0>(std::tie(arguments...));
         if constexpr (std::is_pointer_v<decltype(first)>)

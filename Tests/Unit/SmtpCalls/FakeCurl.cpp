@@ -53,13 +53,9 @@ std::string OptionName(CURLoption option) {
   }
 }
 
-// libcurl's own function has an enumeration before the dots.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wvarargs"
 CURLcode SetOption(CURL*, CURLoption option, ...) {
   std::va_list arguments;
   va_start(arguments, option);
-#pragma GCC diagnostic pop
   CURLcode result = CURLE_OK;
   if (option >= CURLOPTTYPE_FUNCTIONPOINT)
     result = FakeCurl::Current().SetFunction(option, va_arg(arguments, void (*)()));
