@@ -1,5 +1,6 @@
 #include "Tool/Facts.h"
 
+#include "Tool/Output.h"
 #include "Tool/Utf8.h"
 
 #include <algorithm>
@@ -359,16 +360,6 @@ void AppendFields(std::string& json, const std::array<Field, Count>& fields, con
 std::optional<FactsError> ReadFacts(std::string_view text, OS_FACTS& facts) {
   facts = OS_FACTS{};
   return Reader(text).Read(facts);
-}
-
-void AppendJsonText(std::string& json, std::string_view text) {
-  const bool isPlain = std::ranges::all_of(text, [](char character) {
-    return character >= ' ' && character < 0x7F && character != '"' && character != '\\';
-  });
-  if (isPlain)
-    json.append(1, '"').append(text).append(1, '"');
-  else
-    json += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 Json JsonOf(const OS_FACTS& facts) {

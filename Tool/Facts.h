@@ -27,9 +27,6 @@ std::optional<FactsError> ReadFacts(std::string_view text, Ondrel::OS_FACTS& fac
 /// {"kind","reported":{...},"underlying":{...},"suite1",...}: the record's fields in its order.
 Json JsonOf(const Ondrel::OS_FACTS& facts);
 
-/// Appends a text as JSON has it.
-void AppendJsonText(std::string& json, std::string_view text);
-
 /// Appends the members of that object as text, without its braces: for many records, for each of
 /// which a tree would take most of the time.
 void AppendMembers(std::string& json, const Ondrel::OS_FACTS& facts);

@@ -54,6 +54,16 @@ std::string JsonLine(const Json& object) {
   return version + (object.empty() ? "" : ",") + members.substr(1);
 }
 
+void AppendJsonText(std::string& json, std::string_view text) {
+  const bool isPlain = std::ranges::all_of(text, [](char character) {
+    return character >= ' ' && character < 0x7F && character != '"' && character != '\\';
+  });
+  if (isPlain)
+    json.append(1, '"').append(text).append(1, '"');
+  else
+    json += ForTerminals(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
 Json JsonOfError(unsigned int number) { return JsonOfError(Pirsk::Exceptions::ReportOf(number)); }
 
 void PrintErrorReport(unsigned int number) {

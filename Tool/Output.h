@@ -29,6 +29,9 @@ void PrintJson(const Json& object);
 /// The line that `PrintJson` prints, without its line end.
 std::string JsonLine(const Json& object);
 
+/// Appends a text as `JsonLine` writes it, with its quotation marks.
+void AppendJsonText(std::string& json, std::string_view text);
+
 /// What is known of a module error that was just caught; see Failure.h.
 Json JsonOfError(unsigned int number);
 

@@ -5,8 +5,8 @@
 # Usage: scripts/install-deps.sh [build|demo|test|bench|windows|vm|package]
 #
 # What changes the machine by more than packages that lie there is named, and done after a yes: that of
-# whoever sits in front, or of ONDREL_INSTALL=yes or CI=true. Without it nothing is installed, and the
-# exit status is 3.
+# whoever sits in front, or of ONDREL_INSTALL=yes or CI=true. Without it, and with ONDREL_INSTALL=no,
+# nothing is installed, and the exit status is 3.
 set -euo pipefail
 
 buildPackages=(
@@ -134,13 +134,18 @@ askBeforeEffects() {
   [ ${#effects[@]} -gt 0 ] || return 0
   printf 'This changes more than packages on this machine:\n'
   printf '  %s\n' "${effects[@]}"
-  [ "${ONDREL_INSTALL:-}" != yes ] && [ "${CI:-}" != true ] || return 0
+  case "${ONDREL_INSTALL:-}" in
+    yes) return 0 ;;
+    no) echo "$0: nothing was installed: ONDREL_INSTALL is no" >&2 && exit 3 ;;
+  esac
+  [ "${CI:-}" != true ] || return 0
   if [ ! -t 0 ]; then
     echo "$0: nothing was installed: nobody can be asked here. ONDREL_INSTALL=yes agrees to it; the" \
       "Dockerfile keeps all of it in a container." >&2
     exit 3
   fi
-  read -r -p "Go on? The Dockerfile keeps all of it in a container. [y/N] " answer
+  # The end of the input is no answer.
+  read -r -p "Go on? The Dockerfile keeps all of it in a container. [y/N] " answer || answer=''
   [[ $answer == [yY]* ]] || { echo "$0: nothing was installed" >&2; exit 3; }
 }
 [ ${#missing[@]} -eq 0 ] || echo "To install with apt, and what they take: ${missing[*]}"

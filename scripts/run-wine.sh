@@ -21,13 +21,22 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
   ) 9>"$WINEPREFIX/lock"
 fi
 # The server outlives a program by some seconds: a start with none takes seconds. What comes with it
-# must not hold the output of the program open. A program that was started a moment ago has seen to it.
+# must not hold the output of the program open. A program that was started a moment ago has seen to it;
+# of several that start at once one does, since a server that is just ending refuses them. A start that
+# fails all the same is left to the program, which has words for it.
 started=$WINEPREFIX/started
-if [ ! -e "$started" ] || [ $(($(date +%s) - $(stat -c %Y "$started"))) -ge 8 ]; then
-  {
-    wineserver -p15 || true
-    "$wine" cmd /c exit
-  } </dev/null >/dev/null 2>&1
+isStarted() { [ -e "$started" ] && [ $(($(date +%s) - $(stat -c %Y "$started"))) -lt 8 ]; }
+if ! isStarted; then
+  (
+    flock 9
+    if ! isStarted; then
+      for _ in 1 2 3; do
+        wineserver -p15 9>&- || true
+        if "$wine" cmd /c exit 9>&-; then break; fi
+      done
+    fi
+    touch "$started"
+  ) 9>"$WINEPREFIX/start-lock" </dev/null >/dev/null 2>&1
 fi
 touch "$started"
 exec "$wine" "$@"

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <sstream>
+#include <string>
 #include <sys/stat.h>
+#include <utility>
 
 namespace Ondrel::Testing {
 namespace {
@@ -96,6 +99,47 @@ TEST_F(CommandHost, DoctorMissesAStoreThatIsALinkToNothing) {
   const json shown = Shown({"--json", "doctor", "store"}, 1);
 
   EXPECT_EQ(shown["checks"][0]["remedy"], "remove the link");
+}
+
+TEST_F(CommandHost, DoctorMissesAStoreThatCannotBeOne) {
+  std::filesystem::create_directory(Path("folder"));
+  std::filesystem::create_symlink("loop", Path("loop"));
+  std::ofstream(Path("text")) << "what a person writes";
+  const std::pair<std::string, std::string> rows[] = {
+      {Path("folder"), Path("folder") + " is a folder"},
+      {"/dev/null", "/dev/null is not a file"},
+      {Path("text"), Path("text") + " is not an event store"},
+      {Path("text") + "/events.db", Path("text") + " is not a folder"},
+      {Path("loop"), Path("loop") + ": Too many levels of symbolic links"},
+      {Path(std::string(300, 'x')), Path(std::string(300, 'x')) + ": File name too long"},
+  };
+  for (const auto& [store, finding] : rows) {
+    const ProcessResult result =
+        RunProcess(ONDREL_COMMAND, {"--store", store, "--json", "doctor", "store"});
+
+    EXPECT_EQ(result.exitStatus, 1) << store;
+    EXPECT_EQ(ParseAnswer(result.output)["checks"][0]["finding"], finding);
+    EXPECT_THAT(ParseAnswer(result.output)["checks"][0]["remedy"].get<std::string>(),
+                HasSubstr("--store"));
+  }
+}
+
+TEST_F(CommandHost, DoctorPromisesNoStoreThatTheLibraryDoesNotMake) {
+  const std::string line =
+      "mount -t tmpfs none /var/lib && ! \"$0\" --store /var/lib//ondrel/x.db doctor store && "
+      "ln -s /nowhere /var/lib/ondrel && ! \"$0\" --store /var/lib/ondrel/x.db doctor store";
+  const ProcessResult result =
+      RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line, ONDREL_COMMAND});
+
+  EXPECT_EQ(result.exitStatus, 0) << result.output << result.errors;
+}
+
+TEST_F(CommandHost, DoctorShowsALineThatAShellTakes) {
+  const json shown = ParseAnswer(
+      RunProcess(ONDREL_COMMAND, {"--store", "/no where/it's/x.db", "--json", "doctor", "store"})
+          .output);
+
+  EXPECT_EQ(shown["checks"][0]["remedy"], "make the folder: mkdir -p -m 700 '/no where/it'\\''s'");
 }
 
 TEST_F(CommandHost, DoctorChangesNothing) {

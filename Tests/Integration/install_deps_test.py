@@ -115,6 +115,13 @@ def main(script):
         for consent in ({"ONDREL_INSTALL": "yes"}, {"CI": "true"}):
             status, said, calls = run(script, folder, "demo", **consent)
             expect(status == 0 and "apt-get install" in calls, f"demo: nothing is installed with {consent}", said)
+        status, said, calls = run(script, folder, "demo", ONDREL_INSTALL="no", CI="true")
+        expect(status == 3 and "nothing was installed" in said and not changes(calls),
+               "demo: installs although ONDREL_INSTALL is no", said + calls)
+        # The end of the input.
+        status, said, calls = run(script, folder, "vm", answer="\x04")
+        expect(status == 3 and "nothing was installed" in said and not changes(calls),
+               "vm: installs although nothing was answered", said + calls)
         # Nothing is missing: nothing is said or done.
         status, said, calls = run(script, folder, "build", INSTALLED="yes")
         expect(status == 0 and not said and not changes(calls), "build: says or does something", said + calls)

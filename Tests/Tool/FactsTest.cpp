@@ -1,4 +1,5 @@
 #include "Tool/Facts.h"
+#include "Tool/Output.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -112,6 +113,12 @@ TEST(Facts, MembersAsTextAreThoseOfTheTree) {
   EXPECT_EQ(text(), tree());
   facts.reported.csdVersion[0] = '\xFF';  // A host's text need not be UTF-8.
   EXPECT_EQ(text(), tree());
+}
+
+TEST(Facts, TextsAsTextHaveNoControlCharacterOfATerminal) {
+  std::string text;
+  AppendJsonText(text, "a\x7F\u009b31m\u00e9\n");
+  EXPECT_EQ(text, "\"a\\u007f\\u009b31m\u00e9\\n\"");
 }
 
 class BadFacts : public testing::TestWithParam<Bad> {};

@@ -7,6 +7,7 @@
 #include <Ondrel/Host.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +15,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string_view>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -62,30 +65,83 @@ Finding Journal() {
           "start systemd-journald, or keep events in a file with --store"};
 }
 
-bool IsThere(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+bool IsThere(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+/// A path as a shell takes it.
+std::string Quoted(const std::string& path) {
+  const bool isPlain = std::ranges::all_of(path, [](unsigned char character) {
+    return std::isalnum(character) != 0 || std::strchr("/._-+", character) != nullptr;
+  });
+  if (isPlain) return path;
+  std::string quoted = "'";
+  for (const char character : path)
+    quoted += character == '\'' ? "'\\''" : std::string(1, character);
+  return quoted + "'";
+}
+
+/// The folder of a store as the library takes it out of the path: its own one is known by its name.
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+/// What speaks against making files in a folder; nothing when nothing does.
+std::optional<Finding> FolderTrouble(const std::string& folder) {
+  constexpr std::uint64_t kLeastSpace = std::uint64_t{1} << 20;
+  struct statvfs space {};
+  if (::statvfs(folder.c_str(), &space) != 0) {
+    const bool isMissing = errno == ENOENT;
+    return Finding{false, folder + ": " + ErrorText(),
+                   isMissing ? "make the folder: mkdir -p -m 700 " + Quoted(folder)
+                             : "name another file with --store"};
+  }
+  struct stat status {};
+  if (::stat(folder.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
+    return Finding{false, folder + " is not a folder", "name another file with --store"};
+  if (::access(folder.c_str(), W_OK | X_OK) != 0)
+    return Finding{false, folder + ": " + ErrorText(),
+                   "run it as a user who may write there, or name another file with --store"};
+  if (std::uint64_t{space.f_bavail} * space.f_frsize < kLeastSpace)
+    return Finding{false, folder + " has less than 1 MiB left", "make room on its file system"};
+  return std::nullopt;
+}
+
+/// Whether a file begins as a database does; an empty one becomes one.
+bool IsDatabase(const std::string& path) {
+  constexpr std::string_view kStart("SQLite format 3\0", 16);
+  std::string start(kStart.size(), '\0');
+  std::ifstream file(path, std::ios::binary);
+  file.read(start.data(), static_cast<std::streamsize>(start.size()));
+  return file.gcount() == 0 || start == kStart;
+}
 
 Finding Store(const std::string& path) {
-  constexpr std::uint64_t kLeastSpace = std::uint64_t{1} << 20;
-  const fs::path given = fs::path(path).parent_path();
-  const bool isFolderMade = given == kDefaultStoreFolder && !IsThere(given) && errno == ENOENT;
-  const fs::path folder = given.empty() ? "." : isFolderMade ? given.parent_path() : given;
-  struct statvfs space {};
-  if (::statvfs(folder.c_str(), &space) != 0)
-    return {false, folder.string() + ": " + ErrorText(),
-            "make the folder: mkdir -p -m 700 " + folder.string()};
-  if (::access(folder.c_str(), W_OK | X_OK) != 0)
-    return {false, folder.string() + ": " + ErrorText(),
-            "run it as a user who may write there, or name another file with --store"};
-  if (std::uint64_t{space.f_bavail} * space.f_frsize < kLeastSpace)
-    return {false, folder.string() + " has less than 1 MiB left", "make room on its file system"};
-  if (isFolderMade) return {true, "the first report makes " + path + " and its folder", ""};
-  if (!IsThere(path)) {
-    if (fs::is_symlink(path))
+  const std::string folder = FolderOf(path);
+  if (folder == kDefaultStoreFolder && !IsThere(folder)) {
+    if (auto trouble = FolderTrouble(FolderOf(folder))) return *trouble;
+    return {true, "the first report makes " + path + " and its folder", ""};
+  }
+  if (auto trouble = FolderTrouble(folder)) return *trouble;
+
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) {
+    const bool isMissing = errno == ENOENT;
+    const std::string reason = ErrorText();
+    if (!isMissing) return {false, path + ": " + reason, "name another file with --store"};
+    if (IsThere(path))
       return {false, path + " is a link to a file that is not there", "remove the link"};
     return {true, "the first report makes " + path, ""};
   }
+  if (!S_ISREG(status.st_mode))
+    return {false, path + (S_ISDIR(status.st_mode) ? " is a folder" : " is not a file"),
+            "name a file with --store"};
   if (::access(path.c_str(), R_OK | W_OK) != 0)
     return {false, path + ": " + ErrorText(), "run it as the owner of the file"};
+  if (!IsDatabase(path))
+    return {false, path + " is not an event store", "name another file with --store"};
   return {true, path + " can be written", ""};
 }
 
