@@ -119,6 +119,9 @@ TEST(Facts, TextsAsTextHaveNoControlCharacterOfATerminal) {
   std::string text;
   AppendJsonText(text, "a\x7F\u009b31m\u00e9\n");
   EXPECT_EQ(text, "\"a\\u007f\\u009b31m\u00e9\\n\"");
+  text.clear();
+  AppendJsonText(text, "\x7F");
+  EXPECT_EQ(text, "\"\\u007f\"");
 }
 
 class BadFacts : public testing::TestWithParam<Bad> {};
