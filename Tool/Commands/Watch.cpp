@@ -76,9 +76,9 @@ Work AddWatchCommand(CLI::App& app) {
       "Without an option the service runs in the foreground until SIGTERM; SIGHUP reads the "
       "configuration again. The service manager starts it now and with the machine after "
       "'systemctl enable --now ondrel-watch'.\n"
-      "Exit status: 0 done, and with --once and --status all is well; 1 not all is well, a mail was "
-      "not sent, or one that was named is not in the queue; 2 the configuration is wrong; 3 the "
-      "service cannot run.\n");
+      "Exit status: 0 done, and with --once and --status all is well; 1 not all is well, a mail "
+      "was not sent, or one that was named is not in the queue; 2 the configuration is wrong; 3 "
+      "the service cannot run.\n");
   const auto request = std::make_shared<WatchRequest>();
   const auto mails = std::make_shared<std::vector<std::string>>();
   app.add_option("--config", request->configuration,
