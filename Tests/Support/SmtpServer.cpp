@@ -47,6 +47,7 @@ std::vector<std::string> CommandLine(const SmtpServer::Options& options,
   add("--password", options.password);
   add("--only-mechanism", options.onlyMechanism);
   add("--refuse-recipient", options.refusedRecipient);
+  add("--idle-seconds", options.idleSeconds);
   return command;
 }
 

@@ -35,6 +35,7 @@ public:
     std::string password{};          ///< Its password.
     std::string onlyMechanism{};     ///< "PLAIN" or "LOGIN"; empty for both.
     std::string refusedRecipient{};  ///< An address that is refused; empty for none.
+    std::string idleSeconds{};       ///< After which a silent client is left; empty for 300.
   };
 
   SmtpServer() : SmtpServer(Options()) {}

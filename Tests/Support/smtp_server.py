@@ -107,7 +107,7 @@ async def serve(options):
     def connection():
         if options.tls == "broken":
             return NoTls()
-        return Server(mailbox, hostname="test.invalid", data_size_limit=None,
+        return Server(mailbox, hostname="test.invalid", data_size_limit=None, timeout=options.idle_seconds,
                       tls_context=context if options.tls == "starttls" else None, **login)
 
     loop = asyncio.get_running_loop()
@@ -125,6 +125,7 @@ def main():
     parser.add_argument("--password", default="")
     parser.add_argument("--only-mechanism", choices=["PLAIN", "LOGIN"])
     parser.add_argument("--refuse-recipient")
+    parser.add_argument("--idle-seconds", type=float, default=300)
     # A login without TLS is what some tests are about; the server library warns of it at length.
     warnings.simplefilter("ignore")
     logging.disable()

@@ -24,17 +24,13 @@ struct CloseFolder {
 // What is not there and what could not be opened look the same to those who read.
 thread_local int shortage = 0;
 
-void NoteShortage() {
-  if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) shortage = errno;
-}
-
 }  // namespace
 
 std::optional<std::string> ReadSysfsText(const std::string& path) {
   const FileDescriptor file(
       Uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
   if (!file.IsOpen()) {
-    NoteShortage();
+    NoteSysfsShortage(errno);
     return std::nullopt;
   }
   std::string text;
@@ -46,7 +42,7 @@ std::optional<std::string> ReadSysfsText(const std::string& path) {
                                         })) > 0)
     text.append(buffer.data(), static_cast<std::size_t>(size));
   if (size < 0) {
-    NoteShortage();
+    NoteSysfsShortage(errno);
     return std::nullopt;
   }
   if (text.ends_with('\n')) text.pop_back();
@@ -71,7 +67,7 @@ std::vector<std::string> SysfsEntries(const std::string& folder) {
   std::vector<std::string> entries;
   const std::unique_ptr<DIR, CloseFolder> opened(::opendir(folder.c_str()));
   if (!opened) {
-    NoteShortage();
+    NoteSysfsShortage(errno);
     return entries;
   }
   while (const dirent* const entry = ::readdir(opened.get()))
@@ -81,5 +77,9 @@ std::vector<std::string> SysfsEntries(const std::string& folder) {
 }
 
 int TakeSysfsShortage() { return std::exchange(shortage, 0); }
+
+void NoteSysfsShortage(int error) {
+  if (error == EMFILE || error == ENFILE || error == ENOMEM) shortage = error;
+}
 
 }  // namespace Ondrel::Host

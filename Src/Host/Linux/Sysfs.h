@@ -27,4 +27,7 @@ std::vector<std::string> SysfsEntries(const std::string& folder);
 /// an errno, the last one since this was asked before; 0 when nothing was missed for that.
 int TakeSysfsShortage();
 
+/// Notes an errno with which something else could not be read, when it is one of those.
+void NoteSysfsShortage(int error);
+
 }  // namespace Ondrel::Host

@@ -1,6 +1,7 @@
 #include "Host/Linux/Drives/DriveFiles.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <memory>
@@ -36,7 +37,9 @@ std::uint64_t NumberOf(const std::string& path) { return NumberAtStart(TextOf(pa
 
 std::string RealPathOf(const std::string& path) {
   const std::unique_ptr<char, FreeText> real(::realpath(path.c_str(), nullptr));
-  return real ? std::string(real.get()) : std::string();
+  if (real) return real.get();
+  NoteSysfsShortage(errno);
+  return {};
 }
 
 std::string LastPartOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }

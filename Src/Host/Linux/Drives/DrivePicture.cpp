@@ -210,10 +210,10 @@ DriveSources HostDriveSources() {
 
 DriveSnapshot ReadDrives(const DriveSources& sources) {
   DriveSnapshot snapshot;
+  TakeSysfsShortage();
   DriveList drives(sources);
   ArrayReader reader(sources, drives);
   const std::string disks = sources.sysfs + "/block/";
-  TakeSysfsShortage();
   if (::access(disks.c_str(), R_OK | X_OK) != 0) snapshot.error = ErrorFromErrno(errno);
   for (const std::string& name : SysfsEntries(disks))
     if (IsRunning(disks + name + "/md"))

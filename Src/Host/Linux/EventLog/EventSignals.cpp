@@ -99,7 +99,7 @@ private:
     if (inotify_add_watch(m_watch.Number(), folder.c_str(), kInFolder) < 0)
       return ErrorFromErrno(errno, Purpose::kFileThatIsCreated);
     char* const real = realpath(m_path.c_str(), nullptr);
-    if (real == nullptr) return ERROR_SUCCESS;
+    if (real == nullptr) return errno == ENOMEM ? ErrorFromErrno(errno) : ERROR_SUCCESS;
     const auto [realFolder, realName] = FolderAndName(real);
     std::free(real);
     m_fileName = realName;

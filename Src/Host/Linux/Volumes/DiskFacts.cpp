@@ -39,6 +39,7 @@ std::string Trimmed(std::string_view text) {
 std::string TransportOf(const std::string& folder) {
   std::error_code error;
   const fs::path way = fs::canonical(folder, error);
+  NoteSysfsShortage(error.value());
   for (const Connection& connection : kConnections)
     for (const fs::path& part : way) {
       const std::string name = part.string();
