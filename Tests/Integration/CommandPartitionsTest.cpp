@@ -13,8 +13,12 @@ namespace {
 
 using nlohmann::json;
 
-// This machine has what disks it has: what is listed is held against sysfs.
-class CommandPartitions : public CommandFixture {};
+// This machine has what disks it has: what is listed is held against sysfs. A machine without one
+// says in the test's outcome that nothing was looked at.
+class CommandPartitions : public CommandFixture {
+protected:
+  json Disks() const { return ParseAnswer(Run({"--json", "disks"}).output)["disks"]; }
+};
 
 std::string FirstLine(const std::string& path) {
   std::ifstream file(path);
@@ -27,6 +31,7 @@ TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelReports) {
   const ProcessResult result = Run({"--json", "disks"});
   const json disks = ParseAnswer(result.output)["disks"];
   EXPECT_EQ(result.exitStatus, disks.empty() ? 1 : 0);
+  if (disks.empty()) GTEST_SKIP() << "no disk";
   std::size_t number = 0;
   for (const json& disk : disks) {
     const std::string device = disk["device"];
@@ -40,7 +45,8 @@ TEST_F(CommandPartitions, EachDiskHasTheSizeThatTheKernelReports) {
 }
 
 TEST_F(CommandPartitions, EveryPartitionLiesWithinItsDisk) {
-  const json disks = ParseAnswer(Run({"--json", "disks"}).output)["disks"];
+  const json disks = Disks();
+  if (disks.empty()) GTEST_SKIP() << "no disk";
   for (const json& disk : disks) {
     const json listed = ParseAnswer(Run({"--json", "partitions", disk["disk"]}).output);
     EXPECT_EQ(listed["device"], disk["disk"]);
@@ -65,7 +71,8 @@ TEST_F(CommandPartitions, ADiskThatIsNotThereHasNone) {
 }
 
 TEST_F(CommandPartitions, AllDisksAreShownInOneCall) {
-  const json disks = ParseAnswer(Run({"--json", "disks"}).output)["disks"];
+  const json disks = Disks();
+  if (disks.empty()) GTEST_SKIP() << "no disk";
   const json all = ParseAnswer(Run({"--json", "partitions", "--all"}).output)["disks"];
   ASSERT_EQ(all.size(), disks.size());
   for (std::size_t index = 0; index < all.size(); ++index)
@@ -80,8 +87,9 @@ TEST_F(CommandPartitions, OneDiskAndAllExcludeEachOther) {
 
 TEST_F(CommandPartitions, ADiskMayBeNamedByItsNumberOrItsDevice) {
   EXPECT_EQ(ParseAnswer(Run({"--json", "partitions", "4000000"}).output)["device"], "Disk 4000000");
-  const json disks = ParseAnswer(Run({"--json", "disks"}).output);
-  for (const json& disk : disks.at("disks")) {
+  const json disks = Disks();
+  if (disks.empty()) GTEST_SKIP() << "no disk";
+  for (const json& disk : disks) {
     EXPECT_EQ(ParseAnswer(Run({"--json", "partitions", disk["device"]}).output)["device"],
               disk["disk"]);
   }
