@@ -52,14 +52,13 @@ def exit_status(page):
     """What the help says of it, a status each, and what holds for every subcommand."""
     said = EXIT_STATUS.search(page["notes"])
     lines = [heading("Exit status")]
-    if said and re.match(r"\d+ ", said[1]):
+    if said:
         for item in re.split(r"[,;] (?=\d+ |else the sum of \d)", said[1].rstrip(".")):
             if item.startswith("else "):
                 lines += [".PP", "Else the sum of"]
-            number, text = re.search(r"(\d+) (.*)", item).groups()
-            lines += [".TP", f"\\fB{number}\\fR", roff(text)]
-    elif said:
-        lines += [roff(said[1])]
+            numbered = re.search(r"^(?:else the sum of )?(\d+) (.*)", item)
+            lines += [".TP", f"\\fB{numbered[1]}\\fR", roff(numbered[2])] if numbered else [
+                roff(item[:1].upper() + item[1:] + ".")]
     if page["command"] != "ondrel":
         lines += [".PP", "\\fBondrel\\fR(1) has those of every subcommand." if said else
                   "As of every subcommand: \\fBondrel\\fR(1)."]
