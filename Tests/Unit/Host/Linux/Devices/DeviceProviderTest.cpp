@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -62,6 +63,27 @@ TEST_F(DeviceProvider, DeviceThatIsNotAnNVMeDeviceKnowsNoSuchFunction) {
   EXPECT_EQ(m_device.GetLastError(), ERROR_INVALID_FUNCTION);
 
   EXPECT_NE(m_device.CloseHandle(device), 0);
+}
+
+// The open descriptors that a program which is started now would have too.
+std::vector<int> InheritedDescriptors() {
+  std::vector<int> numbers;
+  for (int number = 0; number < 1024; ++number) {
+    const int flags = fcntl(number, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) numbers.push_back(number);
+  }
+  return numbers;
+}
+
+TEST_F(DeviceProvider, ProgramThatIsStartedDoesNotHaveTheNode) {
+  const std::vector<int> before = InheritedDescriptors();
+  ASSERT_THAT(before, testing::Not(testing::IsEmpty()));
+
+  void* const device = Open("/dev/null");
+  ASSERT_NE(device, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(InheritedDescriptors(), before);
+
+  m_device.CloseHandle(device);
 }
 
 TEST_F(DeviceProvider, PipeWithoutAWriterDoesNotKeepTheCallerWaiting) {
