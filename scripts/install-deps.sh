@@ -22,7 +22,7 @@ demoPackages=(
 )
 testPackages=(
   googletest libgtest-dev libgmock-dev
-  clang clang-tidy clang-format cppcheck libclang-rt-14-dev
+  clang clang-tidy clang-format cppcheck libclang-rt-14-dev llvm
   binutils elfutils sqlite3 git graphviz
   postfix systemd systemd-journal-remote tzdata pciutils libfaketime
   libpcre2-dev perl
