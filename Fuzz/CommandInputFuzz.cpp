@@ -39,6 +39,9 @@ void ReadFacts(const std::string& text) {
   Ondrel::OS_FACTS again{};
   Require(!Tool::ReadFacts(Tool::JsonOf(facts).dump(), again));
   Require(std::memcmp(&facts, &again, sizeof facts) == 0);
+  std::string members = "{";
+  Tool::AppendMembers(members, facts);
+  Require(Json::parse(members + "}") == Tool::JsonOf(facts));
 }
 
 void ReadStates(const std::string& text) {
@@ -61,6 +64,8 @@ void ReadWords(const std::string& text) {
     Require(date->fields.Day >= 1 && date->fields.Day <= 31 && date->milliseconds < 1000);
     Tool::TimeStampOf(*date);
   }
+  Ondrel::CSystemDate_Win time{};
+  if (Tool::ParseTimeOfDay(text, time)) Require(Tool::FieldsText(time).ends_with("T" + text));
   try {
     Tool::DateText(Tool::ParseTimeStamp(text));
   } catch (const Tool::UsageError&) {

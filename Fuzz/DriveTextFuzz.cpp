@@ -1,4 +1,5 @@
 #include "Drives/DriveStatus.h"
+#include "Fuzz/DriveTree.h"
 #include "Host/Linux/Drives/DriveFiles.h"
 #include "Host/Linux/Drives/DrivePicture.h"
 #include "Host/Linux/Sysfs.h"
@@ -43,15 +44,51 @@ void ReadTarget(const std::string& text) {
   if (before && before->size() != after->size()) std::abort();
 }
 
+bool IsPrintable(std::string_view text) {
+  return std::ranges::all_of(text, [](char byte) { return byte >= 0x20 && byte <= 0x7E; });
+}
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+// The text as the files of the kernel's folders, all of them at once.
+void ReadTree(std::string_view text) {
+  static DriveTree tree;
+  tree.Write(text);
+  const Ondrel::Host::DriveSnapshot snapshot = ReadDrives(tree.Sources());
+  Require(snapshot.error == 0);
+  for (const Drive& drive : snapshot.drives) {
+    Require(!drive.id.empty() && IsPrintable(drive.id) && IsPrintable(drive.name));
+    Require(IsPrintable(drive.serial) && IsPrintable(drive.model));
+    Require(Worse(drive.status, drive.status) == drive.status);
+    Require(Worse(drive.status, Ondrel::kStatusFailed) ==
+            Worse(Ondrel::kStatusFailed, drive.status));
+  }
+  for (const DriveArray& array : snapshot.arrays) {
+    Require(!array.id.empty() && IsPrintable(array.id) && IsPrintable(array.level));
+    Require(array.lostPlaces <= array.places && array.places <= 4096);
+    for (const ArrayMember& member : array.members) {
+      const auto drive = std::ranges::find(snapshot.drives, member.drive, &Drive::id);
+      Require(member.isGone ? member.drive.empty() : drive != snapshot.drives.end());
+    }
+  }
+}
+
 }  // namespace
 
-// What is read of drives and arrays: any text is taken, and what is shown of it is printable.
+// What is read of drives and arrays: any text is taken, and what is shown of it is printable. A
+// text that begins with kTree is the kernel's folders (DriveTree::Write), any other one of its
+// texts.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr std::string_view kTree = "tree\n";
   const std::string text(reinterpret_cast<const char*>(data), size);
+  if (text.starts_with(kTree)) {
+    ReadTree(std::string_view(text).substr(kTree.size()));
+    return 0;
+  }
   const std::string printable = PrintableOf(text);
-  if (!std::ranges::all_of(printable, [](char byte) { return byte >= 0x20 && byte <= 0x7E; }))
-    std::abort();
-  if (printable.size() > text.size()) std::abort();
+  Require(IsPrintable(printable) && printable.size() <= text.size());
   const std::string digits = DigitsOfUuid(text);
   if (!digits.empty() && digits.size() != 32) std::abort();
   ArraysWithSpareGroup(text);

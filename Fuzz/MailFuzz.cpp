@@ -1,25 +1,32 @@
 #include "ESmtp/ReadPayloadContext.h"
 #include "ESmtp/ServerAnswer.h"
+#include "ESmtp/SmtpResult.h"
+#include "Host/CurlOperations.h"
 #include "Tests/Support/SmtpInspector.h"
 #include "Tool/Failure.h"
 #include "Tool/MailAddress.h"
 
 #include <Ondrel/Smtp.h>
+#include <Pirsk/ModuleInfo.h>
+#include <Pirsk/Trace.h>
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-// Formats a mail of any texts and hands it to the transfer, takes any dialogue with a server, and
-// reads any list of addresses.
+// Formats a mail of any texts and hands it to the transfer, takes any dialogue with a server, sends
+// the mail through a libcurl that has this dialogue, and reads any list of addresses.
 //
 // The input is texts with a byte 1 between them, in the order of `Texts`; what follows the last is
-// the dialogue, whose lines begin with a byte that says who speaks.
+// the dialogue, whose lines begin with a byte that says who speaks. That of the first line also
+// says what the libcurl cannot do (kIsMissing, ...), and its length is the transfer's result.
 
 namespace {
 
@@ -130,6 +137,134 @@ void TakeDialogue(std::string_view dialogue) {
   }
 }
 
+constexpr unsigned char kIsMissing = 0x20;
+constexpr unsigned char kHasNoHandle = 0x40;
+constexpr unsigned char kReadsLittle = 0x80;
+
+// Stands in for libcurl; there is one at a time.
+struct Transfer {
+  std::string_view dialogue;
+  unsigned char failures = 0;
+  CURLcode result = CURLE_OK;
+  curl_debug_callback debug = nullptr;
+  curl_read_callback read = nullptr;
+  void* readData = nullptr;
+  bool isCutShort = false;
+  std::string upload;
+  std::size_t recipients = 0;
+};
+
+Transfer* g_transfer = nullptr;
+
+void Speak(std::string_view line) {
+  const auto type = static_cast<curl_infotype>(static_cast<unsigned char>(line[0]) % 8);
+  const std::size_t size = line.size() - 1;
+  // As many bytes as there are, and none for an empty line.
+  const std::unique_ptr<char[]> bytes(size != 0 ? new char[size] : nullptr);
+  std::ranges::copy(line.substr(1), bytes.get());
+  Require(g_transfer->debug(nullptr, type, bytes.get(), size, nullptr) == 0);
+}
+
+CURLcode Perform(CURL*) {
+  for (std::string_view rest = g_transfer->dialogue; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\x01'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (!line.empty()) Speak(line);
+  }
+  const std::size_t room = (g_transfer->failures & kReadsLittle) != 0 ? 16 : std::size_t{64} * 1024;
+  const std::unique_ptr<char[]> buffer(new char[room]);
+  while (const std::size_t length = g_transfer->read(buffer.get(), 1, room, g_transfer->readData)) {
+    if (length == CURL_READFUNC_ABORT) {
+      g_transfer->isCutShort = true;
+      return CURLE_ABORTED_BY_CALLBACK;
+    }
+    Require(length <= room);
+    g_transfer->upload.append(buffer.get(), length);
+  }
+  return g_transfer->result;
+}
+
+CURLcode SetOption(CURL*, CURLoption option, ...) {
+  std::va_list arguments;
+  va_start(arguments, option);
+  if (option == CURLOPT_DEBUGFUNCTION)
+    g_transfer->debug = va_arg(arguments, curl_debug_callback);
+  else if (option == CURLOPT_READFUNCTION)
+    g_transfer->read = va_arg(arguments, curl_read_callback);
+  else if (option == CURLOPT_READDATA)
+    g_transfer->readData = va_arg(arguments, void*);
+  va_end(arguments);
+  return CURLE_OK;
+}
+
+void UsePreparedOperations() {
+  static int handle;
+  Ondrel::Host::CurlOperations& host = Ondrel::Host::Curl();
+  host.curl_easy_init = []() -> CURL* {
+    return (g_transfer->failures & kHasNoHandle) != 0 ? nullptr : &handle;
+  };
+  host.curl_easy_setopt = SetOption;
+  host.curl_easy_perform = Perform;
+  host.curl_easy_cleanup = [](CURL*) {};
+  host.curl_slist_append = [](curl_slist* list, const char*) {
+    ++g_transfer->recipients;
+    return list;
+  };
+  host.curl_slist_free_all = [](curl_slist*) {};
+  // The transcript as it is traced: one line, whatever the server says.
+  constexpr std::uint32_t kOndrelModule = 5;
+  Pirsk::Misc::SetTraceMask(kOndrelModule, Pirsk::Misc::kTraceError | Pirsk::Misc::kTraceDetail);
+  Pirsk::Trace::SetSink([](const Pirsk::Trace::Line& line) {
+    const std::string text = line.str();
+    Require(std::ranges::none_of(
+        text, [](char byte) { return byte >= 0 && byte < ' ' && byte != '\t'; }));
+  });
+}
+
+void SendMail(const Texts& texts, std::string_view dialogue) {
+  Transfer transfer;
+  g_transfer = &transfer;
+  transfer.dialogue = dialogue;
+  if (!dialogue.empty()) transfer.failures = static_cast<unsigned char>(dialogue[0]) & 0xE0;
+  transfer.result = static_cast<CURLcode>(std::min(dialogue.find('\x01'), dialogue.size()) % 100);
+  Ondrel::Host::Curl().missing = (transfer.failures & kIsMissing) != 0 ? "libcurl" : "";
+
+  CSmtp mail;
+  mail.AddTO(texts.to);
+  mail.AddTO(texts.to, texts.name);
+  mail.AddCC(texts.cc);
+  mail.AddBCC(texts.cc, texts.name);
+  mail.SetFrom(texts.from);
+  mail.SetSubject(texts.subject);
+  mail.SetMessageBody(texts.body);
+  mail.SetServer(texts.name, static_cast<unsigned short>(texts.subject.size()));
+  mail.SetProtocol(texts.xMailer);
+  mail.SetUserName(texts.replyTo);
+  mail.SetPassword(texts.messageId);
+  mail.SetTimeout(static_cast<long>(texts.body.size()));
+  mail.Set_CURLOPT_SASL_IR(0);
+  mail.SetXPriority(static_cast<Ondrel::CSmtpXPriority>(2 + texts.name.size() % 3));
+  CSmtp copy;
+  copy = CSmtp(mail);
+  Ondrel::CSmtpInspector inside(copy);
+  const bool isSent = copy.Send();
+
+  const bool isPossible = (transfer.failures & (kIsMissing | kHasNoHandle)) == 0 &&
+                          !inside.To().empty() && !texts.from.empty();
+  Require(isSent == (isPossible && transfer.result == CURLE_OK && !transfer.isCutShort));
+  Require(copy.GetServerAnswer().size() <= 4096);
+  if (!isPossible) return;
+  Require(transfer.recipients == inside.To().size() + inside.Cc().size() + inside.Bcc().size());
+  Require(
+      copy.GetLastError() ==
+      Ondrel::SmtpErrorFromCurl(transfer.isCutShort ? CURLE_ABORTED_BY_CALLBACK : transfer.result));
+  if (transfer.isCutShort) return;
+  std::string expected;
+  for (const std::string& line : inside.Payload()) expected += line.c_str();
+  // A line that begins with its end ends the upload.
+  Require(expected.starts_with(transfer.upload));
+}
+
 void ReadAddresses(const std::string& list) {
   try {
     for (const Tool::MailAddress& address : Tool::ParseAddresses(list, "--to")) {
@@ -145,10 +280,13 @@ void ReadAddresses(const std::string& list) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const bool isPrepared = (UsePreparedOperations(), true);
+  static_cast<void>(isPrepared);
   std::string_view rest(reinterpret_cast<const char*>(data), size);
   const Texts texts(rest);
   FormatMail(texts);
   TakeDialogue(rest);
+  SendMail(texts, rest);
   ReadAddresses(texts.to);
   return 0;
 }

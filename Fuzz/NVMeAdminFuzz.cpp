@@ -7,9 +7,11 @@
 #include <vector>
 
 /// A storage query of any bytes, with an output of any size and a device that answers with any
-/// status. Nothing is written after the reported bytes, and none after the output's end.
+/// status or fails with any errno. Nothing is written after the reported bytes, and none after the
+/// output's end.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace Ondrel;
+  constexpr std::uint16_t kIsErrno = 0x8000;
   if (size < 4) return 0;
   std::uint16_t outputSize = 0;
   std::uint16_t status = 0;
@@ -24,7 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       input, output, returned,
       [&](const Host::NVMeAdminCommand&, std::span<std::byte> answer) -> Host::NVMeAdminResult {
         std::memset(answer.data(), 0x11, answer.size());
-        return {.status = static_cast<std::uint16_t>(status & 0x7FFF)};
+        if ((status & kIsErrno) != 0) return {.errnoValue = 1 + (status & 0x3F)};
+        return {.status = status};
       });
   if (returned > output.size() || (error != 0) != (returned == 0)) std::abort();
   for (std::size_t index = returned; index < output.size(); ++index)

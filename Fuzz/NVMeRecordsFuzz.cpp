@@ -89,6 +89,25 @@ void DriveAnswer(const std::uint8_t* data, std::size_t size) {
   if (StorageQuery::HasDescriptorHead(bytes)) Require(bytes[0] == std::byte{48});
 }
 
+// A query of any numbers has them at their places, and nothing is written after it.
+void WriteQuery(const std::uint8_t* data, std::size_t size) {
+  std::uint32_t numbers[5] = {};
+  std::memcpy(numbers, data, size < sizeof numbers ? size : sizeof numbers);
+  std::byte query[StorageQuery::kHeadBytes + 1];
+  std::memset(query, 0xEE, sizeof query);
+  StorageQuery::Write({.property = static_cast<STORAGE_PROPERTY_ID>(numbers[0]),
+                       .dataType = static_cast<STORAGE_PROTOCOL_NVME_DATA_TYPE>(numbers[1]),
+                       .value = numbers[2],
+                       .subValue = numbers[3],
+                       .length = numbers[4]},
+                      query);
+  const auto part = StorageQuery::ProtocolPart(query);
+  Require(part.ProtocolDataRequestValue == numbers[2] &&
+          part.ProtocolDataRequestSubValue == numbers[3]);
+  Require(part.ProtocolDataLength == numbers[4] && part.ProtocolDataOffset == sizeof part);
+  Require(query[StorageQuery::kHeadBytes] == std::byte{0xEE});
+}
+
 }  // namespace
 
 /// Any bytes as each of the records, through all operations on them, and as the head of a device's
@@ -96,5 +115,6 @@ void DriveAnswer(const std::uint8_t* data, std::size_t size) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   DriveRecords(data, size);
   DriveAnswer(data, size);
+  WriteQuery(data, size);
   return 0;
 }

@@ -76,8 +76,11 @@ int FillList(wchar_t* list, ULong size, ULong* returnedSize) {
     g_lastError = g_input->TakeNumber(1);
     return 0;
   }
+  // Not terminated when the characters fill the list.
+  const ULong count = g_input->TakeNumber(2);
   for (ULong index = 0; index < size; ++index)
-    list[index] = static_cast<wchar_t>(g_input->TakeNumber(2));
+    list[index] = index < count ? static_cast<wchar_t>(g_input->TakeNumber(2)) : L'\0';
+  if (count > size) std::fill_n(list, size, L'x');
   return 1;
 }
 
@@ -87,6 +90,7 @@ void* Begin(char* text, ULong size) {
 
 void UsePreparedOperations() {
   Ondrel::Host::VolumeOperations& host = Ondrel::Host::Volume();
+  host.KeepPicture = nullptr;
   host.SetErrorMode = [](ULong mode) { return mode; };
   host.FindFirstVolumeA = Begin;
   host.FindNextVolumeA = [](void*, char* name, ULong size) { return FillText(name, size); };

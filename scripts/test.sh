@@ -154,6 +154,7 @@ runFuzzTarget() {
   local folders=("$corpus")
   mkdir -p "$corpus"
   [ ! -d "Fuzz/Corpus/$name" ] || folders+=("Fuzz/Corpus/$name")
+  [ ! -f "Fuzz/$name.dict" ] || folders+=("-dict=Fuzz/$name.dict")
   "$1" -max_total_time="${FUZZ_SECONDS:-15}" -seed="${FUZZ_SEED:-1}" -timeout=10 \
     -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${folders[@]}" \
     >"build/fuzz/$name.log" 2>&1 || { tail -n 60 "build/fuzz/$name.log"; return 1; }
