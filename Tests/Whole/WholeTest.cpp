@@ -1,3 +1,4 @@
+#include "Support/OwnMounts.h"
 #include "Support/Process.h"
 
 #include <gmock/gmock.h>
@@ -9,7 +10,6 @@
 #include <cstring>
 #include <filesystem>
 #include <linux/capability.h>
-#include <sched.h>
 #include <string>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -68,8 +68,7 @@ INSTANTIATE_TEST_SUITE_P(Whole, CommandSuite, testing::ValuesIn(kSuites),
 /// A changed command may take any line for another: none of them may restart the machine.
 bool StandInForCommand() {
   const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
-  return unshare(CLONE_NEWNS) == 0 &&
-         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+  return Ondrel::Testing::TakeOwnMounts() &&
          mount(program.c_str(), ONDREL_COMMAND, nullptr, MS_BIND, nullptr) == 0 &&
          prctl(PR_CAPBSET_DROP, CAP_SYS_BOOT, 0, 0, 0) == 0 &&
          setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere", 1) == 0;
