@@ -494,6 +494,18 @@ TEST_F(EventHistory, AWaitSeesAStoreThatIsCreatedAndOneThatIsReplaced) {
   EXPECT_TRUE(wait.Wait(milliseconds(5000)));
 }
 
+TEST_F(EventHistory, AWaitSeesThatTheFolderWasMovedAway) {
+  ReportSome(1);
+  CEventLogWait wait;
+  ASSERT_EQ(wait.Open("Log"), 0u);
+  ASSERT_FALSE(wait.Wait(milliseconds(0)));
+  const std::filesystem::path folder = std::filesystem::path(Path()).parent_path();
+  const std::filesystem::path aside = folder.string() + ".aside";
+  std::filesystem::rename(folder, aside);
+  EXPECT_TRUE(wait.Wait(milliseconds(5000)));
+  std::filesystem::rename(aside, folder);
+}
+
 TEST_F(EventHistory, AWaitIsNotEndedByOtherFilesOfTheFolder) {
   CEventLogWait wait;
   ASSERT_EQ(wait.Open("Log"), 0u);

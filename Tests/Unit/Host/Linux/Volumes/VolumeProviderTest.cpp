@@ -199,6 +199,28 @@ TEST_F(VolumeProvider, ARingOfDevicesEnds) {
   EXPECT_THAT(Extents("Disk 0"), IsEmpty());
 }
 
+TEST_F(VolumeProvider, ADiskMayLieSixteenLayersBeneath) {
+  m_host.AddDisk("sda", "8:0", 2097152);
+  m_host.AddPartition("sda", "sda1", 1, "8:1", 2048, 204800);
+  std::string beneath = "8:1";
+  m_host.Build("dm-0", "sda1", "sda/sda1");
+  for (int layer = 0; layer < 15; ++layer) {
+    const std::string name = "dm-" + std::to_string(layer);
+    const std::string number = "254:" + std::to_string(layer);
+    m_host.AddMapped(name, number, 1000, "layer" + std::to_string(layer));
+    if (layer > 0)
+      m_host.Build(name, "dm-" + std::to_string(layer - 1), "dm-" + std::to_string(layer - 1));
+    m_host.tables[name] = {{0, 1000, "linear", beneath + " 0"}};
+    beneath = number;
+  }
+  EXPECT_THAT(Extents("Disk 0"), ElementsAre(Extent(R"(mapper\layer14)", 2048, 1000)));
+
+  m_host.AddMapped("dm-15", "254:15", 1000, "layer15");
+  m_host.Build("dm-15", "dm-14", "dm-14");
+  m_host.tables["dm-15"] = {{0, 1000, "linear", "254:14 0"}};
+  EXPECT_THAT(Extents("Disk 0"), IsEmpty());
+}
+
 struct TableRow {
   const char* name;
   const char* type;
