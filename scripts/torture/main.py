@@ -64,8 +64,13 @@ def torture_journal(arguments, folder, seconds):
     daemon_path = "/lib/systemd/systemd-journald"
     if not os.path.exists(daemon_path):
         raise SystemExit(f"torture: there is no {daemon_path}")
-    for path in ("/run/systemd/journal", "/run/log/journal", "/var/log/journal"):
-        mount(pathlib.Path(path), "-o", "size=256m")
+    for path in ("/run/systemd/journal", "/run/log/journal", "/var/log/journal",
+                 "/run/systemd/journald.conf.d"):
+        mount(pathlib.Path(path), "-o", "size=2g")
+    # A tenth of the disk is what a journal keeps by itself, and the oldest entries make room.
+    pathlib.Path("/run/systemd/journald.conf.d/torture.conf").write_text(
+        "[Journal]\nStorage=persistent\nSystemMaxUse=1900M\nSystemKeepFree=1M\nRateLimitIntervalSec=0\n",
+        encoding="utf-8")
     daemon = subprocess.Popen([daemon_path], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL)
     try:
