@@ -216,7 +216,7 @@ void CRangeElxT<char>::MakeTable() {
 
 bool CStringElxT<char>::IsAt(const char* place) const {
   if (m_ignoreCase != 0) return m_text.CompareNoCase(place) == 0;
-  return std::equal(m_text.Data(), m_text.Data() + m_text.Size(), place);
+  return m_text.Compare(place) == 0;
 }
 
 bool CStringElxT<char>::Match(CMatchContext& context) const {

@@ -371,13 +371,16 @@ private:
 /// and may leave out ends at which that which follows cannot match.
 class CharacterLoop {
 public:
-  explicit CharacterLoop(const ElxInterface* inner) : m_character(inner->AsCharacter()) {}
+  explicit CharacterLoop(const ElxInterface* inner) { Take(inner->AsCharacter()); }
 
-  /// Only ends before one of these characters are offered from now on. Of no effect where the loop
-  /// is one over another element.
-  void OfferOnlyBefore(const std::array<bool, 256>& characters);
+  /// Only ends before one of these characters, or this text, are offered from now on. Of no effect
+  /// where the loop is one over another element.
+  void OfferOnlyBefore(const Beginning& following);
 
-  void OfferAll() { m_hasFollowing = false; }
+  void OfferAll() {
+    m_hasFollowing = false;
+    m_followingText = nullptr;
+  }
 
   /// The characters of the loop where they are known before the search; else null.
   const std::array<bool, 256>* Characters() const {
@@ -395,7 +398,7 @@ protected:
 
   void LoopOverInner() {
     if (m_set == nullptr) return;
-    m_character = nullptr;
+    Take(nullptr);
     m_set.reset();
   }
 
@@ -416,14 +419,21 @@ protected:
     if (!m_hasFollowing) return true;
     const std::int64_t place = position - (m_character->m_rightToLeft != 0 ? 1 : 0);
     return place >= 0 && place < context.m_textLength &&
-           m_following[static_cast<unsigned char>(context.m_text[place])];
+           m_following[static_cast<unsigned char>(context.m_text[place])] &&
+           (m_followingText == nullptr || LastBeforeText(0, context) == 0);
   }
 
 private:
-  const CharacterElx* m_character;          // What is looped over where it takes one character.
+  void Take(const CharacterElx* character);
+  std::int64_t LastBeforeText(std::int64_t count, const CMatchContext& context) const;
+
+  const CharacterElx* m_character = nullptr;  // What is looped over where it takes one character.
+  const std::array<bool, 256>* m_table = nullptr;  // Its characters where they are known.
+  int m_onlyRefused = -1;
   std::unique_ptr<CRangeElxT<char>> m_set;  // The same, where the inner element is another.
   std::array<bool, 256> m_following{};
   bool m_hasFollowing = false;
+  const CBufferT<char>* m_followingText = nullptr;
 };
 
 /// Its inner element a number of times.

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +54,27 @@ enum PatternFlag : std::uint32_t {
   FLAG_IGNORECASE = 0x08,   ///< i: letters match in either case.
   FLAG_RIGHTTOLEFT = 0x10,  ///< The text is searched and matched from right to left.
   FLAG_EXTENDED = 0x20,     ///< White space and "#" comments in the pattern are skipped.
+};
+
+/// A set of one to four characters, which many positions can be compared with at once.
+struct FewCharacters {
+  static constexpr std::size_t kMost = 4;
+
+  /// The characters of a set, where they are that few.
+  static std::optional<FewCharacters> Of(const std::array<bool, 256>& set);
+
+  /// Whether one character is in a set and the next in another; without a branch, as loops over
+  /// many positions want it.
+  static bool ArePair(char character, const FewCharacters& set, char next,
+                      const FewCharacters& nextSet) {
+    const auto& own = set.characters;
+    const auto& others = nextSet.characters;
+    return ((character == own[0]) | (character == own[1]) | (character == own[2]) |
+            (character == own[3])) &
+           ((next == others[0]) | (next == others[1]) | (next == others[2]) | (next == others[3]));
+  }
+
+  char characters[kMost] = {};
 };
 
 /// A compiled pattern. Built by one thread, it may be used by any number at once.
@@ -153,6 +175,8 @@ private:
     const CBufferT<char>* leadingText = nullptr;
     bool isSecondKnown = false;
     std::array<unsigned char, 256> places{};  // Whether a character may be first, or second.
+    std::optional<FewCharacters> fewFirst;    // The same, where they are few.
+    std::optional<FewCharacters> fewSecond;
     std::int32_t required = -1;
     bool isBoundToTextStart = false;
     bool isStraight = false;
@@ -222,6 +246,7 @@ private:
   std::int64_t PassOver(const CMatchContext& context, std::int64_t& required) const;
   std::int64_t PassOverFromRight(const CMatchContext& context) const;
   std::int64_t PassOverBeginnings(const CMatchContext& context) const;
+  std::int64_t PassOverPairs(const CMatchContext& context) const;
 
   // Search.cpp
   bool MatchHere(CMatchContext& context) const;

@@ -1,4 +1,4 @@
-#include "Regex/Elements.h"
+#include "Regex/Shortcuts.h"
 
 namespace Pirsk::Regex {
 
@@ -7,6 +7,7 @@ bool CRepeatElxT<0>::Match(CMatchContext& context) const { return RepeatMatch(co
 bool CRepeatElxT<0>::MatchNext(CMatchContext& context) const { return RepeatMatchNext(context); }
 
 bool CRepeatElxT<0>::RepeatMatch(CMatchContext& context) const {
+  if (m_count == 0) return true;
   if (!IsOverCharacter()) return MatchFrom(0, context);
   if (CountTaken(m_count, context) < m_count) return false;
   MoveOver(m_count, context);
@@ -41,9 +42,16 @@ bool CRepeatElxT<0>::MatchFrom(std::int64_t done, CMatchContext& context) const 
   return true;
 }
 
-void CharacterLoop::OfferOnlyBefore(const std::array<bool, 256>& characters) {
+void CharacterLoop::Take(const CharacterElx* character) {
+  m_character = character;
+  m_table = character != nullptr ? character->Table() : nullptr;
+  m_onlyRefused = character != nullptr ? character->OnlyRefused() : -1;
+}
+
+void CharacterLoop::OfferOnlyBefore(const Beginning& following) {
   if (m_character == nullptr) return;
-  m_following = characters;
+  m_following = following.set;
+  m_followingText = following.text;
   m_hasFollowing = true;
 }
 
@@ -53,23 +61,22 @@ void CharacterLoop::LoopOver(const std::array<bool, 256>& characters, bool isRig
   for (std::size_t c = 0; c < characters.size(); ++c)
     if (characters[c]) m_set->m_characters.Push(static_cast<char>(c));
   m_set->MakeTable();
-  m_character = m_set.get();
+  Take(m_set.get());
 }
 
 std::int64_t CharacterLoop::CountTaken(std::int64_t most, const CMatchContext& context) const {
-  const std::array<bool, 256>* const table = m_character->Table();
   const bool isRightToLeft = m_character->m_rightToLeft != 0;
   const std::int64_t room =
       isRightToLeft ? context.m_currentPosition : context.m_textLength - context.m_currentPosition;
   most = std::min(room, most);
   const char* const begin = context.m_text + context.m_currentPosition - (isRightToLeft ? 1 : 0);
   std::int64_t taken = 0;
-  if (const int refused = m_character->OnlyRefused(); refused >= 0 && !isRightToLeft && most > 1) {
-    const void* const end = std::memchr(begin, refused, static_cast<std::size_t>(most));
+  if (m_onlyRefused >= 0 && !isRightToLeft && most > 1) {
+    const void* const end = std::memchr(begin, m_onlyRefused, static_cast<std::size_t>(most));
     return end != nullptr ? static_cast<const char*>(end) - begin : most;
   }
-  if (table != nullptr && !isRightToLeft)
-    while (taken < most && (*table)[static_cast<unsigned char>(begin[taken])]) ++taken;
+  if (m_table != nullptr && !isRightToLeft)
+    while (taken < most && (*m_table)[static_cast<unsigned char>(begin[taken])]) ++taken;
   else if (isRightToLeft)
     while (taken < most && m_character->Takes(begin[-taken])) ++taken;
   else
@@ -78,9 +85,21 @@ std::int64_t CharacterLoop::CountTaken(std::int64_t most, const CMatchContext& c
 }
 
 std::int64_t CharacterLoop::LastOffered(std::int64_t count, const CMatchContext& context) const {
+  if (m_followingText != nullptr) return LastBeforeText(count, context);
   const std::int64_t step = m_character->m_rightToLeft != 0 ? 1 : -1;
   for (std::int64_t position = context.m_currentPosition; count >= 0; --count, position += step)
     if (IsOffered(position, context)) return count;
+  return -1;
+}
+
+// The same for a text that follows, from left to right.
+std::int64_t CharacterLoop::LastBeforeText(std::int64_t count, const CMatchContext& context) const {
+  const CBufferT<char>& wanted = *m_followingText;
+  const std::int64_t start = context.m_currentPosition - count;
+  const char* const text = context.m_text + start;
+  count = std::min(count, context.m_textLength - start - wanted.Size());
+  for (const char first = wanted[0]; count >= 0; --count)
+    if (text[count] == first && wanted.Compare(text + count) == 0) return count;
   return -1;
 }
 

@@ -11,16 +11,27 @@ namespace Pirsk::Regex {
 
 namespace {
 
-constexpr std::int64_t kBlock = 64;
+constexpr std::int64_t kBlock = 128;
+
+using Hits = std::array<bool, kBlock>;
+
+// The places of a block that are hits. Without a branch in `isHit`, compilers turn it into a few
+// steps for the whole block.
+template <class IsHit>
+Hits HitsOf(const IsHit& isHit) {
+  Hits hits;
+  for (std::int64_t i = 0; i < kBlock; ++i) hits[static_cast<std::size_t>(i)] = isHit(i);
+  return hits;
+}
 
 // Whether a block has a hit, eight places at once.
-bool HasHit(const std::array<bool, kBlock>& hits) {
+bool HasHit(const Hits& hits) {
   const auto words = std::bit_cast<std::array<std::uint64_t, kBlock / 8>>(hits);
   return std::accumulate(words.begin(), words.end(), std::uint64_t{0}, std::bit_or<>()) != 0;
 }
 
 // The place of the next hit of a block; its size for none.
-std::int64_t NextHit(const std::array<bool, kBlock>& hits, std::int64_t from) {
+std::int64_t NextHit(const Hits& hits, std::int64_t from) {
   const void* const found =
       std::memchr(hits.data() + from, 1, static_cast<std::size_t>(kBlock - from));
   return found != nullptr ? static_cast<const bool*>(found) - hits.data() : kBlock;
@@ -42,10 +53,8 @@ std::int64_t FindText(const CMatchContext& context, std::int64_t position,
   const char last = wanted[distance];
   for (; position + kBlock + distance <= context.m_textLength; position += kBlock) {
     const char* const text = context.m_text + position;
-    // Without a branch, which compilers turn into a few steps for a whole block.
-    std::array<bool, kBlock> hits;
-    for (std::int64_t i = 0; i < kBlock; ++i)
-      hits[static_cast<std::size_t>(i)] = (text[i] == first) & (text[i + distance] == last);
+    const Hits hits =
+        HitsOf([=](std::int64_t i) { return (text[i] == first) & (text[i + distance] == last); });
     if (!HasHit(hits)) continue;
     for (std::int64_t i = NextHit(hits, 0); i < kBlock; i = NextHit(hits, i + 1))
       if (wanted.Compare(text + i) == 0) return position + i;
@@ -65,6 +74,7 @@ void Beginning::Add(const ElxInterface& element) {
 
 void Beginning::Add(const Beginning& following) {
   if (!mayBeEmpty) return;
+  if (IsSetEmpty()) text = following.text;
   AddToSet(following.set);
   mayBeEmpty = following.mayBeEmpty;
   isUnknown = isUnknown || following.isUnknown;
@@ -94,7 +104,9 @@ void CAlternativeElxT<0>::AddTo(Beginning& beginning) const {
 
 void CRepeatElxT<0>::AddTo(Beginning& beginning) const {
   beginning.Add(*m_inner);
-  if (m_count == 0) beginning.mayBeEmpty = true;
+  if (m_count > 0) return;
+  beginning.mayBeEmpty = true;
+  beginning.text = nullptr;
 }
 
 void CIndependentElxT<0>::AddTo(Beginning& beginning) const { beginning.Add(*m_inner); }
@@ -104,6 +116,7 @@ void CStringElxT<char>::AddTo(Beginning& beginning) const {
   if (size == 0) return;
   const char first = m_text[m_rightToLeft != 0 ? size - 1 : 0];
   beginning.mayBeEmpty = false;
+  if (IsExact() && beginning.IsSetEmpty()) beginning.text = &m_text;
   // Which characters are one in either case depends on the locale at the time of the search.
   if (m_ignoreCase != 0)
     beginning.isUnknown = true;
@@ -179,11 +192,11 @@ void CAlternativeElxT<0>::SetFollowing(const Beginning& following) {
 }
 
 void CGreedyElxT<0>::SetFollowing(const Beginning& following) {
-  if (following.IsKnown()) OfferOnlyBefore(following.set);
+  if (following.IsKnown()) OfferOnlyBefore(following);
 }
 
 void CReluctantElxT<0>::SetFollowing(const Beginning& following) {
-  if (following.IsKnown()) OfferOnlyBefore(following.set);
+  if (following.IsKnown()) OfferOnlyBefore(following);
 }
 
 bool CBoundaryElxT<char>::IsBoundToTextStart() const {
@@ -290,6 +303,22 @@ void CPatternT::FindShortcuts() {
   for (std::size_t c = 0; c < second.size(); ++c)
     m_shortcuts.places[c] = static_cast<unsigned char>(
         (m_shortcuts.beginning[c] ? Shortcuts::kFirst : 0) | (second[c] ? Shortcuts::kSecond : 0));
+  if (!m_shortcuts.isSecondKnown) return;
+  m_shortcuts.fewFirst = FewCharacters::Of(m_shortcuts.beginning);
+  m_shortcuts.fewSecond = FewCharacters::Of(second);
+}
+
+std::optional<FewCharacters> FewCharacters::Of(const std::array<bool, 256>& set) {
+  FewCharacters few;
+  std::size_t count = 0;
+  for (std::size_t c = 0; c < set.size(); ++c) {
+    if (!set[c]) continue;
+    if (count == kMost) return std::nullopt;
+    // Places that are not taken by another character repeat this one.
+    std::fill(few.characters + count, few.characters + kMost, static_cast<char>(c));
+    ++count;
+  }
+  return count > 0 ? std::optional(few) : std::nullopt;
 }
 
 void CPatternT::FindBeginning() {
@@ -353,18 +382,36 @@ std::int64_t CPatternT::PassOverBeginnings(const CMatchContext& context) const {
   } else if (m_shortcuts.onlyBeginning >= 0) {
     position = FindCharacter(context, position, m_shortcuts.onlyBeginning);
   } else if (m_shortcuts.isSecondKnown) {
-    const std::int64_t last = length - 1;
-    unsigned int here = m_shortcuts.places[text[position]];
-    for (; position < last; ++position) {
-      const unsigned int next = m_shortcuts.places[text[position + 1]];
-      if ((here & Shortcuts::kFirst & (next >> 1)) != 0) return position;
-      here = next;
-    }
-    return length + 1;
+    return PassOverPairs(context);
   } else {
     while (position < length && !m_shortcuts.beginning[text[position]]) ++position;
   }
   return position < length ? position : length + 1;
+}
+
+// The next place of a first character before a second.
+std::int64_t CPatternT::PassOverPairs(const CMatchContext& context) const {
+  const std::int64_t last = context.m_textLength - 1;
+  const auto isPair = [this, &context](std::int64_t place) {
+    const auto* const text = reinterpret_cast<const unsigned char*>(context.m_text) + place;
+    return (m_shortcuts.places[text[0]] & (m_shortcuts.places[text[1]] >> 1) & Shortcuts::kFirst) !=
+           0;
+  };
+  std::int64_t position = context.m_currentPosition;
+  if (position < last && isPair(position)) return position;
+  if (m_shortcuts.fewFirst && m_shortcuts.fewSecond) {
+    const FewCharacters first = *m_shortcuts.fewFirst;
+    const FewCharacters second = *m_shortcuts.fewSecond;
+    for (; position + kBlock <= last; position += kBlock) {
+      const char* const text = context.m_text + position;
+      const Hits hits = HitsOf([=](std::int64_t i) {
+        return FewCharacters::ArePair(text[i], first, text[i + 1], second);
+      });
+      if (HasHit(hits)) return position + NextHit(hits, 0);
+    }
+  }
+  while (position < last && !isPair(position)) ++position;
+  return position < last ? position : context.m_textLength + 1;
 }
 
 }  // namespace Pirsk::Regex

@@ -117,6 +117,93 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Shortcuts, Answers, testing::ValuesIn(kRows));
 
+// The text that a match begins with, for a loop before it.
+std::string Following(const char* source, std::uint32_t flags = 0) {
+  const CPatternT pattern(source, flags);
+  Beginning beginning;
+  beginning.Add(*pattern.Root());
+  if (beginning.text == nullptr) return kNone;
+  return std::string(beginning.text->Data(), static_cast<std::size_t>(beginning.text->Size()));
+}
+
+TEST(Shortcuts, ATextIsKnownToFollowWhereNothingElseCan) {
+  EXPECT_EQ(Following("ab"), "ab");
+  EXPECT_EQ(Following("ab", FLAG_RIGHTTOLEFT), kNone);
+  EXPECT_EQ(Following("(ab)c"), "ab");
+  EXPECT_EQ(Following("\\bab"), "ab");
+  EXPECT_EQ(Following("(?:ab)+c"), "ab");
+  EXPECT_EQ(Following("(?:|)ab"), "ab");
+  EXPECT_EQ(Following("(?:ab)?c"), kNone);
+  EXPECT_EQ(Following("(?:ab)*"), kNone);
+  EXPECT_EQ(Following("c?ab"), kNone);
+  EXPECT_EQ(Following("ab|ab"), kNone);
+  EXPECT_EQ(Following("[ab]c"), kNone);
+  EXPECT_EQ(Following("(?i)ab"), kNone);
+}
+
+// All matches in a text, as begin and end.
+std::string Places(CPatternT& pattern, const std::string& text) {
+  std::string places;
+  CMatchContext context;
+  pattern.PrepareMatch(text.data(), static_cast<std::int64_t>(text.size()), -1, &context);
+  for (CMatchResult result = pattern.Match(context); result.IsMatched();
+       result = pattern.Match(context))
+    places += std::to_string(result.GroupBegin(0)) + "-" + std::to_string(result.GroupEnd(0)) + " ";
+  return places;
+}
+
+TEST(Shortcuts, LoopsBeforeATextEndThereAlone) {
+  CPatternT greedy("x*(VEN_)");
+  CPatternT reluctant("(.*?)VEN_");
+  CPatternT dot("(.*)VEN_");
+  for (CPatternT* const pattern : {&greedy, &reluctant, &dot}) {
+    const std::string texts[] = {"VEN_", "VE", "xxVEN_VxVEN", "VVEN_xVEN_V", "xVEN\nVEN_", ""};
+    std::string found;
+    for (const std::string& text : texts) found += Places(*pattern, text) + "|";
+    pattern->ForgetShortcuts();
+    std::string expected;
+    for (const std::string& text : texts) expected += Places(*pattern, text) + "|";
+    EXPECT_EQ(found, expected);
+    EXPECT_NE(found.find("0-4"), std::string::npos);
+  }
+}
+
+TEST(Shortcuts, FewCharactersAreOneToFour) {
+  const auto few = [](const std::string& characters) {
+    std::array<bool, 256> set{};
+    for (const char c : characters) set[static_cast<unsigned char>(c)] = true;
+    return FewCharacters::Of(set);
+  };
+  EXPECT_FALSE(few(""));
+  EXPECT_FALSE(few("abcde"));
+  for (const std::string characters : {"a", "ab", "abc", "ab\xFF\x80"}) {
+    const auto found = few(characters);
+    ASSERT_TRUE(found) << characters;
+    for (int c = 0; c < 256; ++c)
+      EXPECT_EQ(FewCharacters::ArePair(static_cast<char>(c), *found, characters[0], *found),
+                characters.find(static_cast<char>(c)) != std::string::npos);
+  }
+}
+
+// Blocks of a text are looked at as a whole: the first match may lie anywhere in them.
+TEST(Shortcuts, AlternativesOfFewCharactersAreFoundAtEachPlace) {
+  const CPatternT pattern("foo|bar|ba\xFF");
+  for (const std::string wanted : {"foo", "bar", "ba\xFF"}) {
+    for (std::size_t place = 0; place < 270; ++place) {
+      for (const std::size_t after : {0U, 1U, 140U}) {
+        std::string text(place, 'f');
+        for (std::size_t i = 2; i < place; i += 3) text[i] = 'a';
+        text += wanted + std::string(after, 'b');
+        const CMatchResult result =
+            pattern.Match(text.data(), static_cast<std::int64_t>(text.size()));
+        ASSERT_TRUE(result.IsMatched()) << place;
+        EXPECT_EQ(result.GroupBegin(0), static_cast<std::int64_t>(place));
+      }
+    }
+  }
+  EXPECT_FALSE(pattern.Match(std::string(300, 'f').c_str()).IsMatched());
+}
+
 TEST(Shortcuts, FromRightToLeftALoopAndATextAnswerNothingThatGoesAhead) {
   const CPatternT loop("[ab]{2,}", FLAG_RIGHTTOLEFT);
   EXPECT_EQ(loop.Root()->LeadingRun(), nullptr);
