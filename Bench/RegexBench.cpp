@@ -215,14 +215,39 @@ void FindAllInPart(benchmark::State& state, const char* pattern, std::size_t len
   for (auto _ : state) benchmark::DoNotOptimize(engine.All(text));
 }
 
+std::string LettersAB(std::size_t length) {
+  std::string text;
+  while (text.size() < length) text += "ab";
+  return text;
+}
+
 // One match that goes through all of a text, in which the loop keeps nothing of its iterations, a
 // record, or a record and a capture of each.
 void MatchWhole(benchmark::State& state, const char* pattern, std::size_t length) {
   const Own engine(pattern);
-  std::string text;
-  while (text.size() < length) text += "ab";
+  const std::string text = LettersAB(length);
   for (auto _ : state)
     if (engine.All(text).length != text.size()) state.SkipWithError("no match");
+}
+
+constexpr char kAmbiguous[] = "(?:a|ab|b)*c";
+
+// Letters in which the character after the loop comes not at all, at their end, or at the start.
+template <class Engine>
+void FindAfterLoop(benchmark::State& state, const char* before, const char* after) {
+  const Engine engine(kAmbiguous);
+  const std::string text = before + LettersAB(20'000) + after;
+  const Found expected = Re2(kAmbiguous).All(text);
+  Found found;
+  for (auto _ : state) found = engine.All(text);
+  if (found != expected) state.SkipWithError("other matches");
+}
+
+// The character comes where no match reaches it, so that each position is tried.
+void TryEachPosition(benchmark::State& state, std::size_t length) {
+  const Own engine(kAmbiguous);
+  const std::string text = LettersAB(length) + "xc";
+  for (auto _ : state) benchmark::DoNotOptimize(engine.All(text));
 }
 
 constexpr char kDevicePattern[] = "^PCI(.*)VEN_([[:xdigit:]]{4})&DEV_([[:xdigit:]]{4})(.*)";
@@ -251,7 +276,26 @@ void RegisterGrowth() {
     for (const char* const pattern : kLoops)
       benchmark::RegisterBenchmark((std::string("Growth/pattern ") + pattern + end).c_str(),
                                    MatchWhole, pattern, kLeast * factor);
+    benchmark::RegisterBenchmark(
+        ("Growth/pattern (?:a|ab|b)*c that each position is tried for, 20 letters and more/" +
+         std::to_string(factor))
+            .c_str(),
+        TryEachPosition, 20 * factor);
   }
+}
+
+// The other engines that go back take no end of time, or of the call stack, for these.
+template <class Engine>
+void RegisterAfterLoop(const std::string& contender) {
+  constexpr struct {
+    const char* name;
+    const char* before;
+    const char* after;
+  } kTexts[] = {{"none", "", ""}, {"at the end", "", "c"}, {"at the start", "c", ""}};
+  for (const auto& [name, before, after] : kTexts)
+    benchmark::RegisterBenchmark(
+        (std::string("Patterns/20000 letters, (?:a|ab|b)*c, c ") + name + "/" + contender).c_str(),
+        FindAfterLoop<Engine>, before, after);
 }
 
 template <class Engine>
@@ -272,6 +316,8 @@ const bool kAreRegistered = [] {
   Register<Pcre2<false>>("PCRE2", true);
   Register<Pcre2<true>>("PCRE2, JIT", true);
   Register<Re2>("RE2", false);
+  RegisterAfterLoop<Own>("ondrel");
+  RegisterAfterLoop<Re2>("RE2");
   RegisterGrowth();
   return true;
 }();

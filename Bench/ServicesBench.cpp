@@ -215,6 +215,30 @@ void DateByLocaltime(benchmark::State& state) {
 }
 BENCHMARK(DateByLocaltime)->Name("Services/date of a time stamp/C library");
 
+void TextOfStamp(benchmark::State& state) {
+  UseZone();
+  const auto moments = Moments();
+  std::size_t i = 0;
+  for (auto _ : state)
+    benchmark::DoNotOptimize(Ondrel::timeStampToStrDateTime(
+        static_cast<unsigned long long>(moments[i++ % moments.size()]) * 1000));
+}
+BENCHMARK(TextOfStamp)->Name("Services/text of a time stamp/ondrel");
+
+void TextByStrftime(benchmark::State& state) {
+  UseZone();
+  const auto moments = Moments();
+  std::size_t i = 0;
+  for (auto _ : state) {
+    std::tm date{};
+    char text[64];
+    localtime_r(&moments[i++ % moments.size()], &date);
+    const std::size_t length = std::strftime(text, sizeof text, "%m/%d/%Y %H:%M:%S", &date);
+    benchmark::DoNotOptimize(std::string(text, length));
+  }
+}
+BENCHMARK(TextByStrftime)->Name("Services/text of a time stamp/C library");
+
 void StampOfDate(benchmark::State& state) {
   UseZone();
   std::vector<CSystemDate_Win> dates;

@@ -50,16 +50,33 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         (folder / "letters").write_text("ab" * (10 * MEGABYTE))
+        (folder / "watch.conf").touch()
         (folder / "body").write_text(("x" * 59 + "\n") * (50 * MEGABYTE // 60))
         mail = ["mail", "--server", "127.0.0.1", "--port", str(server.port), "--mail-from", "a@example.com",
                 "--to", "b@example.com", "--subject", "bench"]
         cases = {
             "help": ["help"],
-            "code event": ["code", "event", "10471"],
-            "os": ["os"],
-            "adapters": ["adapters"],
-            "disks": ["disks"],
+            "status": ["status", "pd", "OPERATIONAL", "FAILED"],
+            "code": ["code", "event", "10471"],
+            "codes": ["codes"],
+            "log report": ["log", "report", "Bench", "10000", "information", "text"],
+            "log show": ["log", "show", "Bench"],
             "log list": ["log", "list"],
+            "os": ["os"],
+            "match": ["match", "a", "b"],
+            "adapters": ["adapters"],
+            "locate": ["locate", "1000", "005d"],
+            "run": ["run", "true"],
+            "compare": ["compare", "1.2", "1.3"],
+            "date": ["date"],
+            "stamp": ["stamp", "2022-03-31"],
+            "week-date": ["week-date", "2022", "3", "0", "5"],
+            "uptime": ["uptime"],
+            "module-version": ["module-version", "nvme"],
+            "nvme list": ["nvme", "list"],
+            "partitions": ["partitions", "0"],
+            "disks": ["disks"],
+            "watch --once": ["watch", "--once", "--config", str(folder / "watch.conf")],
             "doctor": ["doctor"],
             "mail": mail,
             "mail with a body of 50 MB": mail + ["--body", str(folder / "body")],
