@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -197,6 +198,19 @@ TEST_F(CommandHost, BeepOutsideTheSpeakersRangeIsWrongUsage) {
   EXPECT_EQ(Run({"beep", "36", "10"}).exitStatus, 2);
   EXPECT_EQ(Run({"beep", "32768", "10"}).exitStatus, 2);
   EXPECT_EQ(Run({"beep", "440", "-1"}).exitStatus, 2);
+}
+
+TEST_F(CommandHost, UptimeIsShownInMillisecondsAndInDaysAndTheTimeOfDay) {
+  const std::string shown = Run({"uptime"}).output;
+  unsigned long long milliseconds = 0;
+  ASSERT_EQ(std::sscanf(shown.c_str(), "%llu", &milliseconds), 1) << shown;
+  ASSERT_GT(milliseconds, 0U);
+
+  const unsigned long long seconds = milliseconds / 1000;
+  char expected[96];
+  std::snprintf(expected, sizeof expected, "%llums (%llu d %02llu:%02llu:%02llu)\n", milliseconds,
+                seconds / 86400, seconds % 86400 / 3600, seconds % 3600 / 60, seconds % 60);
+  EXPECT_EQ(shown, expected);
 }
 
 }  // namespace

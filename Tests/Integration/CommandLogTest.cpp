@@ -11,6 +11,8 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <regex>
+#include <sstream>
 #include <string_view>
 #include <thread>
 
@@ -32,6 +34,19 @@ protected:
     return follower;
   }
 };
+
+TEST_F(CommandLog, EachTypeThatTheHelpNamesIsTaken) {
+  const std::string help = Run({"log", "report", "--help"}).output;
+  const std::regex row("\n  TYPE +([a-z]+), ([a-z]+), ([a-z]+) or a number\n");
+  std::smatch words;
+  ASSERT_TRUE(std::regex_search(help, words, row)) << help;
+  for (std::size_t i = 1; i < words.size(); ++i) Report("1", words[i], "text");
+  std::istringstream shown(Run({"--json", "log", "show", "Demo"}).output);
+  std::vector<int> types;
+  for (std::string line; std::getline(shown, line);)
+    types.push_back(json::parse(line)["eventType"]);
+  EXPECT_EQ(types, (std::vector<int>{1, 2, 4}));
+}
 
 TEST_F(CommandLog, ReportSaysWhatItReported) {
   const ProcessResult result = Run({"log", "report", "Demo", "10471", "error", "PD 3 failed"});
