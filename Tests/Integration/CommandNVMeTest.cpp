@@ -440,6 +440,40 @@ TEST_F(CommandNVMe, ListOfAHostHasItsControllersAndNamespaces) {
   }
 }
 
+TEST_F(CommandNVMe, ListShowsWhatTheKernelSaysOfAController) {
+  // With mounts of its own: a host with one controller, whose nodes are not there.
+  const std::string line = R"(mount -t tmpfs none /sys && c=/sys/devices/nvme0 &&
+mkdir -p $c/nvme0n1/queue /sys/class/nvme /sys/block &&
+echo Model >$c/model; echo S1 >$c/serial; echo 1.2 >$c/firmware_rev; echo live >$c/state
+echo pcie >$c/transport; echo 0000:00:04.0 >$c/address; echo nqn.2014-08.org:one >$c/subsysnqn
+echo 7 >$c/nvme0n1/nsid; echo 2048 >$c/nvme0n1/size
+echo 4096 >$c/nvme0n1/queue/logical_block_size
+ln -s $c /sys/class/nvme/nvme0; ln -s $c/nvme0n1 /sys/block/nvme0n1
+"$0" --json nvme list; "$0" nvme list 2>&1)";
+  const ProcessResult result =
+      RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line, ONDREL_COMMAND});
+
+  ASSERT_EQ(result.exitStatus, 0) << result.output << result.errors;
+  const std::size_t end = result.output.find('\n');
+  ASSERT_NE(end, std::string::npos);
+  EXPECT_EQ(ParseAnswer(result.output.substr(0, end)), json::parse(R"({
+    "controllers": [{"name": "nvme0", "device": "/dev/nvme0", "model": "Model", "serial": "S1",
+      "firmware": "1.2", "state": "live", "transport": "pcie", "address": "0000:00:04.0",
+      "subsystem": "nqn.2014-08.org:one", "namespaces": ["nvme0n1"]}],
+    "namespaces": [{"name": "nvme0n1", "device": "/dev/nvme0n1", "id": 7, "size": 1048576,
+      "diskSize": 1048576, "used": null, "blockSize": 4096, "metadataSize": null,
+      "metadataAtEnd": null, "format": null, "controllers": ["nvme0"],
+      "error": {"number": 2, "name": "ERROR_FILE_NOT_FOUND",
+        "text": "The system cannot find the file specified."}}]})"));
+  EXPECT_EQ(result.output.substr(end + 1),
+            "controller  model  serial  firmware  state  at\n"
+            "/dev/nvme0  Model  S1      1.2       live   pcie 0000:00:04.0\n\n"
+            "id  namespace     size     in use  format      controllers\n"
+            " 7  /dev/nvme0n1  1.05 MB  -       4096 bytes  nvme0\n"
+            "ondrel: cannot ask /dev/nvme0n1 for its use and metadata: The system cannot find the "
+            "file specified. (error 2, ERROR_FILE_NOT_FOUND)\n");
+}
+
 TEST_F(CommandNVMe, CheckOfADeviceThatIsNotThereIsAnEventInTheLog) {
   const ProcessResult result = Run({"nvme", "check", Path("none"), "--log", "Demo"});
 
