@@ -48,6 +48,33 @@ TEST_F(CommandLog, EachTypeThatTheHelpNamesIsTaken) {
   EXPECT_EQ(types, (std::vector<int>{1, 2, 4}));
 }
 
+TEST_F(CommandLog, ListHasTheNumbersAndTimesOfEachLogsEnds) {
+  EXPECT_EQ(Run({"log", "list"}).output,
+            "Logs of the event store " + Path("events.db") + ": none\n");
+  Report("1", "error", "first");
+  Report("1", "error", "second");
+  std::istringstream shown(Run({"--json", "log", "show", "Demo"}).output);
+  std::vector<json> times;
+  for (std::string line; std::getline(shown, line);)
+    times.push_back(json::parse(line)["timeGenerated"]);
+  ASSERT_EQ(times.size(), 2U);
+
+  json listed = ParseAnswer(Run({"--json", "log", "list"}).output)["logs"];
+  ASSERT_EQ(listed.size(), 1U);
+  const std::uint64_t bytes = listed[0]["bytes"];
+  EXPECT_GT(bytes, 100U);
+  EXPECT_EQ(listed[0], json({{"log", "Demo"},
+                             {"records", 2},
+                             {"bytes", bytes},
+                             {"firstNumber", 1},
+                             {"lastNumber", 2},
+                             {"firstTime", times[0]},
+                             {"lastTime", times[1]}}));
+  EXPECT_THAT(Run({"log", "list"}).output,
+              ContainsRegex("^Logs of the event store [^\n]*events.db\nDemo: 2 records, " +
+                            std::to_string(bytes) + " bytes, 1 \\([^)]+\\) to 2 \\([^)]+\\)\n$"));
+}
+
 TEST_F(CommandLog, ReportSaysWhatItReported) {
   const ProcessResult result = Run({"log", "report", "Demo", "10471", "error", "PD 3 failed"});
 

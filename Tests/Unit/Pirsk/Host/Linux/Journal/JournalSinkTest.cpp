@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 #include <sys/uio.h>
+#include <system_error>
 
 namespace {
 
@@ -89,6 +90,25 @@ TEST_F(JournalSink, LineThatTheJournalRefusesIsLostInSilence) {
 
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(Trace::LostLines() - before, 1u);
+}
+
+TEST_F(JournalSink, RefusalOfTheJournalIsThrownWithItsReason) {
+  g_journalOutcome = -ECONNREFUSED;
+  const std::string text = "x";
+  try {
+    Trace::JournalSink("raid-service")({.time = {},
+                                        .thread = 1,
+                                        .level = 16,
+                                        .module = "m",
+                                        .file = "f",
+                                        .function = "g",
+                                        .line = 1,
+                                        .text = text});
+    FAIL();
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code().value(), ECONNREFUSED);
+    EXPECT_STREQ(error.what(), "sd_journal_sendv: Connection refused");
+  }
 }
 
 }  // namespace
