@@ -204,11 +204,14 @@ private:
     ULong count = 0;
     if (!EventLog().GetOldestEventLogRecord || !EventLog().GetNumberOfEventLogRecords ||
         EventLog().GetOldestEventLogRecord(m_log->Handle(), &oldest) == 0 ||
-        EventLog().GetNumberOfEventLogRecords(m_log->Handle(), &count) == 0)
+        EventLog().GetNumberOfEventLogRecords(m_log->Handle(), &count) == 0 || count == 0)
       return ERROR_EVENTLOG_FILE_CORRUPT;
-    const ULong newest = oldest + count - 1;
-    const ULong first = m_mark->number + 1;
-    for (ULong number = first; number <= newest && number >= first; ++number) {
+    if (m_mark->number + 1 < oldest) {
+      // These are gone, however many: none of them is asked for.
+      items.AddNote(EventLogItemKind::kMissed, m_mark->number + 1, oldest - 1);
+      m_mark = Mark{oldest - 1, std::nullopt};
+    }
+    for (ULong number = m_mark->number + 1; number - oldest < count; ++number) {
       if (ReadBuffer(EVENTLOG_SEEK_READ | kForwards, number) == ERROR_SUCCESS) {
         TakeForwards(items, false);
         return ERROR_SUCCESS;

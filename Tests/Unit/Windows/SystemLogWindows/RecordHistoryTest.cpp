@@ -227,6 +227,29 @@ TEST_F(RecordHistory, ADamagedRecordIsNamedAndPassedOver) {
   EXPECT_THAT(ReadWords(), ElementsAre("1", "damaged 2-2", "3"));
 }
 
+TEST_F(RecordHistory, RecordsThatWentAwayBeforeADamagedOneAreMissedAndNotAskedFor) {
+  m_log.Add(1);
+  Open();
+  EXPECT_THAT(ReadWords(), ElementsAre("1"));
+  m_log.Remove(1);
+  for (const ULong number : {4'000'000'000u, 4'000'000'001u, 4'000'000'002u}) m_log.Add(number);
+  m_log.Damage(4'000'000'000u);
+  EXPECT_THAT(ReadWords(), ElementsAre("missed 2-3999999999", "damaged 4000000000-4000000000",
+                                       "4000000001", "4000000002"));
+}
+
+TEST_F(RecordHistory, ADamagedLogWithoutRecordsIsAFailure) {
+  m_log.Add(1);
+  Open();
+  EXPECT_THAT(ReadWords(), ElementsAre("1"));
+  m_log.Remove(1);
+  m_log.FailNextRead(ERROR_EVENTLOG_FILE_CORRUPT);
+  std::vector<EventLogItem> items;
+  Host::ItemList list(items);
+  EXPECT_EQ(m_history->Read(list), ERROR_EVENTLOG_FILE_CORRUPT);
+  EXPECT_TRUE(list.IsEmpty());
+}
+
 TEST_F(RecordHistory, SummarizesALog) {
   m_log.Add(4, 100);
   m_log.Add(5, 200);
