@@ -40,6 +40,20 @@ TEST(StateJson, AStateComesBackAsItWas) {
   EXPECT_THROW(StateOfText("[]"), nlohmann::json::exception);
 }
 
+TEST(StateJson, ANumberThatIsNotWholeIsRefused) {
+  WatchState state;
+  state.drives.emplace_back().status = 7;
+  const std::string text = TextOfState(state);
+  const std::size_t place = text.find("\"status\":7");
+  ASSERT_NE(place, std::string::npos);
+  ASSERT_EQ(StateOfText(text).drives.size(), 1u);
+  for (const char* const number : {"7.5", "4e99", "99999999999999999999"}) {
+    std::string other = text;
+    other.replace(place, std::string("\"status\":7").size(), std::string("\"status\":") + number);
+    EXPECT_THROW(StateOfText(other), nlohmann::json::exception) << number;
+  }
+}
+
 TEST(View, TheTableNamesEachDriveAndArrayWithItsStatus) {
   const World world = FullWorld();
   const std::string table = TableOf(*world.state);

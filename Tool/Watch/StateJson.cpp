@@ -43,6 +43,16 @@ Json JsonOfHealth(const HealthMemory& health) {
           {"unsafeShutdowns", last.unsafeShutdowns}};
 }
 
+// There is none in a state, and what is too large for a whole number has no meaning as one.
+nlohmann::json ParseWholeNumbers(const std::string& text) {
+  return nlohmann::json::parse(
+      text, [](int, nlohmann::json::parse_event_t event, nlohmann::json& value) {
+        if (event == nlohmann::json::parse_event_t::value && value.is_number_float())
+          throw nlohmann::json::other_error::create(501, "a number that is not whole", &value);
+        return true;
+      });
+}
+
 Json StatusOrNull(std::int32_t status) {
   return status == 0 ? Json(nullptr) : Json(NameOfStatus(status));
 }
@@ -72,7 +82,7 @@ std::string TextOfState(const WatchState& state) {
 }
 
 WatchState StateOfText(const std::string& text) {
-  const nlohmann::json json = nlohmann::json::parse(text);
+  const nlohmann::json json = ParseWholeNumbers(text);
   if (json.at("layout") != kLayout)
     throw nlohmann::json::other_error::create(500, "a state of another layout", &json);
   WatchState state;
