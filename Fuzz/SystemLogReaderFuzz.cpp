@@ -83,7 +83,8 @@ int Read(void*, ULong, ULong, void* buffer, ULong bytesToRead, ULong* bytesRead,
   const std::string_view bytes = g_input->Take(g_input->TakeNumber(2));
   const std::size_t count = std::min<std::size_t>(bytes.size(), bytesToRead);
   if (buffer != nullptr) {
-    std::memset(buffer, 0, bytesToRead);
+    // What is said to be read beyond the answer.
+    if (options & kCountIsALie) std::memset(buffer, 0, bytesToRead);
     std::memcpy(buffer, bytes.data(), count);
   }
   *bytesRead = options & kCountIsALie ? reported << 8 : static_cast<ULong>(count);
@@ -189,15 +190,15 @@ void ReadHistory(unsigned choice, std::string_view text) {
       Require(IsInRange({.sources = range.sources}, item.record));
       Require(item.record.source.find('\0') == std::string::npos);
     }
-    // Where it stands is a place to go on from.
-    if (const std::string position = history->Position(); !position.empty()) {
-      Input none(nullptr, 0);
-      Input* const rest = std::exchange(g_input, &none);
-      ULong outcome = Ondrel::ERROR_SUCCESS;
-      Require(OpenRecordHistory("Fuzz", {.after = position}, outcome) != nullptr);
-      g_input = rest;
-    }
   } while (!g_input->IsEmpty());
+  // Where it stands is a place to go on from.
+  if (const std::string position = history->Position(); !position.empty()) {
+    Input none(nullptr, 0);
+    Input* const rest = std::exchange(g_input, &none);
+    ULong outcome = Ondrel::ERROR_SUCCESS;
+    Require(OpenRecordHistory("Fuzz", {.after = position}, outcome) != nullptr);
+    g_input = rest;
+  }
 }
 
 }  // namespace

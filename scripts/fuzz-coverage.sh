@@ -57,5 +57,16 @@ runTarget() {
   llvm-profdata merge -sparse -o "$profiles/$name.profdata" "$profiles/$name.profraw"
 }
 
-for target in "${targets[@]}"; do runTarget "$target" || exit 2; done
+# As many at the same time as there are processors.
+count=0 status=0
+for target in "${targets[@]}"; do
+  if [ "$count" -ge "$(nproc)" ]; then
+    wait -n || status=2
+    count=$((count - 1))
+  fi
+  runTarget "$target" &
+  count=$((count + 1))
+done
+for (( ; count > 0; count--)); do wait -n || status=2; done
+[ "$status" -eq 0 ] || exit "$status"
 scripts/fuzz-coverage-table.py "${show[@]}" "$programs" "$profiles" "${targets[@]}"
