@@ -409,6 +409,22 @@ TEST_F(EventHistory, AStoreOfAnEarlierVersionIsReadAndCompletedByItsNextWriter) 
   EXPECT_EQ(RunSql(Path(), "SELECT length(identity) FROM store"), "32");
 }
 
+TEST_F(EventHistory, ANameThatNoLogCanHaveIsRefused) {
+  const auto errors = [](const std::string& name) {
+    CEventLogReader reader;
+    CEventLogWait wait;
+    CEventLogImport import;
+    std::uint64_t removed = 0;
+    return std::vector<ULong>{reader.Open(name, {}), wait.Open(name), import.Open(name),
+                              Host::ClearEventRecords(name, std::nullopt, removed)};
+  };
+  ReportSome(1);
+  for (const std::string& name : {std::string(), std::string(256, 'n'), std::string("a\0b", 3)})
+    EXPECT_THAT(errors(name), testing::Each(ERROR_INVALID_PARAMETER)) << name.size();
+  for (const std::string& name : {std::string("n"), std::string(255, 'n')})
+    EXPECT_THAT(errors(name), testing::Each(ERROR_SUCCESS)) << name.size();
+}
+
 TEST_F(EventHistory, ListsTheLogsWithWhatStandsInThem) {
   ReportSome(3, "A");
   ReportSome(1, "B");

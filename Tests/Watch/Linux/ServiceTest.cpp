@@ -1,5 +1,6 @@
 #include "Support/FaultySmtpServer.h"
 #include "Support/SmtpServer.h"
+#include "Tool/Watch/Linux/PathChecks.h"
 #include "Tool/Watch/Linux/Service.h"
 #include "Watch/Linux/ServiceFixture.h"
 
@@ -628,6 +629,47 @@ TEST_F(WatchService, PathsThatCannotBeUsedAreNamedWithTheirLine) {
     EXPECT_EQ(2, result.exitStatus) << row.text;
     EXPECT_THAT(result.errors, HasSubstr(row.error));
   }
+}
+
+TEST_F(WatchService, TheDefaultFolderIsMadeForItsOwnerAlone) {
+  // With mounts of its own: a host on which nothing was kept yet.
+  m_folder.Write("watch.conf", "[log]\nstore=" + Path("events.db") +
+                                   "\n[metrics]\nfile=" + Path("watch.prom") + "\n");
+  Process service("/usr/bin/unshare",
+                  {"--mount", "/bin/sh", "-c",
+                   "mount -t tmpfs none /var/lib && exec \"$0\" watch --config \"$1\"",
+                   ONDREL_COMMAND, Path("watch.conf")});
+  ASSERT_TRUE(Comes([&] { return std::filesystem::exists(Path("watch.prom")); }));
+  const std::filesystem::path folder =
+      "/proc/" + std::to_string(service.Id()) + "/root/var/lib/ondrel";
+  EXPECT_EQ(std::filesystem::status(folder).permissions(), std::filesystem::perms::owner_all);
+  EXPECT_TRUE(std::filesystem::exists(folder / "watch.db"));
+  EXPECT_EQ(0, service.EndBy(SIGTERM).exitStatus);
+}
+
+TEST_F(WatchService, AnotherUserMayMissRightsThatTheServiceHas) {
+  if (::geteuid() != 0) GTEST_SKIP() << "takes two users";
+  const std::string text = "[exec]\nprogram=" + m_folder.Write("plain", "") + "\n";
+  const Settings settings = ReadSettings(text, "watch.conf");
+  EXPECT_THROW(CheckPaths(settings, text, "watch.conf"), SettingsError);
+
+  std::filesystem::permissions(Path(""), std::filesystem::perms::others_exec,
+                               std::filesystem::perm_options::add);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (::setuid(65534) != 0) _exit(2);
+    try {
+      CheckPaths(settings, text, "watch.conf");
+      _exit(0);
+    } catch (const SettingsError&) {
+      _exit(1);
+    }
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 }  // namespace
