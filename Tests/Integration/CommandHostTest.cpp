@@ -194,6 +194,20 @@ TEST_F(CommandHost, DriverThatIsAPartOfTheKernelIsBuiltIn) {
             "printk is built into the kernel and has no version\n");
 }
 
+TEST_F(CommandHost, DriverOfTheRunningKernelThatIsNotLoadedIsInstalled) {
+  if (!std::filesystem::exists("/lib/modules")) GTEST_SKIP() << "there is no folder for modules";
+  // With mounts of its own: a host with one module.
+  const std::string line =
+      "mount -t tmpfs none /lib/modules && folder=/lib/modules/$(uname -r) && mkdir $folder && "
+      "echo kernel/net/test-only.ko: >$folder/modules.dep && "
+      "\"$0\" --json module-version test_only";
+  const ProcessResult result =
+      RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line, ONDREL_COMMAND});
+
+  EXPECT_EQ(result.exitStatus, 1) << result.errors;
+  EXPECT_EQ(ParseAnswer(result.output)["state"], "notLoaded");
+}
+
 TEST_F(CommandHost, BeepOutsideTheSpeakersRangeIsWrongUsage) {
   EXPECT_EQ(Run({"beep", "36", "10"}).exitStatus, 2);
   EXPECT_EQ(Run({"beep", "32768", "10"}).exitStatus, 2);

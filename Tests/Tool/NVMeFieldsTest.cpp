@@ -55,6 +55,19 @@ void ExpectPartsWhereTheRecordHasThem(const BitRow<Record> (&rows)[kCount]) {
     } \
   }
 
+TEST(NVMeFields, NamesHaveAColumnThatALongerOneLeavesByASpace) {
+  Fields fields;
+  fields.Number("SHORT", "Short name", 1);
+  fields.Number("EIGHTLET", "Eight letters", 2);
+  fields.Number("LONGERNAME", "Longer name", 3);
+  std::ostringstream out;
+  fields.Print(out, {.withNames = true});
+  EXPECT_EQ(out.str(),
+            "SHORT    Short name     1\n"
+            "EIGHTLET Eight letters  2\n"
+            "LONGERNAME Longer name    3\n");
+}
+
 TEST(NVMeFields, PartsOfAControllersFieldsStandWhereTheRecordHasThem) {
   constexpr BitRow<NVME_IDENTIFY_CONTROLLER> kRows[] = {
       FIELD(CMIC, MultiplePorts, 1),

@@ -464,6 +464,22 @@ TEST_F(WatchService, MetricsThatCannotBeWrittenAreSaidOnceAndTheServiceGoesOn) {
   EXPECT_EQ(0, service->EndBy(SIGTERM).exitStatus);
 }
 
+TEST_F(WatchService, MetricsWithoutRoomAreSaidAndTheServiceGoesOn) {
+  m_folder.Write("watch.conf", "[log]\nstore=" + Path("events.db") +
+                                   "\n[state]\nfile=" + Path("watch.db") +
+                                   "\n[metrics]\nfile=" + Path("full/watch.prom") + "\n");
+  // With mounts of its own: a small file system that is full.
+  std::filesystem::create_directory(Path("full"));
+  Process service(
+      "/usr/bin/unshare",
+      {"--mount", "/bin/sh", "-c",
+       "mount -t tmpfs -o size=4k none \"$2\" && head -c 4096 /dev/zero >\"$2/ballast\" "
+       "&& exec \"$0\" watch --config \"$1\"",
+       ONDREL_COMMAND, Path("watch.conf"), Path("full")});
+  EXPECT_TRUE(service.WaitForErrors("watch.prom.new: No space left on device"));
+  EXPECT_EQ(0, service.EndBy(SIGTERM).exitStatus);
+}
+
 TEST_F(WatchService, MetricsAndAlertRulesAreValidToTheirReader) {
   Configure();
   Prepare({"GONE1"});

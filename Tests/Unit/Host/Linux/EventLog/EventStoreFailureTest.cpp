@@ -1,4 +1,5 @@
 #include "Host/Linux/EventLog/Database.h"
+#include "Host/Linux/FileDescriptor.h"
 #include "Support/EventStoreFixture.h"
 #include "Support/PreparedClock.h"
 #include "Support/PreparedOperations.h"
@@ -17,6 +18,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <sys/file.h>
 #include <sys/fsuid.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -397,6 +399,20 @@ TEST_F(EventStoreFailure, AStoreThatAnotherProgramKeepsToItselfIsALockViolationA
   EXPECT_GE(rested, std::chrono::seconds(10));
   EXPECT_LT(rested, std::chrono::seconds(11));
   sqlite3_close(other);
+  EXPECT_EQ(OpenError(), 0u);
+}
+
+TEST_F(EventStoreFailure, AFolderThatAnotherProgramLocksIsALockViolationAfterTenSeconds) {
+  std::chrono::nanoseconds rested{0};
+  const PreparedOperations clock(Host::Clock(), ClockPassingByRests(rested));
+  {
+    const Host::FileDescriptor folder(
+        open(std::filesystem::path(Path()).parent_path().c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(folder.Number(), LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(OpenError(), 33u);
+  }
+  EXPECT_GE(rested, std::chrono::seconds(10));
+  EXPECT_LT(rested, std::chrono::seconds(11));
   EXPECT_EQ(OpenError(), 0u);
 }
 

@@ -1,7 +1,10 @@
 #include "Unit/Pirsk/TestModule.h"
 
 #include <Pirsk/LanguageFile.h>
+#include <Pirsk/LanguageState.h>
+#include <Pirsk/ModuleInfo.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -24,6 +27,27 @@ TEST(LanguageFolder, MayHaveAnyBytesInItsName) {
     EXPECT_EQ(file.Text(0), "Geladen") << name;
     EXPECT_EQ(file.Path(), path + "/folder.nls");
   }
+  Language_Support::SetDataDirectory("");
+}
+
+TEST(LanguageFolder, PathsThatTheHostRefusesAreFaultsWithTheirReason) {
+  using Language_Support::CLanguageSupport;
+  static constexpr const char* kBuiltIn[] = {"built in"};
+  static constexpr CLanguageSupport::ERROR_MSG_LIST kNoErrors[] = {{0, 0}};
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder / "folder.nls");
+  Language_Support::SetDataDirectory(folder / "");
+  const auto faultsOf = [&](const std::string& name) {
+    CLanguageSupport::CLngFile file(name.c_str(), 0x656E, "utf-8", 1, kBuiltIn, 1);
+    const Misc::CModuleInfo module(0x0C2, "refused", "1", &file, kNoErrors);
+    return Language_Support::LanguageStateOf(0x0C2).faults;
+  };
+  const auto isFault = [](const std::string& words) {
+    return testing::AllOf(testing::Not(testing::IsEmpty()),
+                          testing::Each(testing::EndsWith(words)));
+  };
+  EXPECT_THAT(faultsOf(std::string(300, 'n')), isFault("n: it cannot be looked at"));
+  EXPECT_THAT(faultsOf("folder.nls"), isFault("folder.nls: it is not a file"));
   Language_Support::SetDataDirectory("");
 }
 
