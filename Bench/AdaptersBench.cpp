@@ -1,3 +1,6 @@
+#include "Host/DeviceSetupOperations.h"
+#include "Host/Linux/Devices/DeviceSetup.h"
+#include "Support/TemporaryFolder.h"
 #include "Windows/DeviceList.h"
 
 #include <benchmark/benchmark.h>
@@ -54,6 +57,36 @@ void Lspci(benchmark::State& state) {
     benchmark::DoNotOptimize(lines);
   }
 }
+
+/// Prepared devices, each tenth of them a RAID controller.
+void LibraryOverPrepared(benchmark::State& state, int count) {
+  const Ondrel::Testing::TemporaryFolder folder;
+  for (int i = 0; i < count; ++i) {
+    char name[32];
+    std::snprintf(name, sizeof name, "%04x:%02x:00.0", static_cast<unsigned>(i / 256),
+                  static_cast<unsigned>(i % 256));
+    std::filesystem::create_directory(folder.Path(name));
+    const auto write = [&](const char* file, const char* text) {
+      folder.Write(std::string(name) + '/' + file, text);
+    };
+    write("class", i % 10 == 0 ? "0x010400\n" : "0x020000\n");
+    write("vendor", "0x1000\n");
+    write("device", "0x005d\n");
+    write("subsystem_vendor", "0x1028\n");
+    write("subsystem_device", "0x1f49\n");
+    write("revision", "0x02\n");
+  }
+  Ondrel::Host::DeviceSetup() = Ondrel::Host::MakePciDeviceSetupOperations(folder.Path());
+  Library(state);
+  Ondrel::Host::DeviceSetup() = Ondrel::Host::MakeDeviceSetupOperations();
+}
+
+BENCHMARK_CAPTURE(LibraryOverPrepared, growth1, 10)
+    ->Name("Growth/adapters among PCI devices, 10 and more/1");
+BENCHMARK_CAPTURE(LibraryOverPrepared, growth10, 100)
+    ->Name("Growth/adapters among PCI devices, 10 and more/10");
+BENCHMARK_CAPTURE(LibraryOverPrepared, growth100, 1000)
+    ->Name("Growth/adapters among PCI devices, 10 and more/100");
 
 BENCHMARK(Library)->Name("Adapters/enumeration/library");
 BENCHMARK(SysfsWalk)->Name("Adapters/enumeration/sysfs walk");

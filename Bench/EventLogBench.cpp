@@ -153,6 +153,26 @@ void StoreReport(benchmark::State& state) {
 }
 BENCHMARK(StoreReport)->Name("Events/report, durable/ondrel")->UseRealTime();
 
+void ReportMany(benchmark::State& state, int count) {
+  for (auto _ : state) {
+    const Folder folder;
+    Ondrel::Host::UseEventStore(folder / "events.db");
+    CSystemLog_Win log;
+    log.Open(kSource);
+    for (int i = 0; i < count; ++i) log.Report(10471, 1, NewText());
+  }
+}
+
+BENCHMARK_CAPTURE(ReportMany, growth1, 10)
+    ->Name("Growth/records reported, 10 and more/1")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ReportMany, growth10, 100)
+    ->Name("Growth/records reported, 10 and more/10")
+    ->UseRealTime();
+BENCHMARK_CAPTURE(ReportMany, growth100, 1000)
+    ->Name("Growth/records reported, 10 and more/100")
+    ->UseRealTime();
+
 void PlainReport(benchmark::State& state) {
   const Folder folder;
   PlainDatabase database(folder / "plain.db");

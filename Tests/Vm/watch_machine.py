@@ -123,7 +123,8 @@ class WatchTestCase(MachineTestCase):
     def start(cls):
         cls.machine.check("setsid ondrel watch --config /root/watch.conf "
                           ">>/root/watch.log 2>&1 </dev/null & echo $! >/root/pid")
-        cls.machine.wait_for("[ -e /root/watch.prom ]")
+        cls.machine.check("until [ -e /root/watch.prom ]; do usleep 50000; "
+                          "[ -e /proc/$(cat /root/pid)/exe ] || { cat /root/watch.log; exit 1; }; done")
 
     def tearDown(self):
         self.machine.run("for md in /dev/md[0-9]*; do mdadm --stop $md; done")
