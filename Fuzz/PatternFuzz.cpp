@@ -64,7 +64,7 @@ void CheckOtherWays(const CPatternT& compiled, const std::string& pattern, const
 // is the text. The engine has to find what the model does, again and again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kLongestPattern = 60;
-  constexpr std::size_t kLongestText = 90;
+  constexpr std::size_t kLongestText = 300;
   constexpr std::int64_t kMostSteps = 20'000;
   constexpr int kSearches = 6;
   if (size < 3) return 0;
