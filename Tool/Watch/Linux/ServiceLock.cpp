@@ -4,16 +4,23 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <thread>
 #include <unistd.h>
 
 namespace Tool::Watch {
 
 namespace {
+
+// A service that was killed a moment ago, a child of it that has not ended yet, and somebody who
+// asks for the status have the lock for a moment too.
+constexpr std::chrono::milliseconds kPatience(2000);
+constexpr std::chrono::milliseconds kPause(20);
 
 std::string LockFile(const std::string& stateFile) { return stateFile + ".lock"; }
 
@@ -23,11 +30,18 @@ ServiceLock::ServiceLock(const std::string& stateFile) {
   const std::string path = LockFile(stateFile);
   m_file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
   if (m_file < 0) throw WatchError("cannot open " + path, std::strerror(errno));
-  if (::flock(m_file, LOCK_EX | LOCK_NB) == 0) return;
-  const bool isHeld = errno == EWOULDBLOCK;
-  const std::string why = isHeld ? "a service is running already" : std::strerror(errno);
-  ::close(m_file);
-  throw WatchError("cannot lock " + path, why);
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  while (::flock(m_file, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno;
+    if (error == EINTR) continue;
+    if (error == EWOULDBLOCK && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(kPause);
+      continue;
+    }
+    ::close(m_file);
+    throw WatchError("cannot lock " + path,
+                     error == EWOULDBLOCK ? "a service is running already" : std::strerror(error));
+  }
 }
 
 ServiceLock::~ServiceLock() { ::close(m_file); }

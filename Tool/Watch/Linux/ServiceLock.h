@@ -15,7 +15,8 @@ struct ServiceSign {
 /// The lock that one service at a time holds beside its state file. It goes with the process.
 class ServiceLock {
 public:
-  /// Takes the lock. Throws `WatchError` when another service has it or it cannot be made.
+  /// Takes the lock. Throws `WatchError` when another service still has it after two seconds, or it
+  /// cannot be made.
   explicit ServiceLock(const std::string& stateFile);
   ~ServiceLock();
   ServiceLock(const ServiceLock&) = delete;
