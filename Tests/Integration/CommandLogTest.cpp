@@ -48,7 +48,7 @@ TEST_F(CommandLog, EachTypeThatTheHelpNamesIsTaken) {
   EXPECT_EQ(types, (std::vector<int>{1, 2, 4}));
 }
 
-TEST_F(CommandLog, ListHasTheNumbersAndTimesOfEachLogsEnds) {
+TEST_F(CommandLog, ListHasTheNumbersAndTimesOfEachLogsEndsAndClearTheirPlace) {
   EXPECT_EQ(Run({"log", "list"}).output,
             "Logs of the event store " + Path("events.db") + ": none\n");
   Report("1", "error", "first");
@@ -59,7 +59,8 @@ TEST_F(CommandLog, ListHasTheNumbersAndTimesOfEachLogsEnds) {
     times.push_back(json::parse(line)["timeGenerated"]);
   ASSERT_EQ(times.size(), 2U);
 
-  json listed = ParseAnswer(Run({"--json", "log", "list"}).output)["logs"];
+  const json answer = ParseAnswer(Run({"--json", "log", "list"}).output);
+  const json& listed = answer["logs"];
   ASSERT_EQ(listed.size(), 1U);
   const std::uint64_t bytes = listed[0]["bytes"];
   EXPECT_GT(bytes, 100U);
@@ -73,6 +74,9 @@ TEST_F(CommandLog, ListHasTheNumbersAndTimesOfEachLogsEnds) {
   EXPECT_THAT(Run({"log", "list"}).output,
               ContainsRegex("^Logs of the event store [^\n]*events.db\nDemo: 2 records, " +
                             std::to_string(bytes) + " bytes, 1 \\([^)]+\\) to 2 \\([^)]+\\)\n$"));
+
+  EXPECT_EQ(ParseAnswer(Run({"--json", "log", "clear", "Demo", "--all"}).output),
+            json({{"log", "Demo"}, {"place", answer["place"]}, {"removed", 2}}));
 }
 
 TEST_F(CommandLog, ReportSaysWhatItReported) {
