@@ -1,11 +1,15 @@
 #!/usr/bin/python3
 """Reads all of the command's help: of itself, of its groups and of every subcommand.
 
-Usage: check_help.py COMMAND...
+Usage: check_help.py [--expected FILE [--write]] COMMAND...
 
 No line may be wider than 80 columns or end early, and 'help X', 'X --help' and 'X -h' have to show the same.
+FILE has all pages to the letter; --write puts those of this command there.
 """
 
+import argparse
+import difflib
+import pathlib
 import subprocess
 import sys
 
@@ -39,11 +43,25 @@ def wrapped_twice(text):
             and not line.startswith(" ") and len(line) + 1 + len(following.split()[0]) <= WIDEST]
 
 
-def main(command):
-    pages, queue = 0, [[]]
+def compare(expected, pages):
+    difference = list(difflib.unified_diff(expected.read_text().splitlines(), pages.splitlines(),
+                                           str(expected), "the command", lineterm=""))
+    if difference:
+        print(*difference, sep="\n")
+        sys.exit(f"the help has changed; when it should: {sys.argv[0]} --expected {expected} --write COMMAND")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--expected", type=pathlib.Path)
+    parser.add_argument("--write", action="store_true")
+    parser.add_argument("command", nargs=argparse.REMAINDER)
+    arguments = parser.parse_args()
+    pages, queue, whole = 0, [[]], []
     while queue:
         words = queue.pop()
-        text = help_of(command, words)
+        text = help_of(arguments.command, words)
+        whole.append(f"== {' '.join(['ondrel', *words])}\n{text}")
         pages += 1
         wide = [line for line in text.splitlines() if len(line) > WIDEST]
         if wide or "Usage: ondrel" not in text:
@@ -54,6 +72,10 @@ def main(command):
     print(f"{pages} pages")
     if pages < LEAST_PAGES:
         sys.exit("too few pages")
+    if arguments.write:
+        arguments.expected.write_text("".join(sorted(whole)))
+    elif arguments.expected:
+        compare(arguments.expected, "".join(sorted(whole)))
 
 
-main(sys.argv[1:])
+main()

@@ -57,7 +57,9 @@ const std::array kSuites{
     Suite{"Errors",
           {ONDREL_SOURCE_FOLDER "/scripts/make-error-table.py", ONDREL_COMMAND, "--check"}},
     Suite{"Monitor", {kCommandTests + "monitor.py", "--host", "linux", "--", ONDREL_COMMAND}},
-    Suite{"Help", {kCommandTests + "check_help.py", ONDREL_COMMAND}},
+    Suite{"Help",
+          {kCommandTests + "check_help.py", "--expected", kCommandTests + "help.txt",
+           ONDREL_COMMAND}},
     Suite{"Usage", {kCommandTests + "check_usage.py", ONDREL_COMMAND}}};
 
 INSTANTIATE_TEST_SUITE_P(Whole, CommandSuite, testing::ValuesIn(kSuites),
