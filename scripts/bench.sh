@@ -8,6 +8,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+if [ $# -gt 1 ] || [ "${1:---docs}" != --docs ]; then
+  sed -n '2,/^set /s/^# \{0,1\}//p' scripts/bench.sh >&2
+  exit 2
+fi
+
 results=build/bench/results
 programs=build/bench/Bench
 loads=100

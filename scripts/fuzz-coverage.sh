@@ -16,15 +16,25 @@ show=()
 targets=()
 while [ $# -gt 0 ]; do
   case $1 in
-    --seconds) seconds=${2:?--seconds needs a number}; shift ;;
+    --seconds)
+      [ $# -gt 1 ] || { echo "$0: --seconds needs a number" >&2; exit 2; }
+      seconds=$2
+      shift ;;
     --corpus) seconds=0 ;;
     --all) show=(--all) ;;
-    -*) sed -n '2,/^set /s/^# \{0,1\}//p' "$0" >&2; exit 2 ;;
+    -*) sed -n '2,/^set /s/^# \{0,1\}//p' scripts/fuzz-coverage.sh >&2; exit 2 ;;
     *) targets+=("$1") ;;
   esac
   shift
 done
-[[ $seconds =~ ^[0-9]+$ ]] || { echo "$0: --seconds: $seconds is not a number" >&2; exit 2; }
+[[ $seconds =~ ^[0-9]+$ ]] || { echo "$0: --seconds: '$seconds' is not a number" >&2; exit 2; }
+for target in "${targets[@]}"; do
+  [ -f "Fuzz/$target.cpp" ] || { echo "$0: there is no fuzz target '$target'" >&2; exit 2; }
+done
+for tool in llvm-profdata llvm-cov c++filt; do
+  command -v "$tool" >/dev/null ||
+    { echo "$0: there is no $tool; scripts/install-deps.sh installs it" >&2; exit 2; }
+done
 if [ ${#targets[@]} -eq 0 ]; then
   for source in Fuzz/*Fuzz.cpp; do targets+=("$(basename "$source" .cpp)"); done
 fi

@@ -101,12 +101,23 @@ def torture_machine(arguments, _, seconds):
     return int(answer.returncode != 0)
 
 
+def above_zero(of_type):
+    """An argument's type: a number above 0."""
+    def number(text):
+        value = of_type(text)
+        if not 0 < value < float("inf"):
+            raise argparse.ArgumentTypeError(f"{text} is not a number above 0")
+        return value
+    number.__name__ = of_type.__name__
+    return number
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--command", required=True, help=argparse.SUPPRESS)
-    parser.add_argument("--minutes", type=float, default=3)
+    parser.add_argument("--minutes", type=above_zero(float), default=3)
     parser.add_argument("--only", choices=SHARES, action="append")
-    parser.add_argument("--mails", type=int, default=10000)
+    parser.add_argument("--mails", type=above_zero(int), default=10000)
     parser.add_argument("--seed", default="1")
     arguments = parser.parse_args()
     trials = {
