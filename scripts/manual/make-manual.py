@@ -57,8 +57,7 @@ def exit_status(page):
             if item.startswith("else "):
                 lines += [".PP", "Else the sum of"]
             numbered = re.search(r"^(?:else the sum of )?(\d+) (.*)", item)
-            lines += [".TP", f"\\fB{numbered[1]}\\fR", roff(numbered[2])] if numbered else [
-                roff(item[:1].upper() + item[1:] + ".")]
+            lines += [".TP", f"\\fB{numbered[1]}\\fR", roff(numbered[2])] if numbered else [roff(item)]
     if page["command"] != "ondrel":
         lines += [".PP", "\\fBondrel\\fR(1) has those of every subcommand." if said else
                   "As of every subcommand: \\fBondrel\\fR(1)."]
