@@ -43,6 +43,8 @@ build=build/fuzz-coverage
 programs=$build/Fuzz
 profiles=$build/profiles
 mkdir -p build
+exec 9>build/fuzz-coverage.lock
+flock -n 9 || { echo "$0: another run works in build/fuzz-coverage" >&2; exit 2; }
 { cmake --preset fuzz-coverage && cmake --build --preset fuzz-coverage -j "$(nproc)" --target "${targets[@]}"; } \
   >build/fuzz-coverage.log 2>&1 || { tail -n 40 build/fuzz-coverage.log >&2; exit 2; }
 rm -rf "$profiles"
