@@ -161,7 +161,10 @@ BENCHMARK(Compare)->Name("Services/comparing versions/ondrel");
 void CompareLong(benchmark::State& state, int parts) {
   std::string version = "7";
   for (int part = 1; part < parts; ++part) version.append(".").append(std::to_string(part % 100));
-  for (auto _ : state) benchmark::DoNotOptimize(CSystem::VersionCompare(version, version, 0));
+  // They differ in their last part alone.
+  const std::string first = version + ".1";
+  const std::string second = version + ".2";
+  for (auto _ : state) benchmark::DoNotOptimize(CSystem::VersionCompare(first, second, 0));
 }
 BENCHMARK_CAPTURE(CompareLong, growth1, 10)->Name("Growth/parts of a version, 10 and more/1");
 BENCHMARK_CAPTURE(CompareLong, growth10, 100)->Name("Growth/parts of a version, 10 and more/10");

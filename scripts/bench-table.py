@@ -143,7 +143,7 @@ def draw_growth(lines, picture):
         title = case.replace("\\", "\\\\").replace('"', '\\"')
         plots.append(f'$data{place} using 1:2 with linespoints title "{title}"')
     script = "".join(blocks) + "\n".join([
-        "set terminal svg noenhanced size 1100,620 background rgb 'white'",
+        "set terminal svg noenhanced size 1000,900 background rgb 'white'",
         f"set output '{picture}'",
         "set logscale xy",
         "set xrange [1:100]",
@@ -151,7 +151,7 @@ def draw_growth(lines, picture):
         "set xlabel 'times the work'",
         "set ylabel 'time for a unit of work, at the least work 1'",
         "set grid",
-        "set key outside right",
+        "set key below Left reverse maxcols 2",
         "plot " + ", \\\n  ".join(plots),
     ]) + "\n"
     subprocess.run(["gnuplot"], input=script, text=True, check=True)
