@@ -204,6 +204,16 @@ TEST(Shortcuts, AlternativesOfFewCharactersAreFoundAtEachPlace) {
   EXPECT_FALSE(pattern.Match(std::string(300, 'f').c_str()).IsMatched());
 }
 
+TEST(Shortcuts, ATextMayEndWithItsOnlyPair) {
+  const CPatternT pattern("ab|cd");
+  for (std::size_t place = 0; place < 270; ++place) {
+    const std::string text = std::string(place, 'x') + "cd";
+    const CMatchResult result = pattern.Match(text.data(), static_cast<std::int64_t>(text.size()));
+    ASSERT_TRUE(result.IsMatched()) << place;
+    EXPECT_EQ(result.GroupBegin(0), static_cast<std::int64_t>(place));
+  }
+}
+
 TEST(Shortcuts, FromRightToLeftALoopAndATextAnswerNothingThatGoesAhead) {
   const CPatternT loop("[ab]{2,}", FLAG_RIGHTTOLEFT);
   EXPECT_EQ(loop.Root()->LeadingRun(), nullptr);
