@@ -62,20 +62,22 @@ void Describe(CLI::App& app, const Subcommand* subcommand) {
   if (subcommand == nullptr) app.footer(kFrontNotes);
 }
 
+/// Without the words that ask for help, which nothing is read after.
+std::vector<std::string> WithoutHelp(std::vector<std::string> words) {
+  std::erase_if(words, [](const std::string& word) { return word == "-h" || word == "--help"; });
+  return words;
+}
+
 /// A line whose rest is not read any more: a global option in it still counts.
 void TakeGlobalOptions(const std::vector<std::string>& words, GlobalOptions& globals) {
   CLI::App app;
   PrepareParser(app, globals);
   try {
-    ParseWords(app, words);
+    ParseWords(app, WithoutHelp(words));
   } catch (const UsageError&) {
+  } catch (const CLI::CallForHelp&) {
+    // Asked for among the letters of one word, such as "-hV".
   }
-}
-
-/// Without the words that ask for help, which nothing is read after.
-std::vector<std::string> WithoutHelp(std::vector<std::string> words) {
-  std::erase_if(words, [](const std::string& word) { return word == "-h" || word == "--help"; });
-  return words;
 }
 
 /// Reads a subcommand's words.
@@ -90,7 +92,7 @@ void ReadSubcommand(const Subcommand& subcommand, const std::vector<std::string>
   try {
     ParseWords(app, words);
   } catch (const CLI::CallForHelp&) {
-    TakeGlobalOptions(WithoutHelp(words), choice.globals);
+    TakeGlobalOptions(words, choice.globals);
     choice.work = Showing(HelpOf(app, choice.path, {}, subcommand.words));
     return;
   }
@@ -115,7 +117,7 @@ void ReadFront(const Subcommand* group, const std::vector<std::string>& words, C
   try {
     ParseWords(app, words);
   } catch (const CLI::CallForHelp&) {
-    TakeGlobalOptions(WithoutHelp(words), choice.globals);
+    TakeGlobalOptions(words, choice.globals);
     choice.work = Showing(HelpOf(app, choice.path, members, {}));
     return;
   }

@@ -152,6 +152,53 @@ TEST_F(Command, AReaderThatGoesAwayEndsAnEndlessAnswerQuietly) {
   EXPECT_EQ(result.errors, "status 141\n");
 }
 
+TEST_F(Command, ALineWithoutAWordLacksASubcommand) {
+  const ProcessResult result = RunProcess(ONDREL_COMMAND, {});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors,
+            "ondrel: a subcommand is required\nRun 'ondrel --help' for its usage.\n");
+}
+
+TEST_F(Command, HelpOfWhatIsNotASubcommandIsWrongUsageInJsonToo) {
+  const ProcessResult result = Run({"stauts", "--help", "--json"});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(ParseAnswer(result.output)["error"]["text"],
+            "\"stauts\" is not a subcommand, did you mean status?");
+}
+
+TEST_F(Command, CompareShowsTheRelationOfTwoVersions) {
+  EXPECT_EQ(Run({"compare", "7.9.14", "7.10.2"}).output, "7.9.14 < 7.10.2\n");
+  EXPECT_EQ(Run({"compare", "7.10.2", "7.9.14"}).output, "7.10.2 > 7.9.14\n");
+  EXPECT_EQ(Run({"compare", "7.10", "7.10.0"}).output, "7.10 = 7.10.0\n");
+}
+
+TEST_F(Command, StampSaysThatALocalTimeDoesNotExist) {
+  struct Row {
+    const char* zone;
+    const char* date;
+    const char* output;
+    const char* errors;
+  };
+  const Row kRows[] = {
+      {"TZ=Europe/Berlin", "2022-03-27 02:30:00", "1648341000000ms\n",
+       "ondrel: 2022-03-27 02:30:00 does not exist in local time; taken as "
+       "2022-03-27T01:30:00+01:00\n"},
+      {"TZ=Europe/Berlin", "2022-03-27 03:30:00", "1648344600000ms\n", ""},
+      {"TZ=UTC", "2022-03-27T02:30:00+01:00", "1648344600000ms\n", ""},
+  };
+  for (const Row& row : kRows) {
+    const ProcessResult result =
+        RunProcess("/usr/bin/env", {row.zone, ONDREL_COMMAND, "stamp", row.date});
+
+    EXPECT_EQ(result.exitStatus, 0) << row.date;
+    EXPECT_EQ(result.output, row.output) << row.date;
+    EXPECT_EQ(result.errors, row.errors) << row.date;
+  }
+}
+
 struct WrongUsage {
   const char* name;
   std::vector<std::string> arguments;
@@ -182,6 +229,10 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"UnknownKind", {"status", "xd", "1", "2"}, "KIND"},
         WrongUsage{"StatusMissing", {"status", "pd", "OPERATIONAL"}, "NEW"},
         WrongUsage{"StatusUnknown", {"status", "pd", "BROKEN", "FAILED"}, "BROKEN"},
+        WrongUsage{"HelpOfNoSubcommand", {"stauts", "--help"}, "\"stauts\" is not a subcommand"},
+        WrongUsage{
+            "HelpAmongLettersOfNoSubcommand", {"stauts", "-hV"}, "\"stauts\" is not a subcommand"},
+        WrongUsage{"HelpOfNoMember", {"log", "shwo", "-h"}, "\"shwo\" is not a subcommand"},
         WrongUsage{"WordTooMany", {"log", "report", "D", "1", "error", "x", "uptime"}, "uptime"},
         WrongUsage{"StatusNumberWithLetters", {"status", "pd", "12abc", "1"}, "12abc"},
         WrongUsage{"StatusTooLarge", {"status", "pd", "2147483648", "1"}, "2147483648"},
@@ -241,15 +292,18 @@ TEST_P(CommandHelp, NamesWhatTheSubcommandTakes) {
   EXPECT_EQ(result.errors, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, CommandHelp,
-                         testing::Values(HelpRow{"Command", {"--help"}, "--store-capacity"},
-                                         HelpRow{"Status", {"status", "--help"}, "pd|ld"},
-                                         HelpRow{"Log", {"log", "--help"}, "follow"},
-                                         HelpRow{"Report", {"log", "report", "--help"}, "EVENT"},
-                                         HelpRow{"Follow", {"log", "follow", "--help"}, "--count"},
-                                         HelpRow{"Mail", {"mail", "--help"}, "--mail-from"},
-                                         HelpRow{"Alert", {"alert", "--help"}, "--object"}),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CommandHelp,
+    testing::Values(HelpRow{"Command", {"--help"}, "--store-capacity"},
+                    HelpRow{"AmongLetters", {"-hV"}, "--store-capacity"},
+                    HelpRow{"AmongLettersOfAMember", {"log", "report", "-hV"}, "EVENT"},
+                    HelpRow{"Status", {"status", "--help"}, "pd|ld"},
+                    HelpRow{"Log", {"log", "--help"}, "follow"},
+                    HelpRow{"Report", {"log", "report", "--help"}, "EVENT"},
+                    HelpRow{"Follow", {"log", "follow", "--help"}, "--count"},
+                    HelpRow{"Mail", {"mail", "--help"}, "--mail-from"},
+                    HelpRow{"Alert", {"alert", "--help"}, "--object"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace Ondrel::Testing
