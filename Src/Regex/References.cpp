@@ -66,7 +66,6 @@ void CPatternT::NumberNamedGroups(NameTable& names) {
 void CPatternT::ResolveRecursions(const NameTable& names) {
   std::unordered_map<std::int64_t, ElxInterface*> lists;
   for (std::ptrdiff_t entry = 1; entry < m_groups.Size(); ++entry) {
-    if (m_groups[entry] == nullptr) continue;
     const auto& list = static_cast<const CListElxT<0>&>(*m_groups[entry]);
     lists.try_emplace(OpeningBracket(list)->m_group, m_groups[entry]);
   }

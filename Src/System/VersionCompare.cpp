@@ -59,10 +59,10 @@ int CompareNumbers(const std::string& first, const std::string& second, std::siz
   return 0;
 }
 
+// Of two that differ.
 int CompareTexts(const std::string& first, const std::string& second) {
   const int bytes = std::memcmp(first.data(), second.data(), std::min(first.size(), second.size()));
   if (bytes != 0) return bytes;
-  if (first.size() == second.size()) return 0;
   return first.size() < second.size() ? -1 : 1;
 }
 
