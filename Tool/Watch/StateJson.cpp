@@ -59,6 +59,19 @@ Json StatusOrNull(std::int32_t status) {
 
 }  // namespace
 
+WatchState EssenceOf(WatchState state) {
+  for (ArrayRecord& record : state.arrays) record.array.actionDone = record.array.actionTotal = 0;
+  for (DriveRecord& drive : state.drives) {
+    if (!drive.health.last) continue;
+    Ondrel::Host::DriveHealth health;
+    health.criticalWarning = drive.health.last->criticalWarning;
+    health.mediaErrors = drive.health.last->mediaErrors;
+    health.percentageUsed = drive.health.last->percentageUsed;
+    drive.health.last = health;
+  }
+  return state;
+}
+
 std::string TextOfState(const WatchState& state) {
   nlohmann::json drives = nlohmann::json::array();
   for (const DriveRecord& drive : state.drives) {

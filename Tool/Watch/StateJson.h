@@ -11,6 +11,11 @@ namespace Tool::Watch {
 /// Objects keep the order in which their members are added.
 using Json = nlohmann::ordered_json;
 
+/// What a later start has to know of a state: without how far an array's action has got, and of
+/// health the critical warning, the media errors and the used life alone. The rest changes with
+/// every look and is not worth a commit.
+WatchState EssenceOf(WatchState state);
+
 /// What is known of all drives and arrays, as the state file keeps it.
 std::string TextOfState(const WatchState& state);
 
@@ -27,7 +32,7 @@ std::string NameOfStatus(std::int32_t status);
 /// Name of an event, or its number when it has none.
 std::string NameOfEvent(std::int32_t code);
 
-/// "recovering", "checking", ...; empty for an array that does nothing else.
+/// "rebuild", "resync", "check" or "reshape"; empty for an array that does nothing else.
 std::string NameOfAction(Ondrel::Host::ArrayAction action);
 
 /// {"id","name","model","nvme","present","status","statusName","well","health"}.

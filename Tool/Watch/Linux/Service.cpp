@@ -46,20 +46,6 @@ std::int64_t Now() {
       .count();
 }
 
-// What a later start has to know. The rest changes with every look and is not worth a commit.
-WatchState EssenceOf(WatchState state) {
-  for (ArrayRecord& record : state.arrays) record.array.actionDone = record.array.actionTotal = 0;
-  for (DriveRecord& drive : state.drives) {
-    if (!drive.health.last) continue;
-    Ondrel::Host::DriveHealth health;
-    health.criticalWarning = drive.health.last->criticalWarning;
-    health.mediaErrors = drive.health.last->mediaErrors;
-    health.percentageUsed = drive.health.last->percentageUsed;
-    drive.health.last = health;
-  }
-  return state;
-}
-
 std::string HostName() {
   std::array<char, 256> name{};
   if (::gethostname(name.data(), name.size() - 1) != 0) return "localhost";
