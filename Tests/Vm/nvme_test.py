@@ -173,10 +173,18 @@ class AgreementTest(NVMeTestCase):
         self.assertEqual([(1, 512, 0), (2, 4096, 0), (1, 4096, 8)],
                          [(one["id"], one["blockSize"], one["metadataSize"])
                           for one in listed["namespaces"]])
+        self.assertEqual([False, False, True],
+                         [one["metadataAtEnd"] for one in listed["namespaces"]])
         # The kernel makes no disk of a format with metadata that it does not know.
         self.assertEqual([64 << 20, 32 << 20, 0],
                          [one["diskSize"] for one in listed["namespaces"]])
         self.assertIn("4096 bytes + 8 of metadata, no disk", self.machine.check("ondrel nvme list"))
+
+    def test_one_namespace_of_several_that_is_not_there_is_a_negative_answer(self):
+        for devices in (f"{ONE} {TWO}", f"{TWO} {ONE}"):
+            with self.subTest(devices):
+                result = self.machine.run(f"ondrel nvme id-ns {devices} --namespace 2")
+                self.assertEqual(1, result.exit_status, result)
 
     def test_check_fails_what_smartctl_fails(self):
         for device, failing in ((ONE, 0), (TWO, 8)):
