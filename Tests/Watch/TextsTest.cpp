@@ -40,6 +40,28 @@ TEST(StateJson, AStateComesBackAsItWas) {
   EXPECT_THROW(StateOfText("[]"), nlohmann::json::exception);
 }
 
+TEST(StateJson, TheEssenceIsWithoutWhatChangesWithEveryLook) {
+  World world = FullWorld();
+  Ondrel::Host::DriveHealth& health = world.AskHealth("N \"1\"");
+  health.criticalWarning = 4;
+  health.mediaErrors = 6;
+  health.percentageUsed = 50;
+  health.powerOnHours = 2;
+  world.Look();
+  const WatchState essence = EssenceOf(*world.state);
+  ASSERT_TRUE(essence.drives.front().health.last);
+  const Ondrel::Host::DriveHealth& kept = *essence.drives.front().health.last;
+  EXPECT_EQ(4, kept.criticalWarning);
+  EXPECT_EQ(6u, kept.mediaErrors);
+  EXPECT_EQ(50, kept.percentageUsed);
+  EXPECT_EQ(0u, kept.powerOnHours);
+  EXPECT_EQ(0u, kept.temperature);
+  EXPECT_FALSE(essence.drives.back().health.last) << "it was not asked for its health";
+  EXPECT_EQ(0u, essence.arrays.front().array.actionDone);
+  EXPECT_EQ(0u, essence.arrays.front().array.actionTotal);
+  EXPECT_EQ(Ondrel::Host::ArrayAction::Check, essence.arrays.front().array.action);
+}
+
 TEST(StateJson, ANumberThatIsNotWholeIsRefused) {
   WatchState state;
   state.drives.emplace_back().status = 7;
@@ -65,6 +87,42 @@ TEST(View, TheTableNamesEachDriveAndArrayWithItsStatus) {
   EXPECT_FALSE(AreAllWell(*world.state));
   EXPECT_TRUE(AreAllWell(*WorldWithArray("raid1", 2).state));
   EXPECT_EQ(false, JsonOfAll(*world.state)["well"]);
+}
+
+TEST(View, TheJsonOfDrivesAndArraysHasEachOfTheirFields) {
+  World world = FullWorld();
+  Ondrel::Host::DriveHealth& health = world.AskHealth("N \"1\"");
+  health.criticalWarning = 4;
+  health.availableSpare = 75;
+  health.availableSpareThreshold = 10;
+  health.percentageUsed = 50;
+  health.mediaErrors = 6;
+  health.powerOnHours = 2;
+  health.unsafeShutdowns = 9;
+  world.Array("A").size = 4096;
+  world.Array("A").mismatches = 128;
+  world.Look();
+  const Json json = JsonOfAll(*world.state);
+  ASSERT_EQ(3u, json["drives"].size());
+  EXPECT_EQ(Json::parse(R"({"id":"N \"1\"","name":"nvme0","model":"M\\x","nvme":true,)"
+                        R"("present":true,"status":40180,"statusName":"AVAILABLE_SMART",)"
+                        R"("well":false,"health":{"criticalWarning":4,"temperatureKelvin":300,)"
+                        R"("warningTemperatureKelvin":343,"criticalTemperatureKelvin":353,)"
+                        R"("availableSparePercent":75,"availableSpareThresholdPercent":10,)"
+                        R"("percentageUsed":50,"mediaErrors":6,"powerOnHours":2,)"
+                        R"("unsafeShutdowns":9}})")
+                .dump(),
+            json["drives"][0].dump());
+  EXPECT_EQ("null", json["drives"][1]["health"].dump());
+  ASSERT_EQ(1u, json["arrays"].size());
+  EXPECT_EQ(Json::parse(R"({"id":"A","name":"md0","level":"raid1","status":40094,"statusName":)"
+                        R"("DEGRADED","well":false,"size":4096,"places":2,"lostPlaces":1,)"
+                        R"("action":"check","progress":0.25,"mismatches":128,"stopped":false,)"
+                        R"("members":[{"drive":"S0","name":"sda","slot":0,"status":40093,)"
+                        R"("statusName":"OPERATIONAL"},{"drive":"S1","name":"sdb","slot":null,)"
+                        R"("status":40095,"statusName":"FAILED"}]})")
+                .dump(),
+            json["arrays"][0].dump());
 }
 
 TEST(View, SizesOfArraysHaveTheLargestUnitThatFits) {

@@ -1,5 +1,7 @@
+#include "Support/OwnMounts.h"
 #include "Support/TemporaryFolder.h"
 #include "Tool/Watch/Linux/Logbook.h"
+#include "Tool/Watch/Watch.h"
 
 #include <Ondrel/Host.h>
 
@@ -9,6 +11,8 @@
 #include <cstddef>
 #include <ctime>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace Tool::Watch {
@@ -84,6 +88,31 @@ TEST_F(Logbook, ALogThatCannotBeWrittenSaysWhy) {
                .isJournal = false,
                .storeCapacity = {}});
   EXPECT_THAT(WriteEvent("RAID", EventOf("it failed")), Not(testing::IsEmpty()));
+}
+
+constexpr int kWithoutMounts = 100;
+
+// In a process that sees no socket of a journal: 0, or the number of what did not hold.
+int CheckJournalThatIsNotThere() {
+  if (!Ondrel::Testing::MountOwnFileSystem("/run")) return kWithoutMounts;
+  try {
+    UseEventLog({.name = "RAID", .store = {}, .isJournal = true, .storeCapacity = {}});
+    return 1;
+  } catch (const WatchError& error) {
+    const std::string words = error.what();
+    return words == "cannot use the journal as event log: none takes entries on this host" ? 0 : 2;
+  }
+}
+
+TEST_F(Logbook, AJournalThatIsAskedForAndNotThereIsRefused) {
+  const pid_t process = ::fork();
+  ASSERT_GE(process, 0);
+  if (process == 0) ::_exit(CheckJournalThatIsNotThere());
+  int status = -1;
+  ASSERT_EQ(process, ::waitpid(process, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  if (WEXITSTATUS(status) == kWithoutMounts) GTEST_SKIP() << "takes the right to mount";
+  EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
 }  // namespace

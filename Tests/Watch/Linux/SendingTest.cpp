@@ -7,11 +7,17 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <grp.h>
 #include <poll.h>
 #include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
+#include <vector>
 
 namespace Tool::Watch {
 namespace {
@@ -65,7 +71,7 @@ TEST(Sending, ARefusedRecipientIsReportedInTheServersWords) {
   const SendOutcome outcome = Send(SettingsFor(server.Port()), MailTo("nobody@example.com"));
   EXPECT_FALSE(outcome.isSent);
   EXPECT_FALSE(outcome.mayHaveArrived);
-  EXPECT_THAT(outcome.error, HasSubstr("550 5.1.1 No such user here"));
+  EXPECT_THAT(outcome.error, HasSubstr("; the server's last words: 550 5.1.1 No such user here"));
 }
 
 TEST(Sending, AServerThatIsAwayHasNotGotTheMail) {
@@ -108,6 +114,64 @@ TEST(Child, ItsOutputAndStatusAreGathered) {
   EXPECT_EQ("text", child.Output());
   EXPECT_EQ(7, child.ExitStatus());
   EXPECT_FALSE(child.IsTimeOver());
+}
+
+TEST(Child, AnOutputOfOneByteIsGathered) {
+  Child child([](int output) { return ::write(output, "x", 1) == 1 ? 0 : 1; },
+              Child::Clock::now() + 60s);
+  WaitFor(child);
+  EXPECT_EQ("x", child.Output());
+}
+
+TEST(Child, TakesThePlaceOfAnotherWithAllThatIsItsOwn) {
+  const auto start = [](const char* text) {
+    return Child([text](int output) { return ::write(output, text, 3) == 3 ? text[0] : 0; },
+                 Child::Clock::now() + 60s);
+  };
+  std::vector<Child> children;
+  children.push_back(start("one"));
+  children.push_back(start("two"));
+  WaitFor(children[0]);
+  children.erase(children.begin());
+  WaitFor(children[0]);
+  EXPECT_EQ("two", children[0].Output());
+  EXPECT_EQ('t', children[0].ExitStatus());
+}
+
+std::vector<int> OpenDescriptors() {
+  std::vector<int> open;
+  for (int number = 0; number < 1024; ++number)
+    if (::fcntl(number, F_GETFD) >= 0) open.push_back(number);
+  return open;
+}
+
+// In a process that may not start another: 0, or the number of what did not hold.
+int CheckChildThatCannotBeStarted() {
+  constexpr unsigned kNobody = 65534;
+  // Root may start any number of processes.
+  if (::geteuid() == 0 &&
+      (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0))
+    return 1;
+  const rlimit none{0, 0};
+  ::setrlimit(RLIMIT_NPROC, &none);
+  const std::vector<int> before = OpenDescriptors();
+  try {
+    const Child child([](int) { return 0; }, Child::Clock::now() + 60s);
+    return 2;
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::resource_unavailable_try_again) return 3;
+  }
+  return OpenDescriptors() == before ? 0 : 4;
+}
+
+TEST(Child, ThatCannotBeStartedLeavesNoDescriptorOpen) {
+  const pid_t process = ::fork();
+  ASSERT_GE(process, 0);
+  if (process == 0) ::_exit(CheckChildThatCannotBeStarted());
+  int status = -1;
+  ASSERT_EQ(process, ::waitpid(process, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
 TEST(Child, ThatHangsIsEndedAfterItsTime) {
