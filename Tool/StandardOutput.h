@@ -22,9 +22,9 @@ public:
 };
 
 /// Takes the place of the buffer of `std::cout` for its own life. What is printed is written in
-/// large blocks, on `std::flush` and, on a terminal, after each line. A write that fails throws
-/// `ReaderGone` or `OutputFailure` out of the statement that printed, once; everything printed
-/// afterwards is dropped. One thread prints at a time.
+/// blocks of 64 KiB or more, on `std::flush` and, on a terminal, after each line. A write that
+/// fails throws `ReaderGone` or `OutputFailure` out of the statement that printed, once; everything
+/// printed afterwards is dropped. One thread prints at a time.
 class StandardOutput : public std::streambuf {
 public:
   StandardOutput();

@@ -6,6 +6,7 @@ Usage: check_terminal.py COMMAND...
 
 import os
 import pty
+import socket
 import subprocess
 import sys
 
@@ -49,6 +50,20 @@ def run(command, words, terminals, **environment):
     return texts
 
 
+def status_without_reader(command, reader, output):
+    """The exit status of a line that waits for questions while the reader of its answers goes."""
+    process = subprocess.Popen([*command, "match", "--jsonl"], stdin=subprocess.PIPE, stdout=output)
+    os.close(output)
+    os.close(reader)
+    try:
+        return process.wait(timeout=60)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        return process.wait()
+    finally:
+        process.stdin.close()
+
+
 def main(command):
     wrong = []
 
@@ -84,6 +99,10 @@ def main(command):
     expect("searching" not in piped and "cannot answer" in piped, "a pipe shows no progress")
     quick = run(command, ["match", "a", "a"], ["stderr"], TERM="xterm")["stderr"]
     expect(quick == "", "quick work shows no progress")
+
+    ends = [end.detach() for end in socket.socketpair()]
+    expect(status_without_reader(command, *ends) == 141, "a socket without a reader is noticed")
+    expect(status_without_reader(command, *pty.openpty()) == 141, "so is a terminal without one")
     return 1 if wrong else 0
 
 

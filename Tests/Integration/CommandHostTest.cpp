@@ -214,6 +214,26 @@ TEST_F(CommandHost, BeepOutsideTheSpeakersRangeIsWrongUsage) {
   EXPECT_EQ(Run({"beep", "440", "-1"}).exitStatus, 2);
 }
 
+TEST_F(CommandHost, BeepSaysWhyTheSpeakerCannotSound) {
+  // With mounts of its own: a host without a device that sounds, then one without a node for it,
+  // then one with either console.
+  const std::string line = R"(mount -t tmpfs none /sys; "$0" beep 440 10 2>&1; echo $?
+folder=/sys/class/input/input0/capabilities; mkdir -p $folder && echo 6 >$folder/snd
+mount -t tmpfs none /dev; "$0" beep 440 10 2>&1; echo $?
+touch /dev/tty0; "$0" beep 440 10 2>&1; echo $?
+mv /dev/tty0 /dev/console; "$0" beep 440 10 2>&1; echo $?)";
+  const ProcessResult result =
+      RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line, ONDREL_COMMAND});
+
+  EXPECT_EQ(result.output,
+            "ondrel: cannot sound the speaker: there is no speaker: no input device of this host "
+            "sounds a tone; on a machine that has one, load its driver with modprobe pcspkr\n3\n"
+            "ondrel: cannot sound the speaker: it may not be used: "
+            "/dev/input/by-path/platform-pcspkr-event-spkr: No such file or directory; run it as "
+            "root or as a member of the group input\n3\n"
+            "0\n0\n");
+}
+
 TEST_F(CommandHost, UptimeIsShownInMillisecondsAndInDaysAndTheTimeOfDay) {
   const std::string shown = Run({"uptime"}).output;
   unsigned long long milliseconds = 0;

@@ -501,6 +501,17 @@ TEST_F(CommandNVMe, CheckRemembersWhatItReported) {
   }
 }
 
+TEST_F(CommandNVMe, CheckWithoutAnythingNewIsDoneWithoutAMail) {
+  const std::string state = Path("state");
+  EXPECT_EQ(Run({"nvme", "check", Path("none"), "--state", state}).exitStatus, 2);
+  const ProcessResult result =
+      Run({"--json", "nvme", "check", Path("none"), "--state", state, "--server", "127.0.0.1",
+           "--port", "1", "--mail-from", "raid@example.com", "--to", "admin@example.com"});
+
+  EXPECT_EQ(result.exitStatus, 2);
+  EXPECT_EQ(ParseAnswer(result.output)["mail"], json({{"ok", true}, {"sent", false}}));
+}
+
 TEST_F(CommandNVMe, CheckThatReachesNobodyIsNewsAgain) {
   const std::string state = Path("state");
   for (int time = 0; time < 2; ++time) {

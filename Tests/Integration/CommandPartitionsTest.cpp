@@ -104,6 +104,42 @@ TEST_F(CommandPartitions, WhatIsNotADiskIsRefused) {
   }
 }
 
+TEST_F(CommandPartitions, AHostWithoutADiskSaysSo) {
+  // With mounts of its own: a kernel that has no disk.
+  const std::string line = "mount -t tmpfs none /sys && mkdir /sys/block && \"$0\" ";
+  const std::pair<std::string, std::string> kRows[] = {
+      {"partitions --all", "there is no disk\n"},
+      {"--json partitions --all", "{\"jsonVersion\":1,\"disks\":[]}\n"},
+      {"disks", "there is no disk\n"},
+  };
+  for (const auto& [words, output] : kRows) {
+    const ProcessResult result =
+        RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line + words, ONDREL_COMMAND});
+    EXPECT_EQ(result.exitStatus, 1) << words;
+    EXPECT_EQ(result.output, output) << words;
+    EXPECT_EQ(result.errors, "") << words;
+  }
+}
+
+TEST_F(CommandPartitions, AListThatMayLackDisksSaysWhy) {
+  // One disk, in a folder that the real user may not read and the effective one does. Without the
+  // search for leaks: it may not look at such a process.
+  const std::string line = R"(mount -t tmpfs none /sys && mkdir -p /sys/block/sda/device &&
+printf 'MAJOR=8\nMINOR=0\n' >/sys/block/sda/uevent && echo 2048 >/sys/block/sda/size &&
+chmod 700 /sys/block && exec env ASAN_OPTIONS=detect_leaks=0 setpriv --ruid 65534 "$0" --json )";
+  for (const char* const words : {"disks", "partitions --all", "partitions 0"}) {
+    const ProcessResult result =
+        RunProcess("/usr/bin/unshare", {"--mount", "/bin/sh", "-c", line + words, ONDREL_COMMAND});
+    EXPECT_EQ(result.exitStatus, 3) << words;
+    EXPECT_THAT(result.output, testing::HasSubstr("/dev/sda")) << words;
+    EXPECT_EQ(ParseAnswer(result.output)["error"]["name"], "ERROR_ACCESS_DENIED") << words;
+    EXPECT_THAT(result.errors,
+                testing::StartsWith("ondrel: cannot see all disks: Access is denied. (error 5, "
+                                    "ERROR_ACCESS_DENIED)\n"))
+        << words;
+  }
+}
+
 TEST_F(CommandPartitions, ADiskHasToBeNamed) {
   const ProcessResult result = Run({"partitions"});
   EXPECT_EQ(result.exitStatus, 2);

@@ -139,6 +139,18 @@ TEST_F(CommandRun, TimeoutEndsWhatTheProgramHasStarted) {
   EXPECT_EQ(size(), before);
 }
 
+TEST_F(CommandRun, StoppedProgramIsContinuedToEndItself) {
+  // A machine may take longer than one of the times until the program stops.
+  for (const char* const time : {"300ms", "2s", "20s"}) {
+    const ProcessResult result =
+        Run({"run", "--timeout", time, "sh", "-c",
+             "trap 'echo asked; exit' TERM; echo ready; kill -STOP $$; sleep 600"});
+    EXPECT_EQ(result.exitStatus, 124) << time;
+    if (result.output == "ready\nasked\n") return;
+  }
+  FAIL() << "the program was not continued";
+}
+
 TEST_F(CommandRun, TimeoutThatIsNotReachedChangesNothing) {
   const ProcessResult result = Run({"run", "--timeout", "60", "sh", "-c", "echo x; exit 3"});
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <string_view>
+#include <utility>
 
 namespace Tool {
 namespace {
@@ -219,6 +221,34 @@ INSTANTIATE_TEST_SUITE_P(
                 {false, Ondrel::CSMTP_ERROR_NO_RECIPIENTS, false, ""},
                 {{"serverCode", nullptr}, {"serverText", nullptr}, {"retry", false}}}),
     [](const auto& row) { return std::string(row.param.name); });
+
+#define NAMED(error) \
+  { Ondrel::error, #error }
+
+TEST(MailErrorName, IsThatOfTheLibrarysHeader) {
+  const std::pair<Ondrel::CSmtpError, std::string_view> kErrors[] = {
+      NAMED(CSMTP_ERROR_NONE),
+      NAMED(CSMTP_ERROR_UNEXPECTED_CODE),
+      NAMED(CSMTP_ERROR_STREAM),
+      NAMED(CSMTP_ERROR_HOSTNAME),
+      NAMED(CSMTP_ERROR_NOT_IMPLEMENTED),
+      NAMED(CSMTP_ERROR_COMMAND_FAILED),
+      NAMED(CSMTP_ERROR_INTERNAL),
+      NAMED(CSMTP_ERROR_STORAGE_FULL),
+      NAMED(CSMTP_ERROR_BAD_ENCODING),
+      NAMED(CSMTP_ERROR_OUT_OF_MEMORY),
+      NAMED(CSMTP_ERROR_CONNECTION_REFUSED),
+      NAMED(CSMTP_ERROR_AUTHENTICATION_FAILED),
+      NAMED(CSMTP_ERROR_SSL),
+      NAMED(CSMTP_ERROR_NO_RECIPIENT_MAIL),
+      NAMED(CSMTP_ERROR_NO_RECIPIENTS),
+      NAMED(CSMTP_ERROR_NO_MAILFROM),
+      NAMED(CSMTP_ERROR_NO_SUBJECT),
+  };
+  for (const auto& [error, name] : kErrors) EXPECT_EQ(MailErrorName(error), name);
+}
+
+#undef NAMED
 
 }  // namespace
 }  // namespace Tool

@@ -425,6 +425,15 @@ TEST_F(EventHistory, ANameThatNoLogCanHaveIsRefused) {
     EXPECT_THAT(errors(name), testing::Each(ERROR_SUCCESS)) << name.size();
 }
 
+TEST_F(EventHistory, WhatOtherProgramsWroteIsNotWritten) {
+  ASSERT_TRUE(Host::UseJournalFiles(Folder().Path("")));
+  EXPECT_EQ(CEventLogWriter().Open("Log"), ERROR_NOT_SUPPORTED);
+  EXPECT_EQ(CEventLogImport().Open("Log"), ERROR_NOT_SUPPORTED);
+  std::uint64_t removed = 4711;
+  EXPECT_EQ(Host::ClearEventRecords("Log", std::nullopt, removed), ERROR_NOT_SUPPORTED);
+  EXPECT_EQ(removed, 0u);
+}
+
 TEST_F(EventHistory, ListsTheLogsWithWhatStandsInThem) {
   ReportSome(3, "A");
   ReportSome(1, "B");

@@ -1,4 +1,6 @@
 #include "Integration/Journal/JournalFixture.h"
+#include "Support/Process.h"
+#include "Support/TemporaryFolder.h"
 
 #include <systemd/sd-journal.h>
 
@@ -17,6 +19,18 @@ extern "C" __attribute__((visibility("default"))) int sd_journal_next(sd_journal
       reinterpret_cast<int (*)(sd_journal*)>(dlsym(RTLD_NEXT, "sd_journal_next"));
   ++g_steps;
   return next(journal);
+}
+
+// Files that the library opened.
+static std::atomic<int> g_openedFiles = 0;
+
+extern "C" __attribute__((visibility("default"))) int sd_journal_open_files(sd_journal** journal,
+                                                                            const char** paths,
+                                                                            int flags) {
+  static const auto open = reinterpret_cast<int (*)(sd_journal**, const char**, int)>(
+      dlsym(RTLD_NEXT, "sd_journal_open_files"));
+  ++g_openedFiles;
+  return open(journal, paths, flags);
 }
 
 namespace Ondrel {
@@ -58,6 +72,30 @@ TEST_F(JournalSteps, GoesStraightToAnyRecordThatWasHandedOut) {
     // As many as the records of the answer, and a few to find the first.
     EXPECT_LE(g_steps, static_cast<int>(events.size()) + 10) << skipped;
   }
+}
+
+TEST_F(JournalSteps, LooksForDamagedFilesOnceWhileNoneComesOrGoes) {
+  CSystemLog_Win log;
+  log.Open(Source());
+  log.Report(10471, 4, "text");
+  Testing::JournalDaemon::Sync();
+  const Testing::TemporaryFolder folder;
+  ASSERT_EQ(
+      Testing::RunProcess("/bin/sh", {"-c", "journalctl -o export SYSLOG_IDENTIFIER=" + Source() +
+                                                " | /lib/systemd/systemd-journal-remote -o " +
+                                                folder.Path("a.journal") + " -"})
+          .exitStatus,
+      0);
+  ASSERT_TRUE(Host::UseJournalFiles(folder.Path("")));
+  Host::CEventLogReader reader;
+  ASSERT_EQ(reader.Open("journal", {}), 0u);
+  std::vector<Host::EventLogItem> items;
+  g_openedFiles = 0;
+  ASSERT_EQ(reader.Read(items), 0u);
+  EXPECT_EQ(items.size(), 1u);
+  EXPECT_EQ(g_openedFiles, 1);
+  for (int times = 0; times < 3; ++times) ASSERT_EQ(reader.Read(items), 0u);
+  EXPECT_EQ(g_openedFiles, 1) << "they are as they were";
 }
 
 }  // namespace

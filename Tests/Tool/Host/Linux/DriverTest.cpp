@@ -1,9 +1,16 @@
+#include "Support/OwnMounts.h"
 #include "Support/TemporaryFolder.h"
+#include "Tool/CommandLine.h"
 #include "Tool/Host/Linux/Driver.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Tool {
 namespace {
@@ -85,6 +92,44 @@ TEST_F(Drivers, HostWithoutAnyListHasNone) {
   const TemporaryFolder empty;
 
   EXPECT_EQ(DriverStateFrom(empty.Path(), "6.1.0", "nvme").kind, Kind::kUnknown);
+}
+
+constexpr int kWithoutMounts = 100;
+
+// In a process whose /proc and /sys are its own, with its answers in a file: 0 when each ended as
+// it has to.
+int ShowLoadedDriver(int answers) {
+  if (!Ondrel::Testing::MountOwnFileSystem("/proc") ||
+      mount("tmpfs", "/sys", "tmpfs", 0, "size=1m") != 0)
+    return kWithoutMounts;
+  std::ofstream("/proc/modules") << "test_only 45056 0 - Live 0x0\n";
+  std::filesystem::create_directories("/sys/module/test_only");
+  std::ofstream("/sys/module/test_only/version") << "1.2 beta\n";
+  dup2(answers, STDOUT_FILENO);
+  if (RunLine({"--json", "module-version", "test-only"}) != 0) return 1;
+  std::filesystem::remove("/sys/module/test_only/version");
+  return RunLine({"module-version", "test-only"}) == 1 ? 0 : 2;
+}
+
+TEST(DriverOfTheHost, LoadedOneHasTheVersionThatTheKernelReports) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> answers(std::tmpfile(), std::fclose);
+  ASSERT_NE(answers, nullptr);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) _exit(ShowLoadedDriver(fileno(answers.get())));
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  if (WEXITSTATUS(status) == kWithoutMounts) GTEST_SKIP() << "takes the right to mount";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+
+  std::rewind(answers.get());
+  char text[1000];
+  const std::size_t size = std::fread(text, 1, sizeof text, answers.get());
+  EXPECT_EQ(
+      std::string(text, size),
+      "{\"jsonVersion\":1,\"module\":\"test_only\",\"state\":\"loaded\",\"version\":\"1.2\"}\n"
+      "test_only is loaded and has no version\n");
 }
 
 }  // namespace
