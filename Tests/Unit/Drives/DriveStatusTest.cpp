@@ -59,6 +59,9 @@ TEST(ArrayStatus, FollowsFromWhatIsLostAndWhatAFurtherLossWouldMean) {
       // The same at an offset.
       {"raid10", 0x10201, "x.x.", kStatusDegraded},
       {"raid10", 0x10201, "xx..", kStatusFailed},
+      // Far copies within as many sets as there are copies.
+      {"raid10", 0x20201, "..xx..", kStatusDegraded},
+      {"raid10", 0x20201, "x.x...", kStatusFailed},
       // Far copies within sets of two.
       {"raid10", 0x40201, ".xx.", kStatusDegraded},
       {"raid10", 0x40201, "xx..", kStatusFailed},

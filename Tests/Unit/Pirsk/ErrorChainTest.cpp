@@ -200,6 +200,19 @@ TEST_F(ErrorChain, DestructorsErrorOfTheSameNumberIsAnErrorOfItsOwn) {
   EXPECT_THAT(Places(*LastError()), ElementsAre("Src/HandOn.cpp:9", "Src/HandOn.cpp:200"));
 }
 
+TEST_F(ErrorChain, DestructorsErrorIsNotTheLastWhereTheOneThatItRanUnderIsHandled) {
+  unsigned int last = 0;
+  try {
+    CThrowState guard;
+    const AtEnd closing([] { RaiseAndCatch(kSecondError); });
+    Raise(guard, kFirstError);
+  } catch (unsigned int) {
+    last = LastError()->number;
+  }
+
+  EXPECT_EQ(last, kFirstError);
+}
+
 TEST_F(ErrorChain, ErrorOfADestructorDuringAForeignExceptionIsTheLastError) {
   EndHere([](CThrowState& guard) { Raise(guard, kFirstError); });
   try {

@@ -48,6 +48,17 @@ TEST(ModuleInfo, IsRegisteredAsLongAsItLives) {
   EXPECT_EQ(ModuleIdentity(0x0A1), "testmodule 1.2");
 }
 
+TEST(ModuleInfo, ErrorsThatStandAfterTheClosingRowAreNotTheModules) {
+  static constexpr const char* kTexts[] = {"Listed", "Stand-in"};
+  static constexpr CLanguageSupport::ERROR_MSG_LIST kErrors[] = {
+      {0x20A60001, 0}, {0, 0}, {0x20A60002, 0}, {0, 0}};
+  CLanguageSupport::CLngFile file("no-such-file.nls", 0x656E, "utf-8", 1, kTexts, 2);
+  const CModuleInfo module(0x0A6, "closed", "1.0", &file, kErrors);
+
+  EXPECT_EQ(ErrorText(0x20A60001), "Listed");
+  EXPECT_EQ(ErrorText(0x20A60002), "Stand-in");
+}
+
 TEST(ModuleInfo, AllTraceLevelsAreOffAtFirst) {
   Other other;
 

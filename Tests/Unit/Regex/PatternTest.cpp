@@ -211,6 +211,7 @@ const Row kGroupRows[] = {
     {"ConditionOnAnUnsetGroup", "(a)?(?(1)b|c)", "c", {{0, 1}, {-1, -1}}},
     {"ConditionOnAName", "(?<n>a)?(?(n)b|c)", "ab", {{0, 2}, {0, 1}}},
     {"ConditionThatIsAnAssertion", "(?(?=a)ab|c)", "cab", {{0, 1}}},
+    {"ConditionWhoseBranchFailsForgetsItsGroups", "(?:(?(?=(a))ab|c)|a)", "ac", {{0, 1}, {-1, -1}}},
     {"ConditionThatIsAPattern", "(?(a)ab|c)", "ab", {{0, 2}}},
     {"ConditionWithoutElse", "x(?(9)b)y", "xy", {{0, 2}}},
     {"Recursion", "\\((?:[^()]|(?R))*\\)", "x(a(b)c)d", {{1, 8}}},

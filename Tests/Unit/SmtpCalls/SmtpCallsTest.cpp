@@ -120,6 +120,16 @@ TEST_F(SmtpCalls, TransferWithoutAnAnswerLeavesNoneOfTheOneBefore) {
   EXPECT_EQ(m_mail.GetServerAnswer(), "");
 }
 
+TEST_F(SmtpCalls, MailWithoutATransferHasNoAnswerOfTheOneBefore) {
+  m_curl.m_transfer = [](FakeCurl& curl) { curl.Debug(CURLINFO_HEADER_IN, "250 ok\r\n"); };
+  m_mail.Send();
+  EXPECT_EQ(m_mail.GetServerAnswer(), "250 ok");
+
+  m_inside.To().clear();
+  EXPECT_FALSE(m_mail.Send());
+  EXPECT_EQ(m_mail.GetServerAnswer(), "");
+}
+
 TEST_F(SmtpCalls, AnswerWithoutAnEndIsCut) {
   m_curl.m_transfer = [](FakeCurl& curl) {
     for (int i = 0; i < 1000; ++i) curl.Debug(CURLINFO_HEADER_IN, "250-more and more\r\n");

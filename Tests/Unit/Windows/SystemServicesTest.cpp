@@ -319,8 +319,8 @@ private:
            [this](char* machine, char* message, ULong seconds, int forceClose, int restart) {
              EXPECT_EQ(machine, nullptr);
              EXPECT_EQ(seconds, 0U);
-             EXPECT_NE(forceClose, 0);
-             EXPECT_NE(restart, 0);
+             EXPECT_EQ(forceClose, 1);
+             EXPECT_EQ(restart, 1);
              m_calls.push_back(message);
              return m_shutdownResult;
            },

@@ -12,6 +12,11 @@ namespace {
 
 constexpr std::size_t kLongest = 65536;
 
+TEST(Sysfs, TextOfOneByteIsRead) {
+  const Testing::TemporaryFolder folder;
+  EXPECT_EQ(ReadSysfsText(folder.Write("value", "1")), "1");
+}
+
 TEST(Sysfs, TextIsReadUpToTheLongestLength) {
   const Testing::TemporaryFolder folder;
   for (const std::size_t size : {kLongest - 1, kLongest, kLongest + 1, kLongest + 5000}) {

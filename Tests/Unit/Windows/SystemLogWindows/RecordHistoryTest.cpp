@@ -201,6 +201,20 @@ TEST_F(RecordHistory, RecordsThatWereOverwrittenAreNamed) {
   EXPECT_THAT(ReadWords(), ElementsAre("missed 3-4", "5", "6"));
 }
 
+TEST_F(RecordHistory, RecordsThatAreGoneBetweenTwoAreNamed) {
+  for (const ULong number : {1u, 2u, 6u, 7u}) m_log.Add(number);
+  Open();
+  EXPECT_THAT(ReadWords(), ElementsAre("1", "2", "missed 3-5", "6", "7"));
+}
+
+TEST_F(RecordHistory, RecordsThatAreGoneAreNamedWithTheNewestFirst) {
+  for (const ULong number : {1u, 2u, 6u, 7u}) m_log.Add(number);
+  EventLogRange range;
+  range.isNewestFirst = true;
+  Open(range);
+  EXPECT_THAT(ReadWords(), ElementsAre("7", "6", "missed 3-5", "2", "1"));
+}
+
 TEST_F(RecordHistory, ALogThatWasClearedIsReadAnew) {
   for (const ULong number : {1u, 2u}) m_log.Add(number);
   Open();

@@ -12,6 +12,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 namespace Ondrel::Testing {
@@ -84,6 +85,23 @@ TEST_F(DeviceProvider, ProgramThatIsStartedDoesNotHaveTheNode) {
   EXPECT_EQ(InheritedDescriptors(), before);
 
   m_device.CloseHandle(device);
+}
+
+TEST_F(DeviceProvider, NodeIsOpenedForTheAccessThatIsAskedForAlone) {
+  struct Row {
+    ULong access;
+    int mode;
+  };
+  for (const Row& row : {Row{0, O_RDONLY}, Row{GENERIC_READ, O_RDONLY},
+                         Row{GENERIC_WRITE, O_WRONLY}, Row{GENERIC_READ | GENERIC_WRITE, O_RDWR}}) {
+    const int next = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);  // The number of what is opened next.
+    ASSERT_GE(next, 0);
+    close(next);
+    void* const device = Open("/dev/null", row.access);
+    ASSERT_NE(device, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(fcntl(next, F_GETFL) & O_ACCMODE, row.mode) << row.access;
+    m_device.CloseHandle(device);
+  }
 }
 
 TEST_F(DeviceProvider, PipeWithoutAWriterDoesNotKeepTheCallerWaiting) {

@@ -1,4 +1,5 @@
 #include "DriveTree.h"
+#include "Host/DrivesOperations.h"
 #include "Host/Linux/Drives/NVMeList.h"
 
 #include <gmock/gmock.h>
@@ -140,6 +141,17 @@ TEST_F(NVMeList, HostWithoutNVMeHasNone) {
   EXPECT_TRUE(devices.controllers.empty());
   EXPECT_TRUE(devices.namespaces.empty());
   EXPECT_EQ(devices.error, 0U);
+}
+
+TEST(NVMeNodes, WhatIsNotThereOrAnotherDeviceGivesItsErrorAndNoNumber) {
+  const DrivesOperations drives = MakeDrivesOperations();
+  const DriveTree tree;
+  ULong id = 4711;
+  EXPECT_EQ(drives.ArmHealthEvents(tree.Path("none")), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(drives.ArmHealthEvents("/dev/null"), 1U);
+  EXPECT_EQ(drives.FindNVMeNamespaceId(tree.Path("none").c_str(), id), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(drives.FindNVMeNamespaceId("/dev/null", id), 1U);
+  EXPECT_EQ(id, 4711U);
 }
 
 }  // namespace

@@ -44,6 +44,31 @@ TEST_F(EventStoreCapacity, TheFileStaysWithinTheCapacity) {
   EXPECT_EQ(RunSql(Path(), "PRAGMA integrity_check"), "ok");
 }
 
+struct WriteAheadLogRow {
+  const char* name;
+  std::uint64_t capacity;
+  std::size_t textLength;
+  int reports;
+  std::uintmax_t length;
+};
+
+TEST_F(EventStoreCapacity, TheWriteAheadLogTakesAQuarterOfTheCapacityAndAtMostFourMebibytes) {
+  constexpr std::uint64_t kMebibyte = 1024 * 1024;
+  const WriteAheadLogRow kRows[] = {{"small", 2 * kMebibyte, 1000, 200, kMebibyte / 2},
+                                    {"large", 64 * kMebibyte, 30000, 160, 4 * kMebibyte}};
+  for (const WriteAheadLogRow& row : kRows) {
+    const std::string path = Folder().Path(row.name);
+    Host::UseEventStore(path, row.capacity);
+    const SourceHandle source(Operations(), "Log");
+    const std::string text(row.textLength, 't');
+    for (int i = 0; i < row.reports; ++i) ASSERT_EQ(source.Report(text), 0u);
+    const std::uintmax_t length = std::filesystem::file_size(path + "-wal");
+    // A report is some pages, and each page has a head of its own there.
+    EXPECT_GE(length, row.length - row.length / 16) << row.name;
+    EXPECT_LE(length, row.length + row.length / 16) << row.name;
+  }
+}
+
 TEST_F(EventStoreCapacity, TheNewestRecordsStayAndKeepTheirNumbers) {
   const SourceHandle source(Operations(), "Log");
   for (int i = 0; i < 600; ++i) ASSERT_EQ(source.Report(std::string(1000, 't')), 0u);

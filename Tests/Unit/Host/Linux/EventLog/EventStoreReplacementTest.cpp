@@ -130,6 +130,22 @@ TEST_F(EventStoreReplacement, AFileThatTookItsPlaceIsUsed) {
   EXPECT_EQ(RunSql(Path(), "PRAGMA integrity_check"), "ok");
 }
 
+TEST_F(EventStoreReplacement, AFileThatTookItsPlaceWhileItWasOpenedIsUsed) {
+  CloseAll();
+  const std::string other = Folder().Path("other.db");
+  Host::UseEventStore(other);
+  Write("Log", {"a", "b", "c"});
+  Host::UseEventStore(Path());
+  FaultyFiles files;
+  files.BeforeNextRead([&] { std::filesystem::rename(other, Path()); });
+  const SourceHandle source(Operations(), "Log");
+  ASSERT_FALSE(std::filesystem::exists(other));
+
+  EXPECT_EQ(source.Report("d"), 0u);
+
+  EXPECT_EQ(NumbersOf("Log"), (Numbers{1, 2, 3, 4}));
+}
+
 TEST_F(EventStoreReplacement, AFileOfAnotherKindThatTookItsPlaceIsRefused) {
   std::filesystem::rename(Folder().Write("other", "something else"), Path());
 

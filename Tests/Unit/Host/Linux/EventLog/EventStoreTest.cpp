@@ -1,3 +1,4 @@
+#include "Host/Linux/EventLog/EventStore.h"
 #include "Support/EventStoreFixture.h"
 
 #include <gtest/gtest.h>
@@ -127,6 +128,18 @@ TEST_F(EventStore, EachLogCountsItsOwnRecordsFromOne) {
 
   EXPECT_EQ(NumbersOf("First"), (Numbers{1, 2, 3}));
   EXPECT_EQ(NumbersOf("Second"), (Numbers{1, 2}));
+}
+
+TEST_F(EventStore, ASourceKnowsTheNumberOfItsLastReport) {
+  ULong error = 0;
+  const auto source = Host::RegisterStoredSource(
+      {.path = Path(), .capacity = Host::kDefaultEventStoreCapacity}, "Log", error);
+  ASSERT_NE(source, nullptr) << error;
+  EXPECT_EQ(source->LastNumber(), 0u) << "nothing was reported yet";
+  for (ULong number = 1; number <= 2; ++number) {
+    ASSERT_EQ(source->Report({.type = 4, .category = 0, .id = 1, .strings = {}, .data = {}}), 0u);
+    EXPECT_EQ(source->LastNumber(), number);
+  }
 }
 
 TEST_F(EventStore, NumbersGoOnAfterAllHandlesWereClosed) {

@@ -22,6 +22,7 @@ Fault g_writes;
 Fault g_syncs;
 Fault g_reads;
 std::function<void()> g_beforeSync;
+std::function<void()> g_beforeRead;
 sqlite3_vfs* g_realVfs = nullptr;
 
 // The real file follows the outer one in the same block.
@@ -50,6 +51,7 @@ int Sync(sqlite3_file* file, int flags) {
 }
 
 int Read(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
+  if (const auto action = std::exchange(g_beforeRead, nullptr)) action();
   if (g_reads.Strikes()) return g_reads.result;
   return Methods(file).xRead(Real(file), bytes, size, offset);
 }
@@ -115,6 +117,7 @@ FaultyFiles::~FaultyFiles() {
   FailSyncs(SQLITE_OK, 0);
   FailReads(SQLITE_OK, 0);
   BeforeNextSync(nullptr);
+  BeforeNextRead(nullptr);
   sqlite3_vfs_unregister(&m_vfs);
   sqlite3_vfs_register(g_realVfs, 1);
 }
@@ -126,5 +129,7 @@ void FaultyFiles::FailSyncs(int result, int errnoValue) { g_syncs = {result, err
 void FaultyFiles::FailReads(int result, int errnoValue) { g_reads = {result, errnoValue}; }
 
 void FaultyFiles::BeforeNextSync(std::function<void()> action) { g_beforeSync = std::move(action); }
+
+void FaultyFiles::BeforeNextRead(std::function<void()> action) { g_beforeRead = std::move(action); }
 
 }  // namespace Ondrel::Testing

@@ -22,8 +22,9 @@ public:
   void FailSyncs(int result, int errnoValue);
   void FailReads(int result, int errnoValue);
 
-  /// Runs once, at the next synchronisation.
+  /// Runs once, at the next synchronisation or read.
   void BeforeNextSync(std::function<void()> action);
+  void BeforeNextRead(std::function<void()> action);
 
 private:
   sqlite3_vfs m_vfs;

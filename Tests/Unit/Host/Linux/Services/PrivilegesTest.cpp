@@ -13,7 +13,7 @@ namespace {
 
 class Privileges : public testing::Test {
 protected:
-  void SetUp() override { ASSERT_NE(m_host.OpenProcessToken(nullptr, 0, &m_token), 0); }
+  void SetUp() override { ASSERT_EQ(m_host.OpenProcessToken(nullptr, 0, &m_token), 1); }
 
   int Adjust(TOKEN_PRIVILEGES* state) {
     return m_host.AdjustTokenPrivileges(m_token, 0, state, 0, nullptr, nullptr);
@@ -34,7 +34,7 @@ TEST_F(Privileges, OneIsAdjustedAtATime) {
   EXPECT_EQ(m_host.GetLastError(), ERROR_INVALID_PARAMETER);
 
   state.PrivilegeCount = 1;
-  EXPECT_NE(Adjust(&state), 0);
+  EXPECT_EQ(Adjust(&state), 1);
   EXPECT_EQ(m_host.GetLastError(), ERROR_SUCCESS);
 }
 

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace Ondrel::Host {
 namespace {
@@ -53,6 +56,18 @@ TEST(VersionRecord, LengthsThatLieAreRefused) {
       std::memcpy(record.data() + place, &lie, sizeof lie);
       VersionIn(record);  // Any answer will do, but for reading outside the record.
     }
+}
+
+TEST(VersionRecord, ValueThatReachesPastItsNodeIsNoValue) {
+  constexpr char kTranslationKey[] = "\\VarFileInfo\\Translation";
+  std::vector<char> record = MakeVersionRecord("1.2.3");
+  constexpr std::string_view kKey = "Translation";
+  const auto at = std::search(record.begin(), record.end(), kKey.begin(), kKey.end());
+  // The length of the node's value lies before its key; the value is the record's end.
+  char* const length = record.data() + (at - record.begin()) - 2;
+  ASSERT_EQ(VersionIn(record, kTranslationKey), std::string(record.end() - 4, record.end()));
+  *length = 5;
+  EXPECT_EQ(VersionIn(record, kTranslationKey), "(none)");
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -122,6 +124,20 @@ TEST(TimeProvider, UpTimeIsThatOfTheKernel) {
   double seconds = 0;
   std::ifstream("/proc/uptime") >> seconds;
   EXPECT_NEAR(static_cast<double>(CSystemTime_Win::UpTime()) / 1000, seconds, 1.0);
+}
+
+TEST(TimeProvider, TimesOfTheSystemAreItsStartAndNow) {
+  constexpr double kUnitsPerSecond = 10'000'000;
+  constexpr double kSecondsFrom1601To1970 = 11'644'473'600;
+  double upTime = 0;
+  std::ifstream("/proc/uptime") >> upTime;
+  const auto now = static_cast<double>(std::time(nullptr)) + kSecondsFrom1601To1970;
+  std::int64_t times[2] = {};
+  ULong size = 0;
+  ASSERT_EQ(MakeTimeOperations().NtQuerySystemInformation(3, times, sizeof times, &size), 0);
+  EXPECT_EQ(size, sizeof times);
+  EXPECT_NEAR(static_cast<double>(times[1]) / kUnitsPerSecond, now, 60.0);
+  EXPECT_NEAR(static_cast<double>(times[0]) / kUnitsPerSecond, now - upTime, 60.0);
 }
 
 }  // namespace

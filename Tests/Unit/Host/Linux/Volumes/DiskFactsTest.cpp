@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -76,6 +78,33 @@ TEST_F(DiskFacts, ThePartitionTableIsKnownFromAPartitionToo) {
   m_host.AddPartition("sda", "sda1", 1, "8:1", 100, 100);
   m_host.entries["sda1"] = {"dos", "0x83"};
   EXPECT_EQ(First().partitionTable, "dos");
+}
+
+struct DiskKindRow {
+  const char* name;
+  const char* number;
+  const char* rotational;
+  const char* kind;
+};
+
+TEST_F(DiskFacts, AKindIsThatOfTheNumberAndElseOfWhatRotates) {
+  const DiskKindRow kRows[] = {{"sda", "8:0", "1\n", "hard disk"},
+                               {"sdb", "8:16", "0\n", "solid state"},
+                               {"sdc", "8:32", "", "disk"},
+                               {"fd0", "2:0", "1\n", "floppy"},
+                               {"sr0", "11:0", "1\n", "optical"}};
+  for (const DiskKindRow& row : kRows) {
+    m_host.AddDisk(row.name, row.number, 1000);
+    m_host.Write(std::string("block/") + row.name + "/queue/rotational", row.rotational);
+  }
+  const StorageDescription storage = Describe();
+  ASSERT_EQ(storage.disks.size(), std::size(kRows));
+  for (const DiskKindRow& row : kRows) {
+    const auto disk = std::ranges::find(storage.disks, std::string("/dev/") + row.name,
+                                        [](const auto& found) { return found.disk.deviceName; });
+    ASSERT_NE(disk, storage.disks.end()) << row.name;
+    EXPECT_EQ(disk->kind, row.kind) << row.name;
+  }
 }
 
 struct WayRow {
