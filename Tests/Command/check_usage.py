@@ -88,7 +88,7 @@ def complaints_about(command, line):
                 error["name"]) != (2, 2, "usage", 2, "WRONG_USAGE") or not error["text"]:
             yield f"answered {value}"
     except (ValueError, KeyError):
-        yield f"answered {answer.stdout}"
+        yield f"answered {answer.stdout} and {answer.stderr}, exit status {answer.returncode}"
 
 
 def main(command):

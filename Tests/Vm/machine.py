@@ -13,6 +13,7 @@ import dataclasses
 import json
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import socket
@@ -28,6 +29,7 @@ SOURCE_FOLDER = pathlib.Path(__file__).resolve().parents[2]
 BUILD_FOLDER = pathlib.Path(os.environ.get("ONDREL_BUILD", SOURCE_FOLDER / "build" / "linux"))
 DEFAULT_TIME_LIMIT = 240
 
+_STEERING = re.compile(r"\x1b(?:\[[0-?]*[ -/]*[@-~]|[^\[])|[^\t\n -~]")
 _PASSWD = b"root:x:0:0:root:/root:/bin/sh\nnobody:x:65534:65534:nobody:/:/bin/sh\n"
 _GROUP = b"root:x:0:\nnogroup:x:65534:\n"
 
@@ -200,10 +202,10 @@ class Machine:
         self.wait_for_event("DEVICE_DELETED", device=identifier)
 
     def console(self):
-        """What the machine's console shows."""
-        text = self._console.read_text(errors="replace") if self._console.exists() else ""
-        said = self.folder / "qemu.log"
-        return text + (said.read_text(errors="replace") if said.exists() else "")
+        """What the machine's console shows, without what steers a terminal."""
+        texts = [file.read_text(errors="replace")
+                 for file in (self._console, self.folder / "qemu.log") if file.exists()]
+        return _STEERING.sub("", "".join(texts))
 
     def _start(self, resources):
         deadline = time.monotonic() + self._time_limit
@@ -312,7 +314,7 @@ class Machine:
 
 class MachineTestCase(unittest.TestCase):
     """Tests that share one boot. A subclass names its machine by the arguments of `Machine`; a test
-    that fails shows the machine's console.
+    that fails shows at once why, and the machine's console.
 
         class SmartTest(MachineTestCase):
             machine_arguments = {"programs": ["nvme"], "disks": {"disk": 64 << 20}, "devices": [...]}
@@ -327,9 +329,12 @@ class MachineTestCase(unittest.TestCase):
 
     def run(self, result=None):
         result = result if result is not None else self.defaultTestResult()
-        before = len(result.failures) + len(result.errors)
+        failures, errors = len(result.failures), len(result.errors)
         super().run(result)
-        if len(result.failures) + len(result.errors) > before:
+        troubles = result.failures[failures:] + result.errors[errors:]
+        for _, trouble in troubles:
+            print(trouble, flush=True)
+        if troubles:
             print(f"--- console of {self.id()} ---\n{self.machine.console()}", flush=True)
         return result
 
