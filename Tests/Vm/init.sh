@@ -26,11 +26,14 @@ encoded() { base64 "$1" | tr -d '\n'; }
 stty -F /dev/ttyS1 raw -echo 115200
 exec 3<>/dev/ttyS1
 printf '\036{"ready":true}\n' >&3
+# Not in the first process: it is told when processes that others left behind end, and a shell's read
+# that is interrupted in the middle of a line begins again behind what it has taken.
 while read -r line <&3; do
   echo "$line" | base64 -d >/run/command
   sh /run/command </dev/null >/run/stdout 2>/run/stderr 3>&-
   status=$?
   printf '\036{"exitStatus":%d,"stdout":"%s","stderr":"%s"}\n' \
     "$status" "$(encoded /run/stdout)" "$(encoded /run/stderr)" >&3
-done
+done &
+wait $!
 poweroff -f

@@ -32,6 +32,13 @@ class SmokeTest(MachineTestCase):
         self.assertEqual(content, self.machine.read("/root/bytes"))
         self.assertEqual(b"from the host\n", self.machine.read("/root/note"))
 
+    def test_commands_come_whole_while_processes_left_behind_end(self):
+        text = "x" * 900
+        for _ in range(20):
+            self.machine.check("for n in 0 1 2 3 4 5 6 7 8 9; do usleep ${n}0000 & done")
+            result = self.machine.run(f"echo {text}")
+            self.assertEqual((0, f"{text}\n"), (result.exit_status, result.stdout), result)
+
     def test_a_disk_shows_with_the_modules_that_drive_it(self):
         self.machine.wait_for("[ -e /dev/sda ]")
         self.assertEqual("sda 67108864 disk\n",
