@@ -5,7 +5,8 @@ set -euo pipefail
 
 unset DISPLAY WAYLAND_DISPLAY
 export WINEPREFIX=${ONDREL_WINE_PREFIX:-$(dirname "$(readlink -f "$0")")/../build/windows/prefix}
-export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
+# Wine's errors are shown: what it gives up for ends a program by a status without any other word.
+export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all,err+all}
 # Neither of the two that a new prefix would ask for: no program here has use for them. And no
 # debugger: where it looks at a crash, the program's exit status is 0.
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=;winedbg.exe=}"
