@@ -34,5 +34,17 @@ TEST(Failure, WordsNameTheContextWhereNothingElseSaysWhatWasTouched) {
             "log Demo: Invalid parameter (error 0x20050002, INVALID_PARAMETER)");
 }
 
+TEST(Failure, OriginIsALineForEachContextAndPlace) {
+  CErrorReport report = Report();
+  report.contextLines.emplace_back("two\nlines");
+  report.locations = {{"ondrel", "SystemLog.cpp", 12}, {"ondrel", "Alert.cpp", 3}};
+
+  EXPECT_EQ(OriginOfError(report),
+            "  in CSystemLog::Report ()\n"
+            "  in two\\nlines\n"
+            "  at SystemLog.cpp:12\n"
+            "  at Alert.cpp:3\n");
+}
+
 }  // namespace
 }  // namespace Tool

@@ -42,6 +42,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"BracketWithinQuotes", "\"a <b@x>\" <c@x>", {{"c@x", "\"a <b@x>\""}}},
         Row{"NameThatNeedsQuotes", "J. Doe (night) <a@x>", {{"a@x", "\"J. Doe (night)\""}}},
         Row{"HalfQuotedName", "\"J\" Doe <a@x>", {{"a@x", R"("\"J\" Doe")"}}},
+        Row{"EmptyQuotedName", "\"\" <a@x>", {{"a@x", "\"\""}}},
         Row{"LocalUser", "root", {{"root", ""}}}),
     [](const auto& row) { return std::string(row.param.name); });
 

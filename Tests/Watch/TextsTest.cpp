@@ -76,6 +76,16 @@ TEST(StateJson, ANumberThatIsNotWholeIsRefused) {
   }
 }
 
+TEST(StateJson, AnEventThatIsNotAChangeOfStatusHasNullForBoth) {
+  WatchEvent event;
+  EXPECT_TRUE(JsonOfWatchEvent(event)["oldStatus"].is_null());
+  EXPECT_TRUE(JsonOfWatchEvent(event)["newStatus"].is_null());
+  event.oldStatus = 1;
+  event.newStatus = Ondrel::kStatusDegraded;
+  EXPECT_EQ(JsonOfWatchEvent(event)["oldStatus"], NameOfStatus(1));
+  EXPECT_EQ(JsonOfWatchEvent(event)["newStatus"], "DEGRADED");
+}
+
 TEST(View, TheTableNamesEachDriveAndArrayWithItsStatus) {
   const World world = FullWorld();
   const std::string table = TableOf(*world.state);

@@ -449,6 +449,36 @@ TEST_F(EventHistory, ListsTheLogsWithWhatStandsInThem) {
   EXPECT_EQ(logs[1].records, 1u);
 }
 
+TEST_F(EventHistory, AnImportedRecordKeepsEachOfItsFields) {
+  EventLogRecord record;
+  record.timeGenerated = 100;
+  record.timeWritten = 101;
+  record.eventID = 0xC00028E7;
+  record.eventType = 2;
+  record.category = 7;
+  record.source = "Elsewhere";
+  record.computer = "a host";
+  record.strings = {"PD 3 failed", ""};
+  record.data = {'\x01', '\x00', '\x02'};
+  CEventLogImport import;
+  ASSERT_EQ(import.Open("Log"), 0u);
+  ASSERT_EQ(import.Add({record}), 0u);
+
+  CEventLogReader reader = Opened();
+  const std::vector<EventLogItem> items = ReadToEnd(reader);
+  ASSERT_EQ(items.size(), 1u);
+  const EventLogRecord& kept = items[0].record;
+  EXPECT_EQ(kept.timeGenerated, 100u);
+  EXPECT_EQ(kept.timeWritten, 101u);
+  EXPECT_EQ(kept.eventID, 0xC00028E7u);
+  EXPECT_EQ(kept.eventType, 2u);
+  EXPECT_EQ(kept.category, 7u);
+  EXPECT_EQ(kept.source, "Elsewhere");
+  EXPECT_EQ(kept.computer, "a host");
+  EXPECT_EQ(kept.strings, record.strings);
+  EXPECT_EQ(kept.data, record.data);
+}
+
 TEST_F(EventHistory, ClearingRemovesWhatIsOlderAndSaysHowMuch) {
   CEventLogImport import;
   ASSERT_EQ(import.Open("Log"), 0u);
