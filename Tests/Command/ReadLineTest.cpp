@@ -213,6 +213,7 @@ TEST(ReadLine, ComplaintsAreInTheCommandsOwnWords) {
   };
   for (const auto& [line, complaint] : kLines)
     EXPECT_EQ(ComplaintOf(line), complaint) << Joined(line);
+  EXPECT_EQ(ComplaintOf({"beep", "440", "4294967295"}), "");
 }
 
 TEST(ReadLine, HelpAsDataIsTakenWhereverItStands) {

@@ -53,6 +53,29 @@ TEST_F(CommandLogExport, ALineThatIsNotARecordEndsTheImportAndSaysWhatWasKept) {
   EXPECT_THAT(ParseAnswer(asJson.output)["error"]["text"], HasSubstr("line 1 of "));
 }
 
+TEST_F(CommandLogExport, StandardInputThatCannotBeReadIsNotAnEmptyExport) {
+  const std::string line =
+      std::string("'") + ONDREL_COMMAND + "' --store '" + Path("other.db") + "' log import - < ";
+  const ProcessResult result = RunProcess("/bin/sh", {"-c", line + "/"});
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors,
+            "ondrel: cannot read standard input after line 0; 0 records before it were kept: Is a "
+            "directory\n");
+}
+
+TEST_F(CommandLogExport, StandardInputIsImportedWithEitherLineEnd) {
+  Report("10471", "error", "PD 3 failed");
+  std::string lines = Run({"log", "export", "Demo"}).output;
+  lines.insert(lines.size() - 1, "\r");
+  const std::string file = WriteFile("export", "\r\n" + lines);
+  const ProcessResult result =
+      RunProcess("/bin/sh", {"-c", std::string("'") + ONDREL_COMMAND + "' --store '" +
+                                       Path("other.db") + "' log import - < '" + file + "'"});
+  EXPECT_EQ(result.exitStatus, 0) << result.errors;
+  EXPECT_EQ(result.output, "Imported 1 records into the event store " + Path("other.db") + "\n");
+}
+
 TEST_F(CommandLogExport, ImportRefusesAnotherVersionAndNamesWhatItDoesNotKnow) {
   Report("10471", "error", "PD 3 failed");
   const json record = json::parse(Run({"log", "export", "Demo"}).output);

@@ -1,5 +1,6 @@
 #include "Tool/Command.h"
 #include "Tool/Failure.h"
+#include "Tool/Host/StandardInput.h"
 #include "Tool/Lines.h"
 #include "Tool/LogRecords.h"
 #include "Tool/Options.h"
@@ -17,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <streambuf>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -303,6 +305,28 @@ std::string WordsOfFailure(const ReadJson& line) {
   return hasWords ? OneLine(error["text"].get<std::string>()) : "it failed";
 }
 
+/// Standard input for a stream. `std::cin` takes a failure for the end.
+class StandardInputBuffer : public std::streambuf {
+public:
+  const std::error_code& Failure() const { return m_failure; }
+
+protected:
+  int_type underflow() override {
+    try {
+      const std::size_t size = ReadStandardInput(m_bytes.data(), m_bytes.size());
+      setg(m_bytes.data(), m_bytes.data(), m_bytes.data() + size);
+      return size == 0 ? traits_type::eof() : traits_type::to_int_type(m_bytes.front());
+    } catch (const std::system_error& error) {
+      m_failure = error.code();
+      throw;  // The stream takes it for its bad state.
+    }
+  }
+
+private:
+  std::array<char, 65536> m_bytes;
+  std::error_code m_failure;
+};
+
 /// The lines of a text, with a bound on memory. What is longer than any record is not read.
 class TextLines {
 public:
@@ -315,7 +339,9 @@ public:
     const auto size = static_cast<std::size_t>(m_input.gcount());
     if (m_input.fail()) return std::nullopt;
     // The end of a line is counted, that of the text is not there.
-    return std::string_view(m_line.data(), m_input.eof() ? size : size - 1);
+    std::string_view line(m_line.data(), m_input.eof() ? size : size - 1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
   }
 
   bool IsLineTooLong() const {
@@ -384,7 +410,9 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
   errno = 0;
   const bool isStandardInput = options.file == "-";
   if (!isStandardInput) file.open(options.file, std::ios::binary);
-  std::istream& input = isStandardInput ? std::cin : file;
+  StandardInputBuffer standardInput;
+  std::istream inputStream(&standardInput);
+  std::istream& input = isStandardInput ? inputStream : file;
   if (!input) throw UsageError("cannot read " + options.file + ": " + ReasonOf(errno));
 
   const Progress progress("importing " + OneLine(options.file));
@@ -414,19 +442,21 @@ int ImportRecords(const GlobalOptions& globals, const ImportOptions& options) {
     NoteUnknownMembers(line, number);
     importer.Add(log, std::move(record));
   }
-  const int reason = errno;
+  const std::string reason =
+      standardInput.Failure() ? standardInput.Failure().message() : ReasonOf(errno);
   if (lines.IsLineTooLong()) {
     ++number;
     refuse("it is longer than 1 MiB");
   }
   importer.Keep();
   // Opening a folder succeeds on some hosts; reading it then fails.
-  if (input.bad() && number == 0)
-    throw UsageError("cannot read " + options.file + ": " + ReasonOf(reason));
+  if (input.bad() && number == 0 && !isStandardInput)
+    throw UsageError("cannot read " + options.file + ": " + reason);
   if (input.bad()) {
-    throw HostFailure("cannot read " + options.file + " after line " + std::to_string(number) +
-                          "; " + std::to_string(importer.Kept()) + " records before it were kept",
-                      ReasonOf(reason));
+    const std::string name = isStandardInput ? "standard input" : options.file;
+    throw HostFailure("cannot read " + name + " after line " + std::to_string(number) + "; " +
+                          std::to_string(importer.Kept()) + " records before it were kept",
+                      reason);
   }
   const std::uint64_t dropped = importer.Dropped();
   if (globals.json)

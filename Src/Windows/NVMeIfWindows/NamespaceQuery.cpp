@@ -42,7 +42,7 @@ ULong Ask(void* device, ULong id, NVME_IDENTIFY_NAMESPACE* nameSpace) {
 
 ULong IdentifyNVMeNamespace(const char* device, ULong id, NVME_IDENTIFY_NAMESPACE* nameSpace) {
   ONDREL_TRACE(kTraceEntry, "Ondrel::Host::IdentifyNVMeNamespace",
-               "ENTER IdentifyNVMeNamespace (device=\"%s\", id: %u)", device, id);
+               "ENTER IdentifyNVMeNamespace (device=\"%s\", id: %d)", device, id);
   void* const handle = Device().CreateFileA(device, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
                                             nullptr, OPEN_EXISTING, 0, nullptr);
   ULong error = ERROR_SUCCESS;
@@ -53,7 +53,7 @@ ULong IdentifyNVMeNamespace(const char* device, ULong id, NVME_IDENTIFY_NAMESPAC
     Device().CloseHandle(handle);
   }
   ONDREL_TRACE(kTraceEntry, "Ondrel::Host::IdentifyNVMeNamespace",
-               "LEAVE IdentifyNVMeNamespace (device=\"%s\", id: %u), return: %d", device, id,
+               "LEAVE IdentifyNVMeNamespace (device=\"%s\", id: %d), return: %d", device, id,
                error);
   return error;
 }

@@ -15,7 +15,7 @@ std::size_t ReadStandardInput(char* bytes, std::size_t size) {
   const DWORD error = ::GetLastError();
   // The writer has closed its end of the pipe.
   if (error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF) return 0;
-  throw std::system_error(static_cast<int>(error), std::system_category(), "standard input");
+  throw std::system_error(static_cast<int>(error), std::system_category());
 }
 
 }  // namespace Tool

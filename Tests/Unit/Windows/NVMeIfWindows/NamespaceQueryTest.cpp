@@ -1,6 +1,8 @@
 #include "Support/PreparedDevice.h"
+#include "Support/TraceCapture.h"
 
 #include <Ondrel/NVMeDevices.h>
+#include <Pirsk/ModuleInfo.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +13,7 @@
 namespace Ondrel::Testing {
 namespace {
 
+using Pirsk::Misc::kTraceEntry;
 using testing::ElementsAre;
 
 using Words = std::array<std::uint32_t, 12>;
@@ -67,10 +70,14 @@ TEST_F(NamespaceQuery, DeviceThatDoesNotOpenGivesTheHostsError) {
 }
 
 TEST_F(NamespaceQuery, RefusalGivesTheHostsErrorAndClosesTheDevice) {
+  const TraceCapture trace(kTraceEntry);
   m_device.answer.succeeds = 0;
   m_device.lastErrors = {87};
 
   EXPECT_EQ(Host::IdentifyNVMeNamespace("disk", 2, &m_record), 87U);
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("ENTER IdentifyNVMeNamespace (device=\"disk\", id: 2)",
+                          "LEAVE IdentifyNVMeNamespace (device=\"disk\", id: 2), return: 87"));
   EXPECT_TRUE(IsUntouched());
   EXPECT_EQ(m_device.Calls().back(), "CloseHandle(device)");
 }
