@@ -11,13 +11,20 @@ export WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all,err+all}
 # debugger: where it looks at a crash, the program's exit status is 0.
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml=;winedbg.exe=}"
 
-wine=/usr/lib/wine/wine64
+# This build of Wine is linked to low addresses and has no loader that keeps others away from them: where
+# the system places the heap at random, it covers a page that Wine has to have in one of some thousand
+# starts, which then ends with 1 ("failed to map the shared user data").
+wine=(/usr/lib/wine/wine64)
+# A container may refuse it.
+if setarch --addr-no-randomize true 2>/dev/null; then
+  wine=(setarch --addr-no-randomize "${wine[@]}")
+fi
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
   mkdir -p "$WINEPREFIX"
   # One of several that start at once makes the prefix; the others wait.
   (
     flock 9
-    [ -f "$WINEPREFIX/system.reg" ] || "$wine" wineboot -i >"$WINEPREFIX/boot.log" 2>&1
+    [ -f "$WINEPREFIX/system.reg" ] || "${wine[@]}" wineboot -i >"$WINEPREFIX/boot.log" 2>&1
     while [ ! -f "$WINEPREFIX/system.reg" ]; do sleep 0.1; done
   ) 9>"$WINEPREFIX/lock"
 fi
@@ -33,11 +40,11 @@ if ! isStarted; then
     if ! isStarted; then
       for _ in 1 2 3; do
         wineserver -p15 9>&- || true
-        if "$wine" cmd /c exit 9>&-; then break; fi
+        if "${wine[@]}" cmd /c exit 9>&-; then break; fi
       done
     fi
     touch "$started"
   ) 9>"$WINEPREFIX/start-lock" </dev/null >/dev/null 2>&1
 fi
 touch "$started"
-exec "$wine" "$@"
+exec "${wine[@]}" "$@"

@@ -1,23 +1,17 @@
 #!/usr/bin/python3
 """Asks every subcommand, by its own help, for what it has to refuse.
 
-Usage: check_usage.py --host linux|wine -- COMMAND...
+Usage: check_usage.py COMMAND...
 
 Each option without its value, with an empty one and, if it is a flag, with one; an option and a word
 that do not exist: all are wrong usage, which ends with 2, one object under --json, and else with words
 and a pointer to the help. What the parser's library says of itself is not among the words.
-
-Of some ten thousand starts under Wine on a busy machine two ended before the program's first line, with 1
-and without a word of either. There such a line is asked once more; each is shown, and the third of a run
-counts as wrong like any on Linux.
 """
 
-import argparse
 import concurrent.futures
 import json
 import subprocess
 import sys
-import threading
 
 # Not even a line that is to be refused comes near a restart of the machine.
 LEFT_OUT = [["reboot"]]
@@ -34,42 +28,21 @@ RAW_WORDS = ("required but", "Could not", "not in {", "not convert", "disallowed
 
 LEAST_LINES = 200
 
-MOST_ENDS_WITHOUT_A_WORD = {"linux": 0, "wine": 2}
+
+def run(command, words):
+    return subprocess.run([*command, *words], stdin=subprocess.DEVNULL, capture_output=True,
+                          timeout=120, check=False)
 
 
-class Command:
-    """The command on its host; several threads may run it."""
-
-    def __init__(self, words, host):
-        self._words = words
-        self._lock = threading.Lock()
-        self._repeats_left = MOST_ENDS_WITHOUT_A_WORD[host]
-
-    def run(self, words):
-        result = self._start(words)
-        if result.stdout or result.stderr or not self._may_repeat():
-            return result
-        print(f"{words}: ended with {result.returncode} and no word; asked once more", flush=True)
-        return self._start(words)
-
-    def help_of(self, words):
-        return json.loads(self.run(["--json", "help", *words]).stdout)
-
-    def _start(self, words):
-        return subprocess.run([*self._words, *words], stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=120, check=False)
-
-    def _may_repeat(self):
-        with self._lock:
-            self._repeats_left -= 1
-            return self._repeats_left >= 0
+def help_of(command, words):
+    return json.loads(run(command, ["--json", "help", *words]).stdout)
 
 
 def pages(command):
     queue = [[]]
     while queue:
         words = queue.pop()
-        page = command.help_of(words)
+        page = help_of(command, words)
         queue += [[*words, row["name"]] for row in page["subcommands"]]
         if not page["subcommands"] and words not in LEFT_OUT:
             yield words, page
@@ -99,7 +72,7 @@ def lines_of(words, page):
 
 
 def complaints_about(command, line):
-    text = command.run(line)
+    text = run(command, line)
     if text.returncode != 2:
         yield f"exit status {text.returncode}: {text.stderr}"
         return
@@ -107,7 +80,7 @@ def complaints_about(command, line):
     if text.stdout or not words.startswith("ondrel: ") or "--help' for its usage.\n" not in words:
         yield f"said {text.stdout} and {words}"
     yield from (f"says {words}" for raw in RAW_WORDS if raw in words)
-    answer = command.run(["--json", *line])
+    answer = run(command, ["--json", *line])
     try:
         value = json.loads(answer.stdout)
         error = value["error"]
@@ -118,13 +91,7 @@ def complaints_about(command, line):
         yield f"answered {answer.stdout} and {answer.stderr}, exit status {answer.returncode}"
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--host", choices=MOST_ENDS_WITHOUT_A_WORD, required=True)
-    parser.add_argument("command", nargs="+")
-    options = parser.parse_args()
-    command = Command(options.command, options.host)
-
+def main(command):
     lines = [line for words, page in pages(command) for line in lines_of(words, page)]
     wrong = 0
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
@@ -137,4 +104,4 @@ def main():
     return 1 if wrong or len(lines) < LEAST_LINES else 0
 
 
-sys.exit(main())
+sys.exit(main(sys.argv[1:]))
