@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Runs the command on a terminal of its own: colours and progress stand there and nowhere else.
+"""Runs the command on a terminal of its own: colours and progress stand there and nowhere else. Readers and
+writers at the command's other ends go away.
 
 Usage: check_terminal.py COMMAND...
 """
@@ -7,8 +8,10 @@ Usage: check_terminal.py COMMAND...
 import os
 import pty
 import socket
+import struct
 import subprocess
 import sys
+import tempfile
 
 # No machine searches this through in the time that it is given.
 LONG_SEARCH = ["match", "(a*)(a*)(a*)(a*)(a*)[bc]", "a" * 1000, "--limit", "3s"]
@@ -64,6 +67,24 @@ def status_without_reader(command, reader, output):
         process.stdin.close()
 
 
+def import_that_is_cut_off(command):
+    """A log's import from a connection that is reset behind a whole line."""
+    with tempfile.TemporaryDirectory() as folder, socket.create_server(("127.0.0.1", 0)) as server:
+        store = [*command, "--store", os.path.join(folder, "events.db"), "log"]
+        subprocess.run([*store, "report", "Demo", "10471", "error", "words"], check=True,
+                       stdout=subprocess.DEVNULL)
+        line = subprocess.run([*store, "export", "Demo"], capture_output=True, check=True).stdout
+        reader = socket.create_connection(server.getsockname())
+        writer = server.accept()[0]
+        process = subprocess.Popen([*store, "import", "--renumber", "-"], stdin=reader,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        writer.sendall(line)
+        reader.close()
+        writer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        writer.close()
+        return *process.communicate(timeout=60), process.returncode
+
+
 def main(command):
     wrong = []
 
@@ -103,6 +124,10 @@ def main(command):
     ends = [end.detach() for end in socket.socketpair()]
     expect(status_without_reader(command, *ends) == 141, "a socket without a reader is noticed")
     expect(status_without_reader(command, *pty.openpty()) == 141, "so is a terminal without one")
+
+    cut = import_that_is_cut_off(command)
+    expect(cut == ("", "ondrel: cannot read standard input after line 1; 1 records before it were "
+                   "kept: Connection reset by peer\n", 3), f"a cut import says what it kept: {cut}")
     return 1 if wrong else 0
 
 
