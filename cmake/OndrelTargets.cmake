@@ -36,6 +36,18 @@ if(NOT WIN32)
   endif()
 endif()
 
+# Puts a Windows program's debug information into a file beside it, in which debuggers look. A start reads
+# all of the program's file, most of which that information would be.
+function(ondrel_separate_debug_information target)
+  if(MINGW)
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+      COMMAND ${CMAKE_OBJCOPY} --strip-debug --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug
+        $<TARGET_FILE:${target}>
+      VERBATIM)
+  endif()
+endfunction()
+
 # Names a shared library as its programs ask for it: pirsk.dll, libpirsk.so.7.
 function(ondrel_name_library target)
   set_target_properties(${target} PROPERTIES
@@ -43,4 +55,5 @@ function(ondrel_name_library target)
   if(WIN32)
     set_target_properties(${target} PROPERTIES PREFIX "")
   endif()
+  ondrel_separate_debug_information(${target})
 endfunction()

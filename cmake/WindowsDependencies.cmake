@@ -41,3 +41,10 @@ foreach(name libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
   list(APPEND ONDREL_RUNTIME_DLLS ${file})
 endforeach()
 file(COPY ${ONDREL_RUNTIME_DLLS} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+# Without the debug information that each start of a program would read. A copy keeps its date, by which
+# it is not copied again.
+foreach(file ${ONDREL_RUNTIME_DLLS})
+  cmake_path(GET file FILENAME name)
+  execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --preserve-dates ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name}
+    COMMAND_ERROR_IS_FATAL ANY)
+endforeach()

@@ -33,6 +33,8 @@ for file in "$package"/bin/{ondrel,pirsk}.dll "$package/bin/ondrel.exe"; do
   done
   ! x86_64-w64-mingw32-objdump -h "$file" | grep -q '\.debug_info' ||
     { echo "${file##*/} is not stripped" >&2; exit 1; }
+  x86_64-w64-mingw32-objdump -h "build/windows/bin/${file##*/}.debug" | grep '\.debug_info' >/dev/null ||
+    { echo "the build has no debug information of ${file##*/}" >&2; exit 1; }
   ! strings -a "$file" | grep -F "$PWD" ||
     { echo "${file##*/} names the folder it was built in" >&2; exit 1; }
 done

@@ -74,6 +74,11 @@ TEST(ReadLine, NoWordAfterASubcommandChoosesAnother) {
   std::set<std::string> names;
   for (const Words& path : AllPaths()) names.insert(path.begin(), path.end());
   ASSERT_GE(names.size(), 25U);
+#if defined(ONDREL_SANITIZED)
+  // The ordinary build tries all of them, which take ten times as long here.
+  for (std::size_t place = 0; const std::string& name : std::set(names))
+    if (place++ % 4 != 0 && name != "reboot") names.erase(name);
+#endif
   for (const Words& path : AllPaths()) {
     for (const std::string& other : names) {
       ExpectOnly(path, Line(path, {other}));
