@@ -41,7 +41,6 @@ class NVMeTargetTest(MachineTestCase):
     machine_arguments = {
         "modules": ["nvmet-tcp", "nvme-tcp"],
         "programs": ["nvme"],
-        "time_limit": 480,
         "disks": {"disk": 8 << 20},
         "devices": ["-drive", "file={folder}/disk,format=raw,if=none,id=d",
                     "-device", "nvme,serial=PLAIN,drive=d"],

@@ -4,7 +4,7 @@ import sys
 import time
 import unittest
 
-from machine import BUILD_FOLDER, MachineTestCase
+from machine import BUILD_FOLDER, PATIENCE, MachineTestCase
 from watch_machine import CONFIGURATION, WatchTestCase, watch_machine
 
 HEALTH_POLLS = BUILD_FOLDER / "Tests" / "Support" / "ondrel-test-health-polls"
@@ -32,7 +32,7 @@ class WatchFaultsTest(WatchTestCase):
         self.wait_for_rows("SELECT (SELECT count(*) FROM events WHERE log_state < 2) + "
                            "(SELECT count(*) FROM mails WHERE state < 2)", "0")
 
-    def wait_for_rows(self, sql, *wanted, limit=60):
+    def wait_for_rows(self, sql, *wanted, limit=PATIENCE):
         deadline = time.monotonic() + limit
         while (rows := self.query(sql)) != list(wanted):
             self.assertLess(time.monotonic(), deadline, f"{sql}: {rows}")
@@ -62,7 +62,7 @@ class WatchFaultsTest(WatchTestCase):
             f"SELECT count(*) FROM events WHERE id > {after} AND log_state < 2"))
         self.drain("log")
         start = time.monotonic()
-        self.wait_for_events(after, (10471, 4, "SN1"), limit=60)
+        self.wait_for_events(after, (10471, 4, "SN1"))
         print(f"\nin the log {time.monotonic() - start:.1f} s after there was room",
               file=sys.stderr)
         self.wait_for_words("event log: works again")
@@ -77,7 +77,7 @@ class WatchFaultsTest(WatchTestCase):
         self.wait_for_words("state file: ")
         self.assertEqual([], self.events(after))
         self.drain("state")
-        self.wait_for_events(after, (10471, 4, "SN3"), limit=60)
+        self.wait_for_events(after, (10471, 4, "SN3"))
         self.wait_for_words("state file: works again")
 
     def feature(self, number):
@@ -91,7 +91,7 @@ class WatchFaultsTest(WatchTestCase):
         self.machine.check("cp /root/watch.conf /root/fast.conf; sed -i "
                            "'s/interval=1/interval=3600\\narm-events=yes/' /root/watch.conf; "
                            "kill -HUP $(cat /root/pid)")
-        deadline = time.monotonic() + 60
+        deadline = time.monotonic() + PATIENCE
         while self.feature(0) & 0x1F != 0x1F:
             self.assertLess(time.monotonic(), deadline, "the drive is not armed")
             time.sleep(0.2)
@@ -99,7 +99,7 @@ class WatchFaultsTest(WatchTestCase):
         self.machine.monitor("qom-set", path="/machine/peripheral/n0",
                              property="smart_critical_warning", value=4)
         # The next question for health is an hour away.
-        self.wait_for_events(after, (10045, 4, "SN0"), limit=60)
+        self.wait_for_events(after, (10045, 4, "SN0"))
         self.machine.monitor("qom-set", path="/machine/peripheral/n0",
                              property="smart_critical_warning", value=0)
 
@@ -107,7 +107,7 @@ class WatchFaultsTest(WatchTestCase):
         self.machine.check("sed -i s/interval=3600/interval=1/ /root/watch.conf; "
                            f"echo 1 >/sys/class/nvme/{controller}/reset_controller; "
                            "kill -HUP $(cat /root/pid)")
-        deadline = time.monotonic() + 60
+        deadline = time.monotonic() + PATIENCE
         while self.feature(0) & 0x1F != 0x1F:
             self.assertLess(time.monotonic(), deadline, "the drive is not armed again")
             time.sleep(0.2)

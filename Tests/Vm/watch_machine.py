@@ -6,7 +6,7 @@ import sys
 import tempfile
 import time
 
-from machine import SOURCE_FOLDER, MachineTestCase
+from machine import PATIENCE, SOURCE_FOLDER, MachineTestCase
 
 MAIL_SERVER = SOURCE_FOLDER / "Tests" / "Support" / "smtp_server.py"
 
@@ -57,7 +57,7 @@ class MailServer:
             found.append((envelope["to"], head["Subject"], head["Message-ID"]))
         return found
 
-    def wait_for(self, recipient, words, limit=60):
+    def wait_for(self, recipient, words, limit=PATIENCE):
         """Waits for a mail to a recipient whose subject holds the words; yields the seconds."""
         start = time.monotonic()
         while time.monotonic() - start < limit:
@@ -85,7 +85,7 @@ def watch_machine(drives, disk_size=40 << 20, **more):
         "disks": {f"d{number}": disk_size for number in range(drives)},
         "devices": nvme_devices(drives),
         "memory": "512M",
-        "time_limit": 540,
+        "time_limit": 1800,
         **more,
     }
 
@@ -143,7 +143,7 @@ class WatchTestCase(MachineTestCase):
         return [tuple(line.split("|")) for line in self.query(
             f"SELECT code, severity, object_id FROM events WHERE id > {after} ORDER BY id")]
 
-    def wait_for_events(self, after, *wanted, limit=90):
+    def wait_for_events(self, after, *wanted, limit=PATIENCE):
         """Waits until the events (code, severity[, part of the object]) are in the event log."""
         start = time.monotonic()
         while True:
@@ -160,7 +160,7 @@ class WatchTestCase(MachineTestCase):
                 raise AssertionError(f"missing {missing} in {seen}\n{log}")
             time.sleep(0.2)
 
-    def create(self, name, level, *numbers, spares=0, limit=60):
+    def create(self, name, level, *numbers, spares=0, limit=PATIENCE):
         """Makes an array, and waits until the service knows it and its members."""
         nodes = " ".join(self.node(number) for number in numbers)
         self.machine.check(

@@ -4,6 +4,7 @@ import sys
 import time
 import unittest
 
+from machine import PATIENCE
 from watch_machine import WatchTestCase, watch_machine
 
 
@@ -123,7 +124,7 @@ class WatchTest(WatchTestCase):
             self.wait_for_events(after, (10459, 2, "SN5")) if turn == -1 else self.idle("md7")
             time.sleep(1.5)
             after = self.last_event()
-        deadline = time.monotonic() + 60
+        deadline = time.monotonic() + PATIENCE
         while self.query("SELECT count(*) FROM mails WHERE state < 2") != ["0"]:
             self.assertLess(time.monotonic(), deadline, "mails are left")
             time.sleep(0.5)

@@ -11,7 +11,7 @@ import threading
 import time
 import unittest
 
-from machine import SOURCE_FOLDER
+from machine import PATIENCE, SOURCE_FOLDER
 from watch_machine import WatchTestCase, watch_machine
 
 sys.path.insert(0, str(SOURCE_FOLDER / "scripts" / "torture"))
@@ -22,7 +22,7 @@ SECONDS = float(os.environ.get("ONDREL_TORTURE_SECONDS", "30"))
 SEED = os.environ.get("ONDREL_TORTURE_SEED", "1")
 DRIVES = 3
 # Beside the time for the torture: the start, what is left at the end, a busy machine.
-MORE_SECONDS = 480
+MORE_SECONDS = 1500
 
 
 class FailingMailServer:
@@ -73,7 +73,7 @@ class WatchTortureTest(WatchTestCase):
         wrong = self.print_table(first, faults, kills)
         self.assertEqual(0, wrong)
 
-    def wait_until_healed(self, limit=120):
+    def wait_until_healed(self, limit=PATIENCE):
         deadline = time.monotonic() + limit
         while True:
             drives, arrays = self.status()
@@ -82,7 +82,7 @@ class WatchTortureTest(WatchTestCase):
             self.assertLess(time.monotonic(), deadline, f"{drives} {arrays}")
             time.sleep(0.2)
 
-    def send_the_rest(self, limit=240):
+    def send_the_rest(self, limit=2 * PATIENCE):
         """Waits until the queue is empty, without the service's patience."""
         deadline = time.monotonic() + limit
         while self.query("SELECT count(*) FROM mails WHERE state < 2") != ["0"]:
