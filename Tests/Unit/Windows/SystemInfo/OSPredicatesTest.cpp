@@ -44,11 +44,6 @@ public:
       for (Word& word : words) Link(word);
   }
 
-  bool Holds(const std::string& name, const Subject& subject) const {
-    return HoldsAll(m_conditions.at(name), subject);
-  }
-
-private:
   enum Kind { kNumber, kFlag, kPredicate, kEither, kModern, kServer, k1909, kTrue, kFalse };
 
   struct Word {
@@ -62,7 +57,18 @@ private:
     const std::vector<Word>* other = nullptr;
     const std::vector<Word>* second = nullptr;
   };
+  using Words = std::vector<Word>;
 
+  /// The condition of a predicate.
+  const Words& Of(const std::string& name) const { return m_conditions.at(name); }
+
+  static bool Holds(const Words& condition, const Subject& subject) {
+    return std::all_of(condition.begin(), condition.end(), [&](const Word& word) {
+      return HoldsUnnegated(word, subject) != word.isNegated;
+    });
+  }
+
+private:
   static Word Parse(std::string text) {
     static const std::map<std::string, Kind> kNamed = {{"modern", kModern},
                                                        {"server", kServer},
@@ -140,13 +146,7 @@ private:
     }
   }
 
-  bool HoldsAll(const std::vector<Word>& words, const Subject& subject) const {
-    return std::all_of(words.begin(), words.end(), [&](const Word& word) {
-      return HoldsUnnegated(word, subject) != word.isNegated;
-    });
-  }
-
-  bool HoldsUnnegated(const Word& word, const Subject& subject) const {
+  static bool HoldsUnnegated(const Word& word, const Subject& subject) {
     const OS_VERSION_HALF& half = subject.Half();
     const OS_FACTS& facts = *subject.facts;
     switch (word.kind) {
@@ -159,9 +159,9 @@ private:
         return (words[word.flag->word - 1] & word.flag->mask) != 0;
       }
       case kPredicate:
-        return HoldsAll(*word.other, subject);
+        return Holds(*word.other, subject);
       case kEither:
-        return HoldsAll(*word.other, subject) || HoldsAll(*word.second, subject);
+        return Holds(*word.other, subject) || Holds(*word.second, subject);
       case kModern:
         return half.platform == 4 && (half.major > 6 || (half.major == 6 && half.minor > 3));
       case kServer:
@@ -176,7 +176,7 @@ private:
     }
   }
 
-  std::map<std::string, std::vector<Word>> m_conditions;
+  std::map<std::string, Words> m_conditions;
 };
 
 const Oracle& TheOracle() {
@@ -219,7 +219,7 @@ public:
     const Subject subject{&facts, isUnderlying};
     for (std::size_t i = 0; i < m_predicates.size(); ++i) {
       const OSPredicate& predicate = m_predicates[i];
-      const int expected = TheOracle().Holds(m_names[i], subject) ? 1 : 0;
+      const int expected = Oracle::Holds(*m_conditions[i], subject) ? 1 : 0;
       if (predicate.holds(facts, isUnderlying ? 1 : 0) == expected) continue;
       ADD_FAILURE() << predicate.name << " is not " << expected << " for platform " << half.platform
                     << ", " << half.major << '.' << half.minor << " build " << half.build
@@ -236,10 +236,11 @@ public:
 
 private:
   const std::vector<OSPredicate> m_predicates = Predicates();
-  const std::vector<std::string> m_names = [] {
-    std::vector<std::string> names;
-    for (const OSPredicate& predicate : Predicates()) names.emplace_back(predicate.name);
-    return names;
+  const std::vector<const Oracle::Words*> m_conditions = [] {
+    std::vector<const Oracle::Words*> conditions;
+    for (const OSPredicate& predicate : Predicates())
+      conditions.push_back(&TheOracle().Of(predicate.name));
+    return conditions;
   }();
   bool m_hasFailed = false;
   std::size_t m_asked = 0;
@@ -338,7 +339,7 @@ TEST(OSPredicates, BuildsByNumbersAloneHoldAsTheirConditionsSay) {
       facts.underlying = Half(0, version, build);
       for (const auto& [name, holds] : builds)
         EXPECT_EQ(holds(version[0], version[1], build),
-                  TheOracle().Holds(name, {&facts, true}) ? 1 : 0)
+                  Oracle::Holds(TheOracle().Of(name), {&facts, true}) ? 1 : 0)
             << name << ' ' << version[0] << '.' << version[1] << ' ' << build;
     }
 }
