@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sys/stat.h>
 
 namespace Tool::Watch {
@@ -213,6 +214,19 @@ TEST_F(StoreTest, FilesOfAnotherKindAreRefusedAndStayAsTheyAre) {
     database.Execute("PRAGMA user_version = 2");
   }
   EXPECT_THROW(Store(m_folder.Path("later.db"), true), DatabaseError);
+}
+
+TEST_F(StoreTest, AFileThatIsMovedOrReplacedIsNotInPlace) {
+  const Store store(m_path, true);
+  EXPECT_TRUE(store.IsInPlace());
+
+  std::filesystem::rename(m_path, m_folder.Path("moved.db"));
+  EXPECT_FALSE(store.IsInPlace());
+  m_folder.Write("watch.db", "");
+  EXPECT_FALSE(store.IsInPlace());
+
+  std::filesystem::rename(m_folder.Path("moved.db"), m_path);
+  EXPECT_TRUE(store.IsInPlace());
 }
 
 }  // namespace

@@ -110,6 +110,16 @@ TEST_F(HostNames, MarksCountWhereThereIsNoDetection) {
   EXPECT_EQ(Name().container, "docker");
 }
 
+TEST_F(HostNames, LongestWordIsOf256Letters) {
+  m_container = "";
+  const std::string longest(256, 'x');
+  m_folder.Write("run/systemd/container", longest + "\n");
+  EXPECT_EQ(Name().container, longest);
+
+  m_folder.Write("run/systemd/container", longest + "x\n");
+  EXPECT_EQ(Name().container, "none");
+}
+
 TEST(NameOfHost, ThisHostHasAKernelAndAnArchitecture) {
   const std::optional<HostName> name = NameOfHost();
 
