@@ -1,6 +1,7 @@
 """Builds the initial file system of the tests' virtual machine: a newc archive, written directly, so
 that neither root nor a folder of copies is needed."""
 
+import functools
 import os
 import pathlib
 import re
@@ -66,6 +67,7 @@ def _entry(number, path, mode, content):
     return [head, b"\0" * (-len(head) % 4), content, b"\0" * (-len(content) % 4)]
 
 
+@functools.cache
 def _without_debug_information(source):
     content = source.read_bytes()
     if b".debug_info" not in content:
@@ -80,6 +82,7 @@ def _without_debug_information(source):
         os.close(descriptor)
 
 
+@functools.cache
 def _libraries_of(program):
     """The files of the libraries of a program: those it is linked with, those that these load on
     demand, and so on."""

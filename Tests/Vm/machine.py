@@ -32,6 +32,17 @@ BUILD_FOLDER = pathlib.Path(os.environ.get("ONDREL_BUILD", SOURCE_FOLDER / "buil
 DEFAULT_TIME_LIMIT = 1200
 PATIENCE = 300
 
+_KERNEL_ARGUMENTS = (
+    "console=ttyS0", "panic=-1", "quiet", "loglevel=5", "tsc=unstable", "random.trust_cpu=on",
+    # Without this a busy host makes the kernel give up at its start.
+    "no_timer_check",
+    # What the emulator has translated of a program or a library serves the next start only where this
+    # is loaded at the same address again.
+    "norandmaps",
+    # A third of a boot: the kernel's tests of itself, and what protects or traces it.
+    "init_on_alloc=0", "cryptomgr.notests",
+    "initcall_blacklist=crypto_kdf108_init,init_kprobe_trace",
+)
 _STEERING = re.compile(r"\x1b(?:\[[0-?]*[ -/]*[@-~]|[^\[])|[^\t\n -~]")
 _PASSWD = b"root:x:0:0:root:/root:/bin/sh\nnobody:x:65534:65534:nobody:/:/bin/sh\n"
 _GROUP = b"root:x:0:\nnogroup:x:65534:\n"
@@ -261,9 +272,7 @@ class Machine:
                 "-accel", "tcg", "-machine", self._chipset, "-cpu", "max", "-m", self._memory,
                 "-nographic", "-no-reboot", "-nodefaults", "-monitor", "none",
                 "-kernel", str(kernel), "-initrd", str(image),
-                # Without no_timer_check a busy host makes the kernel give up at its start.
-                "-append", "console=ttyS0 panic=-1 quiet loglevel=5 tsc=unstable no_timer_check "
-                "random.trust_cpu=on",
+                "-append", " ".join(_KERNEL_ARGUMENTS),
                 "-serial", f"file:{self._console}",
                 "-chardev", f"socket,id=frames,path={self.folder / 'frames'}",
                 "-serial", "chardev:frames",

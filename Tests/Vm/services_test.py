@@ -48,26 +48,25 @@ class RestartTest(unittest.TestCase):
             event = machine.wait_for_event("SHUTDOWN")
             self.assertEqual("guest-reset", event["data"]["reason"])
 
+
+class RefusedRestartTest(MachineTestCase):
+    def tearDown(self):
+        self.assertEqual("here\n", self.machine.check("sleep 1; echo here"))
+
     def test_without_a_login_manager_and_force_the_machine_goes_on_and_it_is_said(self):
-        with Machine() as machine:
-            result = machine.run("ondrel --json reboot --yes")
-            self.assertEqual(3, result.exit_status, result)
-            self.assertIn("the login manager cannot be reached", result.stdout)
-            self.assertIn("--force", result.stdout)
-            self.assertEqual("here\n", machine.check("sleep 1; echo here"))
+        result = self.machine.run("ondrel --json reboot --yes")
+        self.assertEqual(3, result.exit_status, result)
+        self.assertIn("the login manager cannot be reached", result.stdout)
+        self.assertIn("--force", result.stdout)
 
     def test_who_has_no_right_to_restart_is_told_so(self):
-        with Machine() as machine:
-            result = machine.run('su nobody -s /bin/sh -c "ondrel --json reboot --yes --force"')
-            self.assertEqual(3, result.exit_status, result)
-            self.assertIn("CAP_SYS_BOOT", result.stdout)
-            self.assertEqual("here\n", machine.check("sleep 1; echo here"))
+        result = self.machine.run('su nobody -s /bin/sh -c "ondrel --json reboot --yes --force"')
+        self.assertEqual(3, result.exit_status, result)
+        self.assertIn("CAP_SYS_BOOT", result.stdout)
 
     def test_nothing_restarts_without_yes(self):
-        with Machine() as machine:
-            for line in ("reboot", "reboot --force", "run echo reboot --yes", "help reboot --yes"):
-                machine.run(f"ondrel {line}")
-            self.assertEqual("here\n", machine.check("sleep 1; echo here"))
+        for line in ("reboot", "reboot --force", "run echo reboot --yes", "help reboot --yes"):
+            self.machine.run(f"ondrel {line}")
 
 
 class NoSpeakerTest(MachineTestCase):

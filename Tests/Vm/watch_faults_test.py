@@ -89,7 +89,7 @@ class WatchFaultsTest(WatchTestCase):
         self.assertNotEqual(0x1F, self.feature(0) & 0x1F)
         controller = self.node(0).removesuffix("n1").removeprefix("/dev/")
         self.machine.check("cp /root/watch.conf /root/fast.conf; sed -i "
-                           "'s/interval=1/interval=3600\\narm-events=yes/' /root/watch.conf; "
+                           "'s/interval=5/interval=3600\\narm-events=yes/' /root/watch.conf; "
                            "kill -HUP $(cat /root/pid)")
         deadline = time.monotonic() + PATIENCE
         while self.feature(0) & 0x1F != 0x1F:
@@ -104,7 +104,7 @@ class WatchFaultsTest(WatchTestCase):
                              property="smart_critical_warning", value=0)
 
         # A reset undoes it; the next question for health does it again.
-        self.machine.check("sed -i s/interval=3600/interval=1/ /root/watch.conf; "
+        self.machine.check("sed -i s/interval=3600/interval=5/ /root/watch.conf; "
                            f"echo 1 >/sys/class/nvme/{controller}/reset_controller; "
                            "kill -HUP $(cat /root/pid)")
         deadline = time.monotonic() + PATIENCE

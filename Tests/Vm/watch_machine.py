@@ -19,7 +19,7 @@ port={port}
 from=raid@example.com
 to=admin@example.com, second@example.com
 [health]
-interval=1
+interval=5
 [metrics]
 file=/root/watch.prom
 [state]
