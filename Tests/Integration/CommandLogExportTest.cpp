@@ -1,5 +1,6 @@
 #include "CommandFixture.h"
 #include "Support/EventStoreFixture.h"
+#include "Support/Sanitized.h"
 
 #include <gmock/gmock.h>
 
@@ -93,9 +94,10 @@ TEST_F(CommandLogExport, ImportRefusesAnotherVersionAndNamesWhatItDoesNotKnow) {
   EXPECT_THAT(kept.errors, HasSubstr("\"colour\" is not known and is left out"));
 }
 
-// A million levels would not fit a stack that takes a call for each.
+// So many levels would not fit a stack that takes a call for each.
 TEST_F(CommandLogExport, ALineThatNestsDeepIsRefusedAsAnyOther) {
-  const std::string nest = std::string(400'000, '[') + std::string(400'000, ']');
+  constexpr std::size_t kLevels = Testing::WithSanitizer<std::size_t>(50'000, 400'000);
+  const std::string nest = std::string(kLevels, '[') + std::string(kLevels, ']');
   for (const std::string& line :
        {"{\"jsonVersion\":" + nest + "}", "{\"x\":" + nest + ",\"log\":1,\"a\":1,\"b\":1}"}) {
     const ProcessResult result = Run({"log", "import", "-"}, line + "\n");

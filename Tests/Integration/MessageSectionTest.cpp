@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -21,8 +20,10 @@ using Testing::TemporaryFolder;
 constexpr char kVersionStamp[] = "$Header: @(#) ondrel.dll P7.10.2 F7.10.2 $";
 
 std::string ReadFile(const std::string& path) {
+  std::string bytes(std::filesystem::file_size(path), '\0');
   std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
 }
 
 /// What a command prints; it must succeed.

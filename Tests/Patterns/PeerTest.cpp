@@ -1,6 +1,7 @@
 #include "Engines.h"
 #include "Expression.h"
 #include "Support/Process.h"
+#include "Support/Sanitized.h"
 #include "Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -20,11 +21,7 @@ namespace Pirsk::Regex::Testing {
 namespace {
 
 // Sanitizers take their time: there a part of the patterns, spread over all.
-#if defined(ONDREL_SANITIZED)
-constexpr std::size_t kShare = 41;
-#else
-constexpr std::size_t kShare = 1;
-#endif
+constexpr std::size_t kShare = Ondrel::Testing::WithSanitizer<std::size_t>(41, 1);
 
 // All texts of up to so many letters a and b.
 std::vector<std::string> AllTexts(std::size_t length) {

@@ -1,5 +1,6 @@
 #include "EventHistoryFixture.h"
 #include "Support/OwnMounts.h"
+#include "Support/Sanitized.h"
 
 #include <algorithm>
 #include <atomic>
@@ -117,7 +118,7 @@ TEST_F(EventHistoryFaults, AFollowerMissesNothingOfWritersThatAreKilledTwoHundre
 }
 
 TEST_F(EventHistoryFaults, CapacityTurnedOverUnderAFollowerIsNamedToTheLastNumber) {
-  constexpr int kReports = 20'000;
+  constexpr int kReports = Testing::WithSanitizer(10'000, 20'000);
   // More than the store holds.
   constexpr int kTurnedOver = 4000;
   Host::UseEventStore(Path(), Host::kMinEventStoreCapacity);
@@ -313,8 +314,8 @@ std::string SilentLoss(const EventLogRange& range) {
   return "reading does not end";
 }
 
-TEST_F(EventHistoryFaults, ThreeHundredDamagedStoresLoseNothingInSilence) {
-  constexpr unsigned kStores = 300;
+TEST_F(EventHistoryFaults, DamagedStoresLoseNothingInSilence) {
+  constexpr unsigned kStores = Testing::WithSanitizer(60u, 300u);
   {
     const SourceHandle source(Operations(), "Log");
     for (std::uint64_t number = 1; number <= kDamagedRecords; ++number)

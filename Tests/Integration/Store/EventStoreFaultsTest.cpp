@@ -1,5 +1,6 @@
 #include "EventStoreProcesses.h"
 #include "Support/OwnMounts.h"
+#include "Support/Sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -76,14 +77,8 @@ private:
   std::atomic<int>* m_count;
 };
 
-// With a sanitizer a report takes ten times as long.
-#if defined(ONDREL_SANITIZED)
-constexpr int kAllReports = 20'000;
-constexpr int kKills = 20;
-#else
-constexpr int kAllReports = 100'000;
-constexpr int kKills = 50;
-#endif
+constexpr int kAllReports = Testing::WithSanitizer(10'000, 100'000);
+constexpr int kKills = Testing::WithSanitizer(20, 50);
 
 TEST_F(EventStoreFaults, AReaderOfAnotherProcessSeesAllReportsOnceAndInOrder) {
   ExpectWritersAndReadersToAgree(1, 1, kAllReports);

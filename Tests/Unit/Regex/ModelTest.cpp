@@ -1,4 +1,5 @@
 #include "Regex/Pattern.h"
+#include "Support/Sanitized.h"
 #include "Unit/Regex/Model.h"
 
 #include <gtest/gtest.h>
@@ -13,11 +14,7 @@ namespace Pirsk::Regex::Testing {
 namespace {
 
 // Sanitizers take their time: there a part of the questions, spread over all.
-#if defined(ONDREL_SANITIZED)
-constexpr int kShare = 20;
-#else
-constexpr int kShare = 1;
-#endif
+constexpr int kShare = Ondrel::Testing::WithSanitizer(20, 1);
 
 int Below(std::mt19937& random, std::size_t bound) { return static_cast<int>(random() % bound); }
 

@@ -1,5 +1,6 @@
 #include "Host/SystemFactsOperations.h"
 #include "Support/PreparedOperations.h"
+#include "Support/Sanitized.h"
 #include "Unit/Windows/SystemInfo/OSCollectModel.h"
 
 #include <gtest/gtest.h>
@@ -15,11 +16,7 @@
 namespace Ondrel::Testing {
 namespace {
 
-#if defined(ONDREL_SANITIZED)
-constexpr int kHosts = 400;
-#else
-constexpr int kHosts = 2000;
-#endif
+constexpr int kHosts = WithSanitizer(400, 2000);
 
 std::string Lower(std::string text) {
   for (char& character : text)

@@ -1,3 +1,4 @@
+#include "Support/Sanitized.h"
 #include "Unit/Windows/SystemInfo/OSRecords.h"
 
 #include <Ondrel/OSInfo.h>
@@ -18,11 +19,7 @@
 namespace Ondrel {
 namespace {
 
-#if defined(ONDREL_SANITIZED)
-constexpr int kRecords = 1000;
-#else
-constexpr int kRecords = 8000;
-#endif
+constexpr int kRecords = Testing::WithSanitizer(1000, 8000);
 
 struct NameRow {
   const char* tests;

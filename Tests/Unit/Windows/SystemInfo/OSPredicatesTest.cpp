@@ -1,3 +1,4 @@
+#include "Support/Sanitized.h"
 #include "Unit/Windows/SystemInfo/OSRecords.h"
 
 #include <Ondrel/OSInfo.h>
@@ -199,11 +200,7 @@ using Testing::Builds;
 using Testing::kVersions;
 
 // Sanitizers take their time: there a part of the records, spread over all.
-#if defined(ONDREL_SANITIZED)
-constexpr std::uint32_t kStep = 11;
-#else
-constexpr std::uint32_t kStep = 1;
-#endif
+constexpr std::uint32_t kStep = Testing::WithSanitizer(11u, 1u);
 
 /// Asks all predicates about records; the half that is not asked about says something else.
 class EveryPredicate {

@@ -1,3 +1,4 @@
+#include "Support/Sanitized.h"
 #include "Unit/Windows/SystemInfo/OSRecords.h"
 #include "Unit/Windows/SystemInfo/OSTableRows.h"
 #include "Windows/SystemInfo/ProductTable.h"
@@ -85,11 +86,7 @@ TEST(OSTables, EachBitOfASuiteMaskSetsItsFlagsAlone) {
   EXPECT_EQ(all, 0xFFFFU);
 }
 
-#if defined(ONDREL_SANITIZED)
-constexpr std::size_t kStep = 11;
-#else
-constexpr std::size_t kStep = 1;
-#endif
+constexpr std::size_t kStep = Testing::WithSanitizer<std::size_t>(11, 1);
 
 /// The flags that the product's name looks at.
 constexpr const OSFlag* kDecidingFlags[] = {&OSFlags::SmallBusiness, &OSFlags::SmallBusinessPremium,
