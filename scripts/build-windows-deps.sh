@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Makes what the Windows build links and includes, once, in build/windows-deps: libcurl from the
-# distribution's source package, and a folder with the header-only libraries.
+# Makes what the Windows build links and includes in build/windows-deps: libcurl from the distribution's
+# source package, and a folder with the header-only libraries. A libcurl that was built once is kept in
+# ~/.cache/ondrel-windows-deps for all clones; ONDREL_WINDOWS_DEPS_CACHE names another folder.
 # Usage: scripts/build-windows-deps.sh   (after scripts/install-deps.sh windows)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -55,8 +56,19 @@ $(x86_64-w64-mingw32-gcc-posix --version | head -n 1)
 ${curlSettings[*]}
 $(cat cmake/mingw-w64.cmake)"
 if [ "$(cat "$deps/stamp" 2>/dev/null)" != "$stamp" ]; then
-  echo "Building libcurl for Windows"
-  # As a script of its own the shell stops at the first failure in it.
-  (set -e; fetchCurl; buildCurl) >"$log" 2>&1 || { tail -n 40 "$log"; exit 1; }
+  cache=${ONDREL_WINDOWS_DEPS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/ondrel-windows-deps}
+  kept=$cache/$(sha256sum <<<"$stamp" | cut -c 1-64).tar
+  if [ -f "$kept" ]; then
+    rm -rf "$deps/curl"
+    tar -xf "$kept" -C "$deps"
+  else
+    echo "Building libcurl for Windows"
+    # As a script of its own the shell stops at the first failure in it.
+    (set -e; fetchCurl; buildCurl) >"$log" 2>&1 || { tail -n 40 "$log"; exit 1; }
+    # Whole or not there, whoever else builds it at the same time.
+    mkdir -p "$cache"
+    tar -cf "$kept.$$" -C "$deps" curl
+    mv "$kept.$$" "$kept"
+  fi
   echo "$stamp" >"$deps/stamp"
 fi
