@@ -185,11 +185,14 @@ checkScripts() {
     git ls-files -z '*.md' | xargs -0 scripts/check-links.py
 }
 
+# What it found out about a file holds for as long as the file, with all that it includes, is the same;
+# it is kept for all clones, of which one at a time is checked.
 checkWithCppcheck() {
-  mkdir -p build/cppcheck
-  cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
+  local known=${XDG_CACHE_HOME:-$HOME/.cache}/ondrel-cppcheck
+  mkdir -p "$known"
+  flock "$known/lock" cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
     --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp -j "$jobs" \
-    --cppcheck-build-dir=build/cppcheck \
+    --cppcheck-build-dir="$known" \
     -i Src/Host/Win32 -i Pirsk/Host/Win32 -i Tool/Host/Win32 -i Tool/Watch/Win32 -I Include -I Src -I Pirsk Pirsk Src Tool
 }
 
