@@ -173,7 +173,7 @@ class Machine:
 
     def wait_for(self, condition):
         """Waits until a shell condition holds, such as "[ -e /dev/nvme0 ]"."""
-        self.check(f"until {condition}; do usleep 50000; done")
+        self.check(f"until {condition}; do usleep 100000; done")
 
     def read(self, path):
         """The bytes of a file in the machine."""
