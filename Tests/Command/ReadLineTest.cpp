@@ -76,7 +76,7 @@ TEST(ReadLine, NoWordAfterASubcommandChoosesAnother) {
   for (const Words& path : AllPaths()) names.insert(path.begin(), path.end());
   ASSERT_GE(names.size(), 25U);
   // `reboot` among them, whatever part of them is tried.
-  constexpr std::size_t kStep = Testing::WithSanitizer<std::size_t>(16, 1);
+  constexpr std::size_t kStep = Ondrel::Testing::WithSanitizer<std::size_t>(16, 1);
   for (std::size_t place = 0; const std::string& name : std::set(names))
     if (place++ % kStep != 0 && name != "reboot") names.erase(name);
   for (const Words& path : AllPaths()) {

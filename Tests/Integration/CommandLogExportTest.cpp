@@ -96,7 +96,7 @@ TEST_F(CommandLogExport, ImportRefusesAnotherVersionAndNamesWhatItDoesNotKnow) {
 
 // So many levels would not fit a stack that takes a call for each.
 TEST_F(CommandLogExport, ALineThatNestsDeepIsRefusedAsAnyOther) {
-  constexpr std::size_t kLevels = Testing::WithSanitizer<std::size_t>(50'000, 400'000);
+  constexpr std::size_t kLevels = WithSanitizer<std::size_t>(50'000, 400'000);
   const std::string nest = std::string(kLevels, '[') + std::string(kLevels, ']');
   for (const std::string& line :
        {"{\"jsonVersion\":" + nest + "}", "{\"x\":" + nest + ",\"log\":1,\"a\":1,\"b\":1}"}) {

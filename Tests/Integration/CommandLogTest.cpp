@@ -277,7 +277,7 @@ TEST_F(CommandLog, FollowShowsARecordWithinFiftyMillisecondsOfItsReportAndDoesNo
 }
 
 TEST_F(CommandLog, FollowDrainsALogOfLargeRecordsWithoutResting) {
-  constexpr int kRecords = Testing::WithSanitizer(300, 1000);
+  constexpr int kRecords = WithSanitizer(300, 1000);
   Report("10002", "information", "First");
   {
     Host::UseEventStore(Path("events.db"));

@@ -106,7 +106,7 @@ TEST_F(CommandOs, LineThatIsTooLongFailsAndTheNextIsAnswered) {
 }
 
 TEST_F(CommandOs, ManyLinesAreAnsweredInOrder) {
-  constexpr std::size_t kCount = Testing::WithSanitizer<std::size_t>(4'000, 20'000);
+  constexpr std::size_t kCount = WithSanitizer<std::size_t>(4'000, 20'000);
   std::string input;
   for (std::size_t i = 0; i < kCount; ++i)
     input += "{\"underlying\":{\"build\":" + std::to_string(i) + "}}\n";

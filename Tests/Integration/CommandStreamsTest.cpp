@@ -88,7 +88,7 @@ TEST_F(CommandStreams, LineThatNeverEndsIsAnsweredWhenItIsTooLong) {
 
 // So many levels would not fit a stack that takes a call for each.
 TEST_F(CommandStreams, QuestionThatNestsDeepIsAnsweredAsAnyOther) {
-  constexpr std::size_t kLevels = Testing::WithSanitizer<std::size_t>(50'000, 400'000);
+  constexpr std::size_t kLevels = WithSanitizer<std::size_t>(50'000, 400'000);
   const std::string nest = std::string(kLevels, '[') + std::string(kLevels, ']');
   const ProcessResult result =
       Run({"match", "--jsonl"}, R"({"pattern":"a","flags":)" + nest + R"(,"text":1,"more":2})" +

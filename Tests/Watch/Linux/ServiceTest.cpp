@@ -388,7 +388,7 @@ TEST_F(WatchService, WhatEachPollDoesLeavesNoMemory) {
   };
   poll(500);
   const std::size_t before = ::mallinfo2().uordblks;
-  poll(Testing::WithSanitizer(500, 10000));
+  poll(Ondrel::Testing::WithSanitizer(500, 10000));
   // What a sanitizer's build allocates is not counted there; it finds what is lost by itself.
   EXPECT_LE(::mallinfo2().uordblks, before + 4096);
 }
