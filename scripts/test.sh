@@ -34,10 +34,12 @@ buildPreset() {
 # Counts tests of the part whose step runs: so many passed, so many failed.
 countTests() { echo "$1 $2" >>"$logs/$part.count"; }
 
-# Runs a command as one test of the part.
+# Runs a command as one test of the part, and says what it took.
 check() {
+  local start=$SECONDS
   if "$@"; then
     countTests 1 0
+    echo "$* took $((SECONDS - start)) s"
   else
     countTests 0 1
     echo "failed: $*"
