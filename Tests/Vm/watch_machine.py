@@ -1,5 +1,6 @@
 """A machine with NVMe drives in which the watch service runs, and the mail server that it sends to."""
 
+import contextlib
 import pathlib
 import subprocess
 import sys
@@ -175,7 +176,11 @@ class WatchTestCase(MachineTestCase):
             f"--metadata=1.2 --homehost=any "
             f"--level={level} --raid-devices={len(numbers) - spares} "
             f"{f'--spare-devices={spares} ' if spares else ''}{nodes}")
-        members = {f"SN{number}" for number in numbers[:len(numbers) - spares]}
+        self.wait_until_working(name, *numbers[:len(numbers) - spares], limit=limit)
+
+    def wait_until_working(self, name, *numbers, limit=PATIENCE):
+        """Waits until the service knows the array and these members as operational."""
+        members = {f"SN{number}" for number in numbers}
         deadline = time.monotonic() + limit
         while True:
             asked = time.monotonic()
@@ -185,6 +190,17 @@ class WatchTestCase(MachineTestCase):
                 return
             self.assertLess(time.monotonic(), deadline, f"{name}: {drives} {arrays}")
             leave_to_the_service(asked)
+
+    @contextlib.contextmanager
+    def held(self, name):
+        """Holds the kernel to most of a minute for a rebuild or a check of the array: what is over before the
+        service looks cannot be distinguished from what never was."""
+        limit = f"/sys/block/{name}/md/sync_speed_max"
+        self.machine.check(f"echo 1000 >{limit}")
+        try:
+            yield
+        finally:
+            self.machine.check(f"echo 200000 >{limit}")
 
     def idle(self, name):
         self.machine.wait_for(f"grep -q idle /sys/block/{name}/md/sync_action")

@@ -18,12 +18,13 @@ class WatchTest(WatchTestCase):
         self.create("md1", 1, 0, 1, 2, spares=1)
         self.wait_for_events(after, (10454, 2, "SN0"), (10452, 2, "SN2"))
         after = self.last_event()
-        self.machine.check(f"mdadm /dev/md1 --fail {self.node(1)}")
-        seconds = self.server.wait_for("admin@example.com", "SN1 ")
-        print(f"\na failed member was mailed after {seconds:.2f} s", file=sys.stderr)
-        self.server.wait_for("second@example.com", "SN1 ")
-        self.wait_for_events(after, (10471, 4, "SN1"), (10412, 4), (10055, 2), (10056, 2),
-                             (10415, 2), (10469, 2, "SN2"))
+        with self.held("md1"):
+            self.machine.check(f"mdadm /dev/md1 --fail {self.node(1)}")
+            seconds = self.server.wait_for("admin@example.com", "SN1 ")
+            print(f"\na failed member was mailed after {seconds:.2f} s", file=sys.stderr)
+            self.server.wait_for("second@example.com", "SN1 ")
+            self.wait_for_events(after, (10471, 4, "SN1"), (10412, 4), (10055, 2))
+        self.wait_for_events(after, (10056, 2), (10415, 2), (10469, 2, "SN2"))
         drives, arrays = self.status()
         self.assertEqual("FAILED", drives["SN1"])
         self.assertEqual("OPERATIONAL", drives["SN2"])
@@ -41,38 +42,35 @@ class WatchTest(WatchTestCase):
     def test_b_member_that_is_replaced_on_request_is_available(self):
         self.create("md2", 1, 3, 4)
         after = self.last_event()
-        # A replacement that is over before the service looks cannot be distinguished from a failure, so the
-        # kernel is held to most of a minute for it until the service has seen it.
-        self.machine.check("echo 1000 >/sys/block/md2/md/sync_speed_max; "
-                           f"mdadm /dev/md2 --add-spare {self.node(5)}; "
-                           f"mdadm /dev/md2 --replace {self.node(4)} --with {self.node(5)}")
-        self.wait_for_events(after, (10055, 2))
-        self.machine.check("echo 200000 >/sys/block/md2/md/sync_speed_max")
+        with self.held("md2"):
+            self.machine.check(f"mdadm /dev/md2 --add-spare {self.node(5)}; "
+                               f"mdadm /dev/md2 --replace {self.node(4)} --with {self.node(5)}")
+            self.wait_for_events(after, (10055, 2))
         self.wait_for_events(after, (10056, 2), (10470, 2, "SN4"))
         self.assertEqual("AVAILABLE", self.status()[0]["SN4"])
 
     def test_c_checks_end_are_cancelled_and_find_differences(self):
         self.create("md3", 1, 3, 4)
-        # A check that is over before the service looks cannot be distinguished from the one before it, so
-        # the kernel is held to ten seconds for it.
-        self.machine.check("echo 4000 >/sys/block/md3/md/sync_speed_max")
+        check = "echo check >/sys/block/md3/md/sync_action"
         after = self.last_event()
-        self.machine.check("echo check >/sys/block/md3/md/sync_action")
-        self.wait_for_events(after, (10060, 2), (10061, 2))
+        with self.held("md3"):
+            self.machine.check(check)
+            self.wait_for_events(after, (10060, 2))
+        self.wait_for_events(after, (10061, 2))
         after = self.last_event()
-        # This one would take most of a minute. It can be distinguished from a finished one when the kernel
-        # has noted how far it came.
-        self.machine.check("echo 1000 >/sys/block/md3/md/sync_speed_max; "
-                           "echo check >/sys/block/md3/md/sync_action")
-        self.wait_for_events(after, (10060, 2))
-        self.machine.wait_for('[ "$(cut -d" " -f1 /sys/block/md3/md/sync_completed)" -gt 0 ]')
-        self.machine.check("echo idle >/sys/block/md3/md/sync_action; "
-                           "echo 4000 >/sys/block/md3/md/sync_speed_max")
+        with self.held("md3"):
+            self.machine.check(check)
+            self.wait_for_events(after, (10060, 2))
+            # It can be distinguished from a finished one when the kernel has noted how far it came.
+            self.machine.wait_for('[ "$(cut -d" " -f1 /sys/block/md3/md/sync_completed)" -gt 0 ]')
+            self.machine.check("echo idle >/sys/block/md3/md/sync_action")
         self.wait_for_events(after, (10063, 2))
         after = self.last_event()
         self.machine.check(f"dd if=/dev/urandom of={self.node(4)} bs=1M seek=20 count=1 conv=fsync; "
-                           "echo 0 >/sys/block/md3/md/sync_min; "
-                           "echo check >/sys/block/md3/md/sync_action")
+                           "echo 0 >/sys/block/md3/md/sync_min")
+        with self.held("md3"):
+            self.machine.check(check)
+            self.wait_for_events(after, (10060, 2))
         self.wait_for_events(after, (10066, 3))
 
     def test_d_every_level_has_its_statuses(self):
@@ -126,8 +124,7 @@ class WatchTest(WatchTestCase):
             self.machine.check(f"mdadm /dev/md7 --remove {self.node(5)}; "
                                f"mdadm --zero-superblock {self.node(5)}; "
                                f"mdadm /dev/md7 --add {self.node(5)}")
-            self.idle("md7")
-            time.sleep(1.5)
+            self.wait_until_working("md7", 3, 4, 5)
             after = self.last_event()
         deadline = time.monotonic() + PATIENCE
         while self.query("SELECT count(*) FROM mails WHERE state < 2") != ["0"]:

@@ -68,19 +68,10 @@ class WatchTortureTest(WatchTestCase):
             self.machine.check(f"mdadm /dev/md1 --remove {self.node(number)}; "
                                f"mdadm --zero-superblock {self.node(number)}; "
                                f"mdadm /dev/md1 --add {self.node(number)}")
-            self.wait_until_healed()
+            self.wait_until_working("md1", *range(DRIVES))
         self.send_the_rest()
         wrong = self.print_table(first, faults, kills)
         self.assertEqual(0, wrong)
-
-    def wait_until_healed(self, limit=PATIENCE):
-        deadline = time.monotonic() + limit
-        while True:
-            drives, arrays = self.status()
-            if arrays.get("md1") == "OPERATIONAL" and set(drives.values()) == {"OPERATIONAL"}:
-                return
-            self.assertLess(time.monotonic(), deadline, f"{drives} {arrays}")
-            time.sleep(0.2)
 
     def send_the_rest(self, limit=2 * PATIENCE):
         """Waits until the queue is empty, without the service's patience."""
