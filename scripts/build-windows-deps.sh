@@ -56,19 +56,18 @@ $(x86_64-w64-mingw32-gcc-posix --version | head -n 1)
 ${curlSettings[*]}
 $(cat cmake/mingw-w64.cmake)"
 if [ "$(cat "$deps/stamp" 2>/dev/null)" != "$stamp" ]; then
-  cache=${ONDREL_WINDOWS_DEPS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/ondrel-windows-deps}
+  cache=${ONDREL_WINDOWS_DEPS_CACHE:-${XDG_CACHE_HOME:-${HOME-}/.cache}/ondrel-windows-deps}
   kept=$cache/$(sha256sum <<<"$stamp" | cut -c 1-64).tar
-  if [ -f "$kept" ]; then
-    rm -rf "$deps/curl"
-    tar -xf "$kept" -C "$deps"
-  else
+  rm -rf "$deps/curl"
+  if [ ! -f "$kept" ] || ! tar -xf "$kept" -C "$deps"; then
     echo "Building libcurl for Windows"
     # As a script of its own the shell stops at the first failure in it.
     (set -e; fetchCurl; buildCurl) >"$log" 2>&1 || { tail -n 40 "$log"; exit 1; }
     # Whole or not there, whoever else builds it at the same time.
-    mkdir -p "$cache"
-    tar -cf "$kept.$$" -C "$deps" curl
-    mv "$kept.$$" "$kept"
+    if ! (mkdir -p "$cache" && tar -cf "$kept.$$" -C "$deps" curl && mv "$kept.$$" "$kept"); then
+      rm -f "$kept.$$"
+      echo "$0: could not keep libcurl in $cache; the next clone builds it again" >&2
+    fi
   fi
   echo "$stamp" >"$deps/stamp"
 fi

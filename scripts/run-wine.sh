@@ -32,8 +32,8 @@ chooseWine() {
 started=$WINEPREFIX/started
 time=0 heap=
 isStarted() {
-  { read -r time heap <"$started"; } 2>/dev/null && [[ $time =~ ^[0-9]+$ ]] &&
-    ((EPOCHSECONDS - time < 8))
+  { read -r time heap <"$started"; } 2>/dev/null && [[ $time =~ ^[1-9][0-9]{0,11}$ ]] &&
+    ((time <= EPOCHSECONDS && EPOCHSECONDS - time < 8))
 }
 noteStart() { echo "$EPOCHSECONDS $heap" >"$started"; }
 
