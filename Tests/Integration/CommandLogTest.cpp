@@ -12,6 +12,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <regex>
 #include <sstream>
 #include <string_view>
@@ -253,10 +254,15 @@ long SleepsOf(pid_t process) {
 TEST_F(CommandLog, FollowShowsARecordWithinFiftyMillisecondsOfItsReportAndDoesNotPoll) {
   Report("10002", "information", "First");
   const auto follower = Follow({"--json"});
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  const long sleepsBefore = SleepsOf(follower->Id());
-  std::this_thread::sleep_for(std::chrono::seconds(1));
-  EXPECT_LT(SleepsOf(follower->Id()) - sleepsBefore, 10);
+  // Its start takes a few; one that polls has no second without.
+  long fewest = std::numeric_limits<long>::max();
+  for (int second = 0; second < 10 && fewest > 1; ++second) {
+    const long sleepsBefore = SleepsOf(follower->Id());
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    fewest = std::min(fewest, SleepsOf(follower->Id()) - sleepsBefore);
+  }
+  EXPECT_GE(fewest, 0);
+  EXPECT_LE(fewest, 1);
 
   Host::UseEventStore(Path("events.db"));
   CSystemLog_Win log;

@@ -13,36 +13,40 @@ SECTOR = 512
 LVM = ("lvm {} --config 'devices{{use_devicesfile=0}} activation{{udev_sync=0 udev_rules=0}} "
        "global{{locking_type=0}}' {}")
 
+READY = """
+for disk in sda sdb sr0 nvme0n1 nvme1n1 nvme2n1 nvme3n1; do
+  until [ -e /dev/$disk ]; do usleep 50000; done
+done
+"""
+
 PREPARE = r"""
 set -e
 settle() { until [ -e "$1" ]; do usleep 50000; done; }
-for disk in sda sdb sr0 nvme0n1 nvme1n1 nvme2n1 nvme3n1; do settle /dev/$disk; done
-
-printf 'label: gpt\nsize=40M\nsize=64M\nsize=320M\nsize=16M\n' | sfdisk -q /dev/sda
+printf 'label: gpt\nsize=40M\nsize=64M\nsize=320M\nsize=16M\n' | sfdisk -q /dev/$GPT
 printf 'label: dos\nsize=30M, type=83\ntype=5\nsize=20M, type=c\nsize=10M, type=83\n' |
-  sfdisk -q /dev/sdb
+  sfdisk -q /dev/$DOS
 printf 'label: gpt\nsize=50M\n' | sfdisk -q /dev/nvme1n1
 for disk in nvme2n1 nvme3n1; do
   printf 'label: gpt\nsize=64M\nsize=32M\nsize=48M\n' | sfdisk -q /dev/$disk
   settle /dev/${disk}p3
 done
-settle /dev/sda4
-settle /dev/sdb6
+settle /dev/${GPT}4
+settle /dev/${DOS}6
 settle /dev/nvme1n1p1
 
-mkfs.fat -n 'EFI DISK' /dev/sda1
-/usr/sbin/mke2fs -q -t ext4 -L 'Grüße Daten' /dev/sda2
-mkfs.xfs -q -L 'Größe' /dev/sda3
-/usr/sbin/mkswap -L 'Tausch' /dev/sda4
-/usr/sbin/mke2fs -q -t ext4 -L 'primary' /dev/sdb1
-mkfs.fat -n 'LOGICAL' /dev/sdb5
+mkfs.fat -n 'EFI DISK' /dev/${GPT}1
+/usr/sbin/mke2fs -q -t ext4 -L 'Grüße Daten' /dev/${GPT}2
+mkfs.xfs -q -L 'Größe' /dev/${GPT}3
+/usr/sbin/mkswap -L 'Tausch' /dev/${GPT}4
+/usr/sbin/mke2fs -q -t ext4 -L 'primary' /dev/${DOS}1
+mkfs.fat -n 'LOGICAL' /dev/${DOS}5
 /usr/sbin/mke2fs -q -t ext4 -L 'whole disk' /dev/nvme0n1
 /usr/sbin/mke2fs -q -t ext4 -L 'large sectors' /dev/nvme1n1p1
 
 mkdir -p '/mnt/große Daten' /mnt/second /mnt/fat /mnt/whole
-mount -t ext4 /dev/sda2 '/mnt/große Daten'
-mount -t ext4 /dev/sda2 /mnt/second
-mount -t vfat /dev/sda1 /mnt/fat
+mount -t ext4 /dev/${GPT}2 '/mnt/große Daten'
+mount -t ext4 /dev/${GPT}2 /mnt/second
+mount -t vfat /dev/${GPT}1 /mnt/fat
 mount -t ext4 /dev/nvme0n1 /mnt/whole
 """
 
@@ -69,8 +73,10 @@ class PartitionsTest(MachineTestCase):
         "disks": {"gpt": 512 << 20, "dos": 128 << 20, "cd": 4 << 20, "whole": 64 << 20,
                   "large": 128 << 20, "first": 192 << 20, "second": 192 << 20},
         "devices": [
-            "-drive", "file={folder}/gpt,format=raw,if=ide,index=0",
-            "-drive", "file={folder}/dos,format=raw,if=ide,index=1",
+            "-drive", "file={folder}/gpt,format=raw,if=none,id=gpt",
+            "-device", "ide-hd,bus=ide.0,unit=0,serial=gpt,drive=gpt",
+            "-drive", "file={folder}/dos,format=raw,if=none,id=dos",
+            "-device", "ide-hd,bus=ide.0,unit=1,serial=dos,drive=dos",
             "-drive", "file={folder}/cd,format=raw,if=ide,index=2,media=cdrom",
             "-drive", "file={folder}/whole,format=raw,if=none,id=whole",
             "-device", "nvme,serial=whole,drive=whole",
@@ -92,7 +98,12 @@ class PartitionsTest(MachineTestCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.machine.check(PREPARE)
+        cls.machine.check(READY)
+        # The kernel looks at the two at the same time: either may become sda.
+        serials = {cls.machine.check(f"tail -c +5 /sys/block/{name}/device/vpd_pg80").strip(): name
+                   for name in ("sda", "sdb")}
+        cls.gpt, cls.dos = serials["gpt"], serials["dos"]
+        cls.machine.check(f"GPT={cls.gpt} DOS={cls.dos}\n{PREPARE}")
         cls.machine.check(LVM.format("pvcreate -q -y", "/dev/nvme2n1p1 /dev/nvme3n1p1"))
         cls.machine.check(LVM.format("vgcreate -q -y", "vg0 /dev/nvme2n1p1 /dev/nvme3n1p1"))
         cls.machine.check(LVM.format("lvcreate -q -y -Zn -Wn -i 2 -I 64 -n striped -L 16M", "vg0"))
@@ -135,35 +146,34 @@ class PartitionsTest(MachineTestCase):
         self.assertEqual(expected, [{key: disk[key] for key in expected[0]} for disk in self.disks])
         self.assertEqual(7, len(self.disks))
         self.assertEqual("sr0", devices[-1]["name"])
-        self.assertEqual({"/dev/sda": "ata", "/dev/nvme0n1": "nvme"},
+        self.assertEqual({f"/dev/{self.gpt}": "ata", "/dev/nvme0n1": "nvme"},
                          {disk["device"]: disk["transport"] for disk in self.disks
-                          if disk["device"] in ("/dev/sda", "/dev/nvme0n1")})
+                          if disk["device"] in (f"/dev/{self.gpt}", "/dev/nvme0n1")})
 
     def test_what_holds_a_disk_is_named_with_its_partition(self):
         holders = {disk["device"]: [(holder["on"], holder["node"]) for holder in disk["holders"]]
                    for disk in self.disks}
-        self.assertEqual([], holders["/dev/sda"])
+        self.assertEqual([], holders[f"/dev/{self.gpt}"])
         self.assertEqual({("/dev/nvme2n1p1", "/dev/mapper/vg0-striped"),
                           ("/dev/nvme2n1p1", "/dev/mapper/vg0-my--data"),
                           ("/dev/nvme2n1p2", "/dev/md0"),
                           ("/dev/nvme2n1p3", "/dev/mapper/secret")}, set(holders["/dev/nvme2n1"]))
 
-    def plain_partitions(self, disk, names):
+    def plain_partitions(self, disk, numbers):
+        names = [f"{disk}p{number}" if disk[-1].isdigit() else f"{disk}{number}" for number in numbers]
         devices = self.block_devices()
         return [(f"\\\\?\\{name}\\", int(devices[name]["start"]),
                  int(devices[name]["size"]) // SECTOR) for name in names]
 
     def test_partitions_of_a_gpt_disk_lie_where_the_system_says(self):
-        self.assertEqual(self.plain_partitions("sda", ["sda1", "sda2", "sda3", "sda4"]),
-                         self.extents("sda"))
+        self.assertEqual(self.plain_partitions(self.gpt, [1, 2, 3, 4]), self.extents(self.gpt))
 
     def test_an_extended_partition_is_no_volume_and_logical_ones_are(self):
-        self.assertEqual(self.plain_partitions("sdb", ["sdb1", "sdb5", "sdb6"]),
-                         self.extents("sdb"))
+        self.assertEqual(self.plain_partitions(self.dos, [1, 5, 6]), self.extents(self.dos))
 
     def test_sectors_of_4096_bytes_are_counted_in_units_of_512(self):
         self.assertEqual("4096\n", self.machine.check("cat /sys/block/nvme1n1/queue/logical_block_size"))
-        self.assertEqual(self.plain_partitions("nvme1n1", ["nvme1n1p1"]), self.extents("nvme1n1"))
+        self.assertEqual(self.plain_partitions("nvme1n1", [1]), self.extents("nvme1n1"))
 
     def test_a_file_system_on_a_whole_disk_is_one_volume_from_its_beginning(self):
         self.assertEqual([("\\\\?\\nvme0n1\\", 0, (64 << 20) // SECTOR)], self.extents("nvme0n1"))
@@ -262,15 +272,15 @@ class PartitionsTest(MachineTestCase):
                                  "ondrel " + " ".join(arguments)])
 
     def test_an_ordinary_user_sees_the_partitions_and_hears_what_only_root_may_read(self):
-        as_root = self.partitions("sda")
-        result = self.as_user("--json partitions /dev/sda")
+        as_root = self.partitions(self.gpt)
+        result = self.as_user(f"--json partitions /dev/{self.gpt}")
         found = result.json()["partitions"]
         self.assertEqual({5}, {part["contentError"]["number"] for part in found}, result)
         hidden = {"volumeLabel": "", "fileSystem": None, "uuid": None, "partitionType": "",
                   "partitionName": "", "contentError": None}
         self.assertEqual([{**part, **hidden} for part in as_root],
                          [{**part, "contentError": None} for part in found])
-        self.assertEqual("ondrel: cannot read what is in /dev/sda1 and 3 more: Access is denied. "
+        self.assertEqual(f"ondrel: cannot read what is in /dev/{self.gpt}1 and 3 more: Access is denied. "
                          "(error 5, ERROR_ACCESS_DENIED)\n", result.stderr)
         self.assertEqual(0, result.exit_status)
 
@@ -309,7 +319,7 @@ class PartitionsTest(MachineTestCase):
                              disk["partitions"])
 
     def test_all_mount_paths_are_shown(self):
-        [part] = [part for part in self.partitions("sda") if part["node"] == "/dev/sda2"]
+        [part] = [part for part in self.partitions(self.gpt) if part["node"] == f"/dev/{self.gpt}2"]
         self.assertEqual("/mnt/große Daten", part["mountPath"])
         self.assertEqual(["/mnt/große Daten", "/mnt/second"], part["mountPaths"])
 
@@ -323,13 +333,13 @@ class PartitionsTest(MachineTestCase):
                 self.assertEqual(values.get("PART_ENTRY_TYPE", ""), part["partitionType"], part)
 
     def test_the_picture_of_a_disk(self):
-        number = next(disk["number"] for disk in self.disks if disk["device"] == "/dev/sda")
+        number = next(disk["number"] for disk in self.disks if disk["device"] == f"/dev/{self.gpt}")
         picture = self.machine.run(["ondrel", "partitions", f"Disk {number}"]).stdout
         rows = [line.split() for line in picture.splitlines()]
-        self.assertEqual(["Disk", str(number) + ",", "512", "MiB,", "/dev/sda,", "gpt"], rows[0])
+        self.assertEqual(["Disk", str(number) + ",", "512", "MiB,", f"/dev/{self.gpt},", "gpt"], rows[0])
         self.assertRegex(picture, r"\n\[\|=+1=+\|=+2=+\|=+3=+\|=*4=*\.+\]\n")
         [row] = [row for row in rows if row[:1] == ["2"]]
-        self.assertEqual(["2", "41", "MiB", "64", "MiB", "/dev/sda2", "part", "ext4", "Grüße",
+        self.assertEqual(["2", "41", "MiB", "64", "MiB", f"/dev/{self.gpt}2", "part", "ext4", "Grüße",
                           "Daten"], row[:10])
         self.assertEqual(["/mnt/große", "Daten,", "/mnt/second"], row[11:])
 

@@ -112,7 +112,7 @@ class BeepTest(MachineTestCase):
         self.assertAlmostEqual(1000, rate / periods[len(periods) // 2], delta=30)
         # The machine ends the tone when it gets to it: never early, on a busy host late.
         self.assertGreater(seconds, 0.35)
-        self.assertLess(seconds, 5)
+        self.assertLess(seconds, 30)
 
     def test_who_may_not_use_the_speaker_is_told_so(self):
         before = len(self.recorded()[1])
