@@ -100,9 +100,7 @@ TEST_F(CommandMailAnswer, HostileAnswerStaysOnItsLine) {
 
 TEST_F(CommandMailAnswer, ServerThatReadsNoFurtherIsLeftAfterTheTimeout) {
   FaultySmtpServer server("body", "stall");
-  std::string large;
-  for (int i = 0; i < 20; ++i) large += std::string(1'000'000, 'x') + "\n";
-  const std::string file = WriteFile("large", large);
+  const std::string file = WriteFile("large", MoreThanAConnectionHolds());
   const auto start = std::chrono::steady_clock::now();
   const ProcessResult result =
       Send(MailTo(server.Port()), {"--body", file, "--timeout", "1500ms", "--json"});
@@ -112,7 +110,7 @@ TEST_F(CommandMailAnswer, ServerThatReadsNoFurtherIsLeftAfterTheTimeout) {
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_GE(time, std::chrono::milliseconds(1500));
   // The server would stall for ever.
-  EXPECT_LT(time, std::chrono::seconds(120));
+  EXPECT_LT(time, std::chrono::minutes(10));
   EXPECT_EQ(ParseAnswer(result.output)["retry"], true);
   EXPECT_EQ(ParseAnswer(result.output)["timedOut"], true);
   EXPECT_THAT(ParseAnswer(result.output)["text"].get<std::string>(),
@@ -121,10 +119,8 @@ TEST_F(CommandMailAnswer, ServerThatReadsNoFurtherIsLeftAfterTheTimeout) {
 
 TEST_F(CommandMailAnswer, TimeoutIsSaidInWords) {
   FaultySmtpServer server("body", "stall");
-  std::string large;
-  for (int i = 0; i < 20; ++i) large += std::string(1'000'000, 'x') + "\n";
-  const ProcessResult result =
-      Send(MailTo(server.Port()), {"--body", WriteFile("large", large), "--timeout", "1"});
+  const std::string file = WriteFile("large", MoreThanAConnectionHolds());
+  const ProcessResult result = Send(MailTo(server.Port()), {"--body", file, "--timeout", "1"});
   server.Running().Signal(SIGUSR1);
 
   EXPECT_THAT(result.output, HasSubstr("; the time of 1 s was over; "));

@@ -155,14 +155,11 @@ TEST(MailFaults, TlsFromTheStartAgainstAPlainServerIsATlsError) {
 TEST(MailFaults, ServerThatStopsReadingHoldsTheCallUntilTheConnectionBreaks) {
   FaultyServer server("body", "stall");
   CSmtp mail = MailTo(server.Port());
-  std::string body;
-  const std::string line(1023, 'x');
-  for (int i = 0; i < 32 * 1024; ++i) body.append(line).append("\n");
-  mail.SetMessageBody(body);
+  mail.SetMessageBody(Testing::MoreThanAConnectionHolds());
 
   std::future<bool> sent = std::async(std::launch::async, [&mail] { return mail.Send(); });
   ASSERT_TRUE(server.Running().WaitForOutput("stalled"));
-  // 32 MiB are more than the two ends of a loopback connection hold: Send cannot have ended.
+  // More than the two ends of the connection hold is to be sent: Send cannot have ended.
   EXPECT_EQ(sent.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   server.Running().Signal(SIGUSR1);
 

@@ -20,6 +20,8 @@ import struct
 import sys
 
 READ_BEFORE_STALL = 65536
+# What is sent and not read waits here, and at the sender.
+RECEIVE_BUFFER = 65536
 
 
 def say(text):
@@ -129,6 +131,8 @@ def main():
     stage, action = sys.argv[1], sys.argv[2]
     signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR1})
     listener = socket.create_server(("127.0.0.1", 0))
+    if stage == "body":
+        listener.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, RECEIVE_BUFFER)
     say(listener.getsockname()[1])
     connection, _ = listener.accept()
     listener.close()
