@@ -168,7 +168,7 @@ runFuzzTarget() {
   mkdir -p "$corpus"
   [ ! -d "Fuzz/Corpus/$name" ] || folders+=("Fuzz/Corpus/$name")
   [ ! -f "Fuzz/$name.dict" ] || folders+=("-dict=Fuzz/$name.dict")
-  ASAN_OPTIONS=$leakCheck "$1" -max_total_time="${FUZZ_SECONDS:-15}" -seed="${FUZZ_SEED:-1}" -timeout=10 \
+  ASAN_OPTIONS=$leakCheck "$1" -max_total_time="${FUZZ_SECONDS:-15}" -seed="${FUZZ_SEED:-1}" -timeout=60 \
     -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="build/fuzz/$name-" "${folders[@]}" \
     >"build/fuzz/$name.log" 2>&1 || { tail -n 60 "build/fuzz/$name.log"; return 1; }
   echo "$name: $(grep -E 'stat::number_of_executed_units' "build/fuzz/$name.log")"

@@ -7,6 +7,7 @@ Usage: check_terminal.py COMMAND...
 
 import os
 import pty
+import re
 import socket
 import struct
 import subprocess
@@ -111,15 +112,16 @@ def main(command):
     expect("\033[3" in doctor, "the doctor's states are coloured")
 
     progress = run(command, LONG_SEARCH, ["stderr"], TERM="xterm")
-    expect("ondrel: searching, 1 s" in progress["stderr"], "a terminal shows progress")
+    expect(re.search(r"ondrel: searching, \d+ s", progress["stderr"]), "a terminal shows progress")
     last = progress["stderr"].rstrip("\r\n").split("\r")[-1]
     expect("ondrel: cannot answer: the limit" in progress["stderr"].split(" s\r")[-1],
            "progress goes before the failure is shown: " + repr(last))
     expect(progress["stdout"] == "", "progress stays away from standard output")
     piped = run(command, LONG_SEARCH, ["stdout"], TERM="xterm")["stderr"]
     expect("searching" not in piped and "cannot answer" in piped, "a pipe shows no progress")
-    quick = run(command, ["match", "a", "a"], ["stderr"], TERM="xterm")["stderr"]
-    expect(quick == "", "quick work shows no progress")
+    # What takes a second on a busy machine is not quick there.
+    expect(any(run(command, ["match", "a", "a"], ["stderr"], TERM="xterm")["stderr"] == ""
+               for _ in range(3)), "quick work shows no progress")
 
     ends = [end.detach() for end in socket.socketpair()]
     expect(status_without_reader(command, *ends) == 141, "a socket without a reader is noticed")

@@ -31,15 +31,19 @@ sockaddr_in Loopback(unsigned short port) {
   return address;
 }
 
-unsigned short FreePort() {
-  const Host::FileDescriptor probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+// A socket that keeps a free port from everybody but those who share addresses, as Postfix does.
+Host::FileDescriptor FreePort(unsigned short& port) {
+  Host::FileDescriptor kept(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const int yes = 1;
   sockaddr_in address = Loopback(0);
   socklen_t length = sizeof address;
   const bool isBound =
-      bind(probe.Number(), reinterpret_cast<sockaddr*>(&address), length) == 0 &&
-      getsockname(probe.Number(), reinterpret_cast<sockaddr*>(&address), &length) == 0;
+      setsockopt(kept.Number(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0 &&
+      bind(kept.Number(), reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+      getsockname(kept.Number(), reinterpret_cast<sockaddr*>(&address), &length) == 0;
   if (!isBound) throw std::runtime_error("no free port");
-  return ntohs(address.sin_port);
+  port = ntohs(address.sin_port);
+  return kept;
 }
 
 bool TakesConnections(unsigned short port) {
@@ -65,7 +69,8 @@ bool WaitUntil(Condition condition) {
 
 }  // namespace
 
-Postfix::Postfix() : m_port(FreePort()) {
+Postfix::Postfix() {
+  const Host::FileDescriptor kept = FreePort(m_port);
   Configure();
   // The folders of the queue.
   const ProcessResult check =

@@ -33,7 +33,7 @@ private:
   void Configure() const;
 
   TemporaryFolder m_folder;
-  unsigned short m_port;
+  unsigned short m_port = 0;
   std::unique_ptr<Process> m_process;
 };
 

@@ -66,7 +66,10 @@ class Mailbox:
         ]
         self.mails += 1
         (self.store / f"{self.mails}.eml").write_bytes(envelope.original_content)
-        (self.store / f"{self.mails}.envelope").write_text("".join(f"{l}\n" for l in lines))
+        # Whoever waits for the envelope finds it whole.
+        unfinished = self.store / f"{self.mails}.part"
+        unfinished.write_text("".join(f"{l}\n" for l in lines))
+        unfinished.rename(self.store / f"{self.mails}.envelope")
         return "250 OK"
 
 

@@ -31,7 +31,7 @@ set -e
 /usr/lib/systemd/systemd-udevd --daemon
 udevadm trigger --type=subsystems
 udevadm trigger --type=devices
-udevadm settle
+udevadm settle --timeout=900
 """
 
 # Partitions of eight sectors, more than an old table has room for without an extended one.
@@ -41,9 +41,9 @@ set -e
   for number in 0 1 2 3 4 5; do echo "start=$((2048 + number * 8)), size=8, name=\"数据 $number\""; done
 } | sfdisk -q /dev/TINY
 printf 'label: dos\nsize=10M, type=83\ntype=5\n' | sfdisk -q /dev/EXTENDED
-udevadm settle
+udevadm settle --timeout=900
 /usr/sbin/mke2fs -q -t ext4 -L '数据 é' /dev/EXTENDEDp1
-udevadm settle
+udevadm settle --timeout=900
 mkdir -p /mnt/數據 /mnt/named
 mount -t ext4 /dev/EXTENDEDp1 /mnt/數據
 mount -t tmpfs /dev/TINYp1 /mnt/named
@@ -52,35 +52,35 @@ mount -t tmpfs /dev/TINYp1 /mnt/named
 MULTIPATH = r"""
 set -e
 printf 'label: gpt\nstart=4096, size=40M\n' | sfdisk -q /dev/MANY
-udevadm settle
+udevadm settle --timeout=900
 number() { cat /sys/block/$1/dev; }
 sectors=$(cat /sys/block/MANY/size)
 echo "0 $sectors multipath 0 0 1 1 round-robin 0 2 1 $(number MANY) 1000 $(number MANYTOO) 1000" |
   dmsetup create mpatha --uuid mpath-many
 echo "0 81920 linear /dev/mapper/mpatha 4096" |
   dmsetup create mpatha-part1 --uuid part1-mpath-many
-udevadm settle
+udevadm settle --timeout=900
 /usr/sbin/mke2fs -q -t ext4 -L 'two ways' /dev/mapper/mpatha-part1
 """
 
 POOL = r"""
 set -e
 printf 'label: gpt\nsize=4M\nsize=40M\n' | sfdisk -q /dev/POOL
-udevadm settle
+udevadm settle --timeout=900
 dd if=/dev/zero of=/dev/POOLp1 bs=4096 count=1
 echo "0 81920 thin-pool /dev/POOLp1 /dev/POOLp2 128 0" | dmsetup create pool
 dmsetup message pool 0 'create_thin 0'
 echo '0 204800 thin /dev/mapper/pool 0' | dmsetup create thin
-udevadm settle
+udevadm settle --timeout=900
 /usr/sbin/mke2fs -q -t ext4 -L 'promised' /dev/mapper/thin
 """
 
 SEVERAL = r"""
 set -e
 printf 'label: gpt\nsize=150M\n' | sfdisk -q /dev/LEFT
-udevadm settle
+udevadm settle --timeout=900
 mkfs.btrfs -q -f -L 'both' -d raid1 -m raid1 /dev/LEFTp1 /dev/RIGHT
-udevadm settle
+udevadm settle --timeout=900
 btrfs device scan
 mkdir -p /mnt/both
 mount -t btrfs /dev/RIGHT /mnt/both
@@ -89,14 +89,14 @@ mount -t btrfs /dev/RIGHT /mnt/both
 CACHED = r"""
 set -e
 make-bcache --bucket 64k -B /dev/DATA -C /dev/CACHE >/dev/null
-udevadm settle
+udevadm settle --timeout=900
 for device in /dev/DATA /dev/CACHE; do echo $device >/sys/fs/bcache/register || true; done
 until [ -e /dev/bcache0 ]; do usleep 50000; done
-udevadm settle
+udevadm settle --timeout=900
 set=$(basename /sys/fs/bcache/*-*-*)
 [ -e /sys/block/bcache0/bcache/cache ] || echo $set >/sys/block/bcache0/bcache/attach
 /usr/sbin/mke2fs -q -t ext4 -L 'quick' /dev/bcache0
-udevadm settle
+udevadm settle --timeout=900
 """
 
 # What of the library's records does not depend on rights.
@@ -137,8 +137,8 @@ class DisksTest(MachineTestCase):
                                 cls.names[serial], script)
             cls.machine.check(script)
         # What is written while udev looks at a device may escape it (mkfs.btrfs writes twice): it looks once more.
-        cls.machine.check("udevadm settle; udevadm trigger --action=change --subsystem-match=block; "
-                          "udevadm settle")
+        cls.machine.check("udevadm settle --timeout=900; udevadm trigger --action=change --subsystem-match=block; "
+                          "udevadm settle --timeout=900")
         cls.disks = cls.machine.run("ondrel --json disks").json()["disks"]
         cls.all = cls.machine.run("ondrel --json partitions --all").json()["disks"]
 

@@ -58,7 +58,7 @@ class NVMeTargetTest(MachineTestCase):
     @classmethod
     def connect(cls, subsystem, port):
         cls.machine.check(f"echo 'transport=tcp,traddr=127.0.0.1,trsvcid={port},nqn={subsystem},"
-                          f"hostnqn={HOST},nr_io_queues=1' >/dev/nvme-fabrics")
+                          f"hostnqn={HOST},nr_io_queues=1,keep_alive_tmo=600' >/dev/nvme-fabrics")
 
     def ondrel(self, arguments, status=0):
         result = self.machine.run(f"ondrel --json nvme {arguments}")

@@ -44,7 +44,7 @@ class RestartTest(unittest.TestCase):
         with Machine() as machine:
             # It runs until a restart ends it: QEMU is set not to boot again.
             # There is no login manager here.
-            machine.check("(sleep 1; ondrel reboot --yes --force) >/dev/null 2>&1 &")
+            machine.check("(sleep 5; ondrel reboot --yes --force) >/dev/null 2>&1 &")
             event = machine.wait_for_event("SHUTDOWN")
             self.assertEqual("guest-reset", event["data"]["reason"])
 
@@ -98,13 +98,17 @@ class BeepTest(MachineTestCase):
         return rate, samples[::channels]
 
     def test_the_speaker_sounds_with_its_pitch_for_its_time(self):
-        before = len(self.recorded()[1])
-        self.machine.check("ondrel beep 1000 500; sleep 1")
-        rate, samples = self.recorded()
-        samples = samples[before:]
-        level = max(samples) // 2
-        sounding = [i for i, sample in enumerate(samples) if abs(sample) > level]
-        seconds = (sounding[-1] - sounding[0]) / rate
+        # What a busy host does not record of a tone makes it shorter.
+        for _ in range(5):
+            before = len(self.recorded()[1])
+            self.machine.check("ondrel beep 1000 500; sleep 1")
+            rate, samples = self.recorded()
+            samples = samples[before:]
+            level = max(samples) // 2
+            sounding = [i for i, sample in enumerate(samples) if abs(sample) > level]
+            seconds = (sounding[-1] - sounding[0]) / rate
+            if seconds > 0.35:
+                break
         rises = [i for i in range(1, len(samples)) if samples[i - 1] < 0 <= samples[i]]
         periods = sorted(later - earlier for earlier, later in zip(rises, rises[1:]))
 

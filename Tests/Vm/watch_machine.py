@@ -1,6 +1,7 @@
 """A machine with NVMe drives in which the watch service runs, and the mail server that it sends to."""
 
 import contextlib
+import json
 import pathlib
 import subprocess
 import sys
@@ -8,6 +9,9 @@ import tempfile
 import time
 
 from machine import PATIENCE, SOURCE_FOLDER, MachineTestCase
+
+# A drive's and an array's status of that name.
+OPERATIONAL = 40093
 
 MAIL_SERVER = SOURCE_FOLDER / "Tests" / "Support" / "smtp_server.py"
 
@@ -179,28 +183,31 @@ class WatchTestCase(MachineTestCase):
         self.wait_until_working(name, *numbers[:len(numbers) - spares], limit=limit)
 
     def wait_until_working(self, name, *numbers, limit=PATIENCE):
-        """Waits until the service knows the array and these members as operational."""
+        """Waits until the service has kept that the array and these members are operational. `--status`
+        looks by itself, and may know more than the service does."""
         members = {f"SN{number}" for number in numbers}
         deadline = time.monotonic() + limit
         while True:
             asked = time.monotonic()
-            drives, arrays = self.status()
-            working = {drive for drive, status in drives.items() if status == "OPERATIONAL"}
-            if arrays.get(name) == "OPERATIONAL" and members <= working:
+            kept = json.loads("\n".join(self.query("SELECT text FROM state")) or '{"drives":[],"arrays":[]}')
+            working = {drive["id"] for drive in kept["drives"] if drive["status"] == OPERATIONAL}
+            arrays = {record["array"]["name"] for record in kept["arrays"]
+                      if record["array"]["status"] == OPERATIONAL and not record["isStopped"]}
+            if name in arrays and members <= working:
                 return
-            self.assertLess(time.monotonic(), deadline, f"{name}: {drives} {arrays}")
+            self.assertLess(time.monotonic(), deadline, f"{name}: {kept}")
             leave_to_the_service(asked)
 
     @contextlib.contextmanager
     def held(self, name):
-        """Holds the kernel to most of a minute for a rebuild or a check of the array: what is over before the
+        """Holds the kernel to more than a minute for a rebuild or a check of the array: what is over before the
         service looks cannot be distinguished from what never was."""
-        limit = f"/sys/block/{name}/md/sync_speed_max"
-        self.machine.check(f"echo 1000 >{limit}")
+        folder = f"/sys/block/{name}/md"
+        self.machine.check(f"echo 500 >{folder}/sync_speed_min; echo 500 >{folder}/sync_speed_max")
         try:
             yield
         finally:
-            self.machine.check(f"echo 200000 >{limit}")
+            self.machine.check(f"echo 200000 >{folder}/sync_speed_max; echo 1000 >{folder}/sync_speed_min")
 
     def idle(self, name):
         self.machine.wait_for(f"grep -q idle /sys/block/{name}/md/sync_action")

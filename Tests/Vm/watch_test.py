@@ -169,7 +169,7 @@ class WatchTest(WatchTestCase):
         spent, woken = [], []
         # A host that is busy with other work adds to what an emulated processor counts: the least
         # of some spans is nearest to what the service takes.
-        while len(spent) < 4 and min(spent, default=6) > 5:
+        while len(spent) < 4 and (min(spent, default=6) > 5 or min(woken) > 15):
             before = ticks(pid), wakes()
             time.sleep(10)
             spent.append(ticks(pid) - before[0])

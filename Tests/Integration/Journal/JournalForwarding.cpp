@@ -11,7 +11,8 @@
 
 namespace Ondrel::Testing {
 
-JournalForwarding::JournalForwarding() : m_port(std::to_string(20000 + getpid() % 20000)) {
+// Below the ports that the kernel gives out by itself.
+JournalForwarding::JournalForwarding() : m_port(std::to_string(20000 + getpid() % 12000)) {
   std::filesystem::create_directories(Collected());
   const ProcessResult made = RunProcess(
       "/usr/bin/openssl",

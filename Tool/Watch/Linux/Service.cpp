@@ -345,7 +345,7 @@ void Service::TendProgram(Clock::time_point now) {
   const auto variables = VariablesOf(*event, m_host);
   m_program.emplace(Program{
       event->id, Child([&](int) { return RunProgram(m_settings.exec.program, variables, input); },
-                       now + std::chrono::seconds(m_settings.exec.timeLimit))});
+                       Clock::now() + std::chrono::seconds(m_settings.exec.timeLimit))});
 }
 
 void Service::WriteMetrics() {
