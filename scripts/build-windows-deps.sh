@@ -47,6 +47,9 @@ buildCurl() {
   cmake --install "$deps/curl-build"
 }
 
+# Archives have no checksum of what is in them.
+isCurlThere() { [ -s "$deps/curl/bin/libcurl.dll" ] && [ -s "$deps/curl/lib/libcurl.dll.a" ]; }
+
 mkdir -p "$deps/headers"
 for library in boost CLI fmt nlohmann spdlog; do linkHeaders "$library"; done
 
@@ -58,14 +61,23 @@ $(cat cmake/mingw-w64.cmake)"
 if [ "$(cat "$deps/stamp" 2>/dev/null)" != "$stamp" ]; then
   cache=${ONDREL_WINDOWS_DEPS_CACHE:-${XDG_CACHE_HOME:-${HOME-}/.cache}/ondrel-windows-deps}
   kept=$cache/$(sha256sum <<<"$stamp" | cut -c 1-64).tar
-  rm -rf "$deps/curl"
-  if [ ! -f "$kept" ] || ! tar -xf "$kept" -C "$deps"; then
+  rm -rf "$deps/stamp" "$deps/curl"
+  # With the time of now: what was linked with another one is older.
+  if [ ! -f "$kept" ] || ! tar -xmf "$kept" -C "$deps" || ! isCurlThere; then
     echo "Building libcurl for Windows"
-    # As a script of its own the shell stops at the first failure in it.
-    (set -e; fetchCurl; buildCurl) >"$log" 2>&1 || { tail -n 40 "$log"; exit 1; }
+    # Not as a condition: there the shell would go on behind what fails.
+    set +e
+    (set -e; fetchCurl; buildCurl; isCurlThere) >"$log" 2>&1
+    status=$?
+    set -e
+    if [ "$status" -ne 0 ]; then
+      tail -n 40 "$log"
+      echo "$0: libcurl for Windows could not be built (status $status)" >&2
+      exit 1
+    fi
     # Whole or not there, whoever else builds it at the same time.
     if ! (mkdir -p "$cache" && tar -cf "$kept.$$" -C "$deps" curl && mv "$kept.$$" "$kept"); then
-      rm -f "$kept.$$"
+      rm -f "$kept.$$" 2>/dev/null || true
       echo "$0: could not keep libcurl in $cache; the next clone builds it again" >&2
     fi
   fi

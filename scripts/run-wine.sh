@@ -63,7 +63,8 @@ if ! isStarted; then
     exit 1
   fi
 elif ((EPOCHSECONDS - time > 2)); then
-  noteStart
+  # Without it the next start looks for itself.
+  (noteStart) 2>/dev/null || true
 fi
 chooseWine
 exec "${wine[@]}" "$@"
