@@ -57,6 +57,8 @@ for library in boost CLI fmt nlohmann spdlog; do linkHeaders "$library"; done
 stamp="$(apt-cache showsrc --only-source curl | awk '$1 == "Version:" {print $2; exit}')
 $(x86_64-w64-mingw32-gcc-posix --version | head -n 1)
 ${curlSettings[*]}
+${CFLAGS-} ${LDFLAGS-}
+$(declare -f fetchCurl buildCurl)
 $(cat cmake/mingw-w64.cmake)"
 if [ "$(cat "$deps/stamp" 2>/dev/null)" != "$stamp" ]; then
   cache=${ONDREL_WINDOWS_DEPS_CACHE:-${XDG_CACHE_HOME:-${HOME-}/.cache}/ondrel-windows-deps}

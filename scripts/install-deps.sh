@@ -136,7 +136,10 @@ askBeforeEffects() {
   printf '  %s\n' "${effects[@]}"
   case "${ONDREL_INSTALL:-}" in
     yes) return 0 ;;
-    no) echo "$0: nothing was installed: ONDREL_INSTALL is no" >&2 && exit 3 ;;
+    no)
+      echo "$0: nothing was installed: ONDREL_INSTALL is no" >&2 || true
+      exit 3
+      ;;
   esac
   [ "${CI:-}" != true ] || return 0
   if [ ! -t 0 ]; then

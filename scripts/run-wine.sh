@@ -45,10 +45,12 @@ if ! isStarted; then
   (
     flock 9
     if [ ! -f "$WINEPREFIX/system.reg" ]; then
-      "${wine[@]}" wineboot -i >"$WINEPREFIX/boot.log" 2>&1
-      # The server writes it a moment later.
-      for _ in {1..600}; do [ ! -f "$WINEPREFIX/system.reg" ] || break; sleep 0.1; done
+      if "${wine[@]}" wineboot -i >"$WINEPREFIX/boot.log" 2>&1 9>&-; then
+        # The server writes it a moment later.
+        for _ in {1..600}; do [ ! -f "$WINEPREFIX/system.reg" ] || break; sleep 0.1; done
+      fi
     fi
+    [ -f "$WINEPREFIX/system.reg" ] || exit
     if ! (isStarted); then
       for _ in 1 2 3; do
         wineserver -p15 9>&- || true

@@ -31,8 +31,8 @@ for file in "$package"/bin/{ondrel,pirsk}.dll "$package/bin/ondrel.exe"; do
   for flag in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
     [[ $flags == *$flag* ]] || { echo "${file##*/} lacks $flag" >&2; exit 1; }
   done
-  ! x86_64-w64-mingw32-objdump -h "$file" | grep -q '\.debug_info' ||
-    { echo "${file##*/} is not stripped" >&2; exit 1; }
+  sections=$(x86_64-w64-mingw32-objdump -h "$file")
+  [[ $sections != *.debug_info* ]] || { echo "${file##*/} is not stripped" >&2; exit 1; }
   x86_64-w64-mingw32-objdump -h "build/windows/bin/${file##*/}.debug" | grep '\.debug_info' >/dev/null ||
     { echo "the build has no debug information of ${file##*/}" >&2; exit 1; }
   ! strings -a "$file" | grep -F "$PWD" ||

@@ -192,15 +192,19 @@ checkScripts() {
     git ls-files -z '*.md' | xargs -0 scripts/check-links.py
 }
 
-# What it found out about a file holds for as long as the file, with all that it includes, is the same;
-# it is kept for all clones, of which one at a time is checked.
+# What it found out about a file holds for as long as the file, with all that it includes, is the same, and
+# it is asked in the same way; it is kept for all clones, of which one at a time is checked.
 checkWithCppcheck() {
-  local known=${XDG_CACHE_HOME:-$HOME/.cache}/ondrel-cppcheck
-  mkdir -p "$known"
-  flock "$known/lock" cppcheck --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr \
-    --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp -j "$jobs" \
-    --cppcheck-build-dir="$known" \
-    -i Src/Host/Win32 -i Pirsk/Host/Win32 -i Tool/Host/Win32 -i Tool/Watch/Win32 -I Include -I Src -I Pirsk Pirsk Src Tool
+  local known arguments=(
+    --quiet --std=c++20 --enable=warning,performance,portability --inline-suppr
+    --error-exitcode=1 --suppressions-list=Tests/Support/cppcheck.supp
+    -i Src/Host/Win32 -i Pirsk/Host/Win32 -i Tool/Host/Win32 -i Tool/Watch/Win32
+    -I Include -I Src -I Pirsk Pirsk Src Tool
+  )
+  known=$({ cppcheck --version && echo "${arguments[@]}" && cat Tests/Support/cppcheck.supp; } | sha256sum)
+  known=${XDG_CACHE_HOME:-${HOME-}/.cache}/ondrel-cppcheck/${known:0:16}
+  mkdir -p "$known" &&
+    flock "$known/lock" cppcheck -j "$jobs" --cppcheck-build-dir="$known" "${arguments[@]}"
 }
 
 checkWithClangTidy() {
@@ -246,7 +250,11 @@ declare -A ended=()      # step to its exit status
 declare -A began=() took=()
 
 isFunction() { declare -F "$1" >/dev/null; }
-isAmong() { [[ " ${*:2} " == *" $1 "* ]]; }
+isAmong() {
+  local word
+  for word in "${@:2}"; do [ "$word" != "$1" ] || return 0; done
+  return 1
+}
 isRunning() { isAmong "$1" "${running[@]}"; }
 
 isAnyRunning() { # of a kind

@@ -16,6 +16,7 @@ Usage: tidy.py --build FOLDER [--jobs N] FILE...
 
 import argparse
 import concurrent.futures
+import contextlib
 import hashlib
 import json
 import os
@@ -31,6 +32,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 CACHE = pathlib.Path(os.environ.get("ONDREL_TIDY_CACHE") or
                      pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache") /
                      "ondrel-tidy")
+STAMP = re.compile(r"[0-9a-f]{64}")
 STAMP_DAYS = 60
 # Comments that change what is said: suppressions, names of arguments, and what falls through.
 HEEDED_COMMENT = re.compile(rb"NOLINT|/\*\s*\w+\s*=?\s*\*/|fall", re.IGNORECASE)
@@ -170,8 +172,10 @@ class Tidy:
 def remove_old_stamps():
     limit = time.time() - STAMP_DAYS * 24 * 3600
     for stamp in CACHE.iterdir():
-        if stamp.stat().st_mtime < limit:
-            stamp.unlink(missing_ok=True)
+        # Nothing else that lies there; and another run may remove one at the same time.
+        with contextlib.suppress(FileNotFoundError):
+            if STAMP.fullmatch(stamp.name) and stamp.stat().st_mtime < limit:
+                stamp.unlink()
 
 
 def main():
